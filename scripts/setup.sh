@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Installs every Debian package the build, the program and the tests need.
+# Idempotent: installs only what is missing, so it costs a second on a ready machine.
+set -euo pipefail
+
+packages=(
+  # toolchain
+  build-essential cmake ninja-build ccache pkg-config clang-format
+  # core libraries
+  libpcre2-dev libcurl4-openssl-dev libsqlite3-dev sqlite3 libcli11-dev
+  # windows
+  qt6-base-dev qt6-webengine-dev libqt6webenginecore6-bin qt6-tools-dev libgl-dev
+  # tests: unit tests, screen under Xvfb, Chinese fonts
+  libgtest-dev libgmock-dev xvfb xauth x11-utils fonts-noto-cjk
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+
+if ((${#missing[@]})); then
+  echo "setup: installing ${missing[*]}" >&2
+  sudo_cmd=()
+  [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
+  export DEBIAN_FRONTEND=noninteractive
+  "${sudo_cmd[@]}" apt-get update -q
+  "${sudo_cmd[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}"
+fi

@@ -1,0 +1,127 @@
+#include "Config.h"
+
+#include "IniFile.h"
+#include "base/TextNumbers.h"
+
+#include <optional>
+
+namespace vantor {
+namespace {
+
+constexpr const char* kNet = "Net";
+constexpr const char* kOther = "Other";
+
+IniFile loadIni(const std::filesystem::path& path) {
+    try {
+        return IniFile::load(path);
+    } catch (const std::exception& e) {
+        throw ConfigError(e.what());
+    }
+}
+
+void saveIni(const IniFile& ini, const std::filesystem::path& path) {
+    try {
+        ini.save(path);
+    } catch (const std::exception& e) {
+        throw ConfigError(e.what());
+    }
+}
+
+template <typename T>
+T require(std::optional<T> value, const char* key, const std::string& text) {
+    if (!value)
+        throw ConfigError(std::string("'") + text + "' is not a valid value for " + key);
+    return *value;
+}
+
+} // namespace
+
+std::shared_ptr<const THttpAgent> TConfig::getHttpAgent() const {
+    std::lock_guard lock(mutex_);
+    return agent_;
+}
+
+void TConfig::setHttpAgent(std::shared_ptr<const THttpAgent> agent) {
+    std::lock_guard lock(mutex_);
+    agent_ = std::move(agent);
+}
+
+void ConfigFile::load(TConfig& config) const {
+    std::error_code ec;
+    bool exists = std::filesystem::exists(path_, ec);
+    if (ec)
+        throw ConfigError("cannot reach " + path_.string() + ": " + ec.message());
+    if (!exists) {
+        IniFile ini;
+        ini.write(kNet, "AgentType", "false");
+        ini.write(kNet, "Server", "");
+        ini.write(kNet, "Port", "0");
+        ini.write(kNet, "User", "");
+        ini.write(kNet, "Password", "");
+        ini.write(kNet, "Domain", "");
+        ini.write(kNet, "ReadTimeOut", "0");
+        ini.write(kNet, "ConnectTimeOut", "0");
+        ini.write(kNet, "ConnectTime", "3");
+        ini.write(kOther, "optimize", "1");
+        ini.write(kOther, "lastTimeOpt", "");
+        saveIni(ini, path_);
+    }
+
+    IniFile ini = loadIni(path_);
+    THttpAgent agent = *config.getHttpAgent();
+    auto text = [&](const char* key, const char* fallback) { return ini.read(kNet, key, fallback); };
+    auto number = [&](const char* key, const char* fallback) {
+        auto t = text(key, fallback);
+        return require(parseInt32(t), key, t);
+    };
+    try {
+        auto agentType = text("AgentType", "false");
+        agent.AgentType = require(parseBool(agentType), "AgentType", agentType);
+        agent.Server = text("Server", "");
+        agent.Port = number("Port", "0");
+        agent.User = text("User", "");
+        agent.Password = text("Password", "");
+        agent.Domain = text("Domain", "");
+        agent.ReadTimeOut = number("ReadTimeOut", "0");
+        agent.ConnectTimeOut = number("ConnectTimeOut", "0");
+        agent.ConnectTime = number("ConnectTime", "3");
+    } catch (...) {
+        // Start-up goes on with what was read before the bad value.
+        config.setHttpAgent(std::make_shared<const THttpAgent>(agent));
+        throw;
+    }
+    config.setHttpAgent(std::make_shared<const THttpAgent>(agent));
+    config.optimize = ini.read(kOther, "optimize", "1");
+    config.lastTimeOpt = ini.read(kOther, "lastTimeOpt", "");
+    require(parseInt32(config.optimize), "optimize", config.optimize);
+}
+
+void ConfigFile::saveNetwork(const THttpAgent& agent, TConfig& config) const {
+    IniFile ini = loadIni(path_);
+    ini.write(kNet, "AgentType", agent.AgentType ? "-1" : "0");
+    ini.write(kNet, "Server", agent.Server);
+    ini.write(kNet, "Port", std::to_string(agent.Port));
+    ini.write(kNet, "User", agent.User);
+    ini.write(kNet, "Password", agent.Password);
+    ini.write(kNet, "Domain", agent.Domain);
+    ini.write(kNet, "ReadTimeOut", std::to_string(agent.ReadTimeOut));
+    ini.write(kNet, "ConnectTimeOut", std::to_string(agent.ConnectTimeOut));
+    ini.write(kNet, "ConnectTime", std::to_string(agent.ConnectTime));
+    saveIni(ini, path_);
+    config.setHttpAgent(std::make_shared<const THttpAgent>(agent));
+}
+
+void ConfigFile::saveSchedule(int optimizeIndex) const {
+    IniFile ini = loadIni(path_);
+    ini.write(kOther, "optimize", std::to_string(optimizeIndex));
+    ini.write(kOther, "lastTimeOpt", "");
+    saveIni(ini, path_);
+}
+
+void ConfigFile::saveLastTimeOpt(const std::string& lastTimeOpt) const {
+    IniFile ini = loadIni(path_);
+    ini.write(kOther, "lastTimeOpt", lastTimeOpt);
+    saveIni(ini, path_);
+}
+
+} // namespace vantor

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+
+namespace vantor {
+
+// The network settings every page download uses.
+struct THttpAgent {
+    bool AgentType = false;  // true: go through the HTTP proxy below
+    std::string Server;
+    std::int32_t Port = 0;
+    std::string User;
+    std::string Password;
+    std::string Domain;  // kept and saved, never used by a download
+    std::int64_t ReadTimeOut = 0;     // ms; 0 = no time-out of its own
+    std::int64_t ConnectTimeOut = 0;  // ms; 0 = no time-out of its own
+    std::int32_t ConnectTime = 0;     // connection attempts per page
+
+    bool operator==(const THttpAgent&) const = default;
+};
+
+// The process-wide settings. The agent is shared immutably: a download keeps the agent it started
+// with alive while a new one is installed.
+class TConfig {
+public:
+    TConfig() : agent_(std::make_shared<const THttpAgent>()) {}
+
+    std::shared_ptr<const THttpAgent> getHttpAgent() const;
+    void setHttpAgent(std::shared_ptr<const THttpAgent> agent);
+
+    std::string optimize;
+    std::string lastTimeOpt;
+
+private:
+    mutable std::mutex mutex_;
+    std::shared_ptr<const THttpAgent> agent_;
+};
+
+// A settings file that cannot be created, read or written, or that holds a value the program
+// cannot read back.
+class ConfigError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Messages of the settings file, as the windows show them.
+inline constexpr const char* kConfigFileError = "配置文件出错，系统将退出！";
+inline constexpr const char* kConfigSaveError = "保存配置文件出错！";
+
+// The compaction schedule: the index of "每天一次", "每周一次", "每月一次".
+enum class Optimize { Daily = 0, Weekly = 1, Monthly = 2 };
+
+// Reading and writing config.ini. Every operation opens and closes the file.
+class ConfigFile {
+public:
+    explicit ConfigFile(std::filesystem::path path) : path_(std::move(path)) {}
+    const std::filesystem::path& path() const { return path_; }
+
+    // Start-up load: writes the first-start defaults when the file is missing, then reads every key in
+    // order into config, field by field, so that a failure leaves the fields read before it in place.
+    // Raises ConfigError.
+    void load(TConfig& config) const;
+
+    // Writes the nine network keys, then installs the agent, so downloads started afterwards use it.
+    // Raises ConfigError; config is then unchanged.
+    void saveNetwork(const THttpAgent& agent, TConfig& config) const;
+
+    // Writes the schedule and empties lastTimeOpt, so the next start compacts at once.
+    void saveSchedule(int optimizeIndex) const;
+
+    void saveLastTimeOpt(const std::string& lastTimeOpt) const;
+
+private:
+    std::filesystem::path path_;
+};
+
+} // namespace vantor

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+namespace vantor {
+
+std::filesystem::path executablePath();
+
+// The folder that holds the settings, the database and the chart documents: "../data" beside the
+// program's folder, unless --data-dir or VANTOR_DATA_DIR name another.
+class DataFolder {
+public:
+    explicit DataFolder(std::filesystem::path root) : root_(std::move(root)) {}
+
+    // Order of precedence: the command line's folder, then VANTOR_DATA_DIR, then ../data.
+    static DataFolder locate(const std::optional<std::filesystem::path>& commandLine = std::nullopt);
+
+    const std::filesystem::path& root() const { return root_; }
+    std::filesystem::path config() const { return root_ / "config.ini"; }
+    std::filesystem::path database() const { return root_ / "lmd_pin.db"; }
+    std::filesystem::path temporaryDatabase() const { return root_ / "temp_lmd.db"; }
+    std::filesystem::path gallery() const { return root_ / "gallery"; }
+
+    // Raises std::filesystem::filesystem_error.
+    void create() const;
+
+private:
+    std::filesystem::path root_;
+};
+
+} // namespace vantor

@@ -1,0 +1,42 @@
+#include "Startup.h"
+
+#include "Compaction.h"
+
+namespace vantor {
+
+StartupOutcome prepareData(const DataFolder& folder, TConfig& config, db::TDM& dm, StartupObserver& observer,
+                           const DateTime& now) {
+    ConfigFile file(folder.config());
+    try {
+        folder.create();
+        file.load(config);
+    } catch (const std::exception&) {
+        observer.showMessage(kConfigFileError);
+    }
+
+    if (compactionDue(config.optimize, config.lastTimeOpt, now)) {
+        observer.showStatus(kCompactingStatus);
+        try {
+            config.lastTimeOpt = compactDatabase(folder.database(), folder.temporaryDatabase(), now);
+        } catch (const std::exception&) {
+            // lastTimeOpt keeps its old value, so the next start decides again.
+            observer.showMessage(kCompactionFailed);
+        }
+    }
+    try {
+        file.saveLastTimeOpt(config.lastTimeOpt);
+    } catch (const std::exception&) {
+        observer.showMessage(kConfigFileError);
+        return StartupOutcome::Exit;
+    }
+
+    try {
+        dm.open();
+    } catch (const std::exception&) {
+        observer.showMessage(kDataFileError);
+        return StartupOutcome::Exit;
+    }
+    return StartupOutcome::Ready;
+}
+
+} // namespace vantor

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Config.h"
+#include "DataFolder.h"
+#include "base/DateTime.h"
+#include "db/TDM.h"
+
+#include <string>
+
+namespace vantor {
+
+inline constexpr const char* kDataFileError = "数据文件出错，系统将退出！";
+
+// What the start-up work tells the user; the windows show it in message boxes and the status line,
+// the command line prints it.
+class StartupObserver {
+public:
+    virtual ~StartupObserver() = default;
+    virtual void showMessage(const std::string& text) = 0;
+    virtual void showStatus(const std::string& text) = 0;
+};
+
+enum class StartupOutcome { Ready, Exit };
+
+// The main window's start-up work on the data folder, in order: load the settings (a failure is shown
+// and start-up goes on), compact the database when due, write lastTimeOpt back (a failure ends the
+// program), open the database (a failure ends the program).
+StartupOutcome prepareData(const DataFolder& folder, TConfig& config, db::TDM& dm, StartupObserver& observer,
+                           const DateTime& now);
+
+} // namespace vantor

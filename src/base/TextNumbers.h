@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace vantor {
+
+// Settings texts are converted strictly: a value the program cannot read back exactly is an error,
+// never a silent zero.
+
+// "true"/"false" (any letter case), "-1" and "0"; nothing else.
+std::optional<bool> parseBool(std::string_view text);
+
+// Decimal integer: optional leading blanks, optional sign, digits, nothing after them.
+std::optional<std::int32_t> parseInt32(std::string_view text);
+std::optional<std::int64_t> parseInt64(std::string_view text);
+
+} // namespace vantor

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace vantor::db {
+
+// A database failure, carrying SQLite's own explanation.
+class DbError : public std::runtime_error {
+public:
+    explicit DbError(const std::string& message, int code = 0) : std::runtime_error(message), code_(code) {}
+    int code() const { return code_; }
+
+private:
+    int code_;
+};
+
+using Value = std::variant<std::monostate, std::int64_t, double, std::string>;
+
+std::string valueToText(const Value& value);
+
+class Statement;
+
+// One connection to the data file. Every connection gets the date and number functions the program's
+// statements use, so the statements run as they are written.
+class Database {
+public:
+    enum class Mode { OpenExisting, CreateIfMissing, ReadOnly };
+
+    Database() = default;
+    Database(const std::filesystem::path& file, Mode mode);
+    ~Database();
+    Database(Database&& other) noexcept;
+    Database& operator=(Database&& other) noexcept;
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+
+    bool isOpen() const { return db_ != nullptr; }
+    void close();
+
+    void exec(std::string_view sql);
+    Statement prepare(std::string_view sql);
+
+    void beginTransaction();
+    void commit();
+    void rollback();
+    bool inTransaction() const;
+
+    std::int64_t lastInsertId() const;
+    int changes() const;
+    sqlite3* handle() const { return db_; }
+
+private:
+    sqlite3* db_ = nullptr;
+};
+
+// A prepared statement with parameters bound by name (":name").
+class Statement {
+public:
+    Statement(sqlite3* db, std::string_view sql);
+    ~Statement();
+    Statement(Statement&& other) noexcept;
+    Statement& operator=(Statement&& other) noexcept;
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    // The name may be given with or without its leading ':'. Binding a name the statement does not
+    // have is a programming error and raises DbError.
+    Statement& bind(std::string_view name, const Value& value);
+    Statement& bind(std::string_view name, std::string_view text);
+    Statement& bind(std::string_view name, const char* text) { return bind(name, std::string_view(text)); }
+    Statement& bind(std::string_view name, const std::string& text) { return bind(name, std::string_view(text)); }
+    Statement& bind(std::string_view name, std::int64_t number);
+    Statement& bind(std::string_view name, int number) { return bind(name, std::int64_t(number)); }
+    Statement& bind(std::string_view name, double number);
+    Statement& bindNull(std::string_view name);
+    std::vector<std::string> parameterNames() const;
+
+    bool step();  // true while a row is available
+    void execute();  // runs to the end
+    void reset();    // keeps the bindings
+
+    int columnCount() const;
+    std::string columnName(int column) const;
+    std::optional<int> columnIndex(std::string_view name) const;  // case-insensitive
+    Value value(int column) const;
+    Value value(std::string_view name) const;
+    bool isNull(int column) const;
+    std::int64_t integer(int column) const;
+    double real(int column) const;
+    std::string text(int column) const;
+
+private:
+    int parameterIndex(std::string_view name) const;
+    sqlite3* db_ = nullptr;
+    sqlite3_stmt* stmt_ = nullptr;
+};
+
+} // namespace vantor::db

@@ -1,0 +1,87 @@
+#include "TDM.h"
+
+#include <stdexcept>
+#include <strings.h>
+
+namespace vantor::db {
+
+extern const char* const kSchemaSql;  // generated from schema.sql
+
+std::string_view schemaSql() { return kSchemaSql; }
+
+void ensureSchema(Database& db) {
+    db.exec("BEGIN");
+    try {
+        db.exec(schemaSql());
+        db.exec("COMMIT");
+    } catch (...) {
+        db.rollback();
+        throw;
+    }
+}
+
+TDM::TDM(std::filesystem::path file) : file_(std::move(file)) {}
+
+Database TDM::openConnection() const {
+    Database db(file_, Database::Mode::OpenExisting);
+    db.exec("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;");
+    return db;
+}
+
+void TDM::open() {
+    if (cn1_.isOpen())
+        return;
+    Database db(file_, Database::Mode::CreateIfMissing);
+    // A file that is not a database fails here, not at the first view that reads it.
+    db.exec("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;");
+    ensureSchema(db);
+    cn1_ = std::move(db);
+}
+
+Database& TDM::cn1() {
+    open();
+    return cn1_;
+}
+
+const std::vector<StandingQuery>& TDM::standingQueries() {
+    static const std::vector<StandingQuery> queries = {
+        {"dianBase_v",
+         "select b.rateNums,(a.salerGood1+a.salerBad1+a.salerNotBad1) as salerWeekRate,(a.salerGood2+a.salerBad2+"
+         "a.salerNotBad2) as salerMonthRate,(a.salerGood3+a.salerBad3+a.salerNotBad3) as salerYearRate,(a.salerGood4+"
+         "a.salerBad4+a.salerNotBad4) as salerLastYearRate,a.* from dianbase a RIGHT JOIN dianbase_rate_v b on "
+         "a.id=b.dian_id ",
+         true},
+        {"itemInfo_v",
+         "select * from itemInfoV where dian_id=:dianid order by monthSale desc,favorite desc,updateDate desc ,itemId "
+         "desc",
+         true},
+        {"rateInfo_q", "select * from pjinfo where dian_id=:id order by pjsj desc", false},
+        {"itemAution_q",
+         "select id,itemId,trade_id,itemTitle,amount,buyername,buyerId,sj,buynum,getnum,status from saleInfo where "
+         "itemId=:item_Id order by sj desc",
+         false},
+        {"itemAution_q1",
+         "select sum(getNum) as getNums,avg(getNum) as avgNum,sum(getNum*amount) as totalAmount  from saleInfo where "
+         "itemId=:item_Id group by itemId",
+         false},
+        {"histtoryShop", "select * from dianbase  order by updateDate desc", false},
+        {"historyItem",
+         "select a.*,b.dianzhu,b.dianming from itemInfoV a,dianbase b where a.dian_id=b.id   order by a.updateDate "
+         "desc",
+         false},
+        {"saleShopList",
+         "select distinct dian_id,dianming,dianzhu,dianupdateDate,createDate,salerGoodRate,salerCredit,saleLevel,"
+         "webaddr,addr,loc,commodityNum from itemInfoV",
+         true},
+    };
+    return queries;
+}
+
+const StandingQuery& TDM::standingQuery(std::string_view name) {
+    for (auto& query : standingQueries())
+        if (query.name.size() == name.size() && strncasecmp(query.name.data(), name.data(), name.size()) == 0)
+            return query;
+    throw std::out_of_range("no standing query " + std::string(name));
+}
+
+} // namespace vantor::db

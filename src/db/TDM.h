@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Database.h"
+
+#include <filesystem>
+#include <string_view>
+#include <vector>
+
+namespace vantor::db {
+
+// A query of the data module whose statement never changes; the data views bind to these.
+struct StandingQuery {
+    std::string_view name;
+    std::string_view sql;
+    bool rowNumber;  // carries the calculated row number column "xh"
+};
+
+// The compiled-in schema: every table, index and saved view the statements refer to.
+std::string_view schemaSql();
+
+// The data module: the one connection of the user-interface thread to the data file and the
+// statements of the standing queries. Workers open connections of their own on the same file.
+class TDM {
+public:
+    explicit TDM(std::filesystem::path file);
+
+    // Opens the data file, creating it from the schema when it is missing. Raises DbError when the
+    // file cannot be opened or is not a database.
+    void open();
+    bool isOpen() const { return cn1_.isOpen(); }
+    Database& cn1();
+    const std::filesystem::path& file() const { return file_; }
+
+    // A further connection on the same file, for a worker thread.
+    Database openConnection() const;
+
+    static const std::vector<StandingQuery>& standingQueries();
+    // Raises std::out_of_range for a name that is not a standing query.
+    static const StandingQuery& standingQuery(std::string_view name);
+
+private:
+    std::filesystem::path file_;
+    Database cn1_;
+};
+
+// Applies the schema to a connection; existing tables, indexes and views are left as they are.
+void ensureSchema(Database& db);
+
+} // namespace vantor::db

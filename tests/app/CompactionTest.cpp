@@ -1,0 +1,123 @@
+#include "app/Compaction.h"
+#include "db/TDM.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantor;
+using vantor::test::readFile;
+using vantor::test::TempDir;
+
+namespace {
+
+DateTime at(const char* text) { return *DateTime::parse(text); }
+
+// A database with deleted rows, so compaction has something to win.
+void makeDatabase(const std::filesystem::path& file) {
+    db::TDM dm(file);
+    auto& db = dm.cn1();
+    db.exec("begin");
+    auto insert = db.prepare("insert into saleInfo(itemId,itemTitle,sj) values(:id,:title,'2012-01-01 00:00:00')");
+    for (int i = 0; i < 3000; ++i) {
+        insert.bind("id", "item" + std::to_string(i)).bind("title", std::string(200, 'a' + i % 26));
+        insert.execute();
+    }
+    db.exec("commit; delete from saleInfo where id % 3 <> 0;");
+}
+
+} // namespace
+
+TEST(CompactionSchedule, WeeklyWaitsForSevenWholeDays) {
+    const char* last = "2012-01-01 12:00:00";
+    EXPECT_FALSE(compactionDue("1", last, at("2012-01-08 11:59:59")));  // 6 days 23:59:59
+    EXPECT_FALSE(compactionDue("1", last, at("2012-01-08 11:00:00")));  // 6 days 23 hours
+    EXPECT_TRUE(compactionDue("1", last, at("2012-01-08 12:00:00")));   // 7 days
+}
+
+TEST(CompactionSchedule, DailyAndMonthlyBoundaries) {
+    const char* last = "2011-12-31 23:30:00";
+    EXPECT_FALSE(compactionDue("0", last, at("2012-01-01 23:29:59")));
+    EXPECT_TRUE(compactionDue("0", last, at("2012-01-01 23:30:00")));
+    EXPECT_FALSE(compactionDue("2", last, at("2012-01-30 23:29:59")));
+    EXPECT_TRUE(compactionDue("2", last, at("2012-01-30 23:30:00")));
+}
+
+TEST(CompactionSchedule, EmptyOrUnreadableLastTimeCompactsAtOnceAndOtherSchedulesNever) {
+    EXPECT_TRUE(compactionDue("1", "", at("2012-01-01 00:00:00")));
+    EXPECT_TRUE(compactionDue("7", "", at("2012-01-01 00:00:00")));
+    EXPECT_TRUE(compactionDue("1", "garbage", at("2012-01-01 00:00:00")));
+    EXPECT_FALSE(compactionDue("3", "2000-01-01 00:00:00", at("2012-01-01 00:00:00")));
+    EXPECT_FALSE(compactionDue("", "2000-01-01 00:00:00", at("2012-01-01 00:00:00")));
+    // A clock set back never compacts on a schedule.
+    EXPECT_FALSE(compactionDue("0", "2013-01-01 00:00:00", at("2012-01-01 00:00:00")));
+}
+
+TEST(Compaction, ReplacesTheFileWithASmallerCopyKeepingEveryRow) {
+    TempDir dir;
+    makeDatabase(dir / "lmd_pin.db");
+    auto before = std::filesystem::file_size(dir / "lmd_pin.db");
+    EXPECT_EQ(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")),
+              "2012-02-03 04:05:06");
+    EXPECT_LT(std::filesystem::file_size(dir / "lmd_pin.db"), before);
+    EXPECT_FALSE(std::filesystem::exists(dir / "temp_lmd.db"));
+    db::TDM dm(dir / "lmd_pin.db");
+    auto count = dm.cn1().prepare("select count(*) from saleInfo");
+    ASSERT_TRUE(count.step());
+    EXPECT_EQ(count.integer(0), 1000);
+}
+
+TEST(Compaction, NoDatabaseMeansNothingDoneAndAnEmptyTime) {
+    TempDir dir;
+    EXPECT_EQ(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")), "");
+    EXPECT_FALSE(std::filesystem::exists(dir / "lmd_pin.db"));
+}
+
+TEST(Compaction, AStaleTemporaryFileFromACrashIsReplaced) {
+    TempDir dir;
+    makeDatabase(dir / "lmd_pin.db");
+    vantor::test::writeFile(dir / "temp_lmd.db", "half a file");
+    EXPECT_NO_THROW(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")));
+}
+
+class FailingCompaction : public ::testing::Test {
+protected:
+    void SetUp() override {
+        makeDatabase(dir / "lmd_pin.db");
+        original = readFile(dir / "lmd_pin.db");
+    }
+    void expectFailureLeavesDatabase() {
+        EXPECT_THROW(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")),
+                     CompactionError);
+        EXPECT_EQ(readFile(dir / "lmd_pin.db"), original);
+    }
+    TempDir dir;
+    std::string original;
+};
+
+TEST_F(FailingCompaction, TemporaryFileCannotBeWritten) {
+    std::filesystem::create_directory(dir / "temp_lmd.db");
+    expectFailureLeavesDatabase();
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "temp_lmd.db"));
+}
+
+TEST_F(FailingCompaction, DatabaseLockedByAnotherConnection) {
+    db::Database other(dir / "lmd_pin.db", db::Database::Mode::OpenExisting);
+    other.exec("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE;");
+    expectFailureLeavesDatabase();
+    other.exec("COMMIT");
+}
+
+TEST_F(FailingCompaction, DatabaseOpenInAnotherProgram) {
+    // An idle reader elsewhere: replacing the file would cut that program off from its data.
+    db::Database other(dir / "lmd_pin.db", db::Database::Mode::OpenExisting);
+    auto read = other.prepare("select count(*) from saleInfo");
+    ASSERT_TRUE(read.step());
+    read.reset();
+    expectFailureLeavesDatabase();
+}
+
+TEST_F(FailingCompaction, CorruptDatabase) {
+    vantor::test::writeFile(dir / "lmd_pin.db", std::string(8192, '\x5a'));
+    original = readFile(dir / "lmd_pin.db");
+    expectFailureLeavesDatabase();
+}

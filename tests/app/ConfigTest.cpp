@@ -1,0 +1,160 @@
+#include "app/Config.h"
+#include "app/IniFile.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+using namespace vantor;
+using vantor::test::readFile;
+using vantor::test::TempDir;
+using vantor::test::writeFile;
+
+namespace {
+
+std::string netSection(const std::string& agentType, const std::string& port = "0") {
+    return "[Net]\nAgentType=" + agentType + "\nServer=proxy.lan\nPort=" + port +
+           "\nUser=u\nPassword=p\nDomain=\nReadTimeOut=100\nConnectTimeOut=200\nConnectTime=5\n"
+           "[Other]\noptimize=2\nlastTimeOpt=2012-01-01 10:00:00\n";
+}
+
+} // namespace
+
+TEST(ConfigFile, FirstStartWritesExactlyTheDefaultsInOrderAndReadsThemBack) {
+    TempDir dir;
+    ConfigFile file(dir / "config.ini");
+    TConfig config;
+    file.load(config);
+    EXPECT_EQ(readFile(dir / "config.ini"),
+              "[Net]\nAgentType=false\nServer=\nPort=0\nUser=\nPassword=\nDomain=\nReadTimeOut=0\n"
+              "ConnectTimeOut=0\nConnectTime=3\n\n[Other]\noptimize=1\nlastTimeOpt=\n");
+    auto agent = config.getHttpAgent();
+    EXPECT_FALSE(agent->AgentType);
+    EXPECT_EQ(agent->Port, 0);
+    EXPECT_EQ(agent->ReadTimeOut, 0);
+    EXPECT_EQ(agent->ConnectTimeOut, 0);
+    EXPECT_EQ(agent->ConnectTime, 3);
+    EXPECT_EQ(config.optimize, "1");
+    EXPECT_EQ(config.lastTimeOpt, "");
+}
+
+TEST(ConfigFile, TheFileIsReadableByItsOwnerOnly) {
+    TempDir dir;
+    TConfig config;
+    ConfigFile(dir / "config.ini").load(config);
+    struct stat st {};
+    ASSERT_EQ(stat((dir / "config.ini").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+
+    // A file made readable by others is narrowed on the next save.
+    chmod((dir / "config.ini").c_str(), 0644);
+    ConfigFile(dir / "config.ini").saveLastTimeOpt("2012-01-01 00:00:00");
+    ASSERT_EQ(stat((dir / "config.ini").c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+}
+
+TEST(ConfigFile, EveryAcceptedBooleanTextIsRead) {
+    TempDir dir;
+    for (auto [text, expected] : {std::pair{"true", true}, {"-1", true}, {"false", false}, {"0", false}}) {
+        writeFile(dir / "config.ini", netSection(text));
+        TConfig config;
+        ConfigFile(dir / "config.ini").load(config);
+        EXPECT_EQ(config.getHttpAgent()->AgentType, expected) << text;
+        EXPECT_EQ(config.getHttpAgent()->Server, "proxy.lan");
+        EXPECT_EQ(config.getHttpAgent()->ReadTimeOut, 100);
+        EXPECT_EQ(config.getHttpAgent()->ConnectTimeOut, 200);
+        EXPECT_EQ(config.getHttpAgent()->ConnectTime, 5);
+        EXPECT_EQ(config.optimize, "2");
+        EXPECT_EQ(config.lastTimeOpt, "2012-01-01 10:00:00");
+    }
+}
+
+TEST(ConfigFile, AnyOtherBooleanTextIsAConfigurationError) {
+    TempDir dir;
+    for (const char* text : {"1", "yes", "", "on", "truee"}) {
+        writeFile(dir / "config.ini", netSection(text));
+        TConfig config;
+        EXPECT_THROW(ConfigFile(dir / "config.ini").load(config), ConfigError) << text;
+    }
+}
+
+TEST(ConfigFile, ABadNumberStopsTheLoadWithTheFieldsBeforeItInForce) {
+    TempDir dir;
+    writeFile(dir / "config.ini", netSection("-1", "80a"));
+    TConfig config;
+    EXPECT_THROW(ConfigFile(dir / "config.ini").load(config), ConfigError);
+    auto agent = config.getHttpAgent();
+    EXPECT_TRUE(agent->AgentType);
+    EXPECT_EQ(agent->Server, "proxy.lan");
+    EXPECT_EQ(agent->Port, 0);
+    EXPECT_EQ(agent->User, "");  // read after the bad port: not reached
+    // The file itself is left as the user wrote it.
+    EXPECT_EQ(readFile(dir / "config.ini"), netSection("-1", "80a"));
+}
+
+TEST(ConfigFile, MissingKeysReadAsTheirDefaults) {
+    TempDir dir;
+    writeFile(dir / "config.ini", "[Net]\nServer=only\n");
+    TConfig config;
+    ConfigFile(dir / "config.ini").load(config);
+    EXPECT_EQ(config.getHttpAgent()->Server, "only");
+    EXPECT_EQ(config.getHttpAgent()->ConnectTime, 3);
+    EXPECT_EQ(config.optimize, "1");
+}
+
+TEST(ConfigFile, SavingTheNetworkWritesNineKeysAndInstallsTheAgent) {
+    TempDir dir;
+    ConfigFile file(dir / "config.ini");
+    TConfig config;
+    file.load(config);
+    auto before = config.getHttpAgent();
+    THttpAgent agent{false, "typed.host", 3128, "me", "secret", "dom", 1500, 2500, 4};
+    file.saveNetwork(agent, config);
+    EXPECT_EQ(*config.getHttpAgent(), agent);
+    EXPECT_EQ(before->Server, "");  // a download holding the old agent keeps it intact
+    EXPECT_EQ(readFile(dir / "config.ini"),
+              "[Net]\nAgentType=0\nServer=typed.host\nPort=3128\nUser=me\nPassword=secret\nDomain=dom\n"
+              "ReadTimeOut=1500\nConnectTimeOut=2500\nConnectTime=4\n\n[Other]\noptimize=1\nlastTimeOpt=\n");
+    TConfig reread;
+    file.load(reread);
+    EXPECT_EQ(*reread.getHttpAgent(), agent);
+}
+
+TEST(ConfigFile, SavingTheScheduleEmptiesTheLastCompaction) {
+    TempDir dir;
+    writeFile(dir / "config.ini", netSection("0"));
+    ConfigFile(dir / "config.ini").saveSchedule(0);
+    TConfig config;
+    ConfigFile(dir / "config.ini").load(config);
+    EXPECT_EQ(config.optimize, "0");
+    EXPECT_EQ(config.lastTimeOpt, "");
+}
+
+TEST(ConfigFile, AFailedSaveLeavesFileAndSettingsAsTheyWere) {
+    TempDir dir;
+    std::filesystem::create_directory(dir / "config.ini");  // a folder where the file should be
+    ConfigFile file(dir / "config.ini");
+    TConfig config;
+    EXPECT_THROW(file.load(config), ConfigError);
+    THttpAgent proxy;
+    proxy.AgentType = true;
+    proxy.Server = "x";
+    EXPECT_THROW(file.saveNetwork(proxy, config), ConfigError);
+    EXPECT_EQ(config.getHttpAgent()->Server, "");
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "config.ini"));
+    EXPECT_FALSE(std::filesystem::exists(dir / "config.ini.tmp"));
+}
+
+TEST(IniFile, WritingOneKeyKeepsCommentsOrderAndOtherSections) {
+    TempDir dir;
+    writeFile(dir / "a.ini", "; mine\r\n[Other]\r\noptimize = 2\r\n[net]\r\nserver=a\r\n\r\n[Extra]\r\nx=1\r\n");
+    auto ini = IniFile::load(dir / "a.ini");
+    EXPECT_EQ(ini.read("Other", "OPTIMIZE", "?"), "2");
+    EXPECT_EQ(ini.read("Net", "Server", "?"), "a");
+    EXPECT_EQ(ini.read("Net", "Port", "?"), "?");
+    ini.write("Net", "Port", "80");
+    ini.write("Other", "optimize", "0");
+    ini.write("New", "k", "v");
+    EXPECT_EQ(ini.text(), "; mine\n[Other]\noptimize=0\n[net]\nserver=a\nPort=80\n\n[Extra]\nx=1\n\n[New]\nk=v\n");
+}
