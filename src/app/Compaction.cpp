@@ -11,8 +11,7 @@ namespace fs = std::filesystem;
 
 bool compactionDue(const std::string& optimize, const std::string& lastTimeOpt, const DateTime& now) {
     auto last = DateTime::parse(lastTimeOpt);
-    if (!last)
-        return true;
+    if (!last) return true;
     std::int64_t elapsed = now.serialSeconds() - last->serialSeconds();
     std::int64_t days = elapsed >= 0 ? elapsed / 86400 : -((-elapsed + 86399) / 86400);
     switch (parseInt32(optimize).value_or(-1)) {
@@ -31,19 +30,16 @@ namespace {
 
 void syncPath(const fs::path& path, int flags) {
     int fd = ::open(path.c_str(), flags | O_CLOEXEC);
-    if (fd < 0)
-        throw CompactionError("cannot open " + path.string());
+    if (fd < 0) throw CompactionError("cannot open " + path.string());
     bool ok = ::fsync(fd) == 0;
     ::close(fd);
-    if (!ok)
-        throw CompactionError("cannot sync " + path.string());
+    if (!ok) throw CompactionError("cannot sync " + path.string());
 }
 
 // Removes a copy this run left behind, never something else of that name.
 void removeCopy(const fs::path& temporary) {
     std::error_code ec;
-    if (fs::is_regular_file(fs::symlink_status(temporary, ec)))
-        fs::remove(temporary, ec);
+    if (fs::is_regular_file(fs::symlink_status(temporary, ec))) fs::remove(temporary, ec);
 }
 
 fs::path withSuffix(const fs::path& file, const char* suffix) {
@@ -56,11 +52,9 @@ fs::path withSuffix(const fs::path& file, const char* suffix) {
 
 std::string compactDatabase(const fs::path& database, const fs::path& temporary, const DateTime& now) {
     std::error_code ec;
-    if (!fs::exists(database, ec))
-        return {};
+    if (!fs::exists(database, ec)) return {};
     try {
-        if (fs::is_regular_file(temporary) || fs::is_symlink(temporary))
-            fs::remove(temporary);
+        if (fs::is_regular_file(temporary) || fs::is_symlink(temporary)) fs::remove(temporary);
         {
             db::Database source(database, db::Database::Mode::OpenExisting);
             // Exclusive locking fails while any other connection has the file open, so a file in use
@@ -73,11 +67,11 @@ std::string compactDatabase(const fs::path& database, const fs::path& temporary,
         }
         if (fs::exists(withSuffix(database, "-wal")))
             throw CompactionError("the database is in use by another program");
-        if (!fs::is_regular_file(temporary))
-            throw CompactionError("no compacted copy was written");
+        if (!fs::is_regular_file(temporary)) throw CompactionError("no compacted copy was written");
         syncPath(temporary, O_RDONLY);
         fs::rename(temporary, database);
-        syncPath(database.parent_path().empty() ? fs::path(".") : database.parent_path(), O_RDONLY | O_DIRECTORY);
+        syncPath(database.parent_path().empty() ? fs::path(".") : database.parent_path(),
+                 O_RDONLY | O_DIRECTORY);
     } catch (const CompactionError&) {
         removeCopy(temporary);
         throw;

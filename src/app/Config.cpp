@@ -27,10 +27,8 @@ void saveIni(const IniFile& ini, const std::filesystem::path& path) {
     }
 }
 
-template <typename T>
-T require(std::optional<T> value, const char* key, const std::string& text) {
-    if (!value)
-        throw ConfigError(std::string("'") + text + "' is not a valid value for " + key);
+template <typename T> T require(std::optional<T> value, const char* key, const std::string& text) {
+    if (!value) throw ConfigError(std::string("'") + text + "' is not a valid value for " + key);
     return *value;
 }
 
@@ -49,8 +47,7 @@ void TConfig::setHttpAgent(std::shared_ptr<const THttpAgent> agent) {
 void ConfigFile::load(TConfig& config) const {
     std::error_code ec;
     bool exists = std::filesystem::exists(path_, ec);
-    if (ec)
-        throw ConfigError("cannot reach " + path_.string() + ": " + ec.message());
+    if (ec) throw ConfigError("cannot reach " + path_.string() + ": " + ec.message());
     if (!exists) {
         IniFile ini;
         ini.write(kNet, "AgentType", "false");

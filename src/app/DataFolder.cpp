@@ -12,13 +12,13 @@ fs::path executablePath() {
 }
 
 DataFolder DataFolder::locate(const std::optional<fs::path>& commandLine) {
-    if (commandLine && !commandLine->empty())
-        return DataFolder(fs::absolute(*commandLine));
-    if (const char* env = std::getenv("VANTOR_DATA_DIR"); env && *env)
-        return DataFolder(fs::absolute(env));
+    if (commandLine && !commandLine->empty()) return DataFolder(fs::absolute(*commandLine));
+    if (const char* env = std::getenv("VANTOR_DATA_DIR"); env && *env) return DataFolder(fs::absolute(env));
     return DataFolder((executablePath().parent_path().parent_path() / "data").lexically_normal());
 }
 
-void DataFolder::create() const { fs::create_directories(root_); }
+void DataFolder::create() const {
+    fs::create_directories(root_);
+}
 
 } // namespace vantor

@@ -36,11 +36,9 @@ std::optional<std::string_view> sectionName(std::string_view line) {
 // The key of a "key=value" line, or nothing for comments and other lines.
 std::optional<std::string_view> keyName(std::string_view line) {
     std::string_view t = trim(line);
-    if (t.empty() || t.front() == ';' || t.front() == '#' || t.front() == '[')
-        return std::nullopt;
+    if (t.empty() || t.front() == ';' || t.front() == '#' || t.front() == '[') return std::nullopt;
     auto eq = t.find('=');
-    if (eq == std::string_view::npos)
-        return std::nullopt;
+    if (eq == std::string_view::npos) return std::nullopt;
     return trim(t.substr(0, eq));
 }
 
@@ -57,18 +55,15 @@ IniFile IniFile::load(const std::filesystem::path& path) {
         throw std::runtime_error("not a file: " + path.string());
     std::ifstream in(path, std::ios::binary);
     if (!in) {
-        if (!std::filesystem::exists(path))
-            return ini;
+        if (!std::filesystem::exists(path)) return ini;
         ioFail("cannot read", path);
     }
     std::string line;
     while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
+        if (!line.empty() && line.back() == '\r') line.pop_back();
         ini.lines_.push_back(line);
     }
-    if (in.bad())
-        ioFail("cannot read", path);
+    if (in.bad()) ioFail("cannot read", path);
     return ini;
 }
 
@@ -79,8 +74,7 @@ std::string IniFile::read(std::string_view section, std::string_view key, std::s
             inSection = sameName(*name, section);
             continue;
         }
-        if (!inSection)
-            continue;
+        if (!inSection) continue;
         auto k = keyName(line);
         if (k && sameName(*k, key)) {
             std::string_view t = trim(line);
@@ -96,29 +90,24 @@ void IniFile::write(std::string_view section, std::string_view key, std::string_
     std::optional<size_t> sectionEnd;
     for (size_t i = 0; i < lines_.size(); ++i) {
         if (auto name = sectionName(lines_[i])) {
-            if (inSection)
-                break;
+            if (inSection) break;
             inSection = sameName(*name, section);
-            if (inSection)
-                sectionEnd = i + 1;
+            if (inSection) sectionEnd = i + 1;
             continue;
         }
-        if (!inSection)
-            continue;
+        if (!inSection) continue;
         auto k = keyName(lines_[i]);
         if (k && sameName(*k, key)) {
             lines_[i] = entry;
             return;
         }
-        if (!trim(lines_[i]).empty())
-            sectionEnd = i + 1;
+        if (!trim(lines_[i]).empty()) sectionEnd = i + 1;
     }
     if (sectionEnd) {
         lines_.insert(lines_.begin() + std::ptrdiff_t(*sectionEnd), entry);
         return;
     }
-    if (!lines_.empty() && !trim(lines_.back()).empty())
-        lines_.emplace_back();
+    if (!lines_.empty() && !trim(lines_.back()).empty()) lines_.emplace_back();
     lines_.push_back("[" + std::string(section) + "]");
     lines_.push_back(entry);
 }
@@ -136,16 +125,14 @@ void IniFile::save(const std::filesystem::path& path) const {
     std::filesystem::path temp = path;
     temp += ".tmp";
     int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0)
-        ioFail("cannot write", temp);
+    if (fd < 0) ioFail("cannot write", temp);
     std::string data = text();
     const char* p = data.data();
     size_t left = data.size();
     while (left > 0) {
         ssize_t n = ::write(fd, p, left);
         if (n < 0) {
-            if (errno == EINTR)
-                continue;
+            if (errno == EINTR) continue;
             int saved = errno;
             ::close(fd);
             ::unlink(temp.c_str());

@@ -34,32 +34,26 @@ std::optional<DateTime> DateTime::parse(std::string_view text) {
         text.remove_suffix(1);
     DateTime d;
     size_t pos = 0;
-    if (!readNumber(text, pos, 4, 4, d.year))
-        return std::nullopt;
+    if (!readNumber(text, pos, 4, 4, d.year)) return std::nullopt;
     char sep = pos < text.size() ? text[pos] : '\0';
-    if (sep != '-' && sep != '/')
-        return std::nullopt;
+    if (sep != '-' && sep != '/') return std::nullopt;
     ++pos;
     if (!readNumber(text, pos, 1, 2, d.month) || !readChar(text, pos, sep) ||
         !readNumber(text, pos, 1, 2, d.day))
         return std::nullopt;
     if (pos < text.size()) {
-        if (!readChar(text, pos, ' '))
-            return std::nullopt;
+        if (!readChar(text, pos, ' ')) return std::nullopt;
         while (readChar(text, pos, ' ')) {
         }
         if (!readNumber(text, pos, 1, 2, d.hour) || !readChar(text, pos, ':') ||
             !readNumber(text, pos, 1, 2, d.minute))
             return std::nullopt;
-        if (readChar(text, pos, ':') && !readNumber(text, pos, 1, 2, d.second))
-            return std::nullopt;
-        if (pos != text.size())
-            return std::nullopt;
+        if (readChar(text, pos, ':') && !readNumber(text, pos, 1, 2, d.second)) return std::nullopt;
+        if (pos != text.size()) return std::nullopt;
     }
     year_month_day ymd{std::chrono::year{d.year}, std::chrono::month{unsigned(d.month)},
                        std::chrono::day{unsigned(d.day)}};
-    if (!ymd.ok() || d.hour > 23 || d.minute > 59 || d.second > 59)
-        return std::nullopt;
+    if (!ymd.ok() || d.hour > 23 || d.minute > 59 || d.second > 59) return std::nullopt;
     return d;
 }
 
@@ -88,21 +82,24 @@ DateTime DateTime::fromSerialSeconds(std::int64_t seconds) {
         --days;
     }
     year_month_day ymd{sys_days{std::chrono::days{days}}};
-    return DateTime{int(ymd.year()), int(unsigned(ymd.month())), int(unsigned(ymd.day())), int(rest / 3600),
-                    int(rest / 60 % 60), int(rest % 60)};
+    return DateTime{int(ymd.year()),  int(unsigned(ymd.month())), int(unsigned(ymd.day())),
+                    int(rest / 3600), int(rest / 60 % 60),        int(rest % 60)};
 }
 
-DateTime DateTime::addSeconds(std::int64_t seconds) const { return fromSerialSeconds(serialSeconds() + seconds); }
+DateTime DateTime::addSeconds(std::int64_t seconds) const {
+    return fromSerialSeconds(serialSeconds() + seconds);
+}
 
 int DateTime::dayOfWeek() const {
     // 1970-01-01 was a Thursday (5 when Sunday is 1).
     std::int64_t w = (serialDays() + 4) % 7;
-    if (w < 0)
-        w += 7;
+    if (w < 0) w += 7;
     return int(w) + 1;
 }
 
-int DateTime::dayOfYear() const { return int(serialDays() - DateTime{year, 1, 1}.serialDays()) + 1; }
+int DateTime::dayOfYear() const {
+    return int(serialDays() - DateTime{year, 1, 1}.serialDays()) + 1;
+}
 
 std::string DateTime::toString() const {
     char buf[32];

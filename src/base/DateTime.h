@@ -24,14 +24,14 @@ struct DateTime {
     static DateTime now();
     static DateTime fromSerialSeconds(std::int64_t seconds);
 
-    std::string toString() const;      // yyyy-MM-dd HH:mm:ss
-    std::string toDateString() const;  // yyyy-MM-dd
+    std::string toString() const;     // yyyy-MM-dd HH:mm:ss
+    std::string toDateString() const; // yyyy-MM-dd
 
     // Seconds since 1970-01-01 00:00:00 of the same calendar, for differences and ordering.
     std::int64_t serialSeconds() const;
-    std::int64_t serialDays() const;  // whole days since 1970-01-01 of the date part
-    int dayOfWeek() const;            // 1 = Sunday … 7 = Saturday
-    int dayOfYear() const;            // 1-based
+    std::int64_t serialDays() const; // whole days since 1970-01-01 of the date part
+    int dayOfWeek() const;           // 1 = Sunday … 7 = Saturday
+    int dayOfYear() const;           // 1-based
 
     DateTime addSeconds(std::int64_t seconds) const;
     DateTime addDays(int days) const { return addSeconds(std::int64_t(days) * 86400); }

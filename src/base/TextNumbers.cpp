@@ -7,21 +7,16 @@ namespace vantor {
 
 std::optional<bool> parseBool(std::string_view text) {
     auto equalsNoCase = [&](std::string_view word) {
-        if (text.size() != word.size())
-            return false;
+        if (text.size() != word.size()) return false;
         for (size_t i = 0; i < text.size(); ++i) {
             char c = text[i];
-            if (c >= 'A' && c <= 'Z')
-                c = char(c - 'A' + 'a');
-            if (c != word[i])
-                return false;
+            if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
+            if (c != word[i]) return false;
         }
         return true;
     };
-    if (equalsNoCase("true") || text == "-1")
-        return true;
-    if (equalsNoCase("false") || text == "0")
-        return false;
+    if (equalsNoCase("true") || text == "-1") return true;
+    if (equalsNoCase("false") || text == "0") return false;
     return std::nullopt;
 }
 
@@ -30,13 +25,11 @@ std::optional<std::int64_t> parseInt64(std::string_view text) {
         text.remove_prefix(1);
     if (!text.empty() && text.front() == '+') {
         text.remove_prefix(1);
-        if (text.empty() || text.front() == '-')
-            return std::nullopt;
+        if (text.empty() || text.front() == '-') return std::nullopt;
     }
     std::int64_t value = 0;
     auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (ec != std::errc() || end != text.data() + text.size())
-        return std::nullopt;
+    if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
     return value;
 }
 

@@ -37,7 +37,8 @@ void addCompactCommand(CLI::App& app, Context& context) {
         DataFolder data = context.folder();
         std::cerr << kCompactingStatus << '\n';
         try {
-            settings.lastTimeOpt = compactDatabase(data.database(), data.temporaryDatabase(), DateTime::now());
+            settings.lastTimeOpt =
+                compactDatabase(data.database(), data.temporaryDatabase(), DateTime::now());
         } catch (const CompactionError& e) {
             throw JobFailed(std::string(kCompactionFailed) + " " + e.what());
         }

@@ -16,8 +16,12 @@ void Context::loadConfig(TConfig& config) const {
     }
 }
 
-void StderrObserver::showMessage(const std::string& text) { std::cerr << text << '\n'; }
-void StderrObserver::showStatus(const std::string& text) { std::cerr << text << '\n'; }
+void StderrObserver::showMessage(const std::string& text) {
+    std::cerr << text << '\n';
+}
+void StderrObserver::showStatus(const std::string& text) {
+    std::cerr << text << '\n';
+}
 
 } // namespace vantor::cli
 
@@ -25,7 +29,8 @@ int main(int argc, char** argv) {
     CLI::App app{"Vantor: 淘宝市场数据采集与分析（命令行）", "vantor-cli"};
     app.require_subcommand(1);
     cli::Context context;
-    app.add_option("--data-dir", context.dataDir, "数据目录（默认：程序目录旁的 ../data，或 VANTOR_DATA_DIR）");
+    app.add_option("--data-dir", context.dataDir,
+                   "数据目录（默认：程序目录旁的 ../data，或 VANTOR_DATA_DIR）");
 
     cli::addConfigCommands(app, context);
     cli::addCompactCommand(app, context);

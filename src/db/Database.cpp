@@ -66,7 +66,9 @@ Database::Database(const std::filesystem::path& file, Mode mode) {
     }
 }
 
-Database::~Database() { close(); }
+Database::~Database() {
+    close();
+}
 
 Database::Database(Database&& other) noexcept : db_(std::exchange(other.db_, nullptr)) {}
 
@@ -96,29 +98,40 @@ void Database::exec(std::string_view sql) {
     }
 }
 
-Statement Database::prepare(std::string_view sql) { return Statement(db_, sql); }
+Statement Database::prepare(std::string_view sql) {
+    return Statement(db_, sql);
+}
 
-void Database::beginTransaction() { exec("BEGIN IMMEDIATE"); }
-void Database::commit() { exec("COMMIT"); }
+void Database::beginTransaction() {
+    exec("BEGIN IMMEDIATE");
+}
+void Database::commit() {
+    exec("COMMIT");
+}
 
 void Database::rollback() {
-    if (inTransaction())
-        exec("ROLLBACK");
+    if (inTransaction()) exec("ROLLBACK");
 }
 
-bool Database::inTransaction() const { return db_ && sqlite3_get_autocommit(db_) == 0; }
-std::int64_t Database::lastInsertId() const { return sqlite3_last_insert_rowid(db_); }
-int Database::changes() const { return sqlite3_changes(db_); }
+bool Database::inTransaction() const {
+    return db_ && sqlite3_get_autocommit(db_) == 0;
+}
+std::int64_t Database::lastInsertId() const {
+    return sqlite3_last_insert_rowid(db_);
+}
+int Database::changes() const {
+    return sqlite3_changes(db_);
+}
 
 Statement::Statement(sqlite3* db, std::string_view sql) : db_(db) {
-    if (!db)
-        throw DbError("数据库没有打开");
+    if (!db) throw DbError("数据库没有打开");
     int rc = sqlite3_prepare_v2(db, sql.data(), int(sql.size()), &stmt_, nullptr);
-    if (rc != SQLITE_OK)
-        fail(db, rc, "SQL");
+    if (rc != SQLITE_OK) fail(db, rc, "SQL");
 }
 
-Statement::~Statement() { sqlite3_finalize(stmt_); }
+Statement::~Statement() {
+    sqlite3_finalize(stmt_);
+}
 
 Statement::Statement(Statement&& other) noexcept
     : db_(std::exchange(other.db_, nullptr)), stmt_(std::exchange(other.stmt_, nullptr)) {}
@@ -134,16 +147,14 @@ Statement& Statement::operator=(Statement&& other) noexcept {
 
 int Statement::parameterIndex(std::string_view name) const {
     std::string key;
-    if (name.empty() || name.front() != ':')
-        key = ":";
+    if (name.empty() || name.front() != ':') key = ":";
     key += name;
     int index = sqlite3_bind_parameter_index(stmt_, key.c_str());
     if (index == 0) {
         // Parameter names are case-insensitive, as the program's statements expect.
         for (int i = 1, n = sqlite3_bind_parameter_count(stmt_); i <= n; ++i) {
             const char* candidate = sqlite3_bind_parameter_name(stmt_, i);
-            if (candidate && strcasecmp(candidate, key.c_str()) == 0)
-                return i;
+            if (candidate && strcasecmp(candidate, key.c_str()) == 0) return i;
         }
         throw DbError("SQL 参数不存在: " + key);
     }
@@ -165,29 +176,25 @@ Statement& Statement::bind(std::string_view name, const Value& value) {
 
 Statement& Statement::bind(std::string_view name, std::string_view text) {
     int rc = sqlite3_bind_text(stmt_, parameterIndex(name), text.data(), int(text.size()), SQLITE_TRANSIENT);
-    if (rc != SQLITE_OK)
-        fail(db_, rc, "bind");
+    if (rc != SQLITE_OK) fail(db_, rc, "bind");
     return *this;
 }
 
 Statement& Statement::bind(std::string_view name, std::int64_t number) {
     int rc = sqlite3_bind_int64(stmt_, parameterIndex(name), number);
-    if (rc != SQLITE_OK)
-        fail(db_, rc, "bind");
+    if (rc != SQLITE_OK) fail(db_, rc, "bind");
     return *this;
 }
 
 Statement& Statement::bind(std::string_view name, double number) {
     int rc = sqlite3_bind_double(stmt_, parameterIndex(name), number);
-    if (rc != SQLITE_OK)
-        fail(db_, rc, "bind");
+    if (rc != SQLITE_OK) fail(db_, rc, "bind");
     return *this;
 }
 
 Statement& Statement::bindNull(std::string_view name) {
     int rc = sqlite3_bind_null(stmt_, parameterIndex(name));
-    if (rc != SQLITE_OK)
-        fail(db_, rc, "bind");
+    if (rc != SQLITE_OK) fail(db_, rc, "bind");
     return *this;
 }
 
@@ -202,10 +209,8 @@ std::vector<std::string> Statement::parameterNames() const {
 
 bool Statement::step() {
     int rc = sqlite3_step(stmt_);
-    if (rc == SQLITE_ROW)
-        return true;
-    if (rc == SQLITE_DONE)
-        return false;
+    if (rc == SQLITE_ROW) return true;
+    if (rc == SQLITE_DONE) return false;
     std::string message = sqlite3_errmsg(db_);
     sqlite3_reset(stmt_);
     throw DbError(message, rc);
@@ -217,9 +222,13 @@ void Statement::execute() {
     sqlite3_reset(stmt_);
 }
 
-void Statement::reset() { sqlite3_reset(stmt_); }
+void Statement::reset() {
+    sqlite3_reset(stmt_);
+}
 
-int Statement::columnCount() const { return sqlite3_column_count(stmt_); }
+int Statement::columnCount() const {
+    return sqlite3_column_count(stmt_);
+}
 
 std::string Statement::columnName(int column) const {
     const char* name = sqlite3_column_name(stmt_, column);
@@ -251,19 +260,25 @@ Value Statement::value(int column) const {
 
 Value Statement::value(std::string_view name) const {
     auto index = columnIndex(name);
-    if (!index)
-        throw DbError("字段不存在: " + std::string(name));
+    if (!index) throw DbError("字段不存在: " + std::string(name));
     return value(*index);
 }
 
-bool Statement::isNull(int column) const { return sqlite3_column_type(stmt_, column) == SQLITE_NULL; }
-std::int64_t Statement::integer(int column) const { return sqlite3_column_int64(stmt_, column); }
-double Statement::real(int column) const { return sqlite3_column_double(stmt_, column); }
+bool Statement::isNull(int column) const {
+    return sqlite3_column_type(stmt_, column) == SQLITE_NULL;
+}
+std::int64_t Statement::integer(int column) const {
+    return sqlite3_column_int64(stmt_, column);
+}
+double Statement::real(int column) const {
+    return sqlite3_column_double(stmt_, column);
+}
 
 std::string Statement::text(int column) const {
     const unsigned char* data = sqlite3_column_text(stmt_, column);
-    return data ? std::string(reinterpret_cast<const char*>(data), size_t(sqlite3_column_bytes(stmt_, column)))
-                : std::string();
+    return data
+               ? std::string(reinterpret_cast<const char*>(data), size_t(sqlite3_column_bytes(stmt_, column)))
+               : std::string();
 }
 
 } // namespace vantor::db

@@ -78,20 +78,22 @@ public:
     Statement& bind(std::string_view name, const Value& value);
     Statement& bind(std::string_view name, std::string_view text);
     Statement& bind(std::string_view name, const char* text) { return bind(name, std::string_view(text)); }
-    Statement& bind(std::string_view name, const std::string& text) { return bind(name, std::string_view(text)); }
+    Statement& bind(std::string_view name, const std::string& text) {
+        return bind(name, std::string_view(text));
+    }
     Statement& bind(std::string_view name, std::int64_t number);
     Statement& bind(std::string_view name, int number) { return bind(name, std::int64_t(number)); }
     Statement& bind(std::string_view name, double number);
     Statement& bindNull(std::string_view name);
     std::vector<std::string> parameterNames() const;
 
-    bool step();  // true while a row is available
-    void execute();  // runs to the end
-    void reset();    // keeps the bindings
+    bool step();    // true while a row is available
+    void execute(); // runs to the end
+    void reset();   // keeps the bindings
 
     int columnCount() const;
     std::string columnName(int column) const;
-    std::optional<int> columnIndex(std::string_view name) const;  // case-insensitive
+    std::optional<int> columnIndex(std::string_view name) const; // case-insensitive
     Value value(int column) const;
     Value value(std::string_view name) const;
     bool isNull(int column) const;

@@ -22,8 +22,7 @@ ResultSet ResultSet::load(Statement& statement, bool rowNumber) {
 }
 
 std::string ResultSet::columnName(int column) const {
-    if (rowNumber_)
-        return column == 0 ? kRowNumber : names_.at(size_t(column - 1));
+    if (rowNumber_) return column == 0 ? kRowNumber : names_.at(size_t(column - 1));
     return names_.at(size_t(column));
 }
 
@@ -38,8 +37,7 @@ int ResultSet::columnIndex(std::string_view name) const {
 
 Value ResultSet::value(int row, int column) const {
     if (rowNumber_) {
-        if (column == 0)
-            return std::int64_t(row >= 0 ? row + 1 : 1);
+        if (column == 0) return std::int64_t(row >= 0 ? row + 1 : 1);
         --column;
     }
     return rows_.at(size_t(row)).at(size_t(column));

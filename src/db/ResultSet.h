@@ -19,7 +19,7 @@ public:
     int rowCount() const { return int(rows_.size()); }
     int columnCount() const { return int(names_.size()) + (rowNumber_ ? 1 : 0); }
     std::string columnName(int column) const;
-    int columnIndex(std::string_view name) const;  // -1 when absent; case-insensitive
+    int columnIndex(std::string_view name) const; // -1 when absent; case-insensitive
     Value value(int row, int column) const;
 
 private:

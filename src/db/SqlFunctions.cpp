@@ -14,8 +14,7 @@ namespace vantor::db {
 namespace {
 
 std::optional<DateTime> dateArgument(sqlite3_value* value) {
-    if (sqlite3_value_type(value) != SQLITE_TEXT)
-        return std::nullopt;
+    if (sqlite3_value_type(value) != SQLITE_TEXT) return std::nullopt;
     const char* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
     return DateTime::parse(std::string_view(text, size_t(sqlite3_value_bytes(value))));
 }
@@ -24,8 +23,8 @@ enum class Part { Year, Quarter, Month, DayOfYear, Day, Weekday, Week, Hour, Min
 
 std::optional<Part> partFromInterval(std::string_view interval) {
     static const std::pair<const char*, Part> table[] = {
-        {"yyyy", Part::Year}, {"q", Part::Quarter}, {"m", Part::Month},   {"y", Part::DayOfYear},
-        {"d", Part::Day},     {"w", Part::Weekday}, {"ww", Part::Week},   {"h", Part::Hour},
+        {"yyyy", Part::Year}, {"q", Part::Quarter}, {"m", Part::Month}, {"y", Part::DayOfYear},
+        {"d", Part::Day},     {"w", Part::Weekday}, {"ww", Part::Week}, {"h", Part::Hour},
         {"n", Part::Minute},  {"s", Part::Second},
     };
     for (auto& [name, part] : table)
@@ -87,8 +86,7 @@ std::string fixedTwoDecimals(double value, bool separators) {
     std::string whole(digits, std::string_view(digits).find('.'));
     std::string out = value < 0 && std::string_view(digits) != "0.00" ? "-" : "";
     for (size_t i = 0; i < whole.size(); ++i) {
-        if (separators && i > 0 && (whole.size() - i) % 3 == 0)
-            out += ',';
+        if (separators && i > 0 && (whole.size() - i) % 3 == 0) out += ',';
         out += whole[i];
     }
     out += digits + whole.size();
@@ -119,19 +117,20 @@ void formatDollar(sqlite3_context* ctx, int, sqlite3_value** argv) {
 void create(sqlite3* db, const char* name, int args, void (*fn)(sqlite3_context*, int, sqlite3_value**)) {
     int rc = sqlite3_create_function_v2(db, name, args, SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS,
                                         nullptr, fn, nullptr, nullptr, nullptr);
-    if (rc != SQLITE_OK)
-        throw DbError(std::string("register ") + name + ": " + sqlite3_errmsg(db), rc);
+    if (rc != SQLITE_OK) throw DbError(std::string("register ") + name + ": " + sqlite3_errmsg(db), rc);
 }
 
 } // namespace
 
 int weekOfYear(int year, int month, int day) {
     DateTime d{year, month, day};
-    int jan1 = DateTime{year, 1, 1}.dayOfWeek();  // 1 = Sunday
+    int jan1 = DateTime{year, 1, 1}.dayOfWeek(); // 1 = Sunday
     return (d.dayOfYear() + jan1 - 2) / 7 + 1;
 }
 
-std::string formatStandard(double value) { return fixedTwoDecimals(value, true); }
+std::string formatStandard(double value) {
+    return fixedTwoDecimals(value, true);
+}
 
 void registerSqlFunctions(sqlite3* db) {
     create(db, "year", 1, fixedPart<Part::Year>);

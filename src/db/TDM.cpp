@@ -5,9 +5,11 @@
 
 namespace vantor::db {
 
-extern const char* const kSchemaSql;  // generated from schema.sql
+extern const char* const kSchemaSql; // generated from schema.sql
 
-std::string_view schemaSql() { return kSchemaSql; }
+std::string_view schemaSql() {
+    return kSchemaSql;
+}
 
 void ensureSchema(Database& db) {
     db.exec("BEGIN");
@@ -29,8 +31,7 @@ Database TDM::openConnection() const {
 }
 
 void TDM::open() {
-    if (cn1_.isOpen())
-        return;
+    if (cn1_.isOpen()) return;
     Database db(file_, Database::Mode::CreateIfMissing);
     // A file that is not a database fails here, not at the first view that reads it.
     db.exec("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;");
@@ -46,31 +47,39 @@ Database& TDM::cn1() {
 const std::vector<StandingQuery>& TDM::standingQueries() {
     static const std::vector<StandingQuery> queries = {
         {"dianBase_v",
-         "select b.rateNums,(a.salerGood1+a.salerBad1+a.salerNotBad1) as salerWeekRate,(a.salerGood2+a.salerBad2+"
-         "a.salerNotBad2) as salerMonthRate,(a.salerGood3+a.salerBad3+a.salerNotBad3) as salerYearRate,(a.salerGood4+"
-         "a.salerBad4+a.salerNotBad4) as salerLastYearRate,a.* from dianbase a RIGHT JOIN dianbase_rate_v b on "
+         "select b.rateNums,(a.salerGood1+a.salerBad1+a.salerNotBad1) as "
+         "salerWeekRate,(a.salerGood2+a.salerBad2+"
+         "a.salerNotBad2) as salerMonthRate,(a.salerGood3+a.salerBad3+a.salerNotBad3) as "
+         "salerYearRate,(a.salerGood4+"
+         "a.salerBad4+a.salerNotBad4) as salerLastYearRate,a.* from dianbase a RIGHT JOIN dianbase_rate_v b "
+         "on "
          "a.id=b.dian_id ",
          true},
         {"itemInfo_v",
-         "select * from itemInfoV where dian_id=:dianid order by monthSale desc,favorite desc,updateDate desc ,itemId "
+         "select * from itemInfoV where dian_id=:dianid order by monthSale desc,favorite desc,updateDate "
+         "desc ,itemId "
          "desc",
          true},
         {"rateInfo_q", "select * from pjinfo where dian_id=:id order by pjsj desc", false},
         {"itemAution_q",
-         "select id,itemId,trade_id,itemTitle,amount,buyername,buyerId,sj,buynum,getnum,status from saleInfo where "
+         "select id,itemId,trade_id,itemTitle,amount,buyername,buyerId,sj,buynum,getnum,status from saleInfo "
+         "where "
          "itemId=:item_Id order by sj desc",
          false},
         {"itemAution_q1",
-         "select sum(getNum) as getNums,avg(getNum) as avgNum,sum(getNum*amount) as totalAmount  from saleInfo where "
+         "select sum(getNum) as getNums,avg(getNum) as avgNum,sum(getNum*amount) as totalAmount  from "
+         "saleInfo where "
          "itemId=:item_Id group by itemId",
          false},
         {"histtoryShop", "select * from dianbase  order by updateDate desc", false},
         {"historyItem",
-         "select a.*,b.dianzhu,b.dianming from itemInfoV a,dianbase b where a.dian_id=b.id   order by a.updateDate "
+         "select a.*,b.dianzhu,b.dianming from itemInfoV a,dianbase b where a.dian_id=b.id   order by "
+         "a.updateDate "
          "desc",
          false},
         {"saleShopList",
-         "select distinct dian_id,dianming,dianzhu,dianupdateDate,createDate,salerGoodRate,salerCredit,saleLevel,"
+         "select distinct "
+         "dian_id,dianming,dianzhu,dianupdateDate,createDate,salerGoodRate,salerCredit,saleLevel,"
          "webaddr,addr,loc,commodityNum from itemInfoV",
          true},
     };

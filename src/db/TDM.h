@@ -12,7 +12,7 @@ namespace vantor::db {
 struct StandingQuery {
     std::string_view name;
     std::string_view sql;
-    bool rowNumber;  // carries the calculated row number column "xh"
+    bool rowNumber; // carries the calculated row number column "xh"
 };
 
 // The compiled-in schema: every table, index and saved view the statements refer to.

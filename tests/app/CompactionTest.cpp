@@ -10,14 +10,17 @@ using vantor::test::TempDir;
 
 namespace {
 
-DateTime at(const char* text) { return *DateTime::parse(text); }
+DateTime at(const char* text) {
+    return *DateTime::parse(text);
+}
 
 // A database with deleted rows, so compaction has something to win.
 void makeDatabase(const std::filesystem::path& file) {
     db::TDM dm(file);
     auto& db = dm.cn1();
     db.exec("begin");
-    auto insert = db.prepare("insert into saleInfo(itemId,itemTitle,sj) values(:id,:title,'2012-01-01 00:00:00')");
+    auto insert =
+        db.prepare("insert into saleInfo(itemId,itemTitle,sj) values(:id,:title,'2012-01-01 00:00:00')");
     for (int i = 0; i < 3000; ++i) {
         insert.bind("id", "item" + std::to_string(i)).bind("title", std::string(200, 'a' + i % 26));
         insert.execute();
@@ -29,9 +32,9 @@ void makeDatabase(const std::filesystem::path& file) {
 
 TEST(CompactionSchedule, WeeklyWaitsForSevenWholeDays) {
     const char* last = "2012-01-01 12:00:00";
-    EXPECT_FALSE(compactionDue("1", last, at("2012-01-08 11:59:59")));  // 6 days 23:59:59
-    EXPECT_FALSE(compactionDue("1", last, at("2012-01-08 11:00:00")));  // 6 days 23 hours
-    EXPECT_TRUE(compactionDue("1", last, at("2012-01-08 12:00:00")));   // 7 days
+    EXPECT_FALSE(compactionDue("1", last, at("2012-01-08 11:59:59"))); // 6 days 23:59:59
+    EXPECT_FALSE(compactionDue("1", last, at("2012-01-08 11:00:00"))); // 6 days 23 hours
+    EXPECT_TRUE(compactionDue("1", last, at("2012-01-08 12:00:00")));  // 7 days
 }
 
 TEST(CompactionSchedule, DailyAndMonthlyBoundaries) {

@@ -88,7 +88,7 @@ TEST(ConfigFile, ABadNumberStopsTheLoadWithTheFieldsBeforeItInForce) {
     EXPECT_TRUE(agent->AgentType);
     EXPECT_EQ(agent->Server, "proxy.lan");
     EXPECT_EQ(agent->Port, 0);
-    EXPECT_EQ(agent->User, "");  // read after the bad port: not reached
+    EXPECT_EQ(agent->User, ""); // read after the bad port: not reached
     // The file itself is left as the user wrote it.
     EXPECT_EQ(readFile(dir / "config.ini"), netSection("-1", "80a"));
 }
@@ -112,7 +112,7 @@ TEST(ConfigFile, SavingTheNetworkWritesNineKeysAndInstallsTheAgent) {
     THttpAgent agent{false, "typed.host", 3128, "me", "secret", "dom", 1500, 2500, 4};
     file.saveNetwork(agent, config);
     EXPECT_EQ(*config.getHttpAgent(), agent);
-    EXPECT_EQ(before->Server, "");  // a download holding the old agent keeps it intact
+    EXPECT_EQ(before->Server, ""); // a download holding the old agent keeps it intact
     EXPECT_EQ(readFile(dir / "config.ini"),
               "[Net]\nAgentType=0\nServer=typed.host\nPort=3128\nUser=me\nPassword=secret\nDomain=dom\n"
               "ReadTimeOut=1500\nConnectTimeOut=2500\nConnectTime=4\n\n[Other]\noptimize=1\nlastTimeOpt=\n");
@@ -133,7 +133,7 @@ TEST(ConfigFile, SavingTheScheduleEmptiesTheLastCompaction) {
 
 TEST(ConfigFile, AFailedSaveLeavesFileAndSettingsAsTheyWere) {
     TempDir dir;
-    std::filesystem::create_directory(dir / "config.ini");  // a folder where the file should be
+    std::filesystem::create_directory(dir / "config.ini"); // a folder where the file should be
     ConfigFile file(dir / "config.ini");
     TConfig config;
     EXPECT_THROW(file.load(config), ConfigError);
@@ -148,7 +148,8 @@ TEST(ConfigFile, AFailedSaveLeavesFileAndSettingsAsTheyWere) {
 
 TEST(IniFile, WritingOneKeyKeepsCommentsOrderAndOtherSections) {
     TempDir dir;
-    writeFile(dir / "a.ini", "; mine\r\n[Other]\r\noptimize = 2\r\n[net]\r\nserver=a\r\n\r\n[Extra]\r\nx=1\r\n");
+    writeFile(dir / "a.ini",
+              "; mine\r\n[Other]\r\noptimize = 2\r\n[net]\r\nserver=a\r\n\r\n[Extra]\r\nx=1\r\n");
     auto ini = IniFile::load(dir / "a.ini");
     EXPECT_EQ(ini.read("Other", "OPTIMIZE", "?"), "2");
     EXPECT_EQ(ini.read("Net", "Server", "?"), "a");
@@ -156,5 +157,6 @@ TEST(IniFile, WritingOneKeyKeepsCommentsOrderAndOtherSections) {
     ini.write("Net", "Port", "80");
     ini.write("Other", "optimize", "0");
     ini.write("New", "k", "v");
-    EXPECT_EQ(ini.text(), "; mine\n[Other]\noptimize=0\n[net]\nserver=a\nPort=80\n\n[Extra]\nx=1\n\n[New]\nk=v\n");
+    EXPECT_EQ(ini.text(),
+              "; mine\n[Other]\noptimize=0\n[net]\nserver=a\nPort=80\n\n[Extra]\nx=1\n\n[New]\nk=v\n");
 }

@@ -24,7 +24,7 @@ TEST(DateTime, WeekdaysAndDaysOfYearAcrossAYearBoundary) {
     EXPECT_EQ(DateTime::parse("2012-01-01")->dayOfWeek(), 1);
     EXPECT_EQ(DateTime::parse("2012-12-31")->dayOfYear(), 366);
     EXPECT_EQ(DateTime::parse("2011-12-31")->dayOfYear(), 365);
-    EXPECT_EQ(DateTime::parse("1900-01-01")->dayOfWeek(), 2);  // a Monday
+    EXPECT_EQ(DateTime::parse("1900-01-01")->dayOfWeek(), 2); // a Monday
 }
 
 TEST(DateTime, ArithmeticCrossesMonthsYearsAndLeapDays) {

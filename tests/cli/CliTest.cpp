@@ -13,7 +13,7 @@ namespace {
 
 struct Result {
     int status;
-    std::string out;  // standard output and standard error together
+    std::string out; // standard output and standard error together
 };
 
 Result runCli(const std::string& arguments) {
@@ -52,7 +52,8 @@ TEST(Cli, ThePasswordIsNeverPrinted) {
 
 TEST(Cli, TheEnvironmentNamesTheFolderToo) {
     TempDir dir;
-    std::string command = "VANTOR_DATA_DIR=" + (dir / "e").string() + " " + VANTOR_CLI + " config show >/dev/null";
+    std::string command =
+        "VANTOR_DATA_DIR=" + (dir / "e").string() + " " + VANTOR_CLI + " config show >/dev/null";
     ASSERT_EQ(std::system(command.c_str()), 0);
     EXPECT_TRUE(std::filesystem::exists(dir / "e" / "config.ini"));
 }
@@ -67,9 +68,10 @@ TEST(Cli, ABrokenSettingsFileIsAFailedJob) {
 
 TEST(Cli, CompactRecordsTheTimeAndKeepsTheData) {
     TempDir dir;
-    ASSERT_EQ(runCli("--data-dir " + dir.path().string() + " compact").status, 0);  // no database yet
+    ASSERT_EQ(runCli("--data-dir " + dir.path().string() + " compact").status, 0); // no database yet
     EXPECT_EQ(vantor::IniFile::load(dir / "config.ini").read("Other", "lastTimeOpt", "?"), "");
-    std::string create = "sqlite3 " + (dir / "lmd_pin.db").string() + " 'create table t(x); insert into t values(42);'";
+    std::string create =
+        "sqlite3 " + (dir / "lmd_pin.db").string() + " 'create table t(x); insert into t values(42);'";
     ASSERT_EQ(std::system(create.c_str()), 0);
     auto r = runCli("--data-dir " + dir.path().string() + " compact");
     EXPECT_EQ(r.status, 0) << r.out;

@@ -101,23 +101,47 @@ protected:
 
 TEST_F(Views, ItemViewCarriesShopColumnsTotalsAndBothBeginDates) {
     auto columns = columnsOf(db, "select * from itemInfoV");
-    for (const char* expected :
-         {"id", "dian_id", "itemId", "itemTitle", "itemAutionUrl", "updateDate", "curPrice", "curSale", "monthSale",
-          "favorite", "addr", "analyseGoal", "isSend", "flag", "dianming", "dianzhu", "dianUpdateDate", "createDate",
-          "webaddr", "salerGoodRate", "salerCredit", "salelevel", "loc", "commodityNum", "totalNums", "totalAmount",
-          "itemInfoV_.beginDate", "saleBeginDateV.beginDate"})
+    for (const char* expected : {"id",
+                                 "dian_id",
+                                 "itemId",
+                                 "itemTitle",
+                                 "itemAutionUrl",
+                                 "updateDate",
+                                 "curPrice",
+                                 "curSale",
+                                 "monthSale",
+                                 "favorite",
+                                 "addr",
+                                 "analyseGoal",
+                                 "isSend",
+                                 "flag",
+                                 "dianming",
+                                 "dianzhu",
+                                 "dianUpdateDate",
+                                 "createDate",
+                                 "webaddr",
+                                 "salerGoodRate",
+                                 "salerCredit",
+                                 "salelevel",
+                                 "loc",
+                                 "commodityNum",
+                                 "totalNums",
+                                 "totalAmount",
+                                 "itemInfoV_.beginDate",
+                                 "saleBeginDateV.beginDate"})
         EXPECT_NE(std::find(columns.begin(), columns.end(), expected), columns.end()) << expected;
 
-    auto items = run(db, "select itemId,totalNums,totalAmount,\"itemInfoV_.beginDate\",\"saleBeginDateV.beginDate\","
-                         "dianzhu,dianUpdateDate from itemInfoV order by itemId");
+    auto items =
+        run(db, "select itemId,totalNums,totalAmount,\"itemInfoV_.beginDate\",\"saleBeginDateV.beginDate\","
+                "dianzhu,dianUpdateDate from itemInfoV order by itemId");
     ASSERT_EQ(items.rowCount(), 3);
-    EXPECT_EQ(valueToText(items.value(0, 1)), "3");    // 1 + 2 + 0 counted
-    EXPECT_EQ(valueToText(items.value(0, 2)), "277");  // 99 + 2*89
+    EXPECT_EQ(valueToText(items.value(0, 1)), "3");   // 1 + 2 + 0 counted
+    EXPECT_EQ(valueToText(items.value(0, 2)), "277"); // 99 + 2*89
     EXPECT_EQ(valueToText(items.value(0, 3)), "2011-12-30 09:00:00");
-    EXPECT_EQ(valueToText(items.value(0, 4)), "2011-12-31 23:00:00");  // the uncounted sale does not begin it
+    EXPECT_EQ(valueToText(items.value(0, 4)), "2011-12-31 23:00:00"); // the uncounted sale does not begin it
     EXPECT_EQ(valueToText(items.value(0, 5)), "alice");
     EXPECT_EQ(valueToText(items.value(0, 6)), "2012-01-05 10:00:00");
-    EXPECT_EQ(items.value(2, 1).index(), 0u);  // no sales: no total
+    EXPECT_EQ(items.value(2, 1).index(), 0u); // no sales: no total
     EXPECT_EQ(items.value(2, 3).index(), 0u);
 }
 
@@ -169,9 +193,10 @@ TEST_F(Views, ItemQueryOrdersByMonthSaleAndNumbersRowsFromOne) {
 }
 
 TEST_F(Views, SalesSummaryStatementRunsWithTheRegisteredFormat) {
-    auto st = db.prepare("select sum(getNum) as getNums,format$(avg(getNum),'Standard') as avgNum,"
-                         "format$(sum(getNum*amount),'Standard') as totalAmount,format$(avg(amount),'Standard') as "
-                         "avgAmount  from saleInfo where itemId=:item_Id group by itemId");
+    auto st =
+        db.prepare("select sum(getNum) as getNums,format$(avg(getNum),'Standard') as avgNum,"
+                   "format$(sum(getNum*amount),'Standard') as totalAmount,format$(avg(amount),'Standard') as "
+                   "avgAmount  from saleInfo where itemId=:item_Id group by itemId");
     st.bind("item_Id", "i1");
     ASSERT_TRUE(st.step());
     EXPECT_EQ(st.real(0), 3.0);
@@ -181,9 +206,10 @@ TEST_F(Views, SalesSummaryStatementRunsWithTheRegisteredFormat) {
 }
 
 TEST_F(Views, TheTimeDistributionStatementsRunAsWritten) {
-    auto st = db.prepare("select count(*) as num,weekday(sj) as hour1 from itemInfoV as a left join saleInfo as b on "
-                         "a.itemId=b.itemId where dian_id=:id and sj>=:sj1 and sj<=:sj2 group by weekday(sj) order by "
-                         "weekday(sj) desc");
+    auto st = db.prepare(
+        "select count(*) as num,weekday(sj) as hour1 from itemInfoV as a left join saleInfo as b on "
+        "a.itemId=b.itemId where dian_id=:id and sj>=:sj1 and sj<=:sj2 group by weekday(sj) order by "
+        "weekday(sj) desc");
     st.bind("id", 1).bind("sj1", "2011-12-01 00:00:00").bind("sj2", "2012-01-31 23:59:59");
     std::vector<std::pair<std::int64_t, std::int64_t>> rows;
     while (st.step())

@@ -1,5 +1,5 @@
-#include "db/Database.h"
 #include "db/SqlFunctions.h"
+#include "db/Database.h"
 
 #include <gtest/gtest.h>
 

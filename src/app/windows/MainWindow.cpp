@@ -1,0 +1,158 @@
+#include "MainWindow.h"
+
+#include "AboutDialog.h"
+#include "BrowserPane.h"
+#include "WelcomeWindow.h"
+
+#include <QAction>
+#include <QDesktopServices>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QToolBox>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace vantor {
+
+namespace {
+
+// One entry of the navigation bar and of the menu bar.
+struct NavigationEntry {
+    const char* section;
+    const char* text;
+    const char* menuText; // null: the same as text
+    const char* name;     // object name of the menu item
+    const char* hint;
+    std::function<void()> action; // empty: its window does not exist, the entry is left out
+};
+
+} // namespace
+
+MainWindow::MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget* parent)
+    : QMainWindow(parent),
+      folder_(std::move(folder)),
+      config_(config),
+      dm_(dm),
+      toolBar_(new QToolBox),
+      display_(new QStackedWidget),
+      ad_(new BrowserPane("推荐", "ad.html")),
+      statusText_(new QLabel) {
+    setWindowTitle(kAppTitle);
+    setMinimumSize(973, 647);
+    resize(1100, 720);
+    messageHandler_ = [this](const QString& text) { QMessageBox::warning(this, kAppTitle, text); };
+
+    toolBar_->setObjectName("toolBar");
+    toolBar_->setMinimumWidth(180);
+    ad_->setObjectName("ad");
+    ad_->setMinimumHeight(150);
+    ad_->setMaximumHeight(220);
+
+    auto* left = new QWidget;
+    auto* leftLayout = new QVBoxLayout(left);
+    leftLayout->setContentsMargins(4, 4, 4, 4);
+    leftLayout->addWidget(toolBar_, 1);
+    leftLayout->addWidget(ad_);
+    left->setMaximumWidth(240);
+
+    auto* splitter = new QSplitter;
+    splitter->addWidget(left);
+    splitter->addWidget(display_);
+    splitter->setStretchFactor(1, 1);
+    setCentralWidget(splitter);
+
+    statusBar()->addWidget(new QLabel("操作提示："));
+    statusBar()->addWidget(statusText_, 1);
+
+    // The display area starts empty, so the first window chosen also names itself in the caption.
+    display_->addWidget(new QWidget);
+
+    ad_->open(vendorPage("/ad.jsp"));
+}
+
+StartupOutcome MainWindow::startUp() {
+    return prepareData(folder_, config_, dm_, *this, DateTime::now());
+}
+
+void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
+    welcome_ = new WelcomeWindow;
+    display_->addWidget(welcome_);
+    gauge(25);
+    buildNavigation();
+}
+
+void MainWindow::buildNavigation() {
+    auto help = [this](const char* page) { return [this, page] { showVendorPage(page); }; };
+    const std::vector<NavigationEntry> entries = {
+        {"热卖商品排行", "操作帮助", nullptr, "N24", nullptr, help("/topList.jsp")},
+        {"店铺销售分析", "操作帮助", nullptr, "N29", nullptr, help("/saleAnalyse.jsp")},
+        {"店铺评价分析", "操作帮助", nullptr, "N32", nullptr, help("/rateAnalyse.jsp")},
+        {"帮助", "导航页", nullptr, "N13", nullptr, help("/welcome.jsp")},
+        {"帮助", "建议反馈", nullptr, "N14", nullptr, [] { QDesktopServices::openUrl(vendorSite()); }},
+        {"帮助", "关于", nullptr, "N21", nullptr, [this] { AboutDialog(this).exec(); }},
+    };
+
+    QStringList sections;
+    for (const auto& entry : entries)
+        if (entry.action && !sections.contains(entry.section)) sections.append(entry.section);
+    for (const QString& section : sections) {
+        auto* page = new QWidget;
+        auto* layout = new QVBoxLayout(page);
+        layout->setSpacing(2);
+        QMenu* menu = menuBar()->addMenu(section);
+        for (const auto& entry : entries) {
+            if (!entry.action || section != entry.section) continue;
+            auto* action = menu->addAction(entry.menuText ? entry.menuText : entry.text);
+            action->setObjectName(entry.name);
+            connect(action, &QAction::triggered, this, entry.action);
+            auto* button = new QToolButton;
+            button->setText(entry.text);
+            button->setObjectName(QString(entry.name) + "Button");
+            button->setToolButtonStyle(Qt::ToolButtonTextOnly);
+            button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+            button->setAutoRaise(true);
+            if (entry.hint) button->setToolTip(entry.hint);
+            connect(button, &QToolButton::clicked, action, &QAction::trigger);
+            layout->addWidget(button);
+        }
+        layout->addStretch();
+        toolBar_->addItem(page, section);
+    }
+}
+
+void MainWindow::showWorkingWindow(QWidget* window) {
+    if (!window || display_->currentWidget() == window) return;
+    if (display_->indexOf(window) < 0) display_->addWidget(window);
+    display_->setCurrentWidget(window);
+    setWindowTitle(QString(kAppTitle) + "--" + window->windowTitle());
+}
+
+QWidget* MainWindow::currentWorkingWindow() const {
+    return display_->currentIndex() > 0 ? display_->currentWidget() : nullptr;
+}
+
+void MainWindow::showVendorPage(const QString& path) {
+    showWorkingWindow(welcome_);
+    welcome_->openVendorPage(path);
+}
+
+void MainWindow::setStatusText(const QString& text) {
+    statusText_->setText(text);
+}
+QString MainWindow::statusText() const {
+    return statusText_->text();
+}
+
+void MainWindow::showMessage(const std::string& text) {
+    messageHandler_(QString::fromStdString(text));
+}
+
+void MainWindow::showStatus(const std::string& text) {
+    setStatusText(QString::fromStdString(text));
+}
+
+} // namespace vantor

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "app/Config.h"
+#include "app/DataFolder.h"
+#include "app/Startup.h"
+#include "db/TDM.h"
+
+#include <QMainWindow>
+
+#include <functional>
+
+class QLabel;
+class QStackedWidget;
+class QToolBox;
+
+namespace vantor {
+
+class BrowserPane;
+class WelcomeWindow;
+
+inline constexpr const char* kAppTitle = "Vantor专业版";
+
+// The main window: navigation bar and menu bar on the left and top, one working window at a time
+// in the display area, the advertisement pane and the status line.
+class MainWindow : public QMainWindow, private StartupObserver {
+    Q_OBJECT
+public:
+    MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget* parent = nullptr);
+
+    // The start-up work on the data folder; Exit means the program must end.
+    StartupOutcome startUp();
+
+    // Creates the working windows in their order, reporting the gauge after each, then builds the
+    // navigation from the windows that exist.
+    void createWorkingWindows(const std::function<void(int)>& gauge);
+
+    // Shows a working window in the display area and names it in the caption; the window already
+    // shown stays as it is.
+    void showWorkingWindow(QWidget* window);
+    QWidget* currentWorkingWindow() const;
+
+    // Shows the welcome window with one of the vendor's pages.
+    void showVendorPage(const QString& path);
+
+    void setStatusText(const QString& text);
+    QString statusText() const;
+
+    // Message boxes go through here, so tests can read them instead of clicking them away.
+    void setMessageHandler(std::function<void(const QString&)> handler) {
+        messageHandler_ = std::move(handler);
+    }
+
+    WelcomeWindow* welcomeWindow() const { return welcome_; }
+    BrowserPane* advertisement() const { return ad_; }
+    QToolBox* navigationBar() const { return toolBar_; }
+
+private:
+    void showMessage(const std::string& text) override;
+    void showStatus(const std::string& text) override;
+    void buildNavigation();
+
+    DataFolder folder_;
+    TConfig& config_;
+    db::TDM& dm_;
+    QToolBox* toolBar_;
+    QStackedWidget* display_;
+    BrowserPane* ad_;
+    QLabel* statusText_;
+    WelcomeWindow* welcome_ = nullptr;
+    std::function<void(const QString&)> messageHandler_;
+};
+
+} // namespace vantor

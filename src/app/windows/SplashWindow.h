@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QWidget>
+
+class QProgressBar;
+
+namespace vantor {
+
+// Shown while the program starts; its gauge follows the start-up steps.
+class SplashWindow : public QWidget {
+    Q_OBJECT
+public:
+    explicit SplashWindow(QWidget* parent = nullptr);
+
+    void setGauge(int value);
+    int gauge() const;
+    // Every value the gauge took, in order.
+    const QList<int>& gaugeHistory() const { return history_; }
+
+private:
+    QProgressBar* progress_;
+    QList<int> history_;
+};
+
+} // namespace vantor

@@ -1,0 +1,55 @@
+#include "VantorApplication.h"
+
+#include "app/DataFolder.h"
+#include "app/ErrorLog.h"
+
+#include <QFont>
+#include <QFontDatabase>
+
+#include <cstdlib>
+#include <iostream>
+#include <unistd.h>
+
+namespace vantor {
+
+void prepareQtEnvironment() {
+    // The embedded browser refuses to start its sandbox as root.
+    if (geteuid() == 0) setenv("QTWEBENGINE_DISABLE_SANDBOX", "1", 0);
+    const char* platform = std::getenv("QT_QPA_PLATFORM");
+    if (platform && std::string_view(platform) == "offscreen")
+        setenv("QTWEBENGINE_CHROMIUM_FLAGS", "--disable-gpu", 0);
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+}
+
+VantorApplication::VantorApplication(int& argc, char** argv)
+    : QApplication(argc, argv), errorLog_(errorLogPath(executablePath())) {
+    setApplicationName("Vantor");
+    // Under a non-Chinese locale fontconfig prefers Japanese glyph shapes for shared characters.
+    if (QFontDatabase::families().contains("Noto Sans CJK SC")) {
+        QFont font = QApplication::font();
+        font.setFamilies({font.family(), "Noto Sans CJK SC"});
+        QApplication::setFont(font);
+    }
+}
+
+bool VantorApplication::notify(QObject* receiver, QEvent* event) {
+    try {
+        return QApplication::notify(receiver, event);
+    } catch (const std::exception& e) {
+        logError(e.what());
+    } catch (...) {
+        logError("未知错误");
+    }
+    return false;
+}
+
+void VantorApplication::logError(const std::string& message) const {
+    try {
+        appendErrorLog(errorLog_, message, DateTime::now());
+    } catch (const std::exception& e) {
+        // Nothing else can take the message: the log was the last resort.
+        std::cerr << "vantor: cannot write " << errorLog_ << ": " << e.what() << ": " << message << '\n';
+    }
+}
+
+} // namespace vantor

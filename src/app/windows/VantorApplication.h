@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QApplication>
+
+#include <filesystem>
+
+namespace vantor {
+
+// The application object. An exception that escapes an event handler of the user-interface thread
+// is written to the error log instead of ending the program.
+class VantorApplication : public QApplication {
+    Q_OBJECT
+public:
+    VantorApplication(int& argc, char** argv);
+
+    bool notify(QObject* receiver, QEvent* event) override;
+
+    const std::filesystem::path& errorLog() const { return errorLog_; }
+    void setErrorLog(std::filesystem::path log) { errorLog_ = std::move(log); }
+
+private:
+    void logError(const std::string& message) const;
+    std::filesystem::path errorLog_;
+};
+
+// Settings every start needs before the application object exists.
+void prepareQtEnvironment();
+
+} // namespace vantor

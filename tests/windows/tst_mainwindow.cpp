@@ -1,0 +1,170 @@
+#include "BrowserPane.h"
+#include "MainWindow.h"
+#include "VantorApplication.h"
+#include "WelcomeWindow.h"
+#include "support/TempDir.h"
+
+#include <QAction>
+#include <QLabel>
+#include <QMenuBar>
+#include <QSignalSpy>
+#include <QStatusBar>
+#include <QTest>
+#include <QToolBox>
+#include <QToolButton>
+#include <QWebEngineView>
+
+using namespace vantor;
+
+namespace {
+
+class ThrowingObject : public QObject {
+public:
+    bool event(QEvent* e) override {
+        if (e->type() == QEvent::User) throw std::runtime_error("坏事件");
+        return QObject::event(e);
+    }
+};
+
+} // namespace
+
+class MainWindowTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<test::TempDir> dir;
+    std::unique_ptr<TConfig> config;
+    std::unique_ptr<db::TDM> dm;
+    std::unique_ptr<MainWindow> window;
+    QStringList messages;
+    QList<int> gauges;
+
+    QAction* action(const char* name) { return window->menuBar()->findChild<QAction*>(name); }
+
+private slots:
+    void init() {
+        dir = std::make_unique<test::TempDir>();
+        DataFolder folder(dir->path() / "data");
+        config = std::make_unique<TConfig>();
+        dm = std::make_unique<db::TDM>(folder.database());
+        window = std::make_unique<MainWindow>(folder, *config, *dm);
+        messages.clear();
+        gauges.clear();
+        window->setMessageHandler([this](const QString& text) { messages.append(text); });
+        QCOMPARE(window->startUp(), StartupOutcome::Ready);
+        window->createWorkingWindows([this](int value) { gauges.append(value); });
+        window->show();
+    }
+
+    void cleanup() {
+        window.reset();
+        dm.reset();
+        config.reset();
+        dir.reset();
+    }
+
+    void startUpPreparesAnEmptyDataFolder() {
+        QVERIFY(messages.isEmpty());
+        QVERIFY(std::filesystem::exists(dir->path() / "data" / "config.ini"));
+        QVERIFY(dm->isOpen());
+        QCOMPARE(window->statusText(), QString("正在优化数据...."));
+        QCOMPARE(window->windowTitle(), QString("Vantor专业版"));
+        QCOMPARE(gauges, QList<int>{25});
+    }
+
+    void statusBarCarriesTheHintLabel() {
+        QStringList labels;
+        for (auto* label : window->statusBar()->findChildren<QLabel*>())
+            labels << label->text();
+        QVERIFY(labels.contains("操作提示："));
+    }
+
+    void navigationBarAndMenuBarCarryTheSameEntries() {
+        QToolBox* bar = window->navigationBar();
+        QStringList sections, menus;
+        for (int i = 0; i < bar->count(); ++i)
+            sections << bar->itemText(i);
+        for (auto* menu : window->menuBar()->actions())
+            menus << menu->text();
+        QCOMPARE(sections, (QStringList{"热卖商品排行", "店铺销售分析", "店铺评价分析", "帮助"}));
+        QCOMPARE(menus, sections);
+        for (const char* name : {"N24", "N29", "N32", "N13", "N14", "N21"}) {
+            QAction* menuItem = action(name);
+            QVERIFY2(menuItem, name);
+            auto* button = bar->findChild<QToolButton*>(QString(name) + "Button");
+            QVERIFY2(button, name);
+            QCOMPARE(button->text(), menuItem->text());
+        }
+        // Windows that are not built are left out, not shown as dead entries.
+        QVERIFY(!action("N6"));
+    }
+
+    void choosingAnEntrySwapsTheWindowAndTheCaption() {
+        action("N13")->trigger();
+        QCOMPARE(window->currentWorkingWindow(), window->welcomeWindow());
+        QCOMPARE(window->windowTitle(), QString("Vantor专业版--欢迎"));
+
+        QWidget other;
+        other.setWindowTitle("销售数据浏览");
+        window->showWorkingWindow(&other);
+        QCOMPARE(window->currentWorkingWindow(), &other);
+        QCOMPARE(window->windowTitle(), QString("Vantor专业版--销售数据浏览"));
+        QVERIFY(!other.isWindow()); // placed into the display area without its own frame
+
+        // The window already shown stays as it is, caption included.
+        other.setWindowTitle("改过的标题");
+        window->showWorkingWindow(&other);
+        QCOMPARE(window->windowTitle(), QString("Vantor专业版--销售数据浏览"));
+
+        action("N13")->trigger();
+        QCOMPARE(window->currentWorkingWindow(), window->welcomeWindow());
+        QCOMPARE(window->windowTitle(), QString("Vantor专业版--欢迎"));
+    }
+
+    void helpEntriesOpenTheirVendorPageInTheWelcomeWindow() {
+        action("N24")->trigger();
+        QCOMPARE(window->currentWorkingWindow(), window->welcomeWindow());
+        QCOMPARE(window->welcomeWindow()->browser()->requestedUrl().path(), QString("/topList.jsp"));
+        action("N32")->trigger();
+        QCOMPARE(window->welcomeWindow()->browser()->requestedUrl().path(), QString("/rateAnalyse.jsp"));
+    }
+
+    void theWindowNeverGetsSmallerThanItsMinimum() {
+        window->resize(500, 300);
+        QVERIFY(window->width() >= 973);
+        QVERIFY(window->height() >= 647);
+        window->resize(1200, 800);
+        QCOMPARE(window->size(), QSize(1200, 800));
+    }
+
+    void anUnreachableVendorSiteShowsTheBundledPage() {
+        BrowserPane* pane = window->welcomeWindow()->browser();
+        QSignalSpy ready(pane, &BrowserPane::pageReady);
+        pane->open(vendorPage("/welcome.jsp"));
+        QVERIFY(ready.wait(20000));
+        QCOMPARE(ready.last().at(0).toBool(), true);
+        QVERIFY(pane->showingFallback());
+        QTRY_COMPARE_WITH_TIMEOUT(pane->view()->title(), QString("欢迎"), 10000);
+    }
+
+    void anExceptionInAnEventHandlerIsLogged() {
+        auto* app = static_cast<VantorApplication*>(QCoreApplication::instance());
+        auto log = dir->path() / "vantor.log";
+        app->setErrorLog(log);
+        ThrowingObject target;
+        QEvent event(QEvent::User);
+        QCoreApplication::sendEvent(&target, &event);
+        QCoreApplication::sendEvent(&target, &event);
+        std::string text = test::readFile(log);
+        QCOMPARE(std::count(text.begin(), text.end(), '\n'), 2);
+        QVERIFY(text.find(":坏事件\n") == 19); // "yyyy-MM-dd HH:mm:ss" then ":" and the message
+    }
+};
+
+int main(int argc, char** argv) {
+    prepareQtEnvironment();
+    VantorApplication app(argc, argv);
+    MainWindowTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_mainwindow.moc"
