@@ -1,5 +1,7 @@
 #pragma once
 
+#include "THttpAgent.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -8,21 +10,6 @@
 #include <string>
 
 namespace vantor {
-
-// The network settings every page download uses.
-struct THttpAgent {
-    bool AgentType = false;  // true: go through the HTTP proxy below
-    std::string Server;
-    std::int32_t Port = 0;
-    std::string User;
-    std::string Password;
-    std::string Domain;  // kept and saved, never used by a download
-    std::int64_t ReadTimeOut = 0;     // ms; 0 = no time-out of its own
-    std::int64_t ConnectTimeOut = 0;  // ms; 0 = no time-out of its own
-    std::int32_t ConnectTime = 0;     // connection attempts per page
-
-    bool operator==(const THttpAgent&) const = default;
-};
 
 // The process-wide settings. The agent is shared immutably: a download keeps the agent it started
 // with alive while a new one is installed.

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "DownStatus.h"
+
+#include <atomic>
+#include <string>
+#include <string_view>
+
+namespace vantor {
+
+// The result of one page download. The download thread writes every other field first and the status
+// last (release); a reader that sees "finish" or "stop" (acquire) sees the body, the errors and the
+// address as well. Nobody may read the other fields while the status is "init".
+class TDownBean {
+public:
+    TDownBean() = default;
+    TDownBean(const TDownBean&) = delete;
+    TDownBean& operator=(const TDownBean&) = delete;
+
+    const std::string& getHtmlCode() const { return htmlCode_; }
+    void setHtmlCode(std::string value) { htmlCode_ = std::move(value); }
+    const std::string& getErrorCode() const { return errorCode_; }
+    void setErrorCode(std::string value) { errorCode_ = std::move(value); }
+    const std::string& getErrorInfo() const { return errorInfo_; }
+    void setErrorInfo(std::string value) { errorInfo_ = std::move(value); }
+    const std::string& getUrl() const { return url_; }
+    void setUrl(std::string value) { url_ = std::move(value); }
+
+    PageStatus status() const { return status_.load(std::memory_order_acquire); }
+    std::string_view getStatus() const { return statusWord(status()); }
+    void setStatus(PageStatus value) { status_.store(value, std::memory_order_release); }
+
+private:
+    std::string htmlCode_;
+    std::string errorCode_ = "0";
+    std::string errorInfo_;
+    std::atomic<PageStatus> status_ = PageStatus::Init;
+    std::string url_;
+};
+
+} // namespace vantor

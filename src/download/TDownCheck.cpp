@@ -1,0 +1,166 @@
+#include "TDownCheck.h"
+
+#include "TDownException.h"
+#include "TThreadDownHtmlCode.h"
+
+#include <chrono>
+#include <memory>
+#include <stdexcept>
+
+namespace vantor {
+namespace {
+
+// Rating pages from this number on live on the rating-history host.
+constexpr std::int32_t kHistoryFirstPage = 100;
+// The length of the rating host's scheme and host name at the front of the address.
+constexpr size_t kRatingHostLength = 11;
+// The longest the driver waits for a download to change before it looks at its slots again.
+constexpr std::chrono::milliseconds kPollCeiling{10};
+
+std::string pageAddress(const std::string& prefix, std::int32_t page, std::int32_t pageStep,
+                        const std::string& suffix) {
+    if (suffix.empty()) return prefix;
+    return prefix + std::to_string(std::int64_t(page) * pageStep) + suffix;
+}
+
+struct Slot {
+    std::unique_ptr<TDownBean> bean;
+    std::unique_ptr<TThreadDownHtmlCode> download; // after the bean: it goes first
+};
+
+// The slots of one run. Leaving the run, however it ends, aborts every download still in flight: all
+// are told first, then each is waited for.
+class SlotTable {
+public:
+    explicit SlotTable(size_t count) : slots_(count) {}
+    ~SlotTable() {
+        for (Slot& slot : slots_)
+            if (slot.download) slot.download->requestStop();
+    }
+    SlotTable(const SlotTable&) = delete;
+    SlotTable& operator=(const SlotTable&) = delete;
+
+    size_t size() const { return slots_.size(); }
+    Slot& operator[](size_t i) { return slots_[i]; }
+
+private:
+    std::vector<Slot> slots_;
+};
+
+} // namespace
+
+TDownCheck::TDownCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
+                       std::int32_t mode)
+    : pageStep_(pageStep <= 0 ? 1 : pageStep), mode_(mode), param_(param) {
+    if (gauges.empty())
+        setStatus(CheckStatus::BadGauges);
+    else
+        gauges_ = std::move(gauges);
+}
+
+TDownCheck::~TDownCheck() {
+    stopAndWait();
+}
+
+void TDownCheck::start() {
+    if (thread_.joinable()) throw std::logic_error("TDownCheck::start called twice");
+    thread_ = std::jthread([this] { run(stopSource_.get_token()); });
+}
+
+void TDownCheck::wait() {
+    if (thread_.joinable()) thread_.join();
+}
+
+void TDownCheck::stopAndWait() {
+    requestStop();
+    wait();
+}
+
+void TDownCheck::run(std::stop_token stop) {
+    try {
+        std::string_view word = getStatus();
+        if (!word.empty() && word.front() != '0') throw TDownException(std::string(word.substr(1)));
+        if (mode_ == kRatingMode || mode_ == kPlainMode) loop(stop);
+    } catch (...) {
+        setStatus(CheckStatus::Failed);
+        stopSource_.request_stop();
+        try {
+            handleError(mode_);
+        } catch (...) {
+            // The error handler is the last word of the run; nothing is left to report its failure to.
+        }
+    }
+}
+
+void TDownCheck::loop(std::stop_token stop) {
+    TDownParamBean& param = param_;
+    pageTotal_ = param.endPage;
+    std::string prefix = param.urlPrefix;
+    const std::string suffix = param.urlSuffix;
+    const std::shared_ptr<const THttpAgent> agent = param.httpAgent;
+    const std::int32_t pageKind = param.pageKind;
+    if (!agent) throw std::invalid_argument("TDownCheck: the job has no network settings");
+    std::int64_t doneCount = param.curPage;
+    std::int32_t failCount = 0;
+    SlotTable slots(gauges_.size());
+    bool onHistoryHost = false;
+    setStatus(CheckStatus::Init);
+
+    if (param.curPage > param.endPage) {
+        handleFinish(pageKind);
+        finished_.store(true, std::memory_order_release);
+        return;
+    }
+
+    for (bool done = false; !done;) {
+        if (stop.stop_requested()) return;
+        bool changed = false;
+        for (size_t i = 0; i < slots.size() && !done; ++i) {
+            if (stop.stop_requested()) return;
+            Slot& slot = slots[i];
+            if (!slot.download && param.curPage <= param.endPage) {
+                // Checked at every start, so that no page from 100 on leaves for the old host even when
+                // several slots start pages in one pass.
+                if (mode_ == kRatingMode && !onHistoryHost && param.curPage >= kHistoryFirstPage) {
+                    if (historyPrefix_.empty())
+                        throw std::logic_error("TDownCheck: rating mode without a history prefix");
+                    prefix = historyPrefix_ + prefix.substr(std::min(kRatingHostLength, prefix.size()));
+                    onHistoryHost = true;
+                }
+                slot.bean = std::make_unique<TDownBean>();
+                slot.download = std::make_unique<TThreadDownHtmlCode>(
+                    pageAddress(prefix, param.curPage, pageStep_, suffix), *slot.bean, agent, gauges_[i],
+                    &signal_);
+                ++param.curPage;
+            } else if (slot.bean && slot.bean->status() == PageStatus::Finish) {
+                handlePage(pageKind, slot.bean->getHtmlCode());
+                slot.download.reset();
+                slot.bean.reset();
+                ++doneCount;
+            } else if (slot.bean && slot.bean->status() == PageStatus::Stop) {
+                ++failCount;
+                std::string url = slot.bean->getUrl();
+                slot.download.reset();
+                slot.download = std::make_unique<TThreadDownHtmlCode>(std::move(url), *slot.bean, agent,
+                                                                      gauges_[i], &signal_);
+            } else {
+                continue;
+            }
+            changed = true;
+            if (doneCount > param.endPage) {
+                setStatus(CheckStatus::Done);
+                done = true;
+            } else if (failCount > agent->ConnectTime) {
+                handleFailure();
+                setStatus(CheckStatus::TimedOut);
+                throw TDownException("连接超时");
+            }
+        }
+        // Nothing moved: sleep until a download ends, but look again after the ceiling regardless.
+        if (!changed && !done) signal_.wait(kPollCeiling, stop);
+    }
+    handleFinish(pageKind);
+    finished_.store(true, std::memory_order_release);
+}
+
+} // namespace vantor

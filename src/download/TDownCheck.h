@@ -1,0 +1,92 @@
+#pragma once
+
+#include "DownSignal.h"
+#include "DownStatus.h"
+#include "SlotProgress.h"
+#include "TDownParamBean.h"
+
+#include <atomic>
+#include <cstdint>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace vantor {
+
+// Drives one gathering job on a thread of its own: keeps one page download running per slot (one slot
+// per progress bar of the window), hands each finished page to the page handler, retries failed pages
+// in their slot, and gives up when the failures of the whole job exceed the agent's ConnectTime.
+// Gathering workflows derive from it and override the handlers, which run on the driver thread.
+class TDownCheck {
+public:
+    static constexpr std::int32_t kRatingMode = 1; // rating pages, from page 100 on the history host
+    static constexpr std::int32_t kPlainMode = 2;
+
+    // The job and the gauges stay owned by the caller and must outlive the driver; the gauge list's
+    // length is the number of slots. Nothing runs before start(), so a subclass is complete before its
+    // handlers can be called.
+    TDownCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
+               std::int32_t mode);
+    // Stops the run and waits for it. A subclass whose handlers use its own members calls
+    // stopAndWait() first in its own destructor.
+    virtual ~TDownCheck();
+    TDownCheck(const TDownCheck&) = delete;
+    TDownCheck& operator=(const TDownCheck&) = delete;
+
+    // What replaces the first 11 characters of the address (scheme and start of the rating host) for
+    // the pages from number 100 on, naming the rating-history host. Needed in rating mode only; set
+    // before start().
+    void setHistoryPrefix(std::string prefix) { historyPrefix_ = std::move(prefix); }
+
+    void start();
+    // The window's stop: the run ends at its next check without calling another handler, and the
+    // downloads in flight are aborted.
+    void requestStop() { stopSource_.request_stop(); }
+    bool stopRequested() const { return stopSource_.stop_requested(); }
+    // Blocks until the run has ended.
+    void wait();
+
+    bool getFinished() const { return finished_.load(std::memory_order_acquire); }
+    CheckStatus status() const { return status_.load(std::memory_order_acquire); }
+    std::string_view getStatus() const { return statusWord(status()); }
+
+    std::int32_t pageStep() const { return pageStep_; }
+    std::int32_t mode() const { return mode_; }
+
+protected:
+    // Once for every page that arrived, in order of arrival, not of page number.
+    virtual void handlePage(std::int32_t pageKind, const std::string& htmlCode) {}
+    // Once when every page is done, or at once when there is nothing to fetch.
+    virtual void handleFinish(std::int32_t pageKind) {}
+    // Once when too many downloads failed, before the job is aborted.
+    virtual void handleFailure() {}
+    // Once after anything ended the run with an exception (the run counts as stopped by then).
+    virtual void handleError(std::int32_t mode) {}
+
+    void stopAndWait();
+
+    TDownParamBean& param() { return param_; }
+    // The job's last page, as it stood when the run began.
+    std::int32_t pageTotal() const { return pageTotal_; }
+
+private:
+    void run(std::stop_token stop);
+    void loop(std::stop_token stop);
+    void setStatus(CheckStatus value) { status_.store(value, std::memory_order_release); }
+
+    std::int32_t pageStep_;
+    std::int32_t mode_;
+    std::vector<SlotProgress*> gauges_;
+    std::int32_t pageTotal_ = 0;
+    TDownParamBean& param_;
+    std::atomic<bool> finished_ = false;
+    std::atomic<CheckStatus> status_ = CheckStatus::Init;
+    std::string historyPrefix_;
+    DownSignal signal_;
+    std::stop_source stopSource_;
+    std::jthread thread_;
+};
+
+} // namespace vantor

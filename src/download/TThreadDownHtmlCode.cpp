@@ -1,0 +1,249 @@
+#include "TThreadDownHtmlCode.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <mutex>
+#include <optional>
+
+namespace vantor {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// The configured time-outs come on top of these bases, never in their place.
+constexpr std::int64_t kConnectBaseMs = 60000;
+constexpr std::int64_t kReadBaseMs = 30000;
+constexpr long kMaxRedirects = 10;
+// How long one wait for the socket may last; a stop request wakes it earlier.
+constexpr milliseconds kPollCeiling{1000};
+
+struct Failure {
+    std::string kind;
+    std::string message;
+};
+
+long clampMs(std::int64_t ms) {
+    return long(std::clamp<std::int64_t>(ms, 1, LONG_MAX));
+}
+
+void initCurlOnce() {
+    static std::once_flag once;
+    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+// One GET on its own easy handle, driven through a private multi handle so that a stop request can
+// wake the wait for the socket at once instead of at the next progress tick.
+class Fetch {
+public:
+    Fetch(const std::string& url, const THttpAgent& agent, SlotProgress* gauge)
+        : gauge_(gauge), readTimeout_(clampMs(agent.ReadTimeOut + kReadBaseMs)) {
+        initCurlOnce();
+        easy_ = curl_easy_init();
+        multi_ = curl_multi_init();
+        errorBuffer_[0] = '\0';
+        curl_easy_setopt(easy_, CURLOPT_URL, url.c_str());
+        curl_easy_setopt(easy_, CURLOPT_PROTOCOLS_STR, "http,https");
+        curl_easy_setopt(easy_, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+        curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, errorBuffer_);
+        if (agent.AgentType) {
+            curl_easy_setopt(easy_, CURLOPT_PROXY, agent.Server.c_str());
+            curl_easy_setopt(easy_, CURLOPT_PROXYPORT, long(agent.Port));
+            // An empty user would still send an (empty) authorisation header.
+            if (!agent.User.empty() || !agent.Password.empty()) {
+                curl_easy_setopt(easy_, CURLOPT_PROXYUSERNAME, agent.User.c_str());
+                curl_easy_setopt(easy_, CURLOPT_PROXYPASSWORD, agent.Password.c_str());
+            }
+        } else {
+            // Not even a proxy named in the environment.
+            curl_easy_setopt(easy_, CURLOPT_PROXY, "");
+        }
+        curl_easy_setopt(easy_, CURLOPT_USERAGENT, kUserAgent);
+        curl_easy_setopt(easy_, CURLOPT_CONNECTTIMEOUT_MS, clampMs(agent.ConnectTimeOut + kConnectBaseMs));
+        curl_easy_setopt(easy_, CURLOPT_FOLLOWLOCATION, 1L);
+        curl_easy_setopt(easy_, CURLOPT_MAXREDIRS, kMaxRedirects);
+        curl_easy_setopt(easy_, CURLOPT_FAILONERROR, 1L);
+        curl_easy_setopt(easy_, CURLOPT_WRITEFUNCTION, &Fetch::onBody);
+        curl_easy_setopt(easy_, CURLOPT_WRITEDATA, this);
+        curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &Fetch::onHeader);
+        curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);
+        curl_easy_setopt(easy_, CURLOPT_PREREQFUNCTION, &Fetch::onConnected);
+        curl_easy_setopt(easy_, CURLOPT_PREREQDATA, this);
+        curl_multi_add_handle(multi_, easy_);
+    }
+
+    ~Fetch() {
+        curl_multi_remove_handle(multi_, easy_);
+        curl_easy_cleanup(easy_);
+        curl_multi_cleanup(multi_);
+    }
+
+    Fetch(const Fetch&) = delete;
+    Fetch& operator=(const Fetch&) = delete;
+
+    // Runs the transfer to its end; nullopt on success.
+    std::optional<Failure> perform(std::stop_token stop) {
+        std::optional<Failure> failure = transfer(stop);
+        if (begun_ && gauge_) gauge_->end();
+        return failure;
+    }
+
+    std::string takeBody() { return std::move(body_); }
+
+private:
+    std::optional<Failure> transfer(std::stop_token stop) {
+        CURLM* multi = multi_;
+        std::stop_callback wake(stop, [multi] { curl_multi_wakeup(multi); });
+        int running = 1;
+        for (;;) {
+            CURLMcode mc = curl_multi_perform(multi_, &running);
+            if (mc != CURLM_OK) return Failure{"CurlError", curl_multi_strerror(mc)};
+            if (!running) break;
+            if (stop.stop_requested()) return Failure{"Aborted", "the download was stopped"};
+            milliseconds wait = kPollCeiling;
+            if (connected_) {
+                auto quiet = std::chrono::duration_cast<milliseconds>(Clock::now() - lastByte_);
+                if (quiet.count() >= readTimeout_)
+                    return Failure{"ReadTimeout",
+                                   "no data received for " + std::to_string(readTimeout_) + " ms"};
+                wait = std::min(wait, milliseconds(readTimeout_) - quiet);
+            }
+            curl_multi_poll(multi_, nullptr, 0, int(wait.count()), nullptr);
+        }
+        CURLcode result = CURLE_OK;
+        int queued = 0;
+        while (CURLMsg* msg = curl_multi_info_read(multi_, &queued))
+            if (msg->msg == CURLMSG_DONE) result = msg->data.result;
+        return verdict(result);
+    }
+
+    std::optional<Failure> verdict(CURLcode result) const {
+        long code = 0;
+        curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &code);
+        bool httpError = code >= 400 || result == CURLE_HTTP_RETURNED_ERROR;
+        if (httpError)
+            return Failure{"HttpError",
+                           statusLine_.empty() ? "HTTP status " + std::to_string(code) : statusLine_};
+        // A server that hangs up after part of the body has still delivered a page.
+        bool disconnected = result == CURLE_PARTIAL_FILE || result == CURLE_RECV_ERROR;
+        if (result == CURLE_OK || (disconnected && !body_.empty())) return std::nullopt;
+        std::string message = errorBuffer_[0] ? errorBuffer_ : curl_easy_strerror(result);
+        return Failure{kindOf(result), message};
+    }
+
+    std::string kindOf(CURLcode result) const {
+        switch (result) {
+        case CURLE_COULDNT_RESOLVE_PROXY:
+        case CURLE_COULDNT_RESOLVE_HOST:
+            return "ResolveError";
+        case CURLE_COULDNT_CONNECT:
+            return "ConnectError";
+        case CURLE_OPERATION_TIMEDOUT:
+            return connected_ ? "ReadTimeout" : "ConnectTimeout";
+        case CURLE_TOO_MANY_REDIRECTS:
+            return "RedirectError";
+        case CURLE_GOT_NOTHING:
+        case CURLE_RECV_ERROR:
+        case CURLE_SEND_ERROR:
+        case CURLE_PARTIAL_FILE:
+            return "ConnectionClosed";
+        default:
+            return "CurlError";
+        }
+    }
+
+    static size_t onBody(char* data, size_t size, size_t count, void* user) {
+        auto& self = *static_cast<Fetch*>(user);
+        size_t length = size * count;
+        if (!self.begun_) {
+            self.begun_ = true;
+            curl_off_t announced = -1;
+            curl_easy_getinfo(self.easy_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+            if (announced > 0) self.body_.reserve(size_t(std::min<curl_off_t>(announced, 64 << 20)));
+            if (self.gauge_) self.gauge_->begin(announced > 0 ? announced : 0);
+        }
+        self.body_.append(data, length);
+        self.lastByte_ = Clock::now();
+        if (self.gauge_) self.gauge_->advance(std::int64_t(self.body_.size()));
+        return length;
+    }
+
+    static size_t onHeader(char* data, size_t size, size_t count, void* user) {
+        auto& self = *static_cast<Fetch*>(user);
+        std::string_view line(data, size * count);
+        self.lastByte_ = Clock::now();
+        if (line.starts_with("HTTP/")) {
+            while (!line.empty() && (line.back() == '\r' || line.back() == '\n'))
+                line.remove_suffix(1);
+            self.statusLine_ = line;
+        }
+        return size * count;
+    }
+
+    // The connection (to the server or the proxy) stands: from now on the read time-out counts.
+    static int onConnected(void* user, char*, char*, int, int) {
+        auto& self = *static_cast<Fetch*>(user);
+        self.connected_ = true;
+        self.lastByte_ = Clock::now();
+        return CURL_PREREQFUNC_OK;
+    }
+
+    CURL* easy_ = nullptr;
+    CURLM* multi_ = nullptr;
+    SlotProgress* gauge_;
+    long readTimeout_;
+    char errorBuffer_[CURL_ERROR_SIZE];
+    std::string body_;
+    std::string statusLine_;
+    bool begun_ = false;
+    bool connected_ = false;
+    Clock::time_point lastByte_ = Clock::now();
+};
+
+} // namespace
+
+TThreadDownHtmlCode::TThreadDownHtmlCode(std::string url, TDownBean& bean,
+                                         std::shared_ptr<const THttpAgent> httpAgent, SlotProgress* gauge,
+                                         DownSignal* signal)
+    : url_(std::move(url)), bean_(bean), gauge_(gauge), httpAgent_(std::move(httpAgent)), signal_(signal) {
+    bean_.setStatus(PageStatus::Init);
+    thread_ = std::jthread([this](std::stop_token stop) { run(stop); });
+}
+
+TThreadDownHtmlCode::~TThreadDownHtmlCode() {
+    thread_.request_stop();
+    join();
+}
+
+void TThreadDownHtmlCode::join() {
+    if (thread_.joinable()) thread_.join();
+}
+
+void TThreadDownHtmlCode::run(std::stop_token stop) {
+    status_ = PageStatus::Run;
+    std::optional<Failure> failure;
+    {
+        Fetch fetch(url_, *httpAgent_, gauge_);
+        failure = fetch.perform(stop);
+        if (!failure) htmlCode_ = fetch.takeBody();
+    }
+    if (failure) {
+        status_ = PageStatus::Stop;
+        errorInfo_ = failure->kind + "-" + failure->message;
+        if (!stop.stop_requested()) errorCode_ = kDownErrorCode;
+    } else {
+        status_ = PageStatus::Finish;
+    }
+    bean_.setHtmlCode(std::move(htmlCode_));
+    bean_.setErrorCode(std::move(errorCode_));
+    bean_.setErrorInfo(std::move(errorInfo_));
+    bean_.setUrl(url_);
+    bean_.setStatus(status_);
+    if (signal_) signal_->notify();
+}
+
+} // namespace vantor
