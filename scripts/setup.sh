@@ -12,6 +12,8 @@ packages=(
   qt6-base-dev qt6-webengine-dev libqt6webenginecore6-bin qt6-tools-dev libgl-dev
   # tests: unit tests, screen under Xvfb, Chinese fonts
   libgtest-dev libgmock-dev xvfb xauth x11-utils fonts-noto-cjk
+  # download tests and benchmark: a proxy to go through, curl as the peer to measure against
+  tinyproxy curl
 )
 
 missing=()
