@@ -1,0 +1,77 @@
+#include "app/HttpTest.h"
+#include "support/HttpServer.h"
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <thread>
+
+using namespace vantor;
+using namespace vantor::test;
+
+namespace {
+
+// What the test reported, and on which thread.
+struct Verdicts {
+    std::mutex mutex;
+    std::vector<std::string> states;
+    std::vector<std::string> errorInfos;
+    std::thread::id thread;
+
+    THttpTest::Verdict callback() {
+        return [this](const std::string& state, const TDownBean& bean) {
+            std::lock_guard lock(mutex);
+            states.push_back(state);
+            errorInfos.push_back(bean.getErrorInfo());
+            thread = std::this_thread::get_id();
+        };
+    }
+};
+
+std::shared_ptr<const THttpAgent> testAgent() {
+    THttpAgent agent;
+    agent.ConnectTimeOut = -59000;
+    agent.ReadTimeOut = -29000;
+    return std::make_shared<const THttpAgent>(agent);
+}
+
+} // namespace
+
+TEST(ConnectionTest, PassesWhenTheTestPageArrives) {
+    HttpServer server([](const HttpRequest&) { return HttpReply::page("<html>search</html>"); });
+    Verdicts verdicts;
+    THttpTest test(testAgent(), server.url("/"), verdicts.callback());
+    test.wait();
+    EXPECT_EQ(verdicts.states, std::vector<std::string>{"测试连接通过！"});
+    EXPECT_NE(verdicts.thread, std::this_thread::get_id()); // the window must pass it on
+    EXPECT_EQ(test.bean().getHtmlCode(), "<html>search</html>");
+    ASSERT_EQ(server.requestCount(), 1u);
+    EXPECT_EQ(server.requests()[0].header("User-Agent"),
+              "Mozilla/4.0 (compatible; MSIE 6.0; Windows 98; Maxthon)");
+}
+
+TEST(ConnectionTest, FailsAgainstAClosedPort) {
+    ClosedPort closed;
+    Verdicts verdicts;
+    THttpTest test(testAgent(), closed.url("/"), verdicts.callback());
+    test.wait();
+    EXPECT_EQ(verdicts.states, std::vector<std::string>{"测试连接失败！"});
+    ASSERT_EQ(verdicts.errorInfos.size(), 1u);
+    EXPECT_TRUE(verdicts.errorInfos[0].starts_with("ConnectError-")) << verdicts.errorInfos[0];
+}
+
+TEST(ConnectionTest, AStoppedTestAbortsItsDownloadAndGivesNoVerdict) {
+    HttpServer server([](const HttpRequest&) {
+        HttpReply reply = HttpReply::page("late");
+        reply.delay = std::chrono::seconds(30);
+        return reply;
+    });
+    Verdicts verdicts;
+    THttpTest test(testAgent(), server.url("/"), verdicts.callback());
+    ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == 1; }));
+    test.requestStop();
+    test.wait();
+    EXPECT_TRUE(verdicts.states.empty());
+    EXPECT_EQ(test.bean().getStatus(), "stop");
+    EXPECT_TRUE(HttpServer::waitUntil([&] { return server.hangUps() == 1; }));
+}

@@ -1,0 +1,193 @@
+#include "app/NetworkSettings.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantor;
+using vantor::test::readFile;
+using vantor::test::TempDir;
+
+namespace {
+
+// A settings file with its first-start defaults, loaded into config.
+struct SettingsFolder {
+    TempDir dir;
+    ConfigFile file{dir / "config.ini"};
+    TConfig config;
+
+    SettingsFolder() { file.load(config); }
+    std::string text() const { return readFile(file.path()); }
+};
+
+NetworkForm proxyForm() {
+    NetworkForm form;
+    form.netType = kHttpProxy;
+    form.server = "proxy.lan";
+    form.port = "3128";
+    form.user = "alice";
+    form.password = "s3cret";
+    form.domain = "WORKGROUP";
+    form.connectTimeOut = "1500";
+    form.readTimeOut = "2500";
+    form.connectTime = "5";
+    return form;
+}
+
+} // namespace
+
+TEST(NetworkPage, TheFormShowsTheCurrentSettings) {
+    THttpAgent agent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5};
+    EXPECT_EQ(networkForm(agent), proxyForm());
+    agent.AgentType = false;
+    EXPECT_EQ(networkForm(agent).netType, kNoProxy);
+    NetworkForm fresh;
+    EXPECT_EQ(fresh.port, "8080");
+    EXPECT_EQ(fresh.connectTimeOut, "0");
+    EXPECT_EQ(fresh.readTimeOut, "0");
+    EXPECT_EQ(fresh.connectTime, "3");
+}
+
+TEST(NetworkPage, SavingWritesTheNineKeysAndInstallsTheAgent) {
+    SettingsFolder settings;
+    NetworkForm form = proxyForm();
+    NetworkSaveResult result = saveNetworkPage(form, settings.file, settings.config);
+    EXPECT_TRUE(result.saved);
+    EXPECT_EQ(result.message, "");
+    EXPECT_EQ(*settings.config.getHttpAgent(),
+              (THttpAgent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5}));
+    EXPECT_EQ(settings.text(),
+              "[Net]\nAgentType=-1\nServer=proxy.lan\nPort=3128\nUser=alice\nPassword=s3cret\n"
+              "Domain=WORKGROUP\nReadTimeOut=2500\nConnectTimeOut=1500\nConnectTime=5\n\n"
+              "[Other]\noptimize=1\nlastTimeOpt=\n");
+    EXPECT_EQ(form, proxyForm());
+}
+
+TEST(NetworkPage, WithoutAProxyAnEmptyServerSavesAndTheTypedFieldsAreKept) {
+    SettingsFolder settings;
+    NetworkForm form = proxyForm();
+    form.netType = kNoProxy;
+    form.server = "";
+    EXPECT_TRUE(saveNetworkPage(form, settings.file, settings.config).saved);
+    auto agent = settings.config.getHttpAgent();
+    EXPECT_FALSE(agent->AgentType);
+    EXPECT_EQ(agent->User, "alice");
+    EXPECT_EQ(agent->Password, "s3cret");
+    EXPECT_EQ(agent->Port, 3128);
+    EXPECT_NE(settings.text().find("AgentType=0\nServer=\nPort=3128\nUser=alice\n"), std::string::npos);
+}
+
+TEST(NetworkPage, AProxyWithoutServerIsRefusedBeforeTheNumbersAreLookedAt) {
+    SettingsFolder settings;
+    std::string before = settings.text();
+    NetworkForm form = proxyForm();
+    form.server = "";
+    form.port = "80a";
+    NetworkSaveResult result = saveNetworkPage(form, settings.file, settings.config);
+    EXPECT_FALSE(result.saved);
+    EXPECT_EQ(result.message, "保存失败，请输入服务器名！");
+    EXPECT_EQ(result.focus, NetworkField::Server);
+    EXPECT_FALSE(result.cancelAction); // "确定" still closes the window
+    EXPECT_EQ(form.port, "80a");       // nothing reset
+    EXPECT_EQ(settings.text(), before);
+    EXPECT_EQ(*settings.config.getHttpAgent(), THttpAgent({false, "", 0, "", "", "", 0, 0, 3}));
+}
+
+TEST(NetworkPage, ANonNumericFieldResetsPortAndTimeOutsAndCancelsTheAction) {
+    SettingsFolder settings;
+    std::string before = settings.text();
+    for (auto spoil : std::initializer_list<void (*)(NetworkForm&)>{
+             [](NetworkForm& f) { f.port = "80a"; }, [](NetworkForm& f) { f.connectTime = "three"; },
+             [](NetworkForm& f) { f.readTimeOut = "1.5"; }, [](NetworkForm& f) { f.connectTimeOut = ""; },
+             [](NetworkForm& f) { f.port = "99999999999"; }}) {
+        NetworkForm form = proxyForm();
+        spoil(form);
+        std::string typedAttempts = form.connectTime;
+        NetworkSaveResult result = saveNetworkPage(form, settings.file, settings.config);
+        EXPECT_FALSE(result.saved);
+        EXPECT_EQ(result.message, "保存失败，端口、读取超时间隔、连接超时间隔必须为数字！");
+        EXPECT_EQ(result.focus, NetworkField::Port);
+        EXPECT_TRUE(result.cancelAction);
+        EXPECT_EQ(form.port, "8080");
+        EXPECT_EQ(form.readTimeOut, "0");
+        EXPECT_EQ(form.connectTimeOut, "0");
+        EXPECT_EQ(form.connectTime, typedAttempts); // left as typed
+        EXPECT_EQ(form.server, "proxy.lan");
+    }
+    EXPECT_EQ(settings.text(), before);
+    EXPECT_EQ(settings.config.getHttpAgent()->Server, "");
+}
+
+TEST(NetworkPage, AFailedWriteSaysSoAndKeepsTheSettingsInForce) {
+    TempDir dir;
+    std::filesystem::create_directory(dir / "config.ini"); // a folder where the file should be
+    ConfigFile file(dir / "config.ini");
+    TConfig config;
+    NetworkForm form = proxyForm();
+    NetworkSaveResult result = saveNetworkPage(form, file, config);
+    EXPECT_FALSE(result.saved);
+    EXPECT_EQ(result.message, "保存配置文件出错！");
+    EXPECT_EQ(result.focus, NetworkField::None);
+    EXPECT_FALSE(result.cancelAction);
+    EXPECT_EQ(config.getHttpAgent()->Server, "");
+
+    EXPECT_EQ(saveSchedulePage(0, file), std::optional<std::string>("保存配置文件出错！"));
+}
+
+TEST(NetworkPage, TheScheduleIsSavedByIndexAndCompactsAtTheNextStart) {
+    SettingsFolder settings;
+    settings.file.saveLastTimeOpt("2012-01-01 10:00:00");
+    EXPECT_EQ(saveSchedulePage(2, settings.file), std::nullopt);
+    EXPECT_NE(settings.text().find("[Other]\noptimize=2\nlastTimeOpt=\n"), std::string::npos)
+        << settings.text();
+    EXPECT_EQ(settings.config.optimize, "1"); // used at start-up only
+
+    EXPECT_EQ(scheduleIndex("0"), 0);
+    EXPECT_EQ(scheduleIndex("2"), 2);
+    EXPECT_EQ(scheduleIndex("7"), 1);
+    EXPECT_EQ(scheduleIndex("x"), 1);
+}
+
+TEST(ConnectionTestCheck, TheFieldsAreCheckedInTheirOrderWithTheTestsOwnMessages) {
+    NetworkForm form = proxyForm();
+    form.server = "";
+    form.port = "80a";
+    auto check = checkConnectionTest(form);
+    EXPECT_FALSE(check.agent);
+    EXPECT_EQ(check.message, "请输入服务器名！");
+    EXPECT_EQ(check.focus, NetworkField::Server);
+
+    form.server = "proxy.lan";
+    form.connectTime = "x";
+    check = checkConnectionTest(form);
+    EXPECT_FALSE(check.agent);
+    EXPECT_EQ(check.message, "端口号必须是数字！");
+    EXPECT_EQ(form.port, "80a"); // the test resets nothing
+
+    form.port = "3128";
+    check = checkConnectionTest(form);
+    EXPECT_FALSE(check.agent);
+    EXPECT_EQ(check.message, "连接重试、连接超时间隔、读取超时间隔必须是数字！");
+
+    for (auto spoil :
+         std::initializer_list<void (*)(NetworkForm&)>{[](NetworkForm& f) { f.readTimeOut = "soon"; },
+                                                       [](NetworkForm& f) { f.connectTimeOut = "1e3"; }}) {
+        NetworkForm other = proxyForm();
+        spoil(other);
+        EXPECT_EQ(checkConnectionTest(other).message, "连接重试、连接超时间隔、读取超时间隔必须是数字！");
+    }
+}
+
+TEST(ConnectionTestCheck, PassingFieldsGiveTheTemporaryAgent) {
+    auto check = checkConnectionTest(proxyForm());
+    ASSERT_TRUE(check.agent);
+    EXPECT_EQ(check.message, "");
+    EXPECT_EQ(*check.agent,
+              (THttpAgent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5}));
+
+    NetworkForm direct; // no proxy and an empty server pass
+    check = checkConnectionTest(direct);
+    ASSERT_TRUE(check.agent);
+    EXPECT_FALSE(check.agent->AgentType);
+    EXPECT_EQ(check.agent->Port, 8080);
+    EXPECT_EQ(check.agent->ConnectTime, 3);
+}
