@@ -2,13 +2,14 @@
 
 #include "AboutDialog.h"
 #include "BrowserPane.h"
+#include "TconfigFrm.h"
+#include "UserMessages.h"
 #include "WelcomeWindow.h"
 
 #include <QAction>
 #include <QDesktopServices>
 #include <QLabel>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStatusBar>
@@ -44,7 +45,6 @@ MainWindow::MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget*
     setWindowTitle(kAppTitle);
     setMinimumSize(973, 647);
     resize(1100, 720);
-    messageHandler_ = [this](const QString& text) { QMessageBox::warning(this, kAppTitle, text); };
 
     toolBar_->setObjectName("toolBar");
     toolBar_->setMinimumWidth(180);
@@ -92,6 +92,11 @@ void MainWindow::buildNavigation() {
         {"店铺销售分析", "操作帮助", nullptr, "N29", nullptr, help("/saleAnalyse.jsp")},
         {"店铺评价分析", "操作帮助", nullptr, "N32", nullptr, help("/rateAnalyse.jsp")},
         {"帮助", "导航页", nullptr, "N13", nullptr, help("/welcome.jsp")},
+        {"帮助", "系统选项", "选项", "N17", nullptr,
+         [this] {
+             TconfigFrm settings(config_, ConfigFile(folder_.config()), this);
+             settings.exec();
+         }},
         {"帮助", "建议反馈", nullptr, "N14", nullptr, [] { QDesktopServices::openUrl(vendorSite()); }},
         {"帮助", "关于", nullptr, "N21", nullptr, [this] { AboutDialog(this).exec(); }},
     };
@@ -148,7 +153,7 @@ QString MainWindow::statusText() const {
 }
 
 void MainWindow::showMessage(const std::string& text) {
-    messageHandler_(QString::fromStdString(text));
+    UserMessages::show(this, text);
 }
 
 void MainWindow::showStatus(const std::string& text) {

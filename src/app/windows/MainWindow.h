@@ -45,11 +45,6 @@ public:
     void setStatusText(const QString& text);
     QString statusText() const;
 
-    // Message boxes go through here, so tests can read them instead of clicking them away.
-    void setMessageHandler(std::function<void(const QString&)> handler) {
-        messageHandler_ = std::move(handler);
-    }
-
     WelcomeWindow* welcomeWindow() const { return welcome_; }
     BrowserPane* advertisement() const { return ad_; }
     QToolBox* navigationBar() const { return toolBar_; }
@@ -67,7 +62,6 @@ private:
     BrowserPane* ad_;
     QLabel* statusText_;
     WelcomeWindow* welcome_ = nullptr;
-    std::function<void(const QString&)> messageHandler_;
 };
 
 } // namespace vantor

@@ -1,0 +1,262 @@
+#include "TconfigFrm.h"
+
+#include "UserMessages.h"
+#include "app/HttpTest.h"
+
+#include <QComboBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+namespace vantor {
+
+namespace {
+
+QString q(const std::string& text) {
+    return QString::fromStdString(text);
+}
+std::string s(const QLineEdit* edit) {
+    return edit->text().toStdString();
+}
+
+QWidget* withUnit(QLineEdit* edit, const char* unit) {
+    auto* box = new QWidget;
+    auto* layout = new QHBoxLayout(box);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(edit);
+    layout->addWidget(new QLabel(unit));
+    return box;
+}
+
+QHBoxLayout* buttonRow(std::initializer_list<QPushButton*> buttons) {
+    auto* row = new QHBoxLayout;
+    row->addStretch();
+    for (auto* button : buttons)
+        row->addWidget(button);
+    return row;
+}
+
+} // namespace
+
+TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
+    : QDialog(parent), config_(config), file_(std::move(file)), testAddress_(kTestAddress) {
+    setWindowTitle("选项");
+    setModal(true);
+
+    netType = new QComboBox;
+    netType->addItems({"不使用网络代理", "使用HTTP代理"});
+    server = new QLineEdit;
+    port = new QLineEdit("8080");
+    user = new QLineEdit;
+    password = new QLineEdit;
+    password->setEchoMode(QLineEdit::Password);
+    domain = new QLineEdit;
+    connectTimeOut = new QLineEdit("0");
+    readTimeOut = new QLineEdit("0");
+    connectTime = new QLineEdit("3");
+    testState = new QLabel;
+    testBtn = new QPushButton("连接测试");
+    stopBtn = new QPushButton("中止测试");
+    stopBtn->hide();
+    okbtn = new QPushButton("确定");
+    cancel = new QPushButton("取消");
+    useBtn = new QPushButton("应用");
+
+    proxyPanel_ = new QWidget;
+    auto* proxyForm = new QFormLayout(proxyPanel_);
+    proxyForm->addRow("类型", netType);
+    proxyForm->addRow("服务器", server);
+    proxyForm->addRow("端口", port);
+    proxyForm->addRow("用户名", user);
+    proxyForm->addRow("密码", password);
+    proxyForm->addRow("域", domain);
+    proxyForm->addRow("连接超时间隔", withUnit(connectTimeOut, "毫秒"));
+    proxyForm->addRow("读取超时间隔", withUnit(readTimeOut, "毫秒"));
+    proxyForm->addRow("连接重试次数", withUnit(connectTime, "次"));
+
+    auto* network = new QWidget;
+    auto* networkLayout = new QVBoxLayout(network);
+    networkLayout->addWidget(proxyPanel_);
+    networkLayout->addWidget(new QLabel("* 注：1000毫秒=1秒"));
+    auto* testRow = new QHBoxLayout;
+    testRow->addWidget(testBtn);
+    testRow->addWidget(stopBtn);
+    testRow->addWidget(testState, 1);
+    networkLayout->addLayout(testRow);
+    networkLayout->addStretch();
+    networkLayout->addLayout(buttonRow({okbtn, cancel, useBtn}));
+
+    optimizeComb = new QComboBox;
+    optimizeComb->addItems({"每天一次", "每周一次", "每月一次"});
+    okBtn1 = new QPushButton("确定");
+    cancel1 = new QPushButton("取消");
+    useBtn1 = new QPushButton("应用");
+    auto* other = new QWidget;
+    auto* otherLayout = new QVBoxLayout(other);
+    auto* otherForm = new QFormLayout;
+    otherForm->addRow("优化数据", optimizeComb);
+    otherLayout->addLayout(otherForm);
+    otherLayout->addStretch();
+    otherLayout->addLayout(buttonRow({okBtn1, cancel1, useBtn1}));
+
+    // The analysis page stores nothing of its own; its buttons act as the network page's.
+    auto* analysis = new QWidget;
+    auto* analysisLayout = new QVBoxLayout(analysis);
+    for (const char* caption : {"当前下载最大数", "当小于评价数时下载历史数据", "历史下载最大数"})
+        analysisLayout->addWidget(new QLabel(caption));
+    auto* ok2 = new QPushButton("确定");
+    auto* cancel2 = new QPushButton("取消");
+    auto* use2 = new QPushButton("应用");
+    analysisLayout->addStretch();
+    analysisLayout->addLayout(buttonRow({ok2, cancel2, use2}));
+
+    pages = new QTabWidget;
+    pages->addTab(network, "网络设置");
+    pages->addTab(other, "其他参数");
+    pages->addTab(analysis, "分析参数");
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(pages);
+    resize(460, 420);
+
+    for (QLineEdit* edit : {server, port, user, password, domain, connectTimeOut, readTimeOut, connectTime})
+        connect(edit, &QLineEdit::textEdited, this, [this] { useBtn->setEnabled(true); });
+    connect(netType, &QComboBox::currentIndexChanged, this, [this] { useBtn->setEnabled(true); });
+    connect(optimizeComb, &QComboBox::currentIndexChanged, this, [this] { useBtn1->setEnabled(true); });
+
+    auto apply = [this] {
+        if (saveNetwork().saved) useBtn->setEnabled(false);
+    };
+    // A refused server name or a failed write still closes; refused numbers cancel the whole action.
+    auto applyAndClose = [this] {
+        if (!saveNetwork().cancelAction) accept();
+    };
+    connect(useBtn, &QPushButton::clicked, this, apply);
+    connect(use2, &QPushButton::clicked, this, apply);
+    connect(okbtn, &QPushButton::clicked, this, applyAndClose);
+    connect(ok2, &QPushButton::clicked, this, applyAndClose);
+    for (QPushButton* button : {cancel, cancel1, cancel2})
+        connect(button, &QPushButton::clicked, this, &QDialog::reject);
+    connect(useBtn1, &QPushButton::clicked, this, [this] {
+        if (saveSchedule()) useBtn1->setEnabled(false);
+    });
+    connect(okBtn1, &QPushButton::clicked, this, [this] {
+        if (saveSchedule()) accept();
+    });
+    connect(testBtn, &QPushButton::clicked, this, &TconfigFrm::testClick);
+    connect(stopBtn, &QPushButton::clicked, this, &TconfigFrm::stopClick);
+
+    fill();
+}
+
+TconfigFrm::~TconfigFrm() = default;
+
+void TconfigFrm::showEvent(QShowEvent* event) {
+    fill();
+    QDialog::showEvent(event);
+}
+
+void TconfigFrm::fill() {
+    showForm(networkForm(*config_.getHttpAgent()));
+    optimizeComb->setCurrentIndex(scheduleIndex(config_.optimize));
+    useBtn->setEnabled(false);
+    useBtn1->setEnabled(false);
+}
+
+void TconfigFrm::showForm(const NetworkForm& form) {
+    netType->setCurrentIndex(form.netType);
+    server->setText(q(form.server));
+    port->setText(q(form.port));
+    user->setText(q(form.user));
+    password->setText(q(form.password));
+    domain->setText(q(form.domain));
+    connectTimeOut->setText(q(form.connectTimeOut));
+    readTimeOut->setText(q(form.readTimeOut));
+    connectTime->setText(q(form.connectTime));
+}
+
+NetworkForm TconfigFrm::form() const {
+    NetworkForm form;
+    form.netType = netType->currentIndex();
+    form.server = s(server);
+    form.port = s(port);
+    form.user = s(user);
+    form.password = s(password);
+    form.domain = s(domain);
+    form.connectTimeOut = s(connectTimeOut);
+    form.readTimeOut = s(readTimeOut);
+    form.connectTime = s(connectTime);
+    return form;
+}
+
+QLineEdit* TconfigFrm::field(NetworkField which) const {
+    switch (which) {
+    case NetworkField::Server:
+        return server;
+    case NetworkField::Port:
+        return port;
+    default:
+        return nullptr;
+    }
+}
+
+NetworkSaveResult TconfigFrm::saveNetwork() {
+    NetworkForm typed = form();
+    NetworkSaveResult result = saveNetworkPage(typed, file_, config_);
+    if (result.saved) return result;
+    showForm(typed); // a refused number resets fields
+    UserMessages::show(this, result.message);
+    if (QLineEdit* edit = field(result.focus)) edit->setFocus();
+    return result;
+}
+
+bool TconfigFrm::saveSchedule() {
+    if (auto message = saveSchedulePage(optimizeComb->currentIndex(), file_)) {
+        UserMessages::show(this, *message);
+        return false;
+    }
+    return true;
+}
+
+void TconfigFrm::testClick() {
+    testState->clear();
+    ConnectionTestCheck check = checkConnectionTest(form());
+    if (!check.agent) {
+        UserMessages::show(this, check.message);
+        if (QLineEdit* edit = field(check.focus)) edit->setFocus();
+        return;
+    }
+    setTesting(true);
+    testState->setText(kTestRunning);
+    test_.reset(); // an earlier, stopped test ends here
+    test_ = std::make_unique<THttpTest>(
+        std::make_shared<const THttpAgent>(*check.agent), testAddress_.toStdString(),
+        [this](const std::string& state, const TDownBean&) {
+            // The verdict arrives on the test's thread; controls belong to this one.
+            QMetaObject::invokeMethod(
+                this, [this, text = q(state)] { testEnded(text); }, Qt::QueuedConnection);
+        });
+}
+
+void TconfigFrm::stopClick() {
+    if (test_) test_->requestStop();
+    testState->setText(kTestStopped);
+    setTesting(false);
+}
+
+void TconfigFrm::testEnded(const QString& state) {
+    setTesting(false);
+    testState->setText(state);
+}
+
+void TconfigFrm::setTesting(bool testing) {
+    for (QWidget* control : {static_cast<QWidget*>(useBtn), static_cast<QWidget*>(cancel),
+                             static_cast<QWidget*>(okbtn), proxyPanel_})
+        control->setEnabled(!testing);
+    stopBtn->setVisible(testing);
+}
+
+} // namespace vantor

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "app/Config.h"
+#include "app/NetworkSettings.h"
+
+#include <QDialog>
+
+#include <memory>
+
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QTabWidget;
+
+namespace vantor {
+
+class THttpTest;
+
+// The settings window "选项": network settings with the connection test, the compaction schedule and
+// the analysis page. Every rule lives in the core's network settings; this window only shows them.
+class TconfigFrm : public QDialog {
+    Q_OBJECT
+public:
+    TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent = nullptr);
+    ~TconfigFrm() override;
+
+    // The page the connection test fetches; a fixed public page unless a test names another.
+    void setTestAddress(const QString& url) { testAddress_ = url; }
+
+    NetworkForm form() const;
+    QLineEdit* field(NetworkField which) const;
+
+    // Controls, by their names.
+    QComboBox* netType;
+    QLineEdit *server, *port, *user, *password, *domain, *connectTimeOut, *readTimeOut, *connectTime;
+    QLabel* testState;
+    QPushButton *testBtn, *stopBtn, *okbtn, *cancel, *useBtn;
+    QComboBox* optimizeComb;
+    QPushButton *okBtn1, *cancel1, *useBtn1;
+    QTabWidget* pages;
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void fill();
+    void showForm(const NetworkForm& form);
+    NetworkSaveResult saveNetwork();
+    bool saveSchedule();
+    void testClick();
+    void stopClick();
+    void testEnded(const QString& state);
+    void setTesting(bool testing);
+
+    TConfig& config_;
+    ConfigFile file_;
+    QString testAddress_;
+    QWidget* proxyPanel_;
+    std::unique_ptr<THttpTest> test_;
+};
+
+} // namespace vantor

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+
+class QWidget;
+
+namespace vantor {
+
+// Every message box of the windows goes through here, so tests can read the messages instead of
+// clicking them away.
+class UserMessages {
+public:
+    using Sink = std::function<void(QWidget* parent, const QString& text)>;
+
+    static void show(QWidget* parent, const QString& text);
+    static void show(QWidget* parent, const std::string& text) { show(parent, QString::fromStdString(text)); }
+    // Replaces the message boxes; an empty sink restores them.
+    static void redirect(Sink sink);
+};
+
+} // namespace vantor
