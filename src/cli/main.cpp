@@ -34,6 +34,7 @@ int main(int argc, char** argv) {
 
     cli::addConfigCommands(app, context);
     cli::addCompactCommand(app, context);
+    cli::addNetworkCommands(app, context);
 
     try {
         app.parse(argc, argv);

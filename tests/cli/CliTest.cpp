@@ -1,35 +1,11 @@
+#include "RunCli.h"
 #include "app/IniFile.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
-#include <sys/wait.h>
-
+using vantor::test::runCli;
 using vantor::test::TempDir;
-
-namespace {
-
-struct Result {
-    int status;
-    std::string out; // standard output and standard error together
-};
-
-Result runCli(const std::string& arguments) {
-    std::string command = std::string(VANTOR_CLI) + " " + arguments + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    Result result{-1, {}};
-    std::array<char, 4096> buffer{};
-    size_t n;
-    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0)
-        result.out.append(buffer.data(), n);
-    int raw = pclose(pipe);
-    result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    return result;
-}
-
-} // namespace
 
 TEST(Cli, ConfigShowCreatesTheDefaultsInTheNamedFolder) {
     TempDir dir;
