@@ -39,5 +39,6 @@ void addConfigCommands(CLI::App& app, Context& context);
 void addCompactCommand(CLI::App& app, Context& context);
 // Adds proxy, net and optimize to the config command, which must exist already, and test-connection.
 void addNetworkCommands(CLI::App& app, Context& context);
+void addAnalyseCommand(CLI::App& app, Context& context);
 
 } // namespace vantor::cli

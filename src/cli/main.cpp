@@ -35,6 +35,7 @@ int main(int argc, char** argv) {
     cli::addConfigCommands(app, context);
     cli::addCompactCommand(app, context);
     cli::addNetworkCommands(app, context);
+    cli::addAnalyseCommand(app, context);
 
     try {
         app.parse(argc, argv);

@@ -1,0 +1,303 @@
+#include "SalesAnalysis.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <stdexcept>
+
+namespace vantor::charts {
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string textOf(const db::Statement& row, std::string_view column) {
+    return db::valueToText(row.value(column));
+}
+
+// A missing value counts as zero, as the desktop database reads it.
+double numberOf(const db::Statement& row, std::string_view column) {
+    auto index = row.columnIndex(column);
+    if (!index) throw db::DbError("no column " + std::string(column));
+    return row.real(*index);
+}
+
+std::string integerOf(const db::Statement& row, std::string_view column) {
+    return std::to_string(std::llround(numberOf(row, column)));
+}
+
+std::string moneyOf(const db::Statement& row, std::string_view column) {
+    return fixedTwoDecimals(numberOf(row, column));
+}
+
+std::string withoutAmpersands(std::string text) {
+    std::erase(text, '&');
+    return text;
+}
+
+// Sales ranking: a point per item and price, labelled by its rank.
+
+ChartPoint rankedPoint(const db::Statement& row, int rank, std::string_view valueColumn) {
+    std::string label = "(";
+    label.append(std::to_string(rank)).append(")");
+    return {label, textOf(row, "itemTitle"), integerOf(row, valueColumn)};
+}
+
+ChartPoint countPoint(const db::Statement& row, int rank) {
+    return rankedPoint(row, rank, "num");
+}
+
+ChartPoint amountPoint(const db::Statement& row, int rank) {
+    return rankedPoint(row, rank, "totalAmount");
+}
+
+std::vector<ListField> rankingRow(const db::Statement& row, int rank) {
+    return {{"排名", std::to_string(rank)},
+            {"商品", withoutAmpersands(textOf(row, "itemTitle"))},
+            {"销售量", textOf(row, "num")},
+            {"销售额", moneyOf(row, "totalAmount")},
+            {"单价", moneyOf(row, "amount")}};
+}
+
+// Sales time distribution: sale records counted per hour, weekday or month, carried in hour1.
+
+ChartPoint countedPoint(const db::Statement& row, std::string_view before, std::string_view after) {
+    std::string name = std::string(before) + textOf(row, "hour1") + std::string(after);
+    return {name, name, integerOf(row, "num")};
+}
+
+ChartPoint hourPoint(const db::Statement& row, int) {
+    return countedPoint(row, "", "点");
+}
+
+ChartPoint weekdayPoint(const db::Statement& row, int) {
+    return countedPoint(row, "星期", "");
+}
+
+ChartPoint monthPoint(const db::Statement& row, int) {
+    return countedPoint(row, "", "月");
+}
+
+// Sales trend: quantity, turnover and mean price per day, week or month.
+
+ChartPoint trendPoint(const db::Statement& row, std::string name, const std::string& period) {
+    std::string hover =
+        period + ",金额：" + moneyOf(row, "totalAmount") + ",均价：" + moneyOf(row, "avgAmount") + ",销售量";
+    return {std::move(name), std::move(hover), moneyOf(row, "num")};
+}
+
+std::string dayText(const db::Statement& row) {
+    return textOf(row, "year1") + "-" + textOf(row, "month1") + "-" + textOf(row, "day1");
+}
+
+std::string weekText(const db::Statement& row) {
+    return textOf(row, "year1") + "年第" + textOf(row, "week1") + "周";
+}
+
+std::string monthText(const db::Statement& row) {
+    return textOf(row, "year1") + "年" + textOf(row, "month1") + "月";
+}
+
+ChartPoint dayPoint(const db::Statement& row, int) {
+    return trendPoint(row, textOf(row, "month1") + "-" + textOf(row, "day1"), dayText(row));
+}
+
+ChartPoint weekPoint(const db::Statement& row, int) {
+    return trendPoint(row, "第" + textOf(row, "week1") + "周", weekText(row));
+}
+
+ChartPoint trendMonthPoint(const db::Statement& row, int) {
+    return trendPoint(row, textOf(row, "month1"), monthText(row));
+}
+
+std::vector<ListField> trendRow(const db::Statement& row, const std::string& period) {
+    return {{"日期", period},
+            {"销售量", textOf(row, "num")},
+            {"销售额", moneyOf(row, "totalAmount")},
+            {"均价", moneyOf(row, "avgAmount")}};
+}
+
+std::vector<ListField> dayRow(const db::Statement& row, int) {
+    return trendRow(row, dayText(row));
+}
+
+std::vector<ListField> weekRow(const db::Statement& row, int) {
+    return trendRow(row, weekText(row));
+}
+
+std::vector<ListField> monthRow(const db::Statement& row, int) {
+    return trendRow(row, monthText(row));
+}
+
+// The sale times are stored as "yyyy-MM-dd HH:mm:ss" text; limits in the same form compare as the
+// dates they stand for, so a sale at midnight of the last day is still in the range.
+std::string boundDate(const std::string& text) {
+    auto date = DateTime::parse(text);
+    if (!date) throw std::runtime_error("not a date: " + text);
+    return date->toString();
+}
+
+void writeChart(db::Database& db, const Gallery& gallery, const ChartSpec& chart,
+                const AnalysisRequest& request, AnalysisObserver& observer) {
+    auto statement = db.prepare(chart.statement);
+    statement.bind("id", request.shopId)
+        .bind("sj1", boundDate(request.from))
+        .bind("sj2", boundDate(request.to));
+
+    // The label step depends on the number of rows, so the points wait until all are read.
+    std::vector<ChartPoint> points;
+    ListDocument list;
+    for (int rank = 1; statement.step(); ++rank) {
+        points.push_back(chart.point(statement, rank));
+        if (!chart.listFile.empty()) list.add(chart.listRow(statement, rank));
+    }
+
+    ChartDocument document(request.from + "~" + request.to + std::string(chart.title), request.shopName,
+                           chart.axisText);
+    int step = labelStep(int(points.size()));
+    for (size_t i = 0; i < points.size(); ++i)
+        document.add(points[i], labelShown(int(i + 1), step));
+
+    saveDocument(gallery.document(chart.chartFile), document.lines());
+    observer.documentWritten(gallery.document(chart.chartFile));
+    if (chart.listFile.empty()) return;
+    saveDocument(gallery.document(chart.listFile), list.lines());
+    observer.documentWritten(gallery.document(chart.listFile));
+}
+
+char lowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
+}
+
+bool containsIgnoringCase(std::string_view text, std::string_view part) {
+    auto equal = [](char a, char b) { return lowerAscii(a) == lowerAscii(b); };
+    return std::search(text.begin(), text.end(), part.begin(), part.end(), equal) != text.end();
+}
+
+} // namespace
+
+const SalesAnalysis& salesRanking() {
+    static const SalesAnalysis analysis{
+        "ranking",
+        "销售排行分析",
+        "saleAnalyse.html",
+        {{"select sum(getNum) as num,amount,a.itemTitle,sum(getNum*amount) as totalamount from itemInfoV as "
+          "a "
+          "left join saleInfo as b on a.itemId=b.itemId where dian_id=:id and sj>=:sj1 and sj<=:sj2 group by "
+          "a.itemId,a.itemTitle,amount order by sum(getNum) desc,sum(getNum*amount) desc,amount desc",
+          "saleLine2d.xml", "销售量排行", "' xAxisName='商品' yAxisName='销售数' ", countPoint,
+          "saleCount.xml", rankingRow},
+         {"select sum(amount*getNum) as totalAmount,sum(getNum) as num,amount,a.itemTitle from itemInfoV as "
+          "a "
+          "left join saleInfo as b on a.itemId=b.itemId where dian_id=:id and sj>=:sj1 and sj<=:sj2 group by "
+          "a.itemId,a.itemTitle,amount order by sum(amount*getNum) desc,sum(getNum) desc,amount desc",
+          "saleAmountLine2d.xml", "销售额排行", "' xAxisName='商品' yAxisName='销售额' ", amountPoint,
+          "saleAmount.xml", rankingRow}},
+        {{"sale://saleCount_/", "saleCount.xml"}, {"sale://saleAmount_/", "saleAmount.xml"}}};
+    return analysis;
+}
+
+const SalesAnalysis& salesTimeDistribution() {
+    static const SalesAnalysis analysis{
+        "time",
+        "销售时间分布分析",
+        "saleTimeArea.html",
+        {{"select count(*) as num,hour(sj) as hour1 from itemInfoV as a left join saleInfo as b on "
+          "a.itemId=b.itemId where dian_id=:id and sj>=:sj1 and sj<=:sj2 group by hour(sj) order by hour(sj) "
+          "desc",
+          "saleTimeAreaHour.xml", "销售小时分布图", "' xAxisName='小时' yAxisName='销售数' ", hourPoint, "",
+          nullptr},
+         {"select count(*) as num,weekday(sj) as hour1 from itemInfoV as a left join saleInfo as b on "
+          "a.itemId=b.itemId where dian_id=:id and sj>=:sj1 and sj<=:sj2 group by weekday(sj) order by "
+          "weekday(sj) desc",
+          "saleTimeAreaWeek.xml", "销售星期分布图", "' xAxisName='星期' yAxisName='销售数' ", weekdayPoint,
+          "", nullptr},
+         {"select count(*) as num,month(sj) as hour1 from itemInfoV as a left join saleInfo as b on "
+          "a.itemId=b.itemId where dian_id=:id and sj>=:sj1 and sj<=:sj2 group by month(sj) order by "
+          "month(sj) "
+          "desc",
+          "saleTimeAreaMonth.xml", "销售月分布图", "' xAxisName='月份' yAxisName='销售数' ", monthPoint, "",
+          nullptr}},
+        {}};
+    return analysis;
+}
+
+const SalesAnalysis& salesTrend() {
+    static const SalesAnalysis analysis{
+        "trend",
+        "销售趋势分析",
+        "saleCarrent.html",
+        {{"select sum(getNum) as num,sum(getNum*amount) as totalAmount,avg(amount) as avgAmount,year(sj) as "
+          "year1,month(sj) as month1,day(sj) as day1 from itemInfoV as a left join saleInfo as b on "
+          "a.itemId=b.itemId where dian_id=:id and sj>=:sj1 and sj<=:sj2 group by year(sj),month(sj),day(sj) "
+          "order by year(sj),month(sj),day(sj) ",
+          "saleCarrentDay.xml", "日销售走势图", "' xAxisName='日期' yAxisName='销售数' ", dayPoint,
+          "saleCarrentDayList.xml", dayRow},
+         {"select sum(getNum) as num,sum(getNum*amount) as totalAmount,avg(amount) as avgAmount,year(sj) as "
+          "year1,datepart('ww',sj) as week1 from itemInfoV as a left join saleInfo as b on a.itemId=b.itemId "
+          "where dian_id=:id and sj>=:sj1 and sj<=:sj2 group by year(sj),datepart('ww',sj) order by "
+          "year(sj),datepart('ww',sj)",
+          "saleCarrentWeek.xml", "周销售走势图", "' xAxisName='年-周' yAxisName='销售数' ", weekPoint,
+          "saleCarrentWeekList.xml", weekRow},
+         {"select sum(getNum) as num,sum(getNum*amount) as totalAmount,avg(amount) as avgAmount,year(sj) as "
+          "year1,month(sj) as month1 from itemInfoV as a left join saleInfo as b on a.itemId=b.itemId where "
+          "dian_id=:id and sj>=:sj1 and sj<=:sj2 group by year(sj),month(sj) order by year(sj),month(sj)",
+          "saleCarrentMonth.xml", "月销售走势图", "' xAxisName='年-月' yAxisName='销售数' ", trendMonthPoint,
+          "saleCarrentMonthList.xml", monthRow}},
+        {{"sale://saleCarrentDay_/", "saleCarrentDayList.xml"},
+         {"sale://saleCarrentWeek_/", "saleCarrentWeekList.xml"},
+         {"sale://saleCarrentMonth_/", "saleCarrentMonthList.xml"}}};
+    return analysis;
+}
+
+const std::vector<const SalesAnalysis*>& salesAnalyses() {
+    static const std::vector<const SalesAnalysis*> all = {&salesRanking(), &salesTimeDistribution(),
+                                                          &salesTrend()};
+    return all;
+}
+
+const ListLink* SalesAnalysis::linkFor(std::string_view address) const {
+    for (const ListLink& link : links)
+        if (containsIgnoringCase(address, link.marker)) return &link;
+    return nullptr;
+}
+
+std::vector<ShopChoice> loadShopList(db::Database& db) {
+    auto statement = db.prepare(kShopListSql);
+    std::vector<ShopChoice> shops;
+    while (statement.step())
+        shops.push_back({statement.integer(0), statement.text(1)});
+    return shops;
+}
+
+DateRange defaultDateRange(const DateTime& today) {
+    char firstOfYear[16];
+    std::snprintf(firstOfYear, sizeof firstOfYear, "%04d-01-01", today.year);
+    return {firstOfYear, today.toDateString()};
+}
+
+AnalysisResult runAnalysis(db::Database& db, const Gallery& gallery, const SalesAnalysis& analysis,
+                           const std::optional<AnalysisRequest>& request, AnalysisObserver& observer) {
+    if (!request) {
+        observer.showMessage(kNoShopChosen);
+        return {AnalysisOutcome::NoShop, {}};
+    }
+    try {
+        gallery.prepare();
+        for (const ChartSpec& chart : analysis.charts)
+            writeChart(db, gallery, chart, *request, observer);
+    } catch (const std::exception& e) {
+        observer.showMessage(kGenerateFailed);
+        return {AnalysisOutcome::Failed, e.what()};
+    }
+    return {AnalysisOutcome::Written, {}};
+}
+
+bool exportListDocument(const Gallery& gallery, const ListLink& link, const fs::path& destination,
+                        AnalysisObserver& observer) {
+    std::error_code error;
+    fs::copy_file(gallery.document(link.listFile), destination, fs::copy_options::overwrite_existing, error);
+    observer.showMessage(error ? kExportFailed : kExportDone);
+    return !error;
+}
+
+} // namespace vantor::charts

@@ -1,0 +1,170 @@
+// Draws the charts of a gallery page from the documents the analysis window wrote beside it.
+// Every element with data-document names one chart document and data-kind its chart type.
+//
+// The documents are GBK text that is not well-formed XML (titles go in with their quotes and "&"
+// unescaped), so they are read line by line here instead of by an XML parser: one element per line,
+// and an attribute value ends only at a quote followed by the next attribute or the end of the tag.
+(function () {
+    'use strict';
+
+    var FONT = "'Noto Sans CJK SC', 'Microsoft YaHei', 'SimSun', sans-serif";
+
+    // Reads a file of this page's folder; resolves to null when it is missing. file:// pages cannot
+    // use fetch(), XMLHttpRequest works where the browser grants file access.
+    function readDocument(name) {
+        return new Promise(function (resolve) {
+            var request = new XMLHttpRequest();
+            request.open('GET', name + '?t=' + Date.now());
+            request.responseType = 'arraybuffer';
+            request.onload = function () {
+                var ok = request.status === 0 || (request.status >= 200 && request.status < 300);
+                resolve(ok && request.response ? new TextDecoder('gbk').decode(request.response) : null);
+            };
+            request.onerror = function () { resolve(null); };
+            try {
+                request.send();
+            } catch (e) {
+                resolve(null);
+            }
+        });
+    }
+
+    // Attribute names are compared without regard to letter case, as the documents mix them.
+    function parseAttributes(text) {
+        var attributes = {};
+        var pattern = /([A-Za-z_][\w.-]*)\s*=\s*'([\s\S]*?)'(?=\s+[A-Za-z_][\w.-]*\s*=\s*'|\s*$)/g;
+        var match;
+        while ((match = pattern.exec(text)) !== null) attributes[match[1].toLowerCase()] = match[2];
+        return attributes;
+    }
+
+    function parseChartDocument(text) {
+        var graph = null;
+        var sets = [];
+        text.split(/\r?\n/).forEach(function (line) {
+            var match = /^\s*<(graph|set)\b([\s\S]*?)\/?>\s*$/i.exec(line);
+            if (!match) return;
+            var attributes = parseAttributes(match[2]);
+            if (match[1].toLowerCase() === 'graph') graph = attributes;
+            else sets.push(attributes);
+        });
+        return graph ? { graph: graph, sets: sets } : null;
+    }
+
+    function numberOr(text, fallback) {
+        var value = parseFloat(text);
+        return isNaN(value) ? fallback : value;
+    }
+
+    function colour(hex, alphaPercent) {
+        var value = parseInt(hex, 16);
+        if (isNaN(value)) return undefined;
+        var alpha = alphaPercent === undefined ? 1 : alphaPercent / 100;
+        return 'rgba(' + (value >> 16 & 255) + ',' + (value >> 8 & 255) + ',' + (value & 255) + ',' + alpha + ')';
+    }
+
+    function formatValue(value, decimals) {
+        return isFinite(value) ? Number(value).toFixed(decimals) : '';
+    }
+
+    function chartOption(doc, kind) {
+        var g = doc.graph;
+        var fontSize = numberOr(g.basefontsize, 12);
+        var decimals = Math.max(0, Math.min(10, numberOr(g.decimalprecision, 2)));
+        var showNames = g.shownames !== '0';
+        var names = doc.sets.map(function (set) { return set.name === undefined ? '' : set.name; });
+        var hidden = doc.sets.map(function (set) { return set.showname === '0'; });
+        var points = doc.sets.map(function (set, i) {
+            return { value: numberOr(set.value, 0), name: names[i], hoverText: set.hovertext };
+        });
+        var divLine = colour(g.divlinecolor, numberOr(g.divlinealpha, 100));
+        var band = colour(g.alternatehgridcolor, numberOr(g.alternatehgridalpha, 100));
+        return {
+            animation: false,
+            textStyle: { fontFamily: FONT, fontSize: fontSize },
+            title: {
+                text: g.caption || '',
+                subtext: g.subcaption || '',
+                left: 'center',
+                textStyle: { fontFamily: FONT, fontSize: fontSize + 4 },
+                subtextStyle: { fontFamily: FONT, fontSize: fontSize }
+            },
+            tooltip: {
+                trigger: 'item',
+                formatter: function (p) {
+                    var label = p.data.hoverText !== undefined ? p.data.hoverText : p.name;
+                    return echarts.format.encodeHTML(label) + '：' + formatValue(p.value, decimals);
+                }
+            },
+            grid: { left: 20, right: numberOr(g.chartrightmargin, 30), top: 80, bottom: 40, containLabel: true },
+            xAxis: {
+                type: 'category',
+                data: names,
+                name: g.xaxisname || '',
+                nameLocation: 'middle',
+                nameGap: 28,
+                axisLabel: {
+                    show: showNames,
+                    interval: 0,
+                    hideOverlap: false,
+                    formatter: function (value, index) { return hidden[index] ? '' : value; }
+                }
+            },
+            yAxis: {
+                type: 'value',
+                name: g.yaxisname || '',
+                minInterval: decimals === 0 ? 1 : 0,
+                axisLabel: { formatter: function (value) { return String(value); } },
+                splitLine: { lineStyle: { color: divLine } },
+                splitArea: { show: g.showalternatehgridcolor === '1', areaStyle: { color: ['rgba(0,0,0,0)', band] } }
+            },
+            series: [{
+                type: kind === 'line' ? 'line' : 'bar',
+                data: points,
+                showSymbol: true,
+                label: { show: g.showvalues === '1' },
+                itemStyle: { color: kind === 'line' ? '#d94e10' : '#3b7dc4' }
+            }],
+            graphic: points.length ? [] : [{
+                type: 'text', left: 'center', top: 'middle',
+                style: { text: '所选日期内没有销售记录', fontFamily: FONT, fontSize: fontSize + 2, fill: '#999' }
+            }]
+        };
+    }
+
+    function showNote(element, text) {
+        element.classList.add('empty');
+        element.textContent = text;
+    }
+
+    function drawChart(element) {
+        return readDocument(element.dataset.document).then(function (text) {
+            var doc = text === null ? null : parseChartDocument(text);
+            if (!doc) {
+                showNote(element, '还没有分析结果：请选择店铺和日期，按“分析”。');
+                return null;
+            }
+            var chart = echarts.init(element);
+            chart.setOption(chartOption(doc, element.dataset.kind));
+            window.addEventListener('resize', function () { chart.resize(); });
+            return chart;
+        });
+    }
+
+    var ready = new Promise(function (resolve) {
+        document.addEventListener('DOMContentLoaded', function () {
+            var elements = Array.prototype.slice.call(document.querySelectorAll('[data-document]'));
+            if (typeof echarts === 'undefined') {
+                elements.forEach(function (element) { showNote(element, '图表组件 echarts.min.js 缺失，无法绘图。'); });
+                resolve([]);
+                return;
+            }
+            Promise.all(elements.map(drawChart)).then(resolve);
+        });
+    });
+
+    window.vantorGallery = {
+        ready: ready,
+        parseChartDocument: parseChartDocument
+    };
+})();
