@@ -14,12 +14,16 @@ packages=(
   libgtest-dev libgmock-dev xvfb xauth x11-utils fonts-noto-cjk
   # download tests and benchmark: a proxy to go through, curl as the peer to measure against
   tinyproxy curl
+  # chart page tests: the gallery pages in headless Chromium
+  chromium
 )
 
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
 done
+# npm brings the chart library; Debian's Node.js serves where no other is installed.
+command -v npm >/dev/null || missing+=(nodejs npm)
 
 if ((${#missing[@]})); then
   echo "setup: installing ${missing[*]}" >&2
@@ -28,4 +32,11 @@ if ((${#missing[@]})); then
   export DEBIAN_FRONTEND=noninteractive
   "${sudo_cmd[@]}" apt-get update -q
   "${sudo_cmd[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}"
+fi
+
+# The chart library of the gallery pages, at the version package-lock.json pins.
+cd "$(dirname "$0")/.."
+if [ ! -f node_modules/echarts/dist/echarts.min.js ]; then
+  echo "setup: installing the chart library (npm ci)" >&2
+  npm ci --no-audit --no-fund
 fi
