@@ -1,0 +1,209 @@
+// The gallery pages in headless Chromium: vantor-cli writes the documents of a real data file,
+// then each page is loaded from the data folder and the drawn charts are read back through the
+// DevTools protocol (over a pipe, Node's built-in modules only).
+//
+// node gallery_pages_test.mjs <chromium> <vantor-cli> <schema.sql> <sqlite3>
+import { test, after } from 'node:test';
+import assert from 'node:assert/strict';
+import { spawn, execFileSync } from 'node:child_process';
+import { mkdtempSync, rmSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { pathToFileURL } from 'node:url';
+
+const [chromiumPath, cliPath, schemaPath, sqlitePath] = process.argv.slice(2);
+const work = mkdtempSync(join(tmpdir(), 'vantor-pages-'));
+const data = join(work, 'data');
+
+// Shop 1 sells 30 items; item k sells k pieces at 10.00 on 2011-03-(k % 28 + 1) at k % 24 o'clock.
+// Item 1's title carries a quote, double quotes, "&" and angle brackets.
+function fillDatabase() {
+    const titles = (k) => (k === 1 ? `Tom''s "A&B" <包>` : `商品${String(k).padStart(2, '0')}`);
+    const rows = [];
+    for (let k = 1; k <= 30; ++k) {
+        const day = String((k % 28) + 1).padStart(2, '0');
+        const hour = String(k % 24).padStart(2, '0');
+        rows.push(`insert into itemInfo(dian_id,itemId,itemTitle) values(1,'i${k}','${titles(k)}');`);
+        rows.push(`insert into saleInfo(itemId,amount,sj,buyNum,getNum) values('i${k}',10,'2011-03-${day} ${hour}:00:00',${k},${k});`);
+    }
+    const sql = `insert into dianbase(id,dianzhu,dianming,updateDate) values(1,'t','测试小店','2012-01-01 00:00:00');\n${rows.join('\n')}\n`;
+    execFileSync('mkdir', ['-p', data]);
+    execFileSync(sqlitePath, [join(data, 'lmd_pin.db')], { input: `.read ${schemaPath}\n${sql}` });
+}
+
+function analyse(kind) {
+    execFileSync(cliPath, ['--data-dir', data, 'analyse', kind, '--shop', '1', '--from', '2011-01-01', '--to', '2011-12-31']);
+}
+
+// A DevTools protocol connection over --remote-debugging-pipe: JSON messages ended by NUL.
+class Browser {
+    constructor() {
+        this.process = spawn(chromiumPath, [
+            '--headless', '--no-sandbox', '--disable-gpu', '--allow-file-access-from-files',
+            '--disable-background-networking', '--disable-component-update', '--disable-sync', '--no-first-run',
+            '--no-default-browser-check', '--window-size=1200,1600', `--user-data-dir=${join(work, 'profile')}`,
+            '--remote-debugging-pipe', 'about:blank',
+        ], { stdio: ['ignore', 'ignore', 'pipe', 'pipe', 'pipe'] });
+        this.nextId = 1;
+        this.pending = new Map();
+        this.events = [];
+        this.log = '';
+        this.process.stderr.on('data', (chunk) => { this.log += chunk; });
+        let buffer = '';
+        this.process.stdio[4].on('data', (chunk) => {
+            buffer += chunk.toString('utf8');
+            let end;
+            while ((end = buffer.indexOf('\0')) >= 0) {
+                const message = JSON.parse(buffer.slice(0, end));
+                buffer = buffer.slice(end + 1);
+                const waiting = this.pending.get(message.id);
+                if (waiting) {
+                    this.pending.delete(message.id);
+                    if (message.error) waiting.reject(new Error(JSON.stringify(message.error)));
+                    else waiting.resolve(message.result);
+                }
+            }
+        });
+    }
+
+    send(method, params = {}, sessionId = undefined) {
+        const id = this.nextId++;
+        this.process.stdio[3].write(JSON.stringify({ id, method, params, sessionId }) + '\0');
+        return new Promise((resolve, reject) => this.pending.set(id, { resolve, reject }));
+    }
+
+    async open(url) {
+        const { targetId } = await this.send('Target.createTarget', { url: 'about:blank' });
+        const { sessionId } = await this.send('Target.attachToTarget', { targetId, flatten: true });
+        await this.send('Page.navigate', { url }, sessionId);
+        return sessionId;
+    }
+
+    // Evaluates an async function's body in the page and returns its JSON result.
+    async evaluate(sessionId, body) {
+        const { result, exceptionDetails } = await this.send('Runtime.evaluate', {
+            expression: `(async () => { ${body} })()`, awaitPromise: true, returnByValue: true,
+        }, sessionId);
+        if (exceptionDetails) throw new Error(JSON.stringify(exceptionDetails));
+        return result.value;
+    }
+
+    close() {
+        this.process.kill();
+    }
+}
+
+// What each chart of the page drew: its caption texts, axis names, series, how many points have a
+// drawn element, the axis labels left visible, and the tooltip of every point.
+const readCharts = `
+    while (!window.vantorGallery) await new Promise((r) => setTimeout(r, 20));
+    await window.vantorGallery.ready;
+    const charts = [...document.querySelectorAll('[data-document]')].map((element) => {
+        const chart = echarts.getInstanceByDom(element);
+        if (!chart) return { document: element.dataset.document, note: element.textContent };
+        const option = chart.getOption();
+        const series = chart.getModel().getSeriesByIndex(0);
+        const points = series.getData();
+        const drawn = [...Array(points.count()).keys()].filter((i) => points.getItemGraphicEl(i)).length;
+        const axis = chart.getModel().getComponent('xAxis', 0).axis;
+        const visibleLabels = axis.getViewLabels().map((l) => l.formattedLabel).filter((t) => t !== '');
+        const tooltips = option.series[0].data.map((point) =>
+            option.tooltip[0].formatter({ data: point, value: point.value, name: point.name }));
+        return {
+            document: element.dataset.document, type: series.subType, points: points.count(), drawn,
+            caption: option.title[0].text, subcaption: option.title[0].subtext,
+            xName: option.xAxis[0].name, yName: option.yAxis[0].name,
+            names: option.xAxis[0].data, visibleLabels, tooltips,
+            values: option.series[0].data.map((p) => p.value),
+        };
+    });
+    const links = [...document.querySelectorAll('a[href]')].map((a) => a.getAttribute('href'));
+    return { charts, links };
+`;
+
+const browser = new Browser();
+after(() => {
+    browser.close();
+    rmSync(work, { recursive: true, force: true });
+});
+
+fillDatabase();
+
+async function load(page) {
+    const session = await browser.open(pathToFileURL(join(data, 'Gallery', page)).href);
+    return browser.evaluate(session, readCharts);
+}
+
+test('the ranking page draws both rankings as bars with every second name and carries the list links', async () => {
+    analyse('ranking');
+    const { charts, links } = await load('saleAnalyse.html');
+    assert.deepEqual(links, ['sale://saleCount_/', 'sale://saleAmount_/']);
+    assert.equal(charts.length, 2);
+    const [count, amount] = charts;
+    for (const chart of charts) {
+        assert.equal(chart.type, 'bar');
+        assert.equal(chart.points, 30);
+        assert.equal(chart.drawn, 30);
+        assert.equal(chart.caption, '测试小店');
+        assert.equal(chart.xName, '商品');
+        // 30 rows: step 2, so ranks 2, 4, … 30 keep their names.
+        assert.deepEqual(chart.visibleLabels, Array.from({ length: 15 }, (_, i) => `(${2 * i + 2})`));
+    }
+    assert.equal(count.subcaption, '2011-01-01~2011-12-31销售量排行');
+    assert.equal(count.yName, '销售数');
+    assert.equal(amount.subcaption, '2011-01-01~2011-12-31销售额排行');
+    assert.equal(amount.yName, '销售额');
+    // Item 30 sold most; item 1 least, with its raw title as the hover text, escaped for the tooltip.
+    assert.equal(count.values[0], 30);
+    assert.equal(count.tooltips[0], '商品30：30');
+    assert.equal(count.values[29], 1);
+    assert.equal(count.tooltips[29], 'Tom&#39;s &quot;A&amp;B&quot; &lt;包&gt;：1');
+    assert.equal(amount.values[0], 300);
+});
+
+test('the time distribution page draws hours, weekdays and months as bars without links', async () => {
+    analyse('time');
+    const { charts, links } = await load('saleTimeArea.html');
+    assert.deepEqual(links, []);
+    assert.deepEqual(charts.map((c) => [c.document, c.type, c.points, c.drawn]), [
+        ['saleTimeAreaHour.xml', 'bar', 24, 24],
+        ['saleTimeAreaWeek.xml', 'bar', 7, 7],
+        ['saleTimeAreaMonth.xml', 'bar', 1, 1],
+    ]);
+    const [hours, weekdays, months] = charts;
+    assert.equal(hours.names[0], '23点');
+    assert.equal(hours.visibleLabels.length, 12);
+    assert.deepEqual(weekdays.names, ['星期7', '星期6', '星期5', '星期4', '星期3', '星期2', '星期1']);
+    assert.deepEqual(weekdays.visibleLabels, weekdays.names);
+    assert.deepEqual(months.names, ['3月']);
+    assert.deepEqual(months.values, [30]);
+    assert.equal(months.xName, '月份');
+});
+
+test('the trend page draws days, weeks and months as lines and carries the three list links', async () => {
+    analyse('trend');
+    const { charts, links } = await load('saleCarrent.html');
+    assert.deepEqual(links, ['sale://saleCarrentDay_/', 'sale://saleCarrentWeek_/', 'sale://saleCarrentMonth_/']);
+    assert.deepEqual(charts.map((c) => [c.document, c.type, c.points, c.drawn]), [
+        ['saleCarrentDay.xml', 'line', 28, 28],
+        ['saleCarrentWeek.xml', 'line', 5, 5],
+        ['saleCarrentMonth.xml', 'line', 1, 1],
+    ]);
+    const [days, weeks, months] = charts;
+    // 1 March 2011 holds item 28's 28 pieces; 2 March items 1 and 29.
+    assert.equal(days.names[0], '3-1');
+    assert.equal(days.tooltips[0], '2011-3-1,金额：280.00,均价：10.00,销售量：28');
+    assert.equal(days.tooltips[1], '2011-3-2,金额：300.00,均价：10.00,销售量：30');
+    assert.equal(days.visibleLabels.length, 14);
+    assert.deepEqual(weeks.names, ['第10周', '第11周', '第12周', '第13周', '第14周']);
+    assert.equal(weeks.xName, '年-周');
+    assert.deepEqual(months.values, [465]);
+});
+
+test('a page whose documents were never written says so instead of drawing', async () => {
+    rmSync(join(data, 'gallery', 'saleCarrentWeek.xml'));
+    const { charts } = await load('saleCarrent.html');
+    assert.equal(charts[1].document, 'saleCarrentWeek.xml');
+    assert.match(charts[1].note, /还没有分析结果/);
+    assert.equal(charts[0].points, 28);
+});
