@@ -1,0 +1,306 @@
+#include "HttpServer.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace vantor::demo {
+namespace {
+
+constexpr int kPollSliceMs = 50;
+constexpr int kIdleLimitMs = 15000;
+constexpr size_t kMaxHeadBytes = 64 * 1024;
+constexpr long kMaxBodyBytes = 1024 * 1024;
+
+std::string lower(std::string s) {
+    std::transform(s.begin(), s.end(), s.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return s;
+}
+
+std::string trim(const std::string& s) {
+    const size_t b = s.find_first_not_of(" \t");
+    if (b == std::string::npos) return {};
+    return s.substr(b, s.find_last_not_of(" \t") - b + 1);
+}
+
+// Splits "host[:port]" and keeps the host in lower case.
+std::string hostOnly(const std::string& authority) {
+    return lower(authority.substr(0, authority.find(':')));
+}
+
+// The request line may carry blanks inside the target (an address that ends in a blank): the
+// method ends at the first blank and the version starts after the last.
+bool parseHead(const std::string& head, HttpRequest& req, std::string& version) {
+    const size_t lineEnd = head.find("\r\n");
+    const std::string line = head.substr(0, lineEnd);
+    const size_t first = line.find(' ');
+    const size_t last = line.rfind(' ');
+    if (first == std::string::npos || last == first) return false;
+    req.method = line.substr(0, first);
+    version = line.substr(last + 1);
+    req.target = trim(line.substr(first + 1, last - first - 1));
+    if (version.rfind("HTTP/1.", 0) != 0 || req.target.empty()) return false;
+    size_t pos = lineEnd == std::string::npos ? head.size() : lineEnd + 2;
+    while (pos < head.size()) {
+        size_t end = head.find("\r\n", pos);
+        if (end == std::string::npos) end = head.size();
+        const std::string field = head.substr(pos, end - pos);
+        const size_t colon = field.find(':');
+        if (colon != std::string::npos)
+            req.headers[lower(trim(field.substr(0, colon)))] = trim(field.substr(colon + 1));
+        pos = end + 2;
+    }
+    std::string pathAndQuery;
+    if (lower(req.target.substr(0, 7)) == "http://") {
+        req.absoluteForm = true;
+        const size_t slash = req.target.find_first_of("/?", 7);
+        req.host = hostOnly(req.target.substr(7, slash == std::string::npos ? std::string::npos : slash - 7));
+        pathAndQuery = slash == std::string::npos ? "/" : req.target.substr(slash);
+    } else if (req.target[0] == '/') {
+        req.host = hostOnly(req.header("host"));
+        pathAndQuery = req.target;
+    } else {
+        return false;
+    }
+    pathAndQuery = pathAndQuery.substr(0, pathAndQuery.find('#'));
+    const size_t question = pathAndQuery.find('?');
+    req.path = pathAndQuery.substr(0, question);
+    if (req.path.empty() || req.path[0] != '/') req.path = "/" + req.path;
+    req.query = question == std::string::npos ? "" : pathAndQuery.substr(question + 1);
+    return true;
+}
+
+std::string responseHead(const HttpResponse& r, size_t length, bool keepAlive) {
+    std::string head = "HTTP/1.1 " + std::to_string(r.status) + " " + reasonPhrase(r.status) + "\r\n";
+    head += "Server: vantor-demo-market\r\nContent-Type: " + r.contentType + "\r\n";
+    head += "Content-Length: " + std::to_string(length) + "\r\n";
+    for (const auto& [name, value] : r.headers)
+        head += name + ": " + value + "\r\n";
+    head += keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n";
+    return head;
+}
+
+HttpResponse plainResponse(int status, const std::string& text) {
+    HttpResponse r;
+    r.status = status;
+    r.contentType = "text/plain; charset=US-ASCII";
+    r.body = text + "\n";
+    return r;
+}
+
+} // namespace
+
+HttpServer::HttpServer(Options options, Handler handler, FaultPlan& faults, FaultScope faultScope)
+    : options_(std::move(options)),
+      handler_(std::move(handler)),
+      faults_(faults),
+      faultScope_(std::move(faultScope)) {
+    listenFd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (listenFd_ < 0) throw std::runtime_error(std::string("socket: ") + std::strerror(errno));
+    const int yes = 1;
+    ::setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    addr.sin_port = htons(options_.port);
+    if (::bind(listenFd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 ||
+        ::listen(listenFd_, 128) != 0) {
+        const std::string why = std::strerror(errno);
+        ::close(listenFd_);
+        throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(options_.port) + ": " + why);
+    }
+    socklen_t len = sizeof addr;
+    ::getsockname(listenFd_, reinterpret_cast<sockaddr*>(&addr), &len);
+    port_ = ntohs(addr.sin_port);
+    if (::pipe2(wakePipe_, O_CLOEXEC) != 0) {
+        ::close(listenFd_);
+        throw std::runtime_error(std::string("pipe: ") + std::strerror(errno));
+    }
+    acceptThread_ = std::thread([this] { acceptLoop(); });
+}
+
+HttpServer::~HttpServer() {
+    stop();
+}
+
+void HttpServer::stop() {
+    if (stopping_.exchange(true)) return;
+    const char byte = 0;
+    [[maybe_unused]] const auto written = ::write(wakePipe_[1], &byte, 1);
+    if (acceptThread_.joinable()) acceptThread_.join();
+    reap(true);
+    ::close(listenFd_);
+    ::close(wakePipe_[0]);
+    ::close(wakePipe_[1]);
+}
+
+std::vector<std::string> HttpServer::requests() const {
+    std::lock_guard lock(logMutex_);
+    return {log_.begin(), log_.end()};
+}
+
+void HttpServer::log(const std::string& url) {
+    std::lock_guard lock(logMutex_);
+    log_.push_back(url);
+    if (log_.size() > kRequestLogSize) log_.pop_front();
+}
+
+void HttpServer::reap(bool all) {
+    std::lock_guard lock(connectionsMutex_);
+    for (auto it = connections_.begin(); it != connections_.end();) {
+        Connection& c = **it;
+        if (!all && !c.done) {
+            ++it;
+            continue;
+        }
+        // Wakes a connection that waits for its client; its thread sees the stop at its next poll.
+        if (all) ::shutdown(c.fd, SHUT_RDWR);
+        c.thread.join();
+        ::close(c.fd);
+        it = connections_.erase(it);
+    }
+}
+
+void HttpServer::acceptLoop() {
+    while (!stopping_) {
+        reap(false);
+        size_t open = 0;
+        {
+            std::lock_guard lock(connectionsMutex_);
+            open = connections_.size();
+        }
+        pollfd fds[2] = {{listenFd_, static_cast<short>(open < kMaxConnections ? POLLIN : 0), 0},
+                         {wakePipe_[0], POLLIN, 0}};
+        if (::poll(fds, 2, kPollSliceMs) <= 0 || !(fds[0].revents & POLLIN)) continue;
+        const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (fd < 0) continue;
+        auto connection = std::make_unique<Connection>();
+        connection->fd = fd;
+        Connection& c = *connection;
+        std::lock_guard lock(connectionsMutex_);
+        connections_.push_back(std::move(connection));
+        c.thread = std::thread([this, &c] {
+            serve(c);
+            c.done = true;
+        });
+    }
+}
+
+bool HttpServer::waitReadable(int fd, int timeoutMs) const {
+    pollfd p{fd, POLLIN, 0};
+    return ::poll(&p, 1, timeoutMs) > 0;
+}
+
+bool HttpServer::sendAll(int fd, const std::string& data) const {
+    size_t sent = 0;
+    while (sent < data.size() && !stopping_) {
+        pollfd p{fd, POLLOUT, 0};
+        if (::poll(&p, 1, kPollSliceMs) <= 0) continue;
+        const ssize_t n = ::send(fd, data.data() + sent, data.size() - sent, MSG_NOSIGNAL);
+        if (n <= 0) return false;
+        sent += static_cast<size_t>(n);
+    }
+    return sent == data.size();
+}
+
+void HttpServer::sleepUnlessStopped(std::chrono::milliseconds delay) const {
+    const auto until = std::chrono::steady_clock::now() + std::min(delay, FaultPlan::kLongestDelay);
+    while (!stopping_ && std::chrono::steady_clock::now() < until)
+        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(
+            std::chrono::milliseconds(kPollSliceMs), until - std::chrono::steady_clock::now()));
+}
+
+void HttpServer::serve(Connection& connection) {
+    const int fd = connection.fd;
+    std::string buffer;
+    int idleMs = 0;
+    char chunk[8192];
+    const auto receive = [&]() {
+        if (!waitReadable(fd, kPollSliceMs)) {
+            idleMs += kPollSliceMs;
+            return idleMs <= kIdleLimitMs;
+        }
+        const ssize_t n = ::recv(fd, chunk, sizeof chunk, 0);
+        if (n <= 0) return false;
+        buffer.append(chunk, static_cast<size_t>(n));
+        return true;
+    };
+    while (!stopping_) {
+        size_t headEnd;
+        while ((headEnd = buffer.find("\r\n\r\n")) == std::string::npos) {
+            if (stopping_ || !receive()) return;
+            if (buffer.size() > kMaxHeadBytes) {
+                const HttpResponse r = plainResponse(400, "request head too long");
+                sendAll(fd, responseHead(r, r.body.size(), false) + r.body);
+                return;
+            }
+        }
+        idleMs = 0;
+        HttpRequest req;
+        std::string version;
+        const bool parsed = parseHead(buffer.substr(0, headEnd), req, version);
+        buffer.erase(0, headEnd + 4);
+        if (!parsed) {
+            const HttpResponse r = plainResponse(400, "bad request line");
+            sendAll(fd, responseHead(r, r.body.size(), false) + r.body);
+            return;
+        }
+        // A body is not used by any page; it is read past so the next request on the line is found.
+        long bodyLeft = std::atol(req.header("content-length").c_str());
+        if (bodyLeft > kMaxBodyBytes) return;
+        while (static_cast<long>(buffer.size()) < bodyLeft)
+            if (stopping_ || !receive()) return;
+        buffer.erase(0, static_cast<size_t>(std::max(0L, bodyLeft)));
+
+        const std::string connectionHeader = lower(req.header("connection") + req.header("proxy-connection"));
+        const bool keepAlive = version == "HTTP/1.1"
+                                   ? connectionHeader.find("close") == std::string::npos
+                                   : connectionHeader.find("keep-alive") != std::string::npos;
+        log(req.url());
+
+        HttpResponse response;
+        std::optional<FaultRule> fault;
+        if (!options_.proxyUser.empty() && req.absoluteForm &&
+            req.header("proxy-authorization") !=
+                "Basic " + base64(options_.proxyUser + ":" + options_.proxyPassword)) {
+            response = plainResponse(407, "proxy authentication required");
+            response.headers.emplace_back("Proxy-Authenticate", "Basic realm=\"vantor demo market\"");
+        } else if (req.method != "GET" && req.method != "HEAD") {
+            response = plainResponse(405, "only GET and HEAD");
+        } else {
+            if (faultScope_(req)) fault = faults_.fire(req.url());
+            if (fault) {
+                sleepUnlessStopped(fault->delay);
+                if (fault->kind == FaultRule::Kind::Drop || stopping_) return;
+            }
+            if (fault && fault->kind == FaultRule::Kind::Error) {
+                response = plainResponse(fault->status, "injected fault");
+            } else {
+                try {
+                    response = handler_(req);
+                } catch (const std::exception& e) {
+                    response = plainResponse(500, std::string("demo market error: ") + e.what());
+                }
+            }
+        }
+        const std::string body = req.method == "HEAD" ? std::string() : response.body;
+        const std::string head = responseHead(response, response.body.size(), keepAlive);
+        if (fault && fault->kind == FaultRule::Kind::Truncate) {
+            sendAll(fd, head + body.substr(0, body.size() / 2));
+            return;
+        }
+        if (!sendAll(fd, head + body) || !keepAlive) return;
+    }
+}
+
+} // namespace vantor::demo

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "Faults.h"
+#include "Http.h"
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace vantor::demo {
+
+// An HTTP/1.1 server on 127.0.0.1 that takes requests in absolute form (as a forward proxy) and in
+// origin form (with a Host header), with persistent connections. A thread per connection, at most
+// kMaxConnections at once; every wait is cut into short polls that watch for stop().
+class HttpServer {
+public:
+    using Handler = std::function<HttpResponse(const HttpRequest&)>;
+    // Decides whether the fault plan applies to a request (the market's own hosts).
+    using FaultScope = std::function<bool(const HttpRequest&)>;
+
+    struct Options {
+        std::uint16_t port = 0; // 0: a free port
+        std::string proxyUser;  // non-empty: requests in absolute form need Basic proxy credentials
+        std::string proxyPassword;
+    };
+
+    static constexpr int kMaxConnections = 64;
+    static constexpr size_t kRequestLogSize = 10000;
+
+    // Binds and starts serving; throws std::runtime_error when the port cannot be had.
+    HttpServer(Options options, Handler handler, FaultPlan& faults, FaultScope faultScope);
+    ~HttpServer();
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+    std::uint16_t port() const { return port_; }
+    // Stops accepting, ends every connection and joins all threads. Idempotent.
+    void stop();
+
+    // The addresses of the requests received (request.url()), oldest first, the last kRequestLogSize.
+    std::vector<std::string> requests() const;
+
+private:
+    struct Connection {
+        int fd = -1;
+        std::thread thread;
+        std::atomic<bool> done{false};
+    };
+
+    void acceptLoop();
+    void serve(Connection& connection);
+    bool waitReadable(int fd, int timeoutMs) const;
+    bool sendAll(int fd, const std::string& data) const;
+    void sleepUnlessStopped(std::chrono::milliseconds delay) const;
+    void reap(bool all);
+    void log(const std::string& url);
+
+    Options options_;
+    Handler handler_;
+    FaultPlan& faults_;
+    FaultScope faultScope_;
+    int listenFd_ = -1;
+    int wakePipe_[2] = {-1, -1};
+    std::uint16_t port_ = 0;
+    std::atomic<bool> stopping_{false};
+    std::thread acceptThread_;
+    std::mutex connectionsMutex_;
+    std::list<std::unique_ptr<Connection>> connections_;
+    mutable std::mutex logMutex_;
+    std::deque<std::string> log_;
+};
+
+} // namespace vantor::demo
