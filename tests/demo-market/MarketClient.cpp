@@ -1,0 +1,47 @@
+#include "MarketClient.h"
+
+#include <curl/curl.h>
+
+namespace vantor::test {
+namespace {
+
+size_t append(char* data, size_t size, size_t count, void* target) {
+    static_cast<std::string*>(target)->append(data, size * count);
+    return size * count;
+}
+
+} // namespace
+
+Fetch fetch(const std::string& url, const FetchOptions& options) {
+    Fetch result;
+    CURL* curl = curl_easy_init();
+    curl_slist* headers = nullptr;
+    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+    // Never an environment proxy: only the one the test names.
+    curl_easy_setopt(curl, CURLOPT_PROXY, options.proxy.c_str());
+    if (!options.proxyUserPwd.empty())
+        curl_easy_setopt(curl, CURLOPT_PROXYUSERPWD, options.proxyUserPwd.c_str());
+    if (!options.hostHeader.empty()) {
+        headers = curl_slist_append(headers, ("Host: " + options.hostHeader).c_str());
+        curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
+    }
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, options.timeoutMs);
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, append);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &result.body);
+    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, append);
+    curl_easy_setopt(curl, CURLOPT_HEADERDATA, &result.headers);
+    result.curlCode = curl_easy_perform(curl);
+    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &result.status);
+    curl_slist_free_all(headers);
+    curl_easy_cleanup(curl);
+    return result;
+}
+
+Fetch viaProxy(std::uint16_t port, const std::string& url) {
+    FetchOptions options;
+    options.proxy = "http://127.0.0.1:" + std::to_string(port);
+    return fetch(url, options);
+}
+
+} // namespace vantor::test

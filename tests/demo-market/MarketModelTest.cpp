@@ -1,0 +1,194 @@
+#include "demo-market/MarketModel.h"
+#include "demo-market/Gbk.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace vantor::demo {
+namespace {
+
+class MarketModelTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { model = new MarketModel(1); }
+    static void TearDownTestSuite() { delete model; }
+    static MarketModel* model;
+};
+MarketModel* MarketModelTest::model = nullptr;
+
+TEST_F(MarketModelTest, HundredsOfShopsThousandsOfItemsWithUniqueKeys) {
+    EXPECT_GE(model->shops().size(), 200u);
+    EXPECT_GE(model->items().size(), 2000u);
+    std::set<std::string> nicks, userIds, shopNos, itemIds;
+    for (const Shop& s : model->shops()) {
+        nicks.insert(s.nick);
+        userIds.insert(s.userId);
+        shopNos.insert(s.shopNo);
+        EXPECT_EQ(model->shopByUserId(s.userId), &s);
+        EXPECT_EQ(model->shopByNo(s.shopNo), &s);
+        EXPECT_FALSE(s.items.empty());
+    }
+    for (const Item& it : model->items())
+        itemIds.insert(it.id);
+    EXPECT_EQ(nicks.size(), model->shops().size());
+    EXPECT_EQ(userIds.size(), model->shops().size());
+    EXPECT_EQ(shopNos.size(), model->shops().size());
+    EXPECT_EQ(itemIds.size(), model->items().size());
+}
+
+TEST_F(MarketModelTest, TextsAreWhatTheProgramSeesAndFitGbk) {
+    const auto check = [](const std::string& text) {
+        for (char c : text) {
+            EXPECT_FALSE(c >= 'A' && c <= 'Z') << text;
+            EXPECT_FALSE(c == '"' || c == '<' || c == '>') << text;
+        }
+        EXPECT_EQ(text.find("  "), std::string::npos) << text;
+        EXPECT_NO_THROW(utf8ToGbk(text)) << text;
+    };
+    for (const Shop& s : model->shops())
+        for (const std::string* t : {&s.nick, &s.name, &s.mainBusiness, &s.location, &s.street})
+            check(*t);
+    for (const Item& it : model->items())
+        check(it.title);
+    for (const Rating& r : model->ratings(model->shops()[MarketModel::kBigRatingShop]))
+        for (const std::string* t : {&r.comment, &r.explanation, &r.raterName, &r.itemTitle})
+            check(*t);
+}
+
+TEST_F(MarketModelTest, SalesSpreadOverHoursWeekdaysMonthsAndTwoYears) {
+    std::set<std::string> years, months, hours;
+    std::set<int> weekdays;
+    size_t total = 0;
+    for (size_t i = 0; i < model->items().size(); i += 7) {
+        const Item& it = model->items()[i];
+        const auto sales = model->sales(it);
+        ASSERT_EQ(sales.size(), static_cast<size_t>(it.saleCount));
+        total += sales.size();
+        for (size_t k = 0; k < sales.size(); ++k) {
+            const std::string& t = sales[k].time;
+            if (k > 0) {
+                EXPECT_GE(sales[k - 1].time, t) << "newest first";
+            }
+            years.insert(t.substr(0, 4));
+            months.insert(t.substr(5, 2));
+            hours.insert(t.substr(11, 2));
+            const int y = std::stoi(t.substr(0, 4)), m = std::stoi(t.substr(5, 2)),
+                      d = std::stoi(t.substr(8, 2));
+            weekdays.insert(weekdayOfDays(daysFromCivil({y, m, d})));
+            EXPECT_LE(t, formatDateTime(marketNow()));
+        }
+    }
+    EXPECT_GT(total, 10000u);
+    EXPECT_EQ(years, (std::set<std::string>{"2010", "2011"}));
+    EXPECT_EQ(months.size(), 12u);
+    EXPECT_EQ(weekdays.size(), 7u);
+    EXPECT_EQ(hours.size(), 24u);
+}
+
+TEST_F(MarketModelTest, ItemFiguresAgreeWithTheBuyerList) {
+    const std::string now = formatDateTime(marketNow());
+    const std::string monthAgo = formatDate(marketNow() - 29 * kSecondsPerDay);
+    const std::string monthStart = now.substr(0, 8) + "01";
+    std::set<std::string> tradeIds;
+    for (size_t i = 0; i < model->items().size(); i += 13) {
+        const Item& it = model->items()[i];
+        int recent = 0, current = 0;
+        for (const Sale& sale : model->sales(it)) {
+            recent += sale.time >= monthAgo ? 1 : 0;
+            current += sale.time >= monthStart ? 1 : 0;
+            EXPECT_TRUE(tradeIds.insert(sale.tradeId).second) << sale.tradeId;
+            EXPECT_GE(sale.quantity, 1);
+            EXPECT_TRUE(sale.price == it.price || sale.price == it.secondPrice);
+        }
+        EXPECT_EQ(recent, it.monthSale) << it.id;
+        EXPECT_EQ(current, it.curSale) << it.id;
+    }
+}
+
+TEST_F(MarketModelTest, RatingSummaryCountsTheRatingList) {
+    for (int index : {MarketModel::kBigRatingShop, 3, 4, 17}) {
+        const Shop& s = model->shops()[static_cast<size_t>(index)];
+        const auto ratings = model->ratings(s);
+        ASSERT_EQ(ratings.size(), static_cast<size_t>(s.ratingCount));
+        int good = 0, bad = 0;
+        std::set<std::string> trades;
+        for (size_t k = 0; k < ratings.size(); ++k) {
+            good += ratings[k].grade == Grade::Good;
+            bad += ratings[k].grade == Grade::Bad;
+            trades.insert(ratings[k].tradeId);
+            if (k > 0) {
+                EXPECT_GE(ratings[k - 1].time, ratings[k].time);
+            }
+        }
+        EXPECT_EQ(trades.size(), ratings.size());
+        EXPECT_EQ(s.sellerRates[0].total, good);
+        EXPECT_EQ(s.sellerRates[2].total, bad);
+        EXPECT_EQ(s.sellerCredit, std::max(0, good - bad));
+        for (const PeriodCounts& c : s.sellerRates) {
+            EXPECT_LE(c.period[0], c.period[1]);
+            EXPECT_LE(c.period[1], c.period[2]);
+            EXPECT_EQ(c.total, c.period[2] + c.period[3]);
+        }
+    }
+    EXPECT_GT(model->ratingPageCount(model->shops()[MarketModel::kBigRatingShop]), 100);
+}
+
+TEST_F(MarketModelTest, SpecialCasesSitWhereDocumented) {
+    const auto& shops = model->shops();
+    int withoutLink = 0, withoutList = 0, withoutId = 0, withoutMonth = 0;
+    for (const Shop& s : shops)
+        withoutLink += !s.hasRatingLink;
+    for (const Item& it : model->items()) {
+        withoutList += !it.hasBuyerList;
+        withoutId += !it.hasItemId;
+        withoutMonth += !it.showsMonthSale;
+    }
+    EXPECT_EQ(withoutLink, 1);
+    EXPECT_FALSE(shops[MarketModel::kNoRatingLinkShop].hasRatingLink);
+    EXPECT_EQ(withoutList + withoutId + withoutMonth, 3);
+    const Shop& odd = shops[MarketModel::kOddItemsShop];
+    EXPECT_FALSE(model->itemOf(odd, 0).hasBuyerList);
+    EXPECT_FALSE(model->itemOf(odd, 1).hasItemId);
+    EXPECT_FALSE(model->itemOf(odd, 2).showsMonthSale);
+}
+
+TEST_F(MarketModelTest, SameSeedSameMarket) {
+    const MarketModel again(1);
+    const MarketModel other(2);
+    ASSERT_EQ(again.items().size(), model->items().size());
+    for (size_t i = 0; i < model->shops().size(); i += 31) {
+        EXPECT_EQ(again.shops()[i].nick, model->shops()[i].nick);
+        EXPECT_EQ(again.shops()[i].sellerRates[0].period, model->shops()[i].sellerRates[0].period);
+    }
+    const Item& it = model->items()[100];
+    const auto sales = model->sales(it), salesAgain = again.sales(again.items()[100]);
+    ASSERT_EQ(sales.size(), salesAgain.size());
+    for (size_t k = 0; k < sales.size(); ++k) {
+        EXPECT_EQ(sales[k].time, salesAgain[k].time);
+        EXPECT_EQ(sales[k].buyerName, salesAgain[k].buyerName);
+    }
+    int differing = 0;
+    for (size_t i = 0; i < 20; ++i)
+        differing += other.shops()[i].nick != model->shops()[i].nick;
+    EXPECT_GT(differing, 10);
+}
+
+TEST_F(MarketModelTest, ItemSearchSortsBySalesAndFiltersPrice) {
+    ItemQuery q;
+    q.words = "连衣裙";
+    q.low = 50;
+    q.high = 300;
+    const auto found = model->findItems(q);
+    ASSERT_FALSE(found.empty());
+    for (size_t k = 0; k < found.size(); ++k) {
+        EXPECT_NE(found[k]->title.find("连衣裙"), std::string::npos);
+        EXPECT_GE(found[k]->price, 50);
+        EXPECT_LE(found[k]->price, 300);
+        if (k > 0) {
+            EXPECT_GE(found[k - 1]->monthSale, found[k]->monthSale);
+        }
+    }
+}
+
+} // namespace
+} // namespace vantor::demo
