@@ -3,6 +3,8 @@
 
 #include "gather/MarketHosts.h"
 
+#include <algorithm>
+
 namespace vantor::demo {
 
 namespace {
@@ -72,6 +74,7 @@ std::string rateSummaryPage(const MarketModel& model, const Shop& s, Markup& m) 
             "</strong></p><span class=\"g\">共" + std::to_string(s.ratingCount) + "条评价，其中好评" +
             std::to_string(good) + "条</span>\n";
     body += rateTable("seller-rate", "作为卖家的信用", s.sellerRates, list);
+    body += "<p class=\"rate-summary\">好评率：<strong>" + percent(s.buyerGoodRate) + "</strong></p>";
     body += rateTable("buyer-rate", "作为买家的信用", s.buyerRates, list);
     body += "</div></div>\n";
     (void)model;
@@ -82,7 +85,7 @@ std::string rateListPage(const MarketModel& model, const Shop& s, int page, bool
     const bool served = page >= 1 && (historyHost ? page >= kFirstHistoryPage : page < kFirstHistoryPage);
     std::vector<Rating> ratings;
     if (served) ratings = model.ratings(s);
-    const size_t begin = static_cast<size_t>(page - 1) * MarketModel::kRatingsPerPage;
+    const size_t begin = static_cast<size_t>(std::max(0, page - 1)) * MarketModel::kRatingsPerPage;
     std::string body = "<div class=\"rate-list\"><h3>来自买家的评价</h3><table class=\"tb-rate-table\" "
                        "id=\"J_RateList\"><tbody>\n";
     static const char* iconClass[] = {"rate-ok", "rate-normal", "rate-bad"};

@@ -120,15 +120,16 @@ std::string itemListPage(const MarketModel& model, const Shop& s, int offset, Ma
                 itemImage(it) + "\" alt=\"\" /></span></a>";
         if (k % 5 == 1)
             body += "<!-- 当宝贝含有视频时, 输出下面这段html --><span class=\"video\"></span><!-- end -->";
-        body += "</div><ul class=\"attribute\"><li class=\"place\">" + m.text(it.location) +
-                "</li><li class=\"price\">" + money(it.price);
+        // Recent trades, location (with a local link), badges, then the price with the contact links.
+        body += "</div><ul class=\"attribute\"><li class=\"sale\">最近成交" + std::to_string(it.monthSale) +
+                "笔</li><li class=\"place\">" + m.text(it.location);
         if (k % 7 == 2)
-            body += "<a href=\"http://www.taobao.com/go/act/sale.php\" target=\"_blank\">限时折扣</a>";
+            body += "<a href=\"http://list.taobao.com/browse/local.htm\" target=\"_blank\">同城</a>";
         body += "</li><li class=\"legend\">";
         if (k % 3 == 0)
             body += "<a href=\"http://www.taobao.com/go/act/xiaobao.php\" "
                     "target=\"_blank\"><span>消保</span></a>";
-        body += "</li><li class=\"sale\">最近成交<em>" + std::to_string(it.monthSale) + "</em><div><p>" +
+        body += "</li><li class=\"price\">价格：<em>" + money(it.price) + "</em><div><p>" +
                 imageLink("http://amos.im.alisoft.com/msg.aw?uid=" + s.userId, "ww.gif", "旺旺") +
                 "<a href=\"http://amos.im.alisoft.com/msg.aw?uid=" + s.userId +
                 "\"><span>联系卖家</span></a></p></div></li></ul><div class=\"extend\"></div><p "
