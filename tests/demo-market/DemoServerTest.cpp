@@ -17,35 +17,18 @@ namespace vantor::demo {
 namespace {
 
 using test::fetch;
+using test::percentEncode;
 using test::viaProxy;
 
 // Pages write some tag and attribute names in upper case, as the program's clean-up expects: markers
 // are looked for in the lower-cased page.
-std::string lowered(std::string text) {
-    for (char& c : text)
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    return text;
-}
-
 size_t countOf(const std::string& page, const std::string& marker) {
-    const std::string text = lowered(page);
-    const std::string part = lowered(marker);
+    const std::string text = lowerAscii(page);
+    const std::string part = lowerAscii(marker);
     size_t n = 0;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
         ++n;
     return n;
-}
-
-std::string percentEncode(const std::string& bytes) {
-    static const char* hex = "0123456789ABCDEF";
-    std::string out;
-    for (unsigned char c : bytes) {
-        if (std::isalnum(c) || c == '-' || c == '_' || c == '.')
-            out += static_cast<char>(c);
-        else
-            out += {'%', hex[c >> 4], hex[c & 15]};
-    }
-    return out;
 }
 
 // The row marker of the shop search and list pages, in the bytes the market sends.

@@ -2,6 +2,8 @@
 
 #include <curl/curl.h>
 
+#include <cctype>
+
 namespace vantor::test {
 namespace {
 
@@ -36,6 +38,15 @@ Fetch fetch(const std::string& url, const FetchOptions& options) {
     curl_slist_free_all(headers);
     curl_easy_cleanup(curl);
     return result;
+}
+
+std::string percentEncode(const std::string& bytes) {
+    static const char* hex = "0123456789ABCDEF";
+    std::string out;
+    for (unsigned char c : bytes)
+        out += std::isalnum(c) ? std::string(1, static_cast<char>(c))
+                               : std::string{'%', hex[c >> 4], hex[c & 15]};
+    return out;
 }
 
 Fetch viaProxy(std::uint16_t port, const std::string& url) {

@@ -22,6 +22,9 @@ struct FetchOptions {
 
 Fetch fetch(const std::string& url, const FetchOptions& options);
 
+// Every byte but letters and digits as %XX, as a query value in the marketplace's GBK bytes is sent.
+std::string percentEncode(const std::string& bytes);
+
 // Through the demo market as the program's proxy.
 Fetch viaProxy(std::uint16_t port, const std::string& url);
 

@@ -19,17 +19,10 @@
 namespace vantor::demo {
 namespace {
 
+using test::percentEncode;
+
 std::string gbk(const std::string& utf8) {
     return utf8ToGbk(utf8);
-}
-
-std::string percentEncode(const std::string& bytes) {
-    static const char* hex = "0123456789ABCDEF";
-    std::string out;
-    for (unsigned char c : bytes)
-        out += std::isalnum(c) ? std::string(1, static_cast<char>(c))
-                               : std::string{'%', hex[c >> 4], hex[c & 15]};
-    return out;
 }
 
 class PageCrossCheckTest : public ::testing::Test {

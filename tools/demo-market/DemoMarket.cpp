@@ -1,23 +1,12 @@
 #include "DemoMarket.h"
 
+#include "Http.h"
 #include "HttpServer.h"
 #include "MarketRouter.h"
 
 #include <stdexcept>
 
 namespace vantor::demo {
-namespace {
-
-HttpResponse textResponse(int status, const std::string& text) {
-    HttpResponse r;
-    r.status = status;
-    r.contentType = "text/plain; charset=UTF-8";
-    r.body = text + "\n";
-    return r;
-}
-
-} // namespace
-
 DemoMarket::DemoMarket(DemoMarketOptions options)
     : model_(std::make_unique<MarketModel>(options.seed)), router_(std::make_unique<MarketRouter>(*model_)) {
     for (const FaultRule& rule : options.faults)

@@ -45,6 +45,12 @@ std::string utf8ToGbk(std::string_view utf8) {
     return *out;
 }
 
+std::string lowerAscii(std::string text) {
+    for (char& c : text)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return text;
+}
+
 std::optional<std::string> gbkToUtf8(std::string_view gbk) {
     return convert("UTF-8", "GB18030", gbk);
 }

@@ -74,6 +74,14 @@ std::string base64(const std::string& bytes) {
     return out;
 }
 
+HttpResponse textResponse(int status, const std::string& text) {
+    HttpResponse r;
+    r.status = status;
+    r.contentType = "text/plain; charset=UTF-8";
+    r.body = text + "\n";
+    return r;
+}
+
 const char* reasonPhrase(int status) {
     switch (status) {
     case 200:

@@ -33,6 +33,8 @@ struct HttpResponse {
 std::vector<std::pair<std::string, std::string>> parseQuery(const std::string& query);
 std::string percentDecode(const std::string& text);
 std::string base64(const std::string& bytes);
+// A short plain-text answer (errors, the control host's replies).
+HttpResponse textResponse(int status, const std::string& text);
 const char* reasonPhrase(int status);
 
 } // namespace vantor::demo

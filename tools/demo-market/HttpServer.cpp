@@ -1,5 +1,7 @@
 #include "HttpServer.h"
 
+#include "Gbk.h"
+
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -21,12 +23,6 @@ constexpr int kIdleLimitMs = 15000;
 constexpr size_t kMaxHeadBytes = 64 * 1024;
 constexpr long kMaxBodyBytes = 1024 * 1024;
 
-std::string lower(std::string s) {
-    std::transform(s.begin(), s.end(), s.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
-
 std::string trim(const std::string& s) {
     const size_t b = s.find_first_not_of(" \t");
     if (b == std::string::npos) return {};
@@ -35,7 +31,7 @@ std::string trim(const std::string& s) {
 
 // Splits "host[:port]" and keeps the host in lower case.
 std::string hostOnly(const std::string& authority) {
-    return lower(authority.substr(0, authority.find(':')));
+    return lowerAscii(authority.substr(0, authority.find(':')));
 }
 
 // The request line may carry blanks inside the target (an address that ends in a blank): the
@@ -57,11 +53,11 @@ bool parseHead(const std::string& head, HttpRequest& req, std::string& version) 
         const std::string field = head.substr(pos, end - pos);
         const size_t colon = field.find(':');
         if (colon != std::string::npos)
-            req.headers[lower(trim(field.substr(0, colon)))] = trim(field.substr(colon + 1));
+            req.headers[lowerAscii(trim(field.substr(0, colon)))] = trim(field.substr(colon + 1));
         pos = end + 2;
     }
     std::string pathAndQuery;
-    if (lower(req.target.substr(0, 7)) == "http://") {
+    if (lowerAscii(req.target.substr(0, 7)) == "http://") {
         req.absoluteForm = true;
         const size_t slash = req.target.find_first_of("/?", 7);
         req.host = hostOnly(req.target.substr(7, slash == std::string::npos ? std::string::npos : slash - 7));
@@ -88,14 +84,6 @@ std::string responseHead(const HttpResponse& r, size_t length, bool keepAlive) {
         head += name + ": " + value + "\r\n";
     head += keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n";
     return head;
-}
-
-HttpResponse plainResponse(int status, const std::string& text) {
-    HttpResponse r;
-    r.status = status;
-    r.contentType = "text/plain; charset=US-ASCII";
-    r.body = text + "\n";
-    return r;
 }
 
 } // namespace
@@ -240,7 +228,7 @@ void HttpServer::serve(Connection& connection) {
         while ((headEnd = buffer.find("\r\n\r\n")) == std::string::npos) {
             if (stopping_ || !receive()) return;
             if (buffer.size() > kMaxHeadBytes) {
-                const HttpResponse r = plainResponse(400, "request head too long");
+                const HttpResponse r = textResponse(400, "request head too long");
                 sendAll(fd, responseHead(r, r.body.size(), false) + r.body);
                 return;
             }
@@ -251,7 +239,7 @@ void HttpServer::serve(Connection& connection) {
         const bool parsed = parseHead(buffer.substr(0, headEnd), req, version);
         buffer.erase(0, headEnd + 4);
         if (!parsed) {
-            const HttpResponse r = plainResponse(400, "bad request line");
+            const HttpResponse r = textResponse(400, "bad request line");
             sendAll(fd, responseHead(r, r.body.size(), false) + r.body);
             return;
         }
@@ -262,7 +250,8 @@ void HttpServer::serve(Connection& connection) {
             if (stopping_ || !receive()) return;
         buffer.erase(0, static_cast<size_t>(std::max(0L, bodyLeft)));
 
-        const std::string connectionHeader = lower(req.header("connection") + req.header("proxy-connection"));
+        const std::string connectionHeader =
+            lowerAscii(req.header("connection") + req.header("proxy-connection"));
         const bool keepAlive = version == "HTTP/1.1"
                                    ? connectionHeader.find("close") == std::string::npos
                                    : connectionHeader.find("keep-alive") != std::string::npos;
@@ -273,10 +262,10 @@ void HttpServer::serve(Connection& connection) {
         if (!options_.proxyUser.empty() && req.absoluteForm &&
             req.header("proxy-authorization") !=
                 "Basic " + base64(options_.proxyUser + ":" + options_.proxyPassword)) {
-            response = plainResponse(407, "proxy authentication required");
+            response = textResponse(407, "proxy authentication required");
             response.headers.emplace_back("Proxy-Authenticate", "Basic realm=\"vantor demo market\"");
         } else if (req.method != "GET" && req.method != "HEAD") {
-            response = plainResponse(405, "only GET and HEAD");
+            response = textResponse(405, "only GET and HEAD");
         } else {
             if (faultScope_(req)) fault = faults_.fire(req.url());
             if (fault) {
@@ -284,12 +273,12 @@ void HttpServer::serve(Connection& connection) {
                 if (fault->kind == FaultRule::Kind::Drop || stopping_) return;
             }
             if (fault && fault->kind == FaultRule::Kind::Error) {
-                response = plainResponse(fault->status, "injected fault");
+                response = textResponse(fault->status, "injected fault");
             } else {
                 try {
                     response = handler_(req);
                 } catch (const std::exception& e) {
-                    response = plainResponse(500, std::string("demo market error: ") + e.what());
+                    response = textResponse(500, std::string("demo market error: ") + e.what());
                 }
             }
         }

@@ -1,5 +1,6 @@
 #include "MarketModel.h"
 
+#include "Gbk.h"
 #include "Rng.h"
 #include "gather/MarketHosts.h"
 
@@ -159,12 +160,6 @@ int creditOf(const std::array<PeriodCounts, 3>& counts) {
 
 double roundCents(double v) {
     return std::round(v * 100.0) / 100.0;
-}
-
-std::string lowerAscii(std::string s) {
-    for (char& c : s)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return s;
 }
 
 bool contains(const std::string& text, const std::string& part) {

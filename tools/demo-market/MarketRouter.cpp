@@ -16,12 +16,6 @@ std::string hostOf(const char* address) {
     return std::string(address).substr(std::string("http://").size());
 }
 
-std::string lower(std::string s) {
-    std::transform(s.begin(), s.end(), s.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
-}
-
 // The digits of a shop host "shop<digits>.taobao.com", or empty.
 std::string shopNoOfHost(const std::string& host) {
     const std::string suffix = market::kShopHostSuffix;
@@ -135,7 +129,7 @@ bool parseRatePath(const std::string& path, std::string& userId, int& page) {
     if (path.rfind(prefix, 0) != 0) return false;
     const size_t end = path.find_first_of("-.", prefix.size());
     userId = path.substr(prefix.size(), end == std::string::npos ? std::string::npos : end - prefix.size());
-    const std::string rest = lower(end == std::string::npos ? "" : path.substr(end));
+    const std::string rest = lowerAscii(end == std::string::npos ? "" : path.substr(end));
     page = 0;
     if (rest.empty() || rest == ".htm") return true;
     page = 1;
