@@ -24,8 +24,10 @@ std::string pageAddress(const std::string& prefix, std::int32_t page, std::int32
 }
 
 struct Slot {
-    std::unique_ptr<TDownBean> bean;
-    std::unique_ptr<TThreadDownHtmlCode> download; // after the bean: it goes first
+    std::unique_ptr<TDownBean> bean; // the page in hand; none while the slot is free
+    // Made with the slot's first page and kept for the run, so the slot's thread and connection serve
+    // all its pages. Declared last: it goes first.
+    std::unique_ptr<TThreadDownHtmlCode> download;
 };
 
 // The slots of one run. Leaving the run, however it ends, aborts every download still in flight: all
@@ -118,7 +120,7 @@ void TDownCheck::loop(std::stop_token stop) {
         for (size_t i = 0; i < slots.size() && !done; ++i) {
             if (stop.stop_requested()) return;
             Slot& slot = slots[i];
-            if (!slot.download && param.curPage <= param.endPage) {
+            if (!slot.bean && param.curPage <= param.endPage) {
                 // Checked at every start, so that no page from 100 on leaves for the old host even when
                 // several slots start pages in one pass.
                 if (mode_ == kRatingMode && !onHistoryHost && param.curPage >= kHistoryFirstPage) {
@@ -128,21 +130,20 @@ void TDownCheck::loop(std::stop_token stop) {
                     onHistoryHost = true;
                 }
                 slot.bean = std::make_unique<TDownBean>();
-                slot.download = std::make_unique<TThreadDownHtmlCode>(
-                    pageAddress(prefix, param.curPage, pageStep_, suffix), *slot.bean, agent, gauges_[i],
-                    &signal_);
+                std::string url = pageAddress(prefix, param.curPage, pageStep_, suffix);
+                if (slot.download)
+                    slot.download->restart(std::move(url), *slot.bean);
+                else
+                    slot.download = std::make_unique<TThreadDownHtmlCode>(std::move(url), *slot.bean, agent,
+                                                                          gauges_[i], &signal_);
                 ++param.curPage;
             } else if (slot.bean && slot.bean->status() == PageStatus::Finish) {
                 handlePage(pageKind, slot.bean->getHtmlCode());
-                slot.download.reset();
                 slot.bean.reset();
                 ++doneCount;
             } else if (slot.bean && slot.bean->status() == PageStatus::Stop) {
                 ++failCount;
-                std::string url = slot.bean->getUrl();
-                slot.download.reset();
-                slot.download = std::make_unique<TThreadDownHtmlCode>(std::move(url), *slot.bean, agent,
-                                                                      gauges_[i], &signal_);
+                slot.download->restart(slot.bean->getUrl(), *slot.bean);
             } else {
                 continue;
             }

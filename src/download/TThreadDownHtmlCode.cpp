@@ -35,16 +35,15 @@ void initCurlOnce() {
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
 
-// One GET on its own easy handle, driven through a private multi handle so that a stop request can
+// One GET on a connection's easy handle, driven through its multi handle so that a stop request can
 // wake the wait for the socket at once instead of at the next progress tick.
 class Fetch {
 public:
-    Fetch(const std::string& url, const THttpAgent& agent, SlotProgress* gauge)
-        : gauge_(gauge), readTimeout_(clampMs(agent.ReadTimeOut + kReadBaseMs)) {
-        initCurlOnce();
-        easy_ = curl_easy_init();
-        multi_ = curl_multi_init();
+    Fetch(CURL* easy, CURLM* multi, const std::string& url, const THttpAgent& agent, SlotProgress* gauge)
+        : easy_(easy), multi_(multi), gauge_(gauge), readTimeout_(clampMs(agent.ReadTimeOut + kReadBaseMs)) {
         errorBuffer_[0] = '\0';
+        // Every option anew; the connections the client holds stay.
+        curl_easy_reset(easy_);
         curl_easy_setopt(easy_, CURLOPT_URL, url.c_str());
         curl_easy_setopt(easy_, CURLOPT_PROTOCOLS_STR, "http,https");
         curl_easy_setopt(easy_, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
@@ -76,11 +75,7 @@ public:
         curl_multi_add_handle(multi_, easy_);
     }
 
-    ~Fetch() {
-        curl_multi_remove_handle(multi_, easy_);
-        curl_easy_cleanup(easy_);
-        curl_multi_cleanup(multi_);
-    }
+    ~Fetch() { curl_multi_remove_handle(multi_, easy_); }
 
     Fetch(const Fetch&) = delete;
     Fetch& operator=(const Fetch&) = delete;
@@ -192,8 +187,8 @@ private:
         return CURL_PREREQFUNC_OK;
     }
 
-    CURL* easy_ = nullptr;
-    CURLM* multi_ = nullptr;
+    CURL* easy_;
+    CURLM* multi_;
     SlotProgress* gauge_;
     long readTimeout_;
     char errorBuffer_[CURL_ERROR_SIZE];
@@ -206,11 +201,37 @@ private:
 
 } // namespace
 
+// The libcurl handles of one download thread, kept from page to page so that the connection to the
+// server (or the proxy) stays open between the pages of a slot.
+class TThreadDownHtmlCode::Connection {
+public:
+    Connection() {
+        initCurlOnce();
+        easy_ = curl_easy_init();
+        multi_ = curl_multi_init();
+    }
+    ~Connection() {
+        curl_easy_cleanup(easy_);
+        curl_multi_cleanup(multi_);
+    }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    bool ready() const { return easy_ && multi_; }
+    CURL* easy() const { return easy_; }
+    CURLM* multi() const { return multi_; }
+
+private:
+    CURL* easy_;
+    CURLM* multi_;
+};
+
 TThreadDownHtmlCode::TThreadDownHtmlCode(std::string url, TDownBean& bean,
                                          std::shared_ptr<const THttpAgent> httpAgent, SlotProgress* gauge,
                                          DownSignal* signal)
-    : url_(std::move(url)), bean_(bean), gauge_(gauge), httpAgent_(std::move(httpAgent)), signal_(signal) {
-    bean_.setStatus(PageStatus::Init);
+    : gauge_(gauge), httpAgent_(std::move(httpAgent)), signal_(signal) {
+    bean.setStatus(PageStatus::Init);
+    pending_ = Job{std::move(url), &bean};
     thread_ = std::jthread([this](std::stop_token stop) { run(stop); });
 }
 
@@ -223,26 +244,56 @@ void TThreadDownHtmlCode::join() {
     if (thread_.joinable()) thread_.join();
 }
 
-void TThreadDownHtmlCode::run(std::stop_token stop) {
-    status_ = PageStatus::Run;
-    std::optional<Failure> failure;
+void TThreadDownHtmlCode::restart(std::string url, TDownBean& bean) {
+    bean.setStatus(PageStatus::Init);
     {
-        Fetch fetch(url_, *httpAgent_, gauge_);
+        std::lock_guard lock(mutex_);
+        pending_ = Job{std::move(url), &bean};
+    }
+    jobReady_.notify_one();
+}
+
+void TThreadDownHtmlCode::run(std::stop_token stop) {
+    Connection connection;
+    for (;;) {
+        Job job;
+        {
+            std::unique_lock lock(mutex_);
+            if (!jobReady_.wait(lock, stop, [this] { return pending_.has_value(); })) return;
+            job = std::move(*pending_);
+            pending_.reset();
+        }
+        download(job, connection, stop);
+        if (stop.stop_requested()) return;
+    }
+}
+
+void TThreadDownHtmlCode::download(const Job& job, Connection& connection, std::stop_token stop) {
+    std::string htmlCode;
+    std::string errorCode;
+    std::string errorInfo;
+    PageStatus status = PageStatus::Run;
+    std::optional<Failure> failure;
+    if (!connection.ready()) {
+        failure = Failure{"CurlError", "libcurl could not make its handles"};
+    } else {
+        Fetch fetch(connection.easy(), connection.multi(), job.url, *httpAgent_, gauge_);
         failure = fetch.perform(stop);
-        if (!failure) htmlCode_ = fetch.takeBody();
+        if (!failure) htmlCode = fetch.takeBody();
     }
     if (failure) {
-        status_ = PageStatus::Stop;
-        errorInfo_ = failure->kind + "-" + failure->message;
-        if (!stop.stop_requested()) errorCode_ = kDownErrorCode;
+        status = PageStatus::Stop;
+        errorInfo = failure->kind + "-" + failure->message;
+        if (!stop.stop_requested()) errorCode = kDownErrorCode;
     } else {
-        status_ = PageStatus::Finish;
+        status = PageStatus::Finish;
     }
-    bean_.setHtmlCode(std::move(htmlCode_));
-    bean_.setErrorCode(std::move(errorCode_));
-    bean_.setErrorInfo(std::move(errorInfo_));
-    bean_.setUrl(url_);
-    bean_.setStatus(status_);
+    TDownBean& bean = *job.bean;
+    bean.setHtmlCode(std::move(htmlCode));
+    bean.setErrorCode(std::move(errorCode));
+    bean.setErrorInfo(std::move(errorInfo));
+    bean.setUrl(job.url);
+    bean.setStatus(status); // last: from here on the bean belongs to its reader again
     if (signal_) signal_->notify();
 }
 

@@ -5,7 +5,10 @@
 #include "TDownBean.h"
 #include "app/THttpAgent.h"
 
+#include <condition_variable>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -14,10 +17,12 @@ namespace vantor {
 // Every request of the program's gathering carries this browser name.
 inline constexpr const char* kUserAgent = "Mozilla/4.0 (compatible; MSIE 6.0; Windows 98; Maxthon)";
 
-// Fetches one page with an HTTP GET on a thread of its own and leaves the result in its bean, whose
-// status is written last. The download starts as soon as the object exists; destroying the object
-// stops a download still in flight and waits for its thread. The bean, the gauge and the signal must
-// outlive the object; the agent is shared read-only.
+// Fetches a page with an HTTP GET on a thread of its own and leaves the result in the bean it was
+// given, whose status is written last. The download starts as soon as the object exists. A slot that
+// has more pages to fetch hands the next one to the same object with restart(): the thread and its
+// connection to the server are then kept instead of being made anew for every page. Destroying the
+// object aborts a download in flight and waits for the thread. Beans, gauge and signal must outlive
+// the object; the agent is shared read-only.
 class TThreadDownHtmlCode {
 public:
     TThreadDownHtmlCode(std::string url, TDownBean& bean, std::shared_ptr<const THttpAgent> httpAgent,
@@ -26,22 +31,30 @@ public:
     TThreadDownHtmlCode(const TThreadDownHtmlCode&) = delete;
     TThreadDownHtmlCode& operator=(const TThreadDownHtmlCode&) = delete;
 
-    // Aborts the transfer; the bean then ends in "stop" with an empty error code.
+    // The next download, once the last one has ended (its bean has left "init"). Sets bean to "init".
+    void restart(std::string url, TDownBean& bean);
+
+    // Aborts the transfer and ends the thread; the bean of a download in flight ends in "stop" with an
+    // empty error code.
     void requestStop() { thread_.request_stop(); }
     void join();
 
 private:
-    void run(std::stop_token stop);
+    struct Job {
+        std::string url;
+        TDownBean* bean;
+    };
+    class Connection;
 
-    std::string htmlCode_;
-    std::string errorCode_;
-    std::string errorInfo_;
-    PageStatus status_ = PageStatus::Init;
-    std::string url_;
-    TDownBean& bean_;
+    void run(std::stop_token stop);
+    void download(const Job& job, Connection& connection, std::stop_token stop);
+
     SlotProgress* gauge_;
     std::shared_ptr<const THttpAgent> httpAgent_;
     DownSignal* signal_;
+    std::mutex mutex_;
+    std::condition_variable_any jobReady_;
+    std::optional<Job> pending_;
     std::jthread thread_; // last: the thread starts when everything else is in place
 };
 

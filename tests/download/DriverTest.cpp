@@ -98,6 +98,17 @@ TEST(Driver, OnePageInOneSlot) {
     EXPECT_EQ(gauges[0].entries().back(), "end");
 }
 
+TEST(Driver, EachSlotFetchesItsPagesOverOneConnection) {
+    HttpServer server(echoPath);
+    auto param = job(server.url("/p"), 1, 12);
+    RecordingCheck check(param, {nullptr, nullptr}, 1, TDownCheck::kPlainMode);
+    check.start();
+    check.wait();
+    EXPECT_EQ(check.pages().size(), 12u);
+    EXPECT_EQ(server.requestCount(), 12u);
+    EXPECT_LE(server.connections(), 2);
+}
+
 TEST(Driver, AJobWithNothingToFetchOnlyFinishes) {
     HttpServer server(echoPath);
     auto param = job(server.url("/list-"), 5, 4);

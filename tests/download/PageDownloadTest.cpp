@@ -236,3 +236,31 @@ TEST(PageDownload, StoppingAbortsTheTransferAndLeavesNoErrorCode) {
     EXPECT_TRUE(HttpServer::waitUntil([&] { return server.hangUps() == 1; }));
     EXPECT_EQ(server.repliesSent(), 0);
 }
+
+TEST(PageDownload, TheNextPageOfASlotKeepsTheThreadAndTheConnection) {
+    HttpServer server([](const HttpRequest& request) {
+        HttpReply reply = HttpReply::page(request.path());
+        reply.lengthByClose = request.path() == "/last-before-close"; // the server ends this connection
+        return reply;
+    });
+    DownSignal signal;
+    TDownBean first;
+    TDownBean second;
+    TDownBean third;
+    TDownBean fourth;
+    TThreadDownHtmlCode download(server.url("/one"), first, quickAgent(), nullptr, &signal);
+    awaitEnd(first, signal);
+    download.restart(server.url("/two"), second);
+    awaitEnd(second, signal);
+    download.restart(server.url("/last-before-close"), third);
+    awaitEnd(third, signal);
+    download.restart(server.url("/four"), fourth);
+    awaitEnd(fourth, signal);
+
+    EXPECT_EQ(first.getHtmlCode(), "/one");
+    EXPECT_EQ(second.getHtmlCode(), "/two");
+    EXPECT_EQ(third.getHtmlCode(), "/last-before-close");
+    EXPECT_EQ(fourth.getHtmlCode(), "/four");
+    EXPECT_EQ(fourth.getUrl(), server.url("/four"));
+    EXPECT_EQ(server.connections(), 2); // a new one only after the server closed the first
+}

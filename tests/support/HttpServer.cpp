@@ -181,6 +181,7 @@ void HttpServer::acceptLoop() {
         setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
         reap(false);
         std::lock_guard lock(mutex_);
+        ++accepted_;
         Connection& connection = connections_.emplace_back();
         connection.thread = std::thread([this, fd, &connection] {
             serve(fd);

@@ -62,6 +62,7 @@ public:
     int maxInFlight() const { return maxInFlight_.load(); } // most requests in hand at one time
     int repliesSent() const { return repliesSent_.load(); } // replies sent to the end
     int hangUps() const { return hangUps_.load(); }         // clients that left during a delay
+    int connections() const { return accepted_.load(); }    // connections accepted
 
     // Polls until condition holds or the limit has passed; returns whether it holds.
     static bool waitUntil(const std::function<bool()>& condition,
@@ -89,6 +90,7 @@ private:
     std::atomic<int> maxInFlight_ = 0;
     std::atomic<int> repliesSent_ = 0;
     std::atomic<int> hangUps_ = 0;
+    std::atomic<int> accepted_ = 0;
     std::thread acceptor_;
 };
 
