@@ -1,0 +1,210 @@
+// Pages per second of a gathering job against a local server, with 1, 4 and 16 slots, next to the curl
+// command line fetching the same addresses with as many parallel transfers.
+//
+//   download_bench [pages]      (default 2000)
+
+#include "download/TDownCheck.h"
+#include "download/TThreadDownHtmlCode.h"
+#include "support/HttpServer.h"
+
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+extern char** environ;
+
+using namespace vantor;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+struct Figures {
+    double seconds = 0;
+    double cpuSeconds = 0;    // the fetching process: driver and download threads, or curl
+    double driverSeconds = 0; // the driver thread alone
+};
+
+double seconds(const timeval& t) {
+    return double(t.tv_sec) + double(t.tv_usec) / 1e6;
+}
+
+double processCpu() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+double threadCpu() {
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) + double(t.tv_nsec) / 1e9;
+}
+
+// A page of the size of a small marketplace list page.
+std::string pageBody() {
+    std::string body = "<html><body>";
+    while (body.size() < 4000)
+        body += "<div class=\"item\"><a "
+                "href=\"http://item.market.test/item.htm?id=1\">\xc9\xcc\xc6\xb7</a></div>\n";
+    return body + "</body></html>";
+}
+
+// The server runs in a child process, so its work counts neither for the driver nor for curl.
+class ServerProcess {
+public:
+    ServerProcess() {
+        int portPipe[2];
+        int lifePipe[2];
+        if (pipe(portPipe) != 0 || pipe(lifePipe) != 0) std::exit(1);
+        pid_ = fork();
+        if (pid_ == 0) {
+            close(portPipe[0]);
+            close(lifePipe[1]);
+            std::string body = pageBody();
+            {
+                test::HttpServer server(
+                    [&](const test::HttpRequest&) { return test::HttpReply::page(body); });
+                std::uint16_t port = server.port();
+                [[maybe_unused]] auto w = write(portPipe[1], &port, sizeof port);
+                char byte;
+                [[maybe_unused]] auto r = read(lifePipe[0], &byte, 1); // returns when the parent ends it
+            }
+            _exit(0);
+        }
+        close(portPipe[1]);
+        close(lifePipe[0]);
+        lifeFd_ = lifePipe[1];
+        if (read(portPipe[0], &port_, sizeof port_) != sizeof port_) std::exit(1);
+        close(portPipe[0]);
+    }
+    ~ServerProcess() {
+        close(lifeFd_);
+        waitpid(pid_, nullptr, 0);
+    }
+    std::string prefix() const { return "http://127.0.0.1:" + std::to_string(port_) + "/list-"; }
+
+private:
+    pid_t pid_ = -1;
+    int lifeFd_ = -1;
+    std::uint16_t port_ = 0;
+};
+
+class CountingCheck : public TDownCheck {
+public:
+    using TDownCheck::TDownCheck;
+    ~CountingCheck() override { stopAndWait(); }
+    std::atomic<long> pages = 0;
+    std::atomic<long> bytes = 0;
+    double driverCpu = 0;
+
+protected:
+    void handlePage(std::int32_t, const std::string& htmlCode) override {
+        ++pages;
+        bytes += long(htmlCode.size());
+    }
+    void handleFinish(std::int32_t) override { driverCpu = threadCpu(); }
+};
+
+Figures runDriver(const std::string& prefix, int pages, int slots) {
+    TDownParamBean param;
+    param.urlPrefix = prefix;
+    param.urlSuffix = ".htm";
+    param.curPage = 1;
+    param.endPage = pages;
+    THttpAgent agent;
+    agent.ConnectTime = 3;
+    param.httpAgent = std::make_shared<const THttpAgent>(agent);
+    CountingCheck check(param, std::vector<SlotProgress*>(size_t(slots), nullptr), 1, TDownCheck::kPlainMode);
+    double cpu = processCpu();
+    auto start = Clock::now();
+    check.start();
+    check.wait();
+    Figures figures;
+    figures.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    figures.cpuSeconds = processCpu() - cpu;
+    figures.driverSeconds = check.driverCpu;
+    if (check.pages != pages || check.getStatus() != "0完成") {
+        std::fprintf(stderr, "driver: %ld of %d pages, status %s\n", check.pages.load(), pages,
+                     std::string(check.getStatus()).c_str());
+        std::exit(1);
+    }
+    return figures;
+}
+
+Figures runCurl(const std::string& prefix, int pages, int slots) {
+    char name[] = "/tmp/vantor-bench-urls-XXXXXX";
+    int fd = mkstemp(name);
+    close(fd);
+    {
+        std::ofstream list(name);
+        for (int page = 1; page <= pages; ++page)
+            list << "url = \"" << prefix << page << ".htm\"\noutput = \"/dev/null\"\n";
+    }
+    std::string parallel = std::to_string(slots);
+    const char* argv[] = {"curl",
+                          "--silent",
+                          "--no-progress-meter",
+                          "--fail",
+                          "--noproxy",
+                          "*",
+                          "--user-agent",
+                          kUserAgent,
+                          "--parallel",
+                          "--parallel-max",
+                          parallel.c_str(),
+                          "--parallel-immediate",
+                          "--config",
+                          name,
+                          nullptr};
+    auto start = Clock::now();
+    pid_t pid;
+    if (posix_spawnp(&pid, "curl", nullptr, nullptr, const_cast<char**>(argv), environ) != 0) {
+        std::fprintf(stderr, "cannot run curl\n");
+        std::exit(1);
+    }
+    int status = 0;
+    rusage usage{};
+    wait4(pid, &status, 0, &usage);
+    Figures figures;
+    figures.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    figures.cpuSeconds = seconds(usage.ru_utime) + seconds(usage.ru_stime);
+    unlink(name);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        std::fprintf(stderr, "curl failed\n");
+        std::exit(1);
+    }
+    return figures;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    int pages = argc > 1 ? std::atoi(argv[1]) : 2000;
+    ServerProcess server;
+    std::string prefix = server.prefix();
+    runDriver(prefix, 50, 4); // warm-up: libcurl's start, the server's first threads
+
+    std::printf("%d pages of %zu bytes from a local server\n\n", pages, pageBody().size());
+    std::printf("slots  driver pages/s  curl pages/s  ratio  ms/page  CPU us/page driver+downloads  "
+                "driver thread  curl\n");
+    for (int slots : {1, 4, 16}) {
+        Figures ours = runDriver(prefix, pages, slots);
+        Figures curl = runCurl(prefix, pages, slots);
+        double ourRate = pages / ours.seconds;
+        double curlRate = pages / curl.seconds;
+        std::printf("%5d  %14.0f  %12.0f  %5.2f  %7.3f  %29.1f  %13.1f  %5.1f\n", slots, ourRate, curlRate,
+                    ourRate / curlRate, 1000.0 * ours.seconds / pages, 1e6 * ours.cpuSeconds / pages,
+                    1e6 * ours.driverSeconds / pages, 1e6 * curl.cpuSeconds / pages);
+    }
+    return 0;
+}
