@@ -87,6 +87,13 @@ TEST_F(PageCrossCheckTest, ShopSearchRowsAndTotalAreTheModelsShops) {
              q.levels = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20};
              return q;
          }()},
+        {"&q=" + percentEncode(gbk("會員")) + "&title=title",
+         [] {
+             ShopQuery q;
+             q.keyword = "會員";
+             q.inName = true;
+             return q;
+         }()},
     };
     for (const auto& search : searches) {
         SCOPED_TRACE(search.params);
@@ -106,7 +113,7 @@ TEST_F(PageCrossCheckTest, ShopSearchRowsAndTotalAreTheModelsShops) {
 }
 
 TEST_F(PageCrossCheckTest, ShopPagesGiveProfileRatingLinkAndUserId) {
-    for (int index : {0, MarketModel::kNoRatingLinkShop, 2, 7, 57, 107, 199, 319}) {
+    for (int index : {0, MarketModel::kNoRatingLinkShop, 2, 7, 57, 107, 157, 199, 319}) {
         const Shop& s = shop(index);
         SCOPED_TRACE(s.nick);
         const TDianBaseInfo parsed = parseShopPage(get(s.webAddress()));

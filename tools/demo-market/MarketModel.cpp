@@ -20,20 +20,23 @@ const std::vector<std::string> kShopHeads = {"小雨", "金牌", "品质", "快�
                                              "老街", "阳光", "缤纷", "唯美", "乐活"};
 const std::vector<std::string> kShopTails = {"旗舰店", "专卖店", "小铺", "精品屋",
                                              "的店",   "工作室", "坊",   "商城"};
-// A few names carry what the pages write as entities (&amp; and the registered sign).
-const std::vector<std::string> kOddShopNames = {"潮流&时尚", "café时光", "注册商标专营"};
+// A few names carry what the pages write as entities (&amp;, &eacute;, the registered sign), and one
+// traditional characters whose second GBK byte looks like ASCII ('|', 'T', 'I').
+const std::vector<std::string> kOddShopNames = {"潮流&时尚", "café时光", "注册商标专营", "東區會員專營"};
 const std::vector<std::string> kNickWords = {"xiaoyu", "tianmi", "lanlan", "mumu", "dudu", "kele", "小雨点",
                                              "甜心",   "阿飞",   "月亮",   "大熊", "tb",   "糖糖", "晴天"};
 const std::vector<std::string> kTitleHeads = {"2011新款", "韩版", "正品", "秋冬", "时尚", "经典",
                                               "原创",     "热卖", "日系", "欧美", "特价", "清仓"};
 const std::vector<std::string> kTitleMiddles = {"修身", "百搭", "加厚", "简约",
                                                 "复古", "精致", "超值", "大码"};
-const std::vector<std::string> kTitleTails = {"包邮",     "特价",         "正品保证", "假一赔十", "送运费险",
-                                              "限时折扣", "注册商标正品", "café风格", "买二送一"};
+const std::vector<std::string> kTitleTails = {"包邮",     "特价",        "正品保证",     "假一赔十",
+                                              "送运费险", "限时折扣",    "注册商标正品", "café风格",
+                                              "买二送一", "港版電腦禮盒"};
 const std::vector<double> kShippingFees = {0, 0, 5, 8, 10, 12, 15, 20};
 const std::vector<std::string> kColours = {"红色", "黑色", "白色", "蓝色", "灰色", "粉色"};
-const std::vector<std::string> kRaterWords = {"快乐的小猪", "雨后彩虹", "冰淇淋", "小小鱼", "风中的叶子",
-                                              "大白兔",     "开心果",   "星空下", "lily",   "coco"};
+const std::vector<std::string> kRaterWords = {"快乐的小猪", "雨后彩虹", "冰淇淋",    "小小鱼",
+                                              "风中的叶子", "大白兔",   "开心果",    "星空下",
+                                              "lily",       "coco",     "運動機器貓"};
 const std::vector<std::string> kGoodComments = {"宝贝收到了，质量很好，和描述的一样",
                                                 "物流很快，包装也不错",
                                                 "性价比高 推荐购买",
