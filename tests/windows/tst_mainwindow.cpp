@@ -1,4 +1,5 @@
 #include "BrowserPane.h"
+#include "ChartPage.h"
 #include "MainWindow.h"
 #include "UserMessages.h"
 #include "VantorApplication.h"
@@ -69,7 +70,7 @@ private slots:
         QVERIFY(dm->isOpen());
         QCOMPARE(window->statusText(), QString("正在优化数据...."));
         QCOMPARE(window->windowTitle(), QString("Vantor专业版"));
-        QCOMPARE(gauges, QList<int>{25});
+        QCOMPARE(gauges, (QList<int>{25, 10, 80, 85}));
     }
 
     void statusBarCarriesTheHintLabel() {
@@ -166,6 +167,7 @@ private slots:
 
 int main(int argc, char** argv) {
     prepareQtEnvironment();
+    charts::registerSaleScheme();
     VantorApplication app(argc, argv);
     MainWindowTest test;
     return QTest::qExec(&test, argc, argv);

@@ -3,6 +3,9 @@
 #include "AboutDialog.h"
 #include "BrowserPane.h"
 #include "TconfigFrm.h"
+#include "TsaleAnalyseFrm.h"
+#include "TsaleCarrentFrm.h"
+#include "TsaleTimeAreaFrm.h"
 #include "UserMessages.h"
 #include "WelcomeWindow.h"
 
@@ -82,13 +85,29 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     welcome_ = new WelcomeWindow;
     display_->addWidget(welcome_);
     gauge(25);
+    saleAnalyse_ = new charts::TsaleAnalyseFrm(dm_, folder_);
+    display_->addWidget(saleAnalyse_);
+    gauge(10);
+    saleTimeArea_ = new charts::TsaleTimeAreaFrm(dm_, folder_);
+    display_->addWidget(saleTimeArea_);
+    gauge(80);
+    saleCarrent_ = new charts::TsaleCarrentFrm(dm_, folder_);
+    display_->addWidget(saleCarrent_);
+    gauge(85);
     buildNavigation();
 }
 
 void MainWindow::buildNavigation() {
     auto help = [this](const char* page) { return [this, page] { showVendorPage(page); }; };
+    auto show = [this](QWidget* window) -> std::function<void()> {
+        if (!window) return {};
+        return [this, window] { showWorkingWindow(window); };
+    };
     const std::vector<NavigationEntry> entries = {
         {"热卖商品排行", "操作帮助", nullptr, "N24", nullptr, help("/topList.jsp")},
+        {"店铺销售分析", "销售分布分析", nullptr, "N25", nullptr, show(saleTimeArea_)},
+        {"店铺销售分析", "销售排行分析", nullptr, "N26", nullptr, show(saleAnalyse_)},
+        {"店铺销售分析", "销售趋势分析", nullptr, "N27", nullptr, show(saleCarrent_)},
         {"店铺销售分析", "操作帮助", nullptr, "N29", nullptr, help("/saleAnalyse.jsp")},
         {"店铺评价分析", "操作帮助", nullptr, "N32", nullptr, help("/rateAnalyse.jsp")},
         {"帮助", "导航页", nullptr, "N13", nullptr, help("/welcome.jsp")},

@@ -62,6 +62,9 @@ private:
     BrowserPane* ad_;
     QLabel* statusText_;
     WelcomeWindow* welcome_ = nullptr;
+    QWidget* saleAnalyse_ = nullptr;
+    QWidget* saleTimeArea_ = nullptr;
+    QWidget* saleCarrent_ = nullptr;
 };
 
 } // namespace vantor

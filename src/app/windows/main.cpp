@@ -1,3 +1,4 @@
+#include "ChartPage.h"
 #include "MainWindow.h"
 #include "ScreenCheck.h"
 #include "SplashWindow.h"
@@ -40,6 +41,7 @@ int screenshotAndQuit(MainWindow& window, const QString& file) {
 
 int main(int argc, char** argv) {
     prepareQtEnvironment();
+    charts::registerSaleScheme();
     VantorApplication app(argc, argv);
 
     QCommandLineParser options;

@@ -1,0 +1,50 @@
+#include "ChartPage.h"
+
+#include <QTimer>
+#include <QWebEngineProfile>
+#include <QWebEngineUrlRequestJob>
+#include <QWebEngineUrlScheme>
+#include <QWebEngineUrlSchemeHandler>
+
+namespace vantor::charts {
+
+namespace {
+
+constexpr const char* kSaleScheme = "sale";
+
+// Navigation to a list link is cancelled before it gets here; a request that still comes (a link
+// the page fetches as a resource) has nothing to load.
+class SaleSchemeHandler : public QWebEngineUrlSchemeHandler {
+public:
+    using QWebEngineUrlSchemeHandler::QWebEngineUrlSchemeHandler;
+    void requestStarted(QWebEngineUrlRequestJob* job) override {
+        job->fail(QWebEngineUrlRequestJob::RequestDenied);
+    }
+};
+
+} // namespace
+
+void registerSaleScheme() {
+    QWebEngineUrlScheme scheme(kSaleScheme);
+    scheme.setSyntax(QWebEngineUrlScheme::Syntax::Host);
+    scheme.setFlags(QWebEngineUrlScheme::LocalScheme | QWebEngineUrlScheme::LocalAccessAllowed);
+    QWebEngineUrlScheme::registerScheme(scheme);
+}
+
+ChartPage::ChartPage(const SalesAnalysis& analysis, std::function<void(const ListLink&)> exportList,
+                     QObject* parent)
+    : QWebEnginePage(parent), analysis_(analysis), exportList_(std::move(exportList)) {
+    QWebEngineProfile* profile = this->profile();
+    if (!profile->urlSchemeHandler(kSaleScheme))
+        profile->installUrlSchemeHandler(kSaleScheme, new SaleSchemeHandler(profile));
+}
+
+bool ChartPage::acceptNavigationRequest(const QUrl& url, NavigationType, bool) {
+    const ListLink* link = analysis_.linkFor(url.toString().toStdString());
+    if (!link) return true;
+    // The save dialog is modal: open it once the browser has its answer, not inside its callback.
+    QTimer::singleShot(0, this, [this, link] { exportList_(*link); });
+    return false;
+}
+
+} // namespace vantor::charts

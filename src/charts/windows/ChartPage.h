@@ -1,0 +1,31 @@
+#pragma once
+
+#include "charts/SalesAnalysis.h"
+
+#include <QWebEnginePage>
+
+#include <functional>
+
+namespace vantor::charts {
+
+// Registers the scheme of the pages' list links. It must run before the application object exists,
+// or the browser treats "sale://…" as an unknown address and never asks before following it.
+void registerSaleScheme();
+
+// The page of an analysis window: an address that carries one of the window's list markers is not
+// followed; the list is handed to the window instead.
+class ChartPage : public QWebEnginePage {
+    Q_OBJECT
+public:
+    ChartPage(const SalesAnalysis& analysis, std::function<void(const ListLink&)> exportList,
+              QObject* parent = nullptr);
+
+protected:
+    bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool isMainFrame) override;
+
+private:
+    const SalesAnalysis& analysis_;
+    std::function<void(const ListLink&)> exportList_;
+};
+
+} // namespace vantor::charts

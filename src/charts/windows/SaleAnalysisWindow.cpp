@@ -1,0 +1,127 @@
+#include "SaleAnalysisWindow.h"
+
+#include "ChartPage.h"
+#include "UserMessages.h"
+
+#include <QComboBox>
+#include <QDateEdit>
+#include <QFileDialog>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <QWebEngineView>
+
+namespace vantor::charts {
+
+namespace {
+
+constexpr const char* kDateFormat = "yyyy-MM-dd";
+
+// Messages become message boxes; the page itself shows what was written.
+class WindowObserver : public AnalysisObserver {
+public:
+    explicit WindowObserver(QWidget* window) : window_(window) {}
+    void showMessage(const std::string& text) override { UserMessages::show(window_, text); }
+    void documentWritten(const std::filesystem::path&) override {}
+
+private:
+    QWidget* window_;
+};
+
+QDateEdit* dateEdit(const std::string& text, const char* name) {
+    auto* edit = new QDateEdit(QDate::fromString(QString::fromStdString(text), kDateFormat));
+    edit->setObjectName(name);
+    edit->setDisplayFormat(kDateFormat);
+    edit->setCalendarPopup(true);
+    return edit;
+}
+
+} // namespace
+
+SaleAnalysisWindow::SaleAnalysisWindow(const SalesAnalysis& analysis, db::TDM& dm, const DataFolder& folder,
+                                       QWidget* parent)
+    : QWidget(parent), analysis_(analysis), dm_(dm), gallery_(folder) {
+    setWindowTitle(QString::fromUtf8(analysis.caption.data(), qsizetype(analysis.caption.size())));
+
+    DateRange range = defaultDateRange(DateTime::now());
+    dianmingList = new QComboBox;
+    dianmingList->setObjectName("dianmingList");
+    dianmingList->setMinimumWidth(220);
+    date1 = dateEdit(range.from, "date1");
+    date2 = dateEdit(range.to, "date2");
+    refresh = new QPushButton("刷新列表");
+    refresh->setObjectName("refresh");
+    bsSkinButton1 = new QPushButton("分析");
+    bsSkinButton1->setObjectName("bsSkinButton1");
+    helpButton = new QPushButton("操作帮助");
+    helpButton->setObjectName("helpButton");
+    web1 = new QWebEngineView;
+    web1->setObjectName("web1");
+    web1->setPage(new ChartPage(
+        analysis_, [this](const ListLink& link) { exportList(link); }, web1));
+
+    if (!analysis_.links.empty()) {
+        saveDlg = new QFileDialog(this, "导出");
+        saveDlg->setObjectName("saveDlg");
+        saveDlg->setAcceptMode(QFileDialog::AcceptSave);
+        saveDlg->setNameFilter("XML 文件 (*.xml)");
+        saveDlg->setDefaultSuffix("xml");
+        saveDlg->setOption(QFileDialog::DontConfirmOverwrite); // the export replaces a file of that name
+    }
+
+    auto* controls = new QHBoxLayout;
+    controls->addWidget(new QLabel("店铺名："));
+    controls->addWidget(dianmingList);
+    controls->addWidget(refresh);
+    controls->addSpacing(12);
+    controls->addWidget(new QLabel("分析日期："));
+    controls->addWidget(date1);
+    controls->addWidget(new QLabel("到"));
+    controls->addWidget(date2);
+    controls->addSpacing(12);
+    controls->addWidget(bsSkinButton1);
+    controls->addWidget(helpButton);
+    controls->addStretch();
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(4, 4, 4, 4);
+    layout->addLayout(controls);
+    layout->addWidget(web1, 1);
+
+    connect(refresh, &QPushButton::clicked, this, &SaleAnalysisWindow::refreshClick);
+    connect(bsSkinButton1, &QPushButton::clicked, this, &SaleAnalysisWindow::bsSkinButton1Click);
+
+    refreshClick();
+}
+
+void SaleAnalysisWindow::refreshClick() {
+    shopIds_.clear();
+    dianmingList->clear();
+    for (const ShopChoice& shop : loadShopList(dm_.cn1())) {
+        dianmingList->addItem(QString::fromStdString(shop.name));
+        shopIds_.push_back(shop.id);
+    }
+    if (dianmingList->count() > 0) dianmingList->setCurrentIndex(0);
+}
+
+void SaleAnalysisWindow::bsSkinButton1Click() {
+    std::optional<AnalysisRequest> request;
+    if (int index = dianmingList->currentIndex(); index >= 0)
+        request = AnalysisRequest{shopIds_[size_t(index)], dianmingList->currentText().toStdString(),
+                                  date1->text().toStdString(), date2->text().toStdString()};
+    WindowObserver observer(this);
+    if (runAnalysis(dm_.cn1(), gallery_, analysis_, request, observer).outcome != AnalysisOutcome::Written)
+        return;
+    web1->load(QUrl::fromLocalFile(QString::fromStdString(gallery_.page(analysis_.page).string())));
+    emit chartsWritten();
+}
+
+void SaleAnalysisWindow::exportList(const ListLink& link) {
+    saveDlg->selectFile(QString::fromUtf8(link.listFile.data(), qsizetype(link.listFile.size())));
+    if (saveDlg->exec() != QDialog::Accepted || saveDlg->selectedFiles().isEmpty()) return;
+    WindowObserver observer(this);
+    exportListDocument(gallery_, link, saveDlg->selectedFiles().first().toStdString(), observer);
+}
+
+} // namespace vantor::charts

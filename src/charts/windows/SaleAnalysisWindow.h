@@ -1,0 +1,56 @@
+#pragma once
+
+#include "app/DataFolder.h"
+#include "charts/Gallery.h"
+#include "charts/SalesAnalysis.h"
+#include "db/TDM.h"
+
+#include <QWidget>
+
+#include <vector>
+
+class QComboBox;
+class QDateEdit;
+class QFileDialog;
+class QPushButton;
+class QWebEngineView;
+
+namespace vantor::charts {
+
+// What the three sales analysis windows share: the shop list, the date range, "分析", the chart
+// page and the export of the page's list links. The work is the core's; the window only asks it.
+class SaleAnalysisWindow : public QWidget {
+    Q_OBJECT
+public:
+    SaleAnalysisWindow(const SalesAnalysis& analysis, db::TDM& dm, const DataFolder& folder,
+                       QWidget* parent = nullptr);
+
+    void refreshClick();
+    void bsSkinButton1Click();
+
+    const SalesAnalysis& analysis() const { return analysis_; }
+    const Gallery& gallery() const { return gallery_; }
+
+    QComboBox* dianmingList;
+    QDateEdit* date1;
+    QDateEdit* date2;
+    QPushButton* refresh;
+    QPushButton* bsSkinButton1;
+    QPushButton* helpButton;
+    QWebEngineView* web1;
+    QFileDialog* saveDlg = nullptr; // only where the page has list links
+
+signals:
+    // The window's page is being loaded after a run wrote its documents.
+    void chartsWritten();
+
+private:
+    void exportList(const ListLink& link);
+
+    const SalesAnalysis& analysis_;
+    db::TDM& dm_;
+    Gallery gallery_;
+    std::vector<std::int64_t> shopIds_; // entry k of dianmingList is shop shopIds_[k]
+};
+
+} // namespace vantor::charts
