@@ -1,0 +1,173 @@
+#include "GbkText.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <iconv.h>
+#include <stdexcept>
+
+namespace vantor {
+namespace {
+
+char lowerAsciiLetter(char c) {
+    return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
+}
+
+enum class Source { Utf8, Gb18030, Utf32 };
+
+// How many source bytes to pass over after a character that cannot be converted.
+size_t characterLength(Source source, const char* at, size_t left) {
+    const auto lead = static_cast<unsigned char>(*at);
+    size_t length = 1;
+    switch (source) {
+    case Source::Utf8:
+        length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
+        break;
+    case Source::Gb18030:
+        length = lead >= 0x81 ? 2 : 1;
+        break;
+    case Source::Utf32:
+        length = 4;
+        break;
+    }
+    return std::min(length, left);
+}
+
+// One conversion with iconv. A character the target cannot hold, or a broken sequence in the source,
+// becomes '?' and the conversion goes on after it.
+std::string convert(const char* to, const char* from, Source source, std::string_view text) {
+    iconv_t cd = iconv_open(to, from);
+    if (cd == iconv_t(-1))
+        throw std::runtime_error(std::string("iconv cannot convert from ") + from + " to " + to);
+    std::string out;
+    out.reserve(text.size() * 2);
+    char buffer[512];
+    char* in = const_cast<char*>(text.data());
+    size_t inLeft = text.size();
+    while (inLeft > 0) {
+        char* outPtr = buffer;
+        size_t outLeft = sizeof buffer;
+        const size_t rc = iconv(cd, &in, &inLeft, &outPtr, &outLeft);
+        out.append(buffer, outPtr);
+        if (rc == size_t(-1) && errno != E2BIG) {
+            const size_t skip = characterLength(source, in, inLeft);
+            out.push_back('?');
+            in += skip;
+            inLeft -= skip;
+        }
+    }
+    iconv_close(cd);
+    return out;
+}
+
+} // namespace
+
+void lowerAsciiInPlace(std::string& text) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    char* bytes = text.data();
+    const size_t n = text.size();
+    size_t i = 0;
+    while (i < n) {
+        // Pages are mostly ASCII markup: eight bytes without a high bit are lowered at once. Each byte
+        // is below 0x80, so adding to it never carries into its neighbour.
+        if (i + 8 <= n) {
+            std::uint64_t word;
+            std::memcpy(&word, bytes + i, 8);
+            if ((word & kHighBits) == 0) {
+                const std::uint64_t atLeastA = word + (0x80 - 'A') * kOnes;
+                const std::uint64_t pastZ = word + (0x80 - 'Z' - 1) * kOnes;
+                word |= (atLeastA & ~pastZ & kHighBits) >> 2;
+                std::memcpy(bytes + i, &word, 8);
+                i += 8;
+                continue;
+            }
+        }
+        if (isGbkLead(static_cast<unsigned char>(bytes[i]))) {
+            i += 2;
+        } else {
+            bytes[i] = lowerAsciiLetter(bytes[i]);
+            ++i;
+        }
+    }
+}
+
+std::string lowerAscii(std::string_view text) {
+    std::string out(text);
+    lowerAsciiInPlace(out);
+    return out;
+}
+
+std::string lowerPattern(std::string_view pattern) {
+    std::string out;
+    out.reserve(pattern.size());
+    for (size_t i = 0; i < pattern.size(); ++i) {
+        const char c = pattern[i];
+        if (c == '\\' && i + 1 < pattern.size()) {
+            const char escape = pattern[++i];
+            out += c;
+            out += escape;
+            if ((escape == 'p' || escape == 'P') && i + 1 < pattern.size() && pattern[i + 1] == '{') {
+                const size_t close = pattern.find('}', i);
+                const size_t stop = close == std::string_view::npos ? pattern.size() - 1 : close;
+                out.append(pattern.substr(i + 1, stop - i));
+                i = stop;
+            }
+        } else if (isGbkLead(static_cast<unsigned char>(c)) && i + 1 < pattern.size()) {
+            out += c;
+            out += pattern[++i];
+        } else {
+            out += lowerAsciiLetter(c);
+        }
+    }
+    return out;
+}
+
+std::string gbkExpression(std::string_view utf8) {
+    static const char hex[] = "0123456789abcdef";
+    const auto escape = [](std::string& out, unsigned char byte) {
+        out += "\\x";
+        out += hex[byte >> 4];
+        out += hex[byte & 15];
+    };
+    const std::string bytes = toGbk(utf8);
+    std::string out;
+    out.reserve(bytes.size() * 2);
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(bytes[i]);
+        if (isGbkLead(byte) && i + 1 < bytes.size()) {
+            escape(out, byte);
+            escape(out, static_cast<unsigned char>(bytes[++i]));
+        } else if (byte >= 0x80) {
+            escape(out, byte);
+        } else {
+            out += char(byte);
+        }
+    }
+    return out;
+}
+
+std::string toGbk(std::string_view utf8) {
+    return convert("GBK", "UTF-8", Source::Utf8, utf8);
+}
+
+// GB18030 is a superset of GBK, so every page byte sequence that GBK allows decodes.
+std::string gbkToUtf8(std::string_view gbk) {
+    return convert("UTF-8", "GB18030", Source::Gb18030, gbk);
+}
+
+std::string codePointToGbk(char32_t codePoint) {
+    const char bytes[4] = {char(codePoint & 0xFF), char((codePoint >> 8) & 0xFF),
+                           char((codePoint >> 16) & 0xFF), char((codePoint >> 24) & 0xFF)};
+    return convert("GBK", "UTF-32LE", Source::Utf32, std::string_view(bytes, 4));
+}
+
+std::string firstChars(std::string_view gbk, std::size_t count) {
+    size_t end = 0;
+    for (size_t chars = 0; chars < count && end < gbk.size(); ++chars)
+        end += isGbkLead(static_cast<unsigned char>(gbk[end])) && end + 1 < gbk.size() ? 2 : 1;
+    return std::string(gbk.substr(0, end));
+}
+
+} // namespace vantor

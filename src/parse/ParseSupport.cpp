@@ -1,0 +1,119 @@
+#include "ParseSupport.h"
+
+#include "ExpressionCache.h"
+#include "GbkText.h"
+#include "TParseException.h"
+#include "base/TextNumbers.h"
+
+#include <charconv>
+
+namespace vantor::detail {
+namespace {
+
+struct EntityPass {
+    const char* pattern;
+    const char* replacement; // UTF-8; converted to GBK once
+};
+
+// Order matters: "&amp;" is decoded after "&lt;" and "&gt;" but before the others, so "&amp;quot;"
+// ends as a quote while "&amp;lt;" stays the text "&lt;".
+constexpr EntityPass kEntityPasses[] = {
+    {"&lt;", "<"},     {"&gt;", ">"},      {"&amp;", "&"},      {"&quot;", "\""},
+    {"&reg;", "注册"}, {"&copy;", "版权"}, {"&trade;", "商标"}, {"&ensp;", " "},
+    {"&emsp;", " "},   {"&eacute;", "é"},  {"&nbsp;", " "},     {"&\\W+;", "\\*"},
+};
+
+std::string_view trimBlanks(std::string_view text) {
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
+        text.remove_prefix(1);
+    while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
+        text.remove_suffix(1);
+    return text;
+}
+
+} // namespace
+
+std::shared_ptr<const Regex> compiled(Expression which) {
+    return ExpressionCache::get(expression(which));
+}
+
+std::shared_ptr<const Regex> compiled(std::string_view pattern) {
+    return ExpressionCache::get(pattern);
+}
+
+void decodeEntityPasses(std::string& text) {
+    static const auto replacements = [] {
+        std::vector<std::string> gbk;
+        for (const EntityPass& pass : kEntityPasses)
+            gbk.push_back(toGbk(pass.replacement));
+        return gbk;
+    }();
+    // Every entity starts with '&': a page without one is left as it is.
+    if (text.find('&') == std::string::npos) return;
+    for (size_t i = 0; i < std::size(kEntityPasses); ++i)
+        text = compiled(kEntityPasses[i].pattern)->replaceAll(text, replacements[i]);
+}
+
+std::string cleanPage(std::string_view page, std::initializer_list<Expression> erased, bool decodeEntities) {
+    std::string text = lowerAscii(page);
+    for (Expression which : erased)
+        text = compiled(which)->replaceAll(text, "");
+    if (decodeEntities) decodeEntityPasses(text);
+    return text;
+}
+
+std::string standardCleanup(std::string_view page) {
+    return cleanPage(page, {Expression::LineBreak, Expression::WhitespaceRun}, true);
+}
+
+std::optional<Match> firstMatch(std::string_view subject, Expression which) {
+    return compiled(which)->firstMatch(subject);
+}
+
+std::string firstGroup(std::string_view subject, Expression which, int group) {
+    const auto match = firstMatch(subject, which);
+    return match ? match->text(group) : std::string();
+}
+
+std::int32_t intField(std::string_view text) {
+    if (const auto value = parseInt32(trimBlanks(text))) return *value;
+    throw TParseException("“" + gbkToUtf8(text) + "”不是有效的整数！");
+}
+
+double numberField(std::string_view text) {
+    std::string_view digits = trimBlanks(text);
+    if (!digits.empty() && digits.front() == '+') digits.remove_prefix(1);
+    // from_chars would also take "inf" and "nan", which no page means as a number.
+    const bool plain =
+        !digits.empty() && digits.find_first_not_of("0123456789.-eE") == std::string_view::npos;
+    double value = 0;
+    if (plain) {
+        const auto [end, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+        if (ec == std::errc() && end == digits.data() + digits.size()) return value;
+    }
+    throw TParseException("“" + gbkToUtf8(text) + "”不是有效的数字！");
+}
+
+RecordList<TItemInfo> readItemRows(std::string_view cleanedPage, const Regex& row,
+                                   const ItemRowGroups& groups) {
+    const auto spanOpen = compiled(Expression::SpanOpen);
+    const auto spanClose = compiled(Expression::SpanClose);
+    return collectRows<TItemInfo>(row, cleanedPage, [&](const Match& match, RecordList<TItemInfo>& list) {
+        const auto field = [&](int group) { return group > 0 ? match.text(group) : std::string(); };
+        TItemInfo item;
+        item.itemUrl = field(groups.itemUrl);
+        item.itemTitle = spanClose->replaceAll(spanOpen->replaceAll(field(groups.itemTitle), ""), "");
+        item.place = field(groups.place);
+        item.shipping = field(groups.shipping);
+        item.price = field(groups.price);
+        item.dianzhu = field(groups.dianzhu);
+        item.cell22 = field(groups.cell22);
+        item.cell23 = field(groups.cell23);
+        // An empty cell means nothing to pay, and the lists show it as 0.
+        if (item.shipping.empty()) item.shipping.push_back('0');
+        if (item.price.empty()) item.price.push_back('0');
+        list.add(std::move(item));
+    });
+}
+
+} // namespace vantor::detail

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace vantor {
+
+// A page that cannot be read as the program expects: the message is the text shown to the user.
+class TParseException : public std::runtime_error {
+public:
+    explicit TParseException(const std::string& message) : std::runtime_error(message) {}
+};
+
+} // namespace vantor
