@@ -16,6 +16,8 @@ packages=(
   tinyproxy curl
   # chart page tests: the gallery pages in headless Chromium
   chromium
+  # parser fuzz targets: libFuzzer with clang
+  clang libclang-rt-14-dev
 )
 
 missing=()

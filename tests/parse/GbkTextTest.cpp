@@ -1,0 +1,91 @@
+#include "parse/GbkText.h"
+#include "parse/Regex.h"
+#include "parse/TParseException.h"
+#include "parse/fixtures/PageFixtures.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantor;
+using fixtures::gbk;
+
+// 關 門 馬 end in 'P' 'T' 'R', 嘯 in '[', 匽 in ']', 乗 in '\\', 億 in '|'.
+const char* const kTrickyChars = "關門馬嘯匽乗億";
+
+TEST(GbkText, LowerCasingTouchesAsciiLettersOnly) {
+    const std::string text = gbk(std::string("ABC<DIV>") + kTrickyChars + "XyZ");
+    const std::string lowered = lowerAscii(text);
+    EXPECT_EQ(lowered, gbk(std::string("abc<div>") + kTrickyChars + "xyz"));
+    // The second byte of 關 is an upper-case 'P' and must stay one.
+    ASSERT_EQ(gbk("關"), "\xEA\x50");
+    EXPECT_NE(lowered.find("\xEA\x50"), std::string::npos);
+
+    std::string inPlace = text;
+    lowerAsciiInPlace(inPlace);
+    EXPECT_EQ(inPlace, lowered);
+    // A lead byte at the very end has no second byte to protect.
+    EXPECT_EQ(lowerAscii(std::string("A\xEA")), std::string("a\xEA"));
+}
+
+TEST(GbkText, LowerCasingAgreesWithTheByteRuleAtEveryPosition) {
+    // Every ASCII byte at every offset, then the same with a double-byte character straddling the
+    // eight-byte blocks the lowering works in.
+    std::string ascii;
+    for (int shift = 0; shift < 8; ++shift)
+        for (int c = 0; c < 0x80; ++c)
+            ascii += char((c + shift) % 0x80);
+    std::string expected = ascii;
+    for (char& c : expected)
+        if (c >= 'A' && c <= 'Z') c = char(c + 32);
+    EXPECT_EQ(lowerAscii(ascii), expected);
+    for (size_t at = 0; at < 16; ++at) {
+        std::string text = "ABCDEFGHIJKLMNOPQRSTUVWX";
+        text.insert(at, "\xEA\x50"); // 關, second byte 'P'
+        std::string lowered = "abcdefghijklmnopqrstuvwx";
+        lowered.insert(at, "\xEA\x50");
+        EXPECT_EQ(lowerAscii(text), lowered) << at;
+    }
+}
+
+TEST(GbkText, PatternLettersAreLoweredButEscapesKeepTheirMeaning) {
+    EXPECT_EQ(lowerPattern(R"(<DIV\sCLASS="X">\W+\S\D\B\p{Lu}\P{Ll}[A-Z])"),
+              R"(<div\sclass="x">\W+\S\D\B\p{Lu}\P{Ll}[a-z])");
+    EXPECT_EQ(lowerPattern(R"(\\A)"), R"(\\a)"); // an escaped backslash, then a literal letter
+    EXPECT_EQ(lowerPattern(gbk("<B>關</B>")), gbk("<b>關</b>"));
+}
+
+TEST(GbkText, ExpressionsEscapeEveryDoubleByteCharacter) {
+    EXPECT_EQ(gbkExpression("<A>啊嘯"), "<A>\\xb0\\xa1\\x87\\x5b");
+    // Raw, the second byte of 嘯 opens a character class that never closes.
+    try {
+        Regex raw(gbk("嘯"));
+        FAIL() << "a raw '[' second byte compiled";
+    } catch (const TParseException& e) {
+        EXPECT_EQ(std::string(e.what()).rfind("正则表达式编译出错：", 0), 0u) << e.what();
+    }
+    // Over bytes a quantifier binds to the last byte only, so a repeated character needs a group.
+    const Regex escaped(gbkExpression("(?:嘯)+億"));
+    const std::string subject = gbk("x嘯嘯億y");
+    const auto match = escaped.firstMatch(subject);
+    ASSERT_TRUE(match);
+    EXPECT_EQ(match->group(0), gbk("嘯嘯億"));
+}
+
+TEST(GbkText, ConversionsMarkWhatTheTargetCannotHold) {
+    EXPECT_EQ(toGbk("店铺 A"), gbk("店铺 A"));
+    EXPECT_EQ(gbkToUtf8(gbk("店铺關")), "店铺關");
+    EXPECT_EQ(toGbk("a😀b"), "a?b");                   // one mark for the whole character
+    EXPECT_EQ(gbkToUtf8(std::string("a\x81")), "a?"); // a lead byte cut off at the end
+    EXPECT_EQ(codePointToGbk(21152), gbk("加"));
+    EXPECT_EQ(codePointToGbk(65), "A");
+    EXPECT_EQ(codePointToGbk(0x1F600), "?");
+    EXPECT_EQ(codePointToGbk(0xD800), "?"); // a surrogate is no character
+}
+
+TEST(GbkText, FirstCharsCountsDoubleByteCharactersOnce) {
+    EXPECT_EQ(firstChars(gbk("4.8分以上"), 5), gbk("4.8分以"));
+    EXPECT_EQ(firstChars(gbk("4.8分以上"), 6), gbk("4.8分以上"));
+    EXPECT_EQ(firstChars("4.83333", 6), "4.8333");
+    EXPECT_EQ(firstChars("4.8", 6), "4.8");
+    EXPECT_EQ(firstChars("", 6), "");
+    EXPECT_EQ(firstChars(std::string("ab\xB0"), 6), std::string("ab\xB0"));
+}

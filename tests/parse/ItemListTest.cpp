@@ -1,0 +1,150 @@
+#include "parse/Expressions.h"
+#include "parse/ItemSearchParser.h"
+#include "parse/ShopPageParser.h"
+#include "parse/THTMLTools.h"
+#include "parse/TParseHtml.h"
+#include "parse/fixtures/PageFixtures.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantor;
+using fixtures::gbk;
+
+TEST(FullRowItemList, MapsTheTwentyThreeGroups) {
+    std::vector<fixtures::FullRow> rows{fixtures::sampleFullRow(0), fixtures::sampleFullRow(1)};
+    rows[1].cells[4] = "江苏<BR>苏州"; // group 7; this page kind breaks lines with <br>
+    rows[1].cells[13] = "";            // group 16, the price
+    rows[1].cells[14] = "";            // group 17, the shipping
+    rows[1].title = "關門<SPAN class=\"H\">钱包</SPAN>&amp;皮夹";
+    const auto list =
+        THTMLTools::parseItemList(fixtures::fullRowListPage(rows), fixtures::fullRowExpression());
+
+    ASSERT_EQ(list.size(), 2u);
+    const TItemInfo& first = list.record(0);
+    EXPECT_EQ(list.text(0), "0");
+    EXPECT_EQ(first.itemUrl, "http://item.taobao.com/item.htm?id=60001");
+    EXPECT_EQ(first.itemTitle, gbk("真皮钱包男款"));
+    EXPECT_EQ(first.place, "c7");
+    EXPECT_EQ(first.price, "c16");
+    EXPECT_EQ(first.shipping, "c17");
+    EXPECT_EQ(first.dianzhu, "c20");
+    EXPECT_EQ(first.cell22, "c22");
+    EXPECT_EQ(first.cell23, "c23");
+    EXPECT_EQ(first.reserved, "");
+
+    const TItemInfo& second = list.record(1);
+    EXPECT_EQ(list.text(1), "1");
+    EXPECT_EQ(second.itemTitle, gbk("關門钱包&皮夹"));
+    EXPECT_EQ(second.place, gbk("江苏苏州"));
+    EXPECT_EQ(second.price, "0");
+    EXPECT_EQ(second.shipping, "0");
+}
+
+TEST(FullRowItemList, ASelfClosedBreakIsNotRemovedThere) {
+    std::vector<fixtures::FullRow> rows{fixtures::sampleFullRow(0), fixtures::sampleFullRow(1)};
+    rows[0].cells[0] = "a<BR/>b";
+    const auto list =
+        THTMLTools::parseItemList(fixtures::fullRowListPage(rows), fixtures::fullRowExpression());
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list.record(0).itemUrl, "http://item.taobao.com/item.htm?id=60002");
+}
+
+TEST(ItemLists, AnExpressionThatMatchesNothingGivesAnEmptyList) {
+    const std::string page = fixtures::itemSearchPage({fixtures::sampleItemSearchRow(0)});
+    EXPECT_TRUE(THTMLTools::parseItemList(page, fixtures::fullRowExpression()).empty());
+    EXPECT_TRUE(TParseHtml::parseItemListShort(page, "<nothing>(a)").empty());
+}
+
+TEST(ShortRowItemList, MapsTheFifteenGroups) {
+    std::vector<fixtures::ItemSearchRow> rows{fixtures::sampleItemSearchRow(0),
+                                              fixtures::sampleItemSearchRow(1)};
+    rows[1].place = "上海";
+    rows[1].seller = "Tea&amp;Cup關";
+    const auto list =
+        TParseHtml::parseItemListShort(fixtures::itemSearchPage(rows), expression(Expression::ItemSearchRow));
+
+    ASSERT_EQ(list.size(), 2u);
+    const TItemInfo& first = list.record(0);
+    EXPECT_EQ(first.itemUrl, "http://item.taobao.com/item.htm?id=400001");
+    EXPECT_EQ(first.itemTitle, gbk("韩版连衣裙春装新款1")); // the highlight span is gone, the word stays
+    EXPECT_EQ(first.place, gbk("浙江 杭州"));
+    EXPECT_EQ(first.price, "80.00");
+    EXPECT_EQ(first.shipping, "10.00");
+    EXPECT_EQ(first.dianzhu, "seller1");
+    EXPECT_EQ(first.cell22, "");
+    EXPECT_EQ(first.cell23, "");
+
+    const TItemInfo& second = list.record(1);
+    EXPECT_EQ(second.place, gbk("上海"));
+    EXPECT_EQ(second.dianzhu, gbk("tea&cup關"));
+    EXPECT_EQ(second.price, "81.00");
+}
+
+TEST(ShortRowItemList, TheRowExpressionIsLowerCasedForTheLowerCasedPage) {
+    const std::string page = gbk("<UL>\n  <LI class=\"X\"><A href=\"U\">Title</A>\n</UL>");
+    const auto list = TParseHtml::parseItemListShort(
+        page, "<LI\\sCLASS=\"X\"><A\\sHREF=\"([^\"]+)\">([^<]+)</A>()()()()()()()()()()()()()");
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list.record(0).itemUrl, "u");
+    EXPECT_EQ(list.record(0).itemTitle, "title");
+    EXPECT_EQ(list.record(0).price, "0");
+    EXPECT_EQ(list.record(0).shipping, "0");
+}
+
+TEST(ItemSearch, RowsAndTheSoldCountAndTheTotal) {
+    std::vector<fixtures::ItemSearchRow> rows;
+    for (int i = 0; i < 3; ++i)
+        rows.push_back(fixtures::sampleItemSearchRow(i));
+    const std::string page = fixtures::itemSearchPage(rows, "1234");
+    const auto list = parseItemSearchList(page);
+    ASSERT_EQ(list.size(), 3u);
+    for (size_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(list.text(i), std::to_string(i));
+        EXPECT_EQ(list.record(i).cell22, std::to_string(500 - int(i))); // 最近售出
+        EXPECT_EQ(list.record(i).dianzhu, "seller" + std::to_string(i + 1));
+    }
+    EXPECT_EQ(list.record(2).price, "82.00");
+    EXPECT_EQ(list.record(2).shipping, "10.00");
+    EXPECT_EQ(parseItemSearchTotal(page), 1234);
+    EXPECT_EQ(parseItemSearchTotal(gbk("<DIV class=\"x\">没有找到相关宝贝</DIV>")), 0);
+}
+
+TEST(ShopItemList, RowsCarryTheHiddenIdsAndNoShipping) {
+    std::vector<fixtures::ShopItemRow> rows{fixtures::sampleShopItemRow(0), fixtures::sampleShopItemRow(1)};
+    rows[0].title = "纯棉<SPAN class=\"h\">T恤</SPAN>  男款";
+    const auto list = parseShopItemList(fixtures::shopItemListPage(rows));
+    ASSERT_EQ(list.size(), 2u);
+    const TItemInfo& first = list.record(0);
+    EXPECT_EQ(first.itemUrl, "http://item.taobao.com/item.htm?id=50001");
+    EXPECT_EQ(first.itemTitle, gbk("纯棉t恤男款"));
+    EXPECT_EQ(first.place, gbk("广东 广州"));
+    EXPECT_EQ(first.price, "30.50");
+    EXPECT_EQ(first.shipping, "0");
+    EXPECT_EQ(first.dianzhu, "cottonshop");
+    EXPECT_EQ(first.cell22, "50001");
+    EXPECT_EQ(first.cell23, "778899");
+    // The second row carries the video markup.
+    EXPECT_EQ(list.record(1).cell22, "50002");
+    EXPECT_EQ(list.record(1).itemTitle, gbk("纯棉t恤 2"));
+}
+
+TEST(ShopItemList, PagingFactsOrDefaults) {
+    const ItemListPaging paging = parseItemListPaging(fixtures::shopItemListPage({}, "1/7", "321"));
+    EXPECT_EQ(paging.pageCount, 7);
+    EXPECT_EQ(paging.total, 321);
+    EXPECT_EQ(paging.formAction, "http://list.taobao.com/browse/search.htm");
+    // The page count reads a one-digit current page only, as the marketplace showed it.
+    EXPECT_EQ(parseItemListPaging(fixtures::shopItemListPage({}, "10/12", "321")).pageCount, 0);
+    const ItemListPaging none = parseItemListPaging(gbk("<P>空</P>"));
+    EXPECT_EQ(none.pageCount, 0);
+    EXPECT_EQ(none.total, 0);
+    EXPECT_EQ(none.formAction, "");
+}
+
+TEST(BracketCount, ReadsTheCountBeforeTheClosingDiv) {
+    EXPECT_EQ(TParseHtml::parseBracketCount(fixtures::shopSearchPage({}, "1234")), 1234);
+    EXPECT_EQ(TParseHtml::parseBracketCount(gbk("<DIV>找到( <BR/>56  )</DIV>")), 56);
+    EXPECT_EQ(TParseHtml::parseBracketCount(gbk("<DIV>找到</DIV>")), 0);
+    // No entity decoding on this page: an encoded blank is not a blank.
+    EXPECT_EQ(TParseHtml::parseBracketCount(gbk("<DIV>(&nbsp;12&nbsp;)</DIV>")), 0);
+}

@@ -1,0 +1,83 @@
+#include "parse/Expressions.h"
+#include "parse/TParseException.h"
+#include "parse/TParseHtml.h"
+#include "parse/fixtures/PageFixtures.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantor;
+using fixtures::gbk;
+
+namespace {
+RecordList<TRateInfo> parse(const std::vector<fixtures::RateRow>& rows) {
+    return TParseHtml::parseRateList(fixtures::ratePage(rows), expression(Expression::RatingRow));
+}
+} // namespace
+
+TEST(RateList, EveryFieldOfALinkedRater) {
+    fixtures::RateRow row = fixtures::sampleRateRow(1);
+    row.noEffect = true;
+    row.script = true;
+    row.raterBadge = true;
+    row.pj = "中评";
+    const auto list = parse({row});
+    ASSERT_EQ(list.size(), 1u);
+    const TRateInfo& rate = list.record(0);
+    EXPECT_EQ(rate.pj, gbk("中评"));
+    EXPECT_EQ(rate.pjInfo, gbk("质量很好，物流很快 2"));
+    EXPECT_EQ(rate.pjjs, gbk("谢谢亲的支持"));
+    EXPECT_EQ(rate.pjsj, "2010-01-11 10:11:12");
+    EXPECT_EQ(rate.pjName, "&#21152;&#27833;buyer2"); // references are decoded by the save
+    EXPECT_EQ(rate.raterLink, "href=\"http://rate.taobao.com/user-rate-b2.htm\" target=\"_blank\"");
+    EXPECT_EQ(rate.tradeId, "43210002");
+    EXPECT_EQ(rate.itemTitle, gbk("羊毛围巾 2"));
+    EXPECT_DOUBLE_EQ(rate.jg, 41.0);
+    EXPECT_EQ(rate.itemId, "");
+    EXPECT_EQ(list.text(0), "2010-01-11 10:11:12");
+}
+
+TEST(RateList, ARaterWithoutALinkTakesTheNameFromTheOtherGroup) {
+    fixtures::RateRow row = fixtures::sampleRateRow(0);
+    row.raterAttributes = "";
+    row.anonymousName = "b***9（匿名）";
+    const auto list = parse({row});
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list.record(0).pjName, gbk("b***9（匿名）"));
+    EXPECT_EQ(list.record(0).raterLink, "");
+    EXPECT_EQ(list.record(0).pjjs, "");
+}
+
+TEST(RateList, RatingTimesAreNormalisedAndKeepDoubleByteCharacters) {
+    std::vector<fixtures::RateRow> rows{fixtures::sampleRateRow(0), fixtures::sampleRateRow(1),
+                                        fixtures::sampleRateRow(2)};
+    rows[0].date = "[2010.01.12 10:11:12]";
+    rows[1].date = "2010-01-12 10:11:12";
+    rows[2].date = "[2010.02.03 嘯匽關]";
+    const auto list = parse(rows);
+    ASSERT_EQ(list.size(), 3u);
+    EXPECT_EQ(list.record(0).pjsj, "2010-01-12 10:11:12");
+    EXPECT_EQ(list.record(1).pjsj, "2010-01-12 10:11:12");
+    EXPECT_EQ(list.record(2).pjsj, gbk("2010-02-03 嘯匽關")); // '[' and ']' second bytes survive
+    // The list keeps both ratings of the same time.
+    EXPECT_EQ(list.text(0), "2010-01-12 10:11:12");
+    EXPECT_EQ(list.text(1), "2010-01-12 10:11:12");
+    EXPECT_EQ(list.record(1).tradeId, "43210002");
+}
+
+TEST(RateList, APriceThatIsNoNumberLosesTheList) {
+    std::vector<fixtures::RateRow> rows{fixtures::sampleRateRow(0), fixtures::sampleRateRow(1)};
+    rows[1].price = "面议";
+    try {
+        parse(rows);
+        FAIL() << "no exception";
+    } catch (const TParseException& e) {
+        EXPECT_STREQ(e.what(), "“面议”不是有效的数字！");
+    }
+}
+
+TEST(RateList, TheCallersExpressionIsUsedUnchanged) {
+    const std::string page = fixtures::ratePage({fixtures::sampleRateRow(0)});
+    // Upper case in the caller's expression is not lowered, so it cannot match the cleaned page.
+    EXPECT_TRUE(TParseHtml::parseRateList(page, "<TR><TD\\sclass=\"rate\">(x)").empty());
+    EXPECT_TRUE(TParseHtml::parseRateList(gbk("<P>没有评价</P>"), expression(Expression::RatingRow)).empty());
+}

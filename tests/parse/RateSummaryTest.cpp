@@ -1,0 +1,97 @@
+#include "parse/RateSummaryParser.h"
+#include "parse/TParseException.h"
+#include "parse/fixtures/PageFixtures.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantor;
+
+namespace {
+
+// The counters by table (seller, buyer), class (good, neutral, bad) and period 1..4.
+std::int32_t counter(const TRateBaseInfo& r, int table, int kind, int period) {
+    const std::int32_t seller[3][4] = {{r.salerGood1, r.salerGood2, r.salerGood3, r.salerGood4},
+                                       {r.salerNotBad1, r.salerNotBad2, r.salerNotBad3, r.salerNotBad4},
+                                       {r.salerBad1, r.salerBad2, r.salerBad3, r.salerBad4}};
+    const std::int32_t buyer[3][4] = {{r.buyerGood1, r.buyerGood2, r.buyerGood3, r.buyerGood4},
+                                      {r.buyerNotBad1, r.buyerNotBad2, r.buyerNotBad3, r.buyerNotBad4},
+                                      {r.buyerBad1, r.buyerBad2, r.buyerBad3, r.buyerBad4}};
+    return table == 0 ? seller[kind][period] : buyer[kind][period];
+}
+
+} // namespace
+
+TEST(RateSummary, CountersByTableClassAndPeriod) {
+    const fixtures::RateSummary fields;
+    const TRateBaseInfo info = parseRateSummary(fixtures::rateSummaryPage(fields));
+    for (int kind = 0; kind < 3; ++kind)
+        for (int period = 0; period < 4; ++period) {
+            EXPECT_EQ(counter(info, 0, kind, period), fields.seller[kind][period]) << kind << period;
+            EXPECT_EQ(counter(info, 1, kind, period), fields.buyer[kind][period]) << kind << period;
+        }
+    EXPECT_EQ(info.salerGood1, 11);
+    EXPECT_EQ(info.salerBad4, 8);
+    EXPECT_EQ(info.buyerNotBad1, 4);
+}
+
+TEST(RateSummary, CreditsSharesScoresAndRates) {
+    const TRateBaseInfo info = parseRateSummary(fixtures::rateSummaryPage(fixtures::RateSummary{}));
+    EXPECT_EQ(info.rateCount, 1234);
+    EXPECT_EQ(info.salerCredit, 2345);
+    EXPECT_EQ(info.buyerCredit, 67);
+    EXPECT_DOUBLE_EQ(info.virtualGoal, 12.5);
+    EXPECT_DOUBLE_EQ(info.realGoal, 87.5);
+    EXPECT_EQ(info.itemGoal, "4.8");
+    EXPECT_EQ(info.serviceGoal, "4.7");
+    EXPECT_EQ(info.consignGoal, "4.6");
+    EXPECT_DOUBLE_EQ(info.salerGoodRate, 99.5);
+    EXPECT_DOUBLE_EQ(info.buyerGoodRate, 100.0);
+    EXPECT_EQ(info.dianId, "");
+}
+
+TEST(RateSummary, SecondLayoutGivesCreditsWithTheirRates) {
+    fixtures::RateSummary fields;
+    fields.secondForm = true;
+    fields.goodRates[0] = "98.76";
+    fields.goodRates[1] = "97.00";
+    const TRateBaseInfo info = parseRateSummary(fixtures::rateSummaryPage(fields));
+    EXPECT_EQ(info.salerCredit, 2345);
+    EXPECT_EQ(info.buyerCredit, 67);
+    EXPECT_DOUBLE_EQ(info.salerGoodRate, 98.76);
+    EXPECT_DOUBLE_EQ(info.buyerGoodRate, 97.0);
+    EXPECT_DOUBLE_EQ(info.virtualGoal, 0.0); // shown only in the first layout
+    EXPECT_EQ(info.salerGood2, 22);
+}
+
+TEST(RateSummary, WithoutABuyerTableTheBuyerCountersStayZero) {
+    fixtures::RateSummary fields;
+    fields.buyerTable = false;
+    const TRateBaseInfo info = parseRateSummary(fixtures::rateSummaryPage(fields));
+    for (int kind = 0; kind < 3; ++kind)
+        for (int period = 0; period < 4; ++period)
+            EXPECT_EQ(counter(info, 1, kind, period), 0);
+    EXPECT_EQ(info.salerNotBad3, 3);
+    EXPECT_DOUBLE_EQ(info.buyerGoodRate, 0.0);
+}
+
+TEST(RateSummary, ScoresAreCutToSixCharacters) {
+    fixtures::RateSummary fields;
+    fields.scores[0] = "4.83333";
+    fields.scores[2] = "4.9分以上";
+    const TRateBaseInfo info = parseRateSummary(fixtures::rateSummaryPage(fields));
+    EXPECT_EQ(info.itemGoal, "4.8333");
+    EXPECT_EQ(info.consignGoal, fixtures::gbk("4.9分以上"));
+}
+
+TEST(RateSummary, ASharesThatIsNoNumberRaises) {
+    fixtures::RateSummary fields;
+    fields.virtualShare = "约十";
+    EXPECT_THROW(parseRateSummary(fixtures::rateSummaryPage(fields)), TParseException);
+}
+
+TEST(RateSummary, AnEmptyPageLeavesEverythingAtZero) {
+    const TRateBaseInfo info = parseRateSummary("");
+    EXPECT_EQ(info.salerGood1, 0);
+    EXPECT_EQ(info.rateCount, 0);
+    EXPECT_EQ(info.itemGoal, "");
+}

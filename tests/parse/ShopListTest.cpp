@@ -1,0 +1,93 @@
+#include "parse/TParseException.h"
+#include "parse/TParseHtml.h"
+#include "parse/fixtures/PageFixtures.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantor;
+using fixtures::gbk;
+
+TEST(ShopList, EveryFieldOfEveryRowInPageOrder) {
+    std::vector<fixtures::ShopRow> rows{fixtures::sampleShopRow(0), fixtures::sampleShopRow(1),
+                                        fixtures::sampleShopRow(2)};
+    rows[1].webaddr = "http://Shop2.TaoBao.com/?from=search&amp;id=7";
+    rows[1].name = "韓版<EM class=\"H\">女装</EM>  精品&amp;關門店";
+    rows[1].business = "女装/女士精品 箱包";
+    rows[1].itemCount = "2048";
+    rows[1].nick = "MaryShop關";
+    rows[1].addr = "广东  深圳";
+    rows[1].rank = "98765";
+    rows[1].rateUrl = "http://rate.taobao.com/user-rate-UX2.htm";
+    const auto list = TParseHtml::parseShopList(fixtures::shopSearchPage(rows));
+
+    ASSERT_EQ(list.size(), 3u);
+    EXPECT_EQ(list.skippedRows(), 0u);
+    for (size_t i = 0; i < 3; ++i)
+        EXPECT_EQ(list.text(i), std::to_string(i));
+
+    const TDianBaseInfo& shop = list.record(1);
+    EXPECT_EQ(shop.webaddr, "http://shop2.taobao.com/?from=search&id=7"); // lower case, entity decoded
+    EXPECT_EQ(shop.dianming, gbk("韓版女装精品&關門店"));                 // highlight and blank run gone
+    EXPECT_EQ(shop.loc, gbk("女装/女士精品 箱包"));
+    EXPECT_EQ(shop.commodityNum, 2048);
+    EXPECT_EQ(shop.dianzhu, gbk("maryshop關"));
+    EXPECT_EQ(shop.addr, gbk("广东深圳"));
+    EXPECT_EQ(shop.salerCredit, 98765);
+    EXPECT_EQ(shop.rateUrl, "http://rate.taobao.com/user-rate-ux2.htm");
+    // What the search row does not show stays at its default.
+    EXPECT_EQ(shop.id, "");
+    EXPECT_EQ(shop.userId, "");
+    EXPECT_EQ(shop.buyerCredit, 0);
+    EXPECT_EQ(shop.favorite, 0);
+    EXPECT_EQ(shop.createDate, "");
+
+    EXPECT_EQ(list.record(0).dianming, gbk("韩版女装精品店1"));
+    EXPECT_EQ(list.record(0).dianzhu, "tianxin1");
+    EXPECT_EQ(list.record(0).commodityNum, 100);
+    EXPECT_EQ(list.record(0).salerCredit, 1000);
+    EXPECT_EQ(list.record(2).webaddr, "http://shop3.taobao.com/");
+    EXPECT_EQ(list.record(2).addr, gbk("浙江 杭州"));
+}
+
+TEST(ShopList, RowsWithAnotherRankTitleAreNotShops) {
+    std::vector<fixtures::ShopRow> rows{fixtures::sampleShopRow(0), fixtures::sampleShopRow(1)};
+    rows[0].rankTitle = "卖家信用：1000";
+    const auto list = TParseHtml::parseShopList(fixtures::shopSearchPage(rows));
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list.record(0).dianzhu, "tianxin2");
+    EXPECT_EQ(list.text(0), "0");
+}
+
+TEST(ShopList, AnEncodedQuoteInsideTheNameBreaksOnlyThatRow) {
+    std::vector<fixtures::ShopRow> rows{fixtures::sampleShopRow(0), fixtures::sampleShopRow(1),
+                                        fixtures::sampleShopRow(2)};
+    rows[1].name = "&quot;好&quot;店";
+    const auto list = TParseHtml::parseShopList(fixtures::shopSearchPage(rows));
+    ASSERT_EQ(list.size(), 2u);
+    EXPECT_EQ(list.record(0).dianzhu, "tianxin1");
+    EXPECT_EQ(list.record(1).dianzhu, "tianxin3");
+}
+
+TEST(ShopList, AnEmptyRankLosesTheWholeList) {
+    std::vector<fixtures::ShopRow> rows{fixtures::sampleShopRow(0), fixtures::sampleShopRow(1)};
+    rows[1].rank = "";
+    try {
+        TParseHtml::parseShopList(fixtures::shopSearchPage(rows));
+        FAIL() << "no exception";
+    } catch (const TParseException& e) {
+        EXPECT_STREQ(e.what(), "“”不是有效的整数！");
+    }
+    rows[1].rank = "1000";
+    rows[0].itemCount = "很多";
+    try {
+        TParseHtml::parseShopList(fixtures::shopSearchPage(rows));
+        FAIL() << "no exception";
+    } catch (const TParseException& e) {
+        EXPECT_STREQ(e.what(), "“很多”不是有效的整数！");
+    }
+}
+
+TEST(ShopList, APageWithoutRowsGivesAnEmptyList) {
+    EXPECT_TRUE(TParseHtml::parseShopList(fixtures::shopSearchPage({})).empty());
+    EXPECT_TRUE(TParseHtml::parseShopList("").empty());
+}

@@ -1,0 +1,88 @@
+#include "parse/ShopPageParser.h"
+#include "parse/TParseException.h"
+#include "parse/fixtures/PageFixtures.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantor;
+using fixtures::gbk;
+
+TEST(ShopPage, FirstLayoutGivesEveryField) {
+    const TDianBaseInfo shop = parseShopPage(fixtures::shopPage(fixtures::ShopPage{}));
+    EXPECT_EQ(shop.rateUrl, "http://rate.taobao.com/user-rate-a1b2c3d4.htm");
+    EXPECT_EQ(shop.userId, "a1b2c3d4");
+    EXPECT_EQ(shop.dianzhu, gbk("甜心小铺mary"));
+    EXPECT_EQ(shop.webaddr, ""); // this layout does not show the shop's address
+    EXPECT_EQ(shop.salerCredit, 2345);
+    EXPECT_EQ(shop.buyerCredit, 67);
+    EXPECT_EQ(shop.favorite, 890);
+    EXPECT_EQ(shop.createDate, "2008-05-06");
+    EXPECT_EQ(shop.commodityNum, 321);
+    EXPECT_EQ(shop.addr, gbk("浙江 杭州"));
+    EXPECT_EQ(shop.loc, gbk("女装/女士精品"));
+    EXPECT_EQ(shop.firstPageUrl, "http://shop35792146.taobao.com/?search=y");
+    EXPECT_EQ(shop.id, "");
+    EXPECT_EQ(shop.dianming, "");
+    EXPECT_EQ(shop.commodityKind, "");
+}
+
+TEST(ShopPage, SecondLayoutAlsoGivesTheShopAddress) {
+    fixtures::ShopPage fields;
+    fields.secondForm = true;
+    fields.keeper = "關門  小店";
+    fields.rateUrl = "http://rate.taobao.com/user-rate-QQ77.htm";
+    fields.firstPage = "http://shop35792146.taobao.com/index.htm";
+    const TDianBaseInfo shop = parseShopPage(fixtures::shopPage(fields));
+    EXPECT_EQ(shop.webaddr, "http://shop35792146.taobao.com/");
+    EXPECT_EQ(shop.dianzhu, gbk("關門小店"));
+    EXPECT_EQ(shop.rateUrl, "http://rate.taobao.com/user-rate-qq77.htm");
+    EXPECT_EQ(shop.userId, "qq77");
+    EXPECT_EQ(shop.firstPageUrl, "http://shop35792146.taobao.com/index.htm");
+    EXPECT_EQ(shop.salerCredit, 2345);
+}
+
+TEST(ShopPage, UserIdFromTheScriptOrTheMarker) {
+    fixtures::ShopPage fields;
+    fields.rateUrl = "";
+    fields.scriptUserId = "889900";
+    TDianBaseInfo shop = parseShopPage(fixtures::shopPage(fields));
+    EXPECT_EQ(shop.rateUrl, "");
+    EXPECT_EQ(shop.userId, "889900");
+    // A rating address without the user-rate part leaves the script to speak.
+    fields.rateUrl = "http://rate.taobao.com/rate.htm?id=5";
+    EXPECT_EQ(parseShopPage(fixtures::shopPage(fields)).userId, "889900");
+    fields.scriptUserId = "";
+    shop = parseShopPage(fixtures::shopPage(fields));
+    EXPECT_EQ(shop.userId, "do not get userId");
+    EXPECT_STREQ(kNoUserId, "do not get userId");
+}
+
+TEST(ShopPage, AddressLineStandsInForAMissingLocation) {
+    fixtures::ShopPage fields;
+    fields.location = "";
+    EXPECT_EQ(parseShopPage(fixtures::shopPage(fields)).addr, gbk("杭州市西湖区文三路 1 号"));
+}
+
+TEST(ShopPage, AnItemCountThatIsNoNumberRaises) {
+    fixtures::ShopPage fields;
+    fields.itemCount = "三百";
+    try {
+        parseShopPage(fixtures::shopPage(fields));
+        FAIL() << "no exception";
+    } catch (const TParseException& e) {
+        EXPECT_STREQ(e.what(), "“三百”不是有效的整数！");
+    }
+}
+
+TEST(ShopPage, AnEmptyPageGivesOnlyTheMarker) {
+    const TDianBaseInfo shop = parseShopPage("");
+    EXPECT_EQ(shop.userId, kNoUserId);
+    EXPECT_EQ(shop.dianzhu, "");
+    EXPECT_EQ(shop.salerCredit, 0);
+}
+
+TEST(UserIdFromRateUrl, TakesWhatFollowsUserRateUpToTheDot) {
+    EXPECT_EQ(userIdFromRateUrl("http://rate.taobao.com/user-rate-abc123.htm"), "abc123");
+    EXPECT_EQ(userIdFromRateUrl("http://rate.taobao.com/user-rate-abc"), "abc");
+    EXPECT_EQ(userIdFromRateUrl("http://rate.taobao.com/rate.htm"), "");
+}
