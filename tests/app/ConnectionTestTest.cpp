@@ -61,11 +61,7 @@ TEST(ConnectionTest, FailsAgainstAClosedPort) {
 }
 
 TEST(ConnectionTest, AStoppedTestAbortsItsDownloadAndGivesNoVerdict) {
-    HttpServer server([](const HttpRequest&) {
-        HttpReply reply = HttpReply::page("late");
-        reply.delay = std::chrono::seconds(30);
-        return reply;
-    });
+    HttpServer server([](const HttpRequest&) { return HttpReply::late("late", std::chrono::seconds(30)); });
     Verdicts verdicts;
     THttpTest test(testAgent(), server.url("/"), verdicts.callback());
     ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == 1; }));

@@ -24,6 +24,11 @@ public:
 
     std::function<void(const std::string&)> onPage; // runs inside the page handler
 
+    void runToEnd() {
+        start();
+        wait();
+    }
+
     std::vector<std::string> events() const {
         std::lock_guard lock(mutex_);
         return events_;
@@ -88,8 +93,7 @@ TEST(Driver, OnePageInOneSlot) {
     std::vector<GaugeLog> gauges(1);
     RecordingCheck check(param, gaugesOf(gauges), 1, TDownCheck::kPlainMode);
     EXPECT_EQ(check.getStatus(), "0初始");
-    check.start();
-    check.wait();
+    check.runToEnd();
     EXPECT_EQ(check.events(), (std::vector<std::string>{"page:7:/list-1.htm", "finish:7"}));
     EXPECT_EQ(check.getStatus(), "0完成");
     EXPECT_TRUE(check.getFinished());
@@ -102,8 +106,7 @@ TEST(Driver, EachSlotFetchesItsPagesOverOneConnection) {
     HttpServer server(echoPath);
     auto param = job(server.url("/p"), 1, 12);
     RecordingCheck check(param, {nullptr, nullptr}, 1, TDownCheck::kPlainMode);
-    check.start();
-    check.wait();
+    check.runToEnd();
     EXPECT_EQ(check.pages().size(), 12u);
     EXPECT_EQ(server.requestCount(), 12u);
     EXPECT_LE(server.connections(), 2);
@@ -114,8 +117,7 @@ TEST(Driver, AJobWithNothingToFetchOnlyFinishes) {
     auto param = job(server.url("/list-"), 5, 4);
     std::vector<GaugeLog> gauges(2);
     RecordingCheck check(param, gaugesOf(gauges), 1, TDownCheck::kPlainMode);
-    check.start();
-    check.wait();
+    check.runToEnd();
     EXPECT_EQ(check.events(), (std::vector<std::string>{"finish:7"}));
     EXPECT_TRUE(check.getFinished());
     EXPECT_EQ(check.getStatus(), "0初始");
@@ -124,15 +126,12 @@ TEST(Driver, AJobWithNothingToFetchOnlyFinishes) {
 
 TEST(Driver, ThreeSlotsShareTenPagesWithThePageStepInTheAddress) {
     HttpServer server([](const HttpRequest& request) {
-        HttpReply reply = echoPath(request);
-        reply.delay = std::chrono::milliseconds(40); // long enough for the slots to overlap
-        return reply;
+        return HttpReply::late(request.path(), std::chrono::milliseconds(40)); // long enough to overlap
     });
     auto param = job(server.url("/shops?s="), 1, 10, "&n=40", {});
     std::vector<GaugeLog> gauges(3);
     RecordingCheck check(param, gaugesOf(gauges), 40, TDownCheck::kPlainMode);
-    check.start();
-    check.wait();
+    check.runToEnd();
 
     std::vector<std::string> expected;
     for (int page = 1; page <= 10; ++page)
@@ -171,8 +170,7 @@ TEST(Driver, WithoutASuffixEveryPageFetchesThePrefix) {
     HttpServer server(echoPath);
     auto param = job(server.url("/profile.htm"), 1, 3, "");
     RecordingCheck check(param, {nullptr}, 1, TDownCheck::kPlainMode);
-    check.start();
-    check.wait();
+    check.runToEnd();
     EXPECT_EQ(check.pages(), std::vector<std::string>(3, "/profile.htm"));
     for (const auto& request : server.requests())
         EXPECT_EQ(request.target, "/profile.htm");
@@ -180,11 +178,8 @@ TEST(Driver, WithoutASuffixEveryPageFetchesThePrefix) {
 }
 
 TEST(Driver, AStopEndsTheJobWithoutHandlersAndAbortsTheDownloads) {
-    HttpServer server([](const HttpRequest& request) {
-        HttpReply reply = echoPath(request);
-        reply.delay = std::chrono::seconds(30);
-        return reply;
-    });
+    HttpServer server(
+        [](const HttpRequest& request) { return HttpReply::late(request.path(), std::chrono::seconds(30)); });
     auto param = job(server.url("/p"), 1, 10);
     RecordingCheck check(param, {nullptr, nullptr, nullptr}, 1, TDownCheck::kPlainMode);
     check.start();
@@ -206,8 +201,7 @@ TEST(Driver, TheFourthFailureAgainstARefusingHostAbortsTheJob) {
     agent.ConnectTime = 3;
     auto param = job(closed.url("/p"), 1, 5, ".htm", agent);
     RecordingCheck check(param, {nullptr, nullptr}, 1, TDownCheck::kPlainMode);
-    check.start();
-    check.wait();
+    check.runToEnd();
     EXPECT_EQ(check.events(), (std::vector<std::string>{"failure", "error:2:stopped"}));
     EXPECT_EQ(check.getStatus(), "1下载出错");
     EXPECT_FALSE(check.getFinished());
@@ -226,8 +220,7 @@ TEST(Driver, FailuresCountOverTheWholeJobNotPerPage) {
     agent.ConnectTime = 3;
     auto param = job(server.url("/p"), 1, 5, ".htm", agent);
     RecordingCheck check(param, {nullptr}, 1, TDownCheck::kPlainMode);
-    check.start();
-    check.wait();
+    check.runToEnd();
     EXPECT_EQ(check.events(), (std::vector<std::string>{"page:7:/p1.htm", "page:7:/p2.htm", "page:7:/p3.htm",
                                                         "failure", "error:2:stopped"}));
     EXPECT_EQ(server.requestCount(), 7u); // three pages twice, the fourth once
@@ -244,8 +237,7 @@ TEST(Driver, AFailedPageIsFetchedAgainInItsSlot) {
     agent.ConnectTime = 2;
     auto param = job(server.url("/p"), 1, 5, ".htm", agent);
     RecordingCheck check(param, {nullptr, nullptr}, 1, TDownCheck::kPlainMode);
-    check.start();
-    check.wait();
+    check.runToEnd();
     EXPECT_EQ(check.pages(),
               (std::vector<std::string>{"/p1.htm", "/p2.htm", "/p3.htm", "/p4.htm", "/p5.htm"}));
     EXPECT_EQ(check.getStatus(), "0完成");
@@ -290,8 +282,7 @@ TEST(Driver, PlainModeNeverLeavesTheGivenHost) {
     auto param = job("http://rate.market.test/r-", 99, 101, ".htm", agent);
     RecordingCheck check(param, {nullptr}, 1, TDownCheck::kPlainMode);
     check.setHistoryPrefix("http://ratehis");
-    check.start();
-    check.wait();
+    check.runToEnd();
     ASSERT_EQ(server.requestCount(), 3u);
     for (const auto& request : server.requests())
         EXPECT_EQ(request.header("Host"), "rate.market.test");
@@ -305,8 +296,7 @@ TEST(Driver, AHandlerThatThrowsEndsTheJobThroughTheErrorPath) {
     check.onPage = [](const std::string& body) {
         if (body == "/p2.htm") throw std::runtime_error("parse error");
     };
-    check.start();
-    check.wait();
+    check.runToEnd();
     EXPECT_EQ(check.events(),
               (std::vector<std::string>{"page:7:/p1.htm", "page:7:/p2.htm", "error:1:stopped"}));
     EXPECT_EQ(check.getStatus(), "1下载出错");
@@ -319,8 +309,7 @@ TEST(Driver, WithoutGaugesTheJobRefusesToRun) {
     auto param = job(server.url("/p"), 1, 2);
     RecordingCheck check(param, {}, 1, TDownCheck::kPlainMode);
     EXPECT_EQ(check.getStatus(), "1下载参数(进度条)出错!");
-    check.start();
-    check.wait();
+    check.runToEnd();
     EXPECT_EQ(check.events(), (std::vector<std::string>{"error:2:stopped"}));
     EXPECT_EQ(check.getStatus(), "1下载出错");
     EXPECT_EQ(server.requestCount(), 0u);
@@ -331,8 +320,7 @@ TEST(Driver, AnUnknownModeDoesNothing) {
     auto param = job(server.url("/p"), 1, 2);
     RecordingCheck check(param, {nullptr}, 0, 3);
     EXPECT_EQ(check.pageStep(), 1); // a step of 0 or less counts as 1
-    check.start();
-    check.wait();
+    check.runToEnd();
     EXPECT_TRUE(check.events().empty());
     EXPECT_FALSE(check.getFinished());
     EXPECT_EQ(check.getStatus(), "0初始");

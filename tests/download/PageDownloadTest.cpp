@@ -166,9 +166,8 @@ TEST(PageDownload, RedirectsAreFollowedUpToTen) {
 
 TEST(PageDownload, TheReadTimeOutIsSilenceOnTopOfThirtySeconds) {
     HttpServer server([](const HttpRequest& request) {
-        HttpReply reply = HttpReply::page("late page");
-        reply.delay = std::chrono::milliseconds(request.path() == "/slow" ? 300 : 20000);
-        return reply;
+        return HttpReply::late("late page",
+                               std::chrono::milliseconds(request.path() == "/slow" ? 300 : 20000));
     });
     THttpAgent patient;
     patient.ReadTimeOut = -29000; // 1 s without a byte
@@ -215,11 +214,8 @@ TEST(PageDownload, TheConnectTimeOutEndsAConnectionNobodyAccepts) {
 }
 
 TEST(PageDownload, StoppingAbortsTheTransferAndLeavesNoErrorCode) {
-    HttpServer server([](const HttpRequest&) {
-        HttpReply reply = HttpReply::page("too late");
-        reply.delay = std::chrono::seconds(30);
-        return reply;
-    });
+    HttpServer server(
+        [](const HttpRequest&) { return HttpReply::late("too late", std::chrono::seconds(30)); });
     TDownBean bean;
     bean.setStatus(PageStatus::Stop); // a bean that is being retried
     DownSignal signal;

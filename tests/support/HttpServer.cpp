@@ -116,6 +116,12 @@ HttpReply HttpReply::page(std::string body) {
     return reply;
 }
 
+HttpReply HttpReply::late(std::string body, std::chrono::milliseconds delay) {
+    HttpReply reply = page(std::move(body));
+    reply.delay = delay;
+    return reply;
+}
+
 HttpReply HttpReply::redirect(std::string location) {
     HttpReply reply;
     reply.status = 302;

@@ -38,6 +38,8 @@ struct HttpReply {
     bool lengthByClose = false;     // no Content-Length: the body ends when the server hangs up
 
     static HttpReply page(std::string body);
+    // A page held back before its first byte.
+    static HttpReply late(std::string body, std::chrono::milliseconds delay);
     static HttpReply redirect(std::string location);
     static HttpReply failure(int status, std::string reason);
 };
