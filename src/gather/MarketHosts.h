@@ -13,7 +13,7 @@ inline constexpr const char* kRateHost = "http://rate.taobao.com";
 inline constexpr const char* kRateHistoryPrefix = "http://ratehis";
 inline constexpr const char* kRateHistoryHost = "http://ratehis.taobao.com";
 inline constexpr const char* kItemHost = "http://item.taobao.com";
-inline constexpr const char* kShopHostSuffix = ".taobao.com";  // shop pages: http://shop<id>.taobao.com
+inline constexpr const char* kShopHostSuffix = ".taobao.com"; // shop pages: http://shop<id>.taobao.com
 inline constexpr const char* kBuyerListPath = "/json/show_buyer_list.htm";
 
 } // namespace vantor::market

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <iconv.h>
 #include <stdexcept>
+#include <tuple>
+#include <vector>
 
 namespace vantor {
 namespace {
@@ -36,10 +38,35 @@ size_t characterLength(Source source, const char* at, size_t left) {
 
 // One conversion with iconv. A character the target cannot hold, or a broken sequence in the source,
 // becomes '?' and the conversion goes on after it.
-std::string convert(const char* to, const char* from, Source source, std::string_view text) {
+// Opening a converter costs far more than converting a name, and the saves convert millions of fields:
+// each thread keeps the converters it has opened.
+iconv_t converter(const char* to, const char* from) {
+    struct Cache {
+        std::vector<std::tuple<const char*, const char*, iconv_t>> open;
+        ~Cache() {
+            for (auto& entry : open)
+                iconv_close(std::get<2>(entry));
+        }
+    };
+    thread_local Cache cache;
+    for (auto& [t, f, cd] : cache.open)
+        if (std::strcmp(t, to) == 0 && std::strcmp(f, from) == 0) {
+            iconv(cd, nullptr, nullptr, nullptr, nullptr); // back to the initial state
+            return cd;
+        }
     iconv_t cd = iconv_open(to, from);
     if (cd == iconv_t(-1))
         throw std::runtime_error(std::string("iconv cannot convert from ") + from + " to " + to);
+    cache.open.emplace_back(to, from, cd);
+    return cd;
+}
+
+std::string convert(const char* to, const char* from, Source source, std::string_view text) {
+    // UTF-8, GBK and GB18030 agree on ASCII: pure ASCII text is its own conversion.
+    if (source != Source::Utf32 &&
+        std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; }))
+        return std::string(text);
+    iconv_t cd = converter(to, from);
     std::string out;
     out.reserve(text.size() * 2);
     char buffer[512];
@@ -57,7 +84,6 @@ std::string convert(const char* to, const char* from, Source source, std::string
             inLeft -= skip;
         }
     }
-    iconv_close(cd);
     return out;
 }
 

@@ -1,0 +1,141 @@
+// Saving gathered sales and ratings: rows per second inside one transaction, against the sqlite3
+// command line importing the same rows into the same schema.
+#include "base/DateTime.h"
+#include "db/GatherPersistence.h"
+#include "db/TDM.h"
+#include "parse/GbkText.h"
+#include "parse/RefCodecs.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+using namespace vantor;
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+double seconds(Clock::time_point since) {
+    return std::chrono::duration<double>(Clock::now() - since).count();
+}
+
+std::string stamp(int i) {
+    // Newest first, one sale every 13 seconds.
+    return DateTime::parse("2012-06-30 23:59:59")->addSeconds(-13LL * i).toString();
+}
+
+double importSeconds(const fs::path& dir, const std::string& table, const fs::path& csv) {
+    fs::path file = dir / ("import-" + table + ".db");
+    fs::remove(file);
+    {
+        db::TDM dm(file);
+        dm.open();
+    }
+    std::string command =
+        "sqlite3 " + file.string() + " \".mode csv\" \".import " + csv.string() + " " + table + "\"";
+    auto start = Clock::now();
+    if (std::system(command.c_str()) != 0) {
+        std::fprintf(stderr, "sqlite3 import failed: %s\n", command.c_str());
+        return -1;
+    }
+    return seconds(start);
+}
+
+std::string csvField(const std::string& text) {
+    return "\"" + text + "\"";
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const int rows = argc > 1 ? std::atoi(argv[1]) : 100000;
+    fs::path dir = fs::temp_directory_path() / "vantor-bench-persistence";
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+
+    RecordList<TAutionInfo> sales;
+    RecordList<TRateInfo> ratings;
+    for (int i = 0; i < rows; ++i) {
+        TAutionInfo sale;
+        sale.buyerName = toGbk("买家" + std::to_string(i % 5000));
+        sale.buyerId = std::to_string(100000 + i % 5000);
+        sale.itemTitle = toGbk("2012新款韩版修身连衣裙 雪纺 碎花 " + std::to_string(i % 7) + "号色");
+        sale.tradeId = std::to_string(900000000 + i);
+        sale.amount = 59 + i % 40;
+        sale.buyNum = 1 + i % 3;
+        sale.sj = stamp(i);
+        sale.status = toGbk("成交");
+        sales.add(sale);
+
+        TRateInfo rating;
+        rating.pj = toGbk("好评");
+        rating.pjName = "&#20080;&#23478;" + std::to_string(i % 5000);
+        rating.itemTitle = sale.itemTitle;
+        rating.itemId = "1234567890";
+        rating.tradeId = sale.tradeId;
+        rating.pjsj = sale.sj;
+        rating.jg = sale.amount;
+        rating.pjInfo = toGbk("质量很好，物流很快，和描述的一样，下次还来！");
+        ratings.add(rating);
+    }
+
+    db::TDM dm(dir / "lmd_pin.db");
+    auto& db = dm.cn1();
+    TDianBaseInfo shop;
+    shop.dianzhu = toGbk("测试掌柜");
+    saveShopBase(shop, db);
+    TItemBaseInfo item;
+    item.itemId = "1234567890";
+    item.saleFromDate = "2000-01-01 00:00:00";
+
+    auto start = Clock::now();
+    db.beginTransaction();
+    saveSales(sales, item, nullptr, db);
+    db.commit();
+    double salesTime = seconds(start);
+
+    start = Clock::now();
+    db.beginTransaction();
+    saveRatings(ratings, shop, nullptr, db);
+    db.commit();
+    double ratingsTime = seconds(start);
+
+    // The same rows as the sqlite3 command line imports them: UTF-8 CSV, every column of the table.
+    fs::path salesCsv = dir / "sales.csv", ratingsCsv = dir / "ratings.csv";
+    {
+        std::ofstream s(salesCsv), r(ratingsCsv);
+        int id = 0;
+        for (const auto& [text, sale] : sales) {
+            ++id;
+            s << id << ",1234567890," << sale.tradeId << ',' << csvField(gbkToUtf8(sale.itemTitle)) << ','
+              << sale.amount << ',' << csvField(gbkToUtf8(sale.buyerName)) << ',' << sale.buyerId << ','
+              << sale.sj << ',' << sale.buyNum << ',' << sale.buyNum << ','
+              << csvField(gbkToUtf8(sale.status)) << '\n';
+        }
+        id = 0;
+        for (const auto& [text, rating] : ratings) {
+            ++id;
+            r << id << ",1," << csvField(gbkToUtf8(rating.pj)) << ",0,"
+              << csvField(gbkToUtf8(fromDecimalRefs(rating.pjName))) << ',' << rating.itemId << ','
+              << csvField(gbkToUtf8(rating.itemTitle)) << ',' << rating.pjsj << ',' << rating.jg << ','
+              << csvField(gbkToUtf8(rating.pjInfo)) << ",," << rating.tradeId << '\n';
+        }
+    }
+    double salesImport = importSeconds(dir, "saleInfo", salesCsv);
+    double ratingsImport = importSeconds(dir, "pjinfo", ratingsCsv);
+
+    std::printf("rows per list: %d\n", rows);
+    std::printf(
+        "sales:   saveSales  %8.3f s  %10.0f rows/s | sqlite3 .import %8.3f s  %10.0f rows/s | ratio %.2fx\n",
+        salesTime, rows / salesTime, salesImport, rows / salesImport, salesTime / salesImport);
+    std::printf("ratings: saveRatings %7.3f s  %10.0f rows/s | sqlite3 .import %8.3f s  %10.0f rows/s | "
+                "ratio %.2fx\n",
+                ratingsTime, rows / ratingsTime, ratingsImport, rows / ratingsImport,
+                ratingsTime / ratingsImport);
+    fs::remove_all(dir);
+    return 0;
+}

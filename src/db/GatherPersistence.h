@@ -1,0 +1,60 @@
+#pragma once
+
+#include "Database.h"
+#include "base/ProgressGauge.h"
+#include "parse/Records.h"
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantor {
+
+// A save that failed, with the message the user sees.
+class TSaveException : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Saves of gathered records. They run on the caller's connection inside the caller's transaction and
+// never open, commit or roll back one themselves. Text fields of the records are GBK; the database
+// holds UTF-8, so texts are converted when bound, and "the first N characters" counts characters.
+
+// Inserts or updates the shop's row by its seller nickname and sets shop.id. An existing shop keeps
+// its address, user id and category. Raises TSaveException.
+void saveShopBase(TDianBaseInfo& shop, db::Database& db);
+
+// Writes the 24 rating counters, scores, rates, credits and the levels derived from the credits.
+void saveShopRates(const TRateBaseInfo& summary, const TDianBaseInfo& shop, db::Database& db);
+
+// Inserts or updates the item's row; item.updateDate becomes the previous save time, or
+// "1900-01-01 00:00:01" for a new item. Does nothing without a seller nickname or an item id.
+void saveItem(TItemBaseInfo& item, const TDianBaseInfo& shop, db::Database& db);
+
+// Replaces the item's sales from item.saleFromDate on. Sales arrive newest first; the walk stops at
+// the first sale less than a whole day after the from-date, so that day's sales are deleted but not
+// inserted again. Raises TSaveException.
+void saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, ProgressGauge* gauge,
+               db::Database& db);
+
+// Inserts the ratings, then removes the shop's duplicates by trade id, keeping the lowest id.
+// Raises TSaveException.
+void saveRatings(const RecordList<TRateInfo>& ratings, const TDianBaseInfo& shop, ProgressGauge* gauge,
+                 db::Database& db);
+
+enum class RatingBound { Newest, Oldest };
+
+// pjupdate1 (newest) or pjupdate2 (oldest) of the shop as text. Raises TSaveException.
+std::string readRatingBound(const TDianBaseInfo& shop, RatingBound which, db::Database& db);
+
+// Recomputes pjupdate1 and pjupdate2 from the ratings held.
+void updateRatingBounds(const TDianBaseInfo& shop, db::Database& db);
+
+// The level 0-15 of a credit count.
+int creditLevel(std::int64_t credit);
+
+// Splits at every separator; the piece after the last one is always added.
+std::vector<std::string> splitText(std::string_view text, std::string_view separator);
+
+} // namespace vantor
