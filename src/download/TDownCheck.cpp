@@ -3,6 +3,7 @@
 #include "TDownException.h"
 #include "TThreadDownHtmlCode.h"
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <stdexcept>
@@ -12,7 +13,7 @@ namespace {
 
 // Rating pages from this number on live on the rating-history host.
 constexpr std::int32_t kHistoryFirstPage = 100;
-// The length of the rating host's scheme and host name at the front of the address.
+// How much of a rating address names the rating host ("http://rate"); the history prefix takes its place.
 constexpr size_t kRatingHostLength = 11;
 // The longest the driver waits for a download to change before it looks at its slots again.
 constexpr std::chrono::milliseconds kPollCeiling{10};
