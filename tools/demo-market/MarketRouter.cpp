@@ -83,7 +83,8 @@ ShopQuery shopQuery(const Params& p) {
     q.categoryId = p.text("cat");
     q.categoryId.erase(std::remove(q.categoryId.begin(), q.categoryId.end(), '"'), q.categoryId.end());
     q.location = p.text("loc");
-    q.keyword = p.text("q");
+    // The program matches lower-cased pages; so does the market, and its highlights follow.
+    q.keyword = lowerAscii(p.text("q"));
     q.inName = p.has("title");
     q.inNick = p.has("nick");
     q.inBusiness = p.has("tag");
@@ -95,7 +96,7 @@ ShopQuery shopQuery(const Params& p) {
 
 ItemQuery itemQuery(const Params& p) {
     ItemQuery q;
-    q.words = p.text("q");
+    q.words = lowerAscii(p.text("q"));
     q.location = p.text("loc");
     const std::string filter = p.text("filter");
     const size_t open = filter.find('[');
