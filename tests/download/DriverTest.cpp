@@ -78,6 +78,15 @@ TDownParamBean job(std::string prefix, std::int32_t first, std::int32_t last, st
     return param;
 }
 
+// Settings that send every request to the server as the proxy, whatever host the address names.
+THttpAgent proxiedBy(const HttpServer& server) {
+    THttpAgent agent;
+    agent.AgentType = true;
+    agent.Server = "127.0.0.1";
+    agent.Port = server.port();
+    return agent;
+}
+
 std::vector<SlotProgress*> gaugesOf(std::vector<GaugeLog>& logs) {
     std::vector<SlotProgress*> gauges;
     for (auto& log : logs)
@@ -258,16 +267,12 @@ TEST(Driver, RatingModeFetchesPagesFromOneHundredOnFromTheHistoryHost) {
     // The test server stands in for both marketplace hosts as the proxy the settings name.
     for (int slots : {1, 3}) {
         HttpServer server(echoPath);
-        THttpAgent agent;
-        agent.AgentType = true;
-        agent.Server = "127.0.0.1";
-        agent.Port = server.port();
-        auto param = job("http://rate.market.test/user-rate-9--currentPage%7C", 99, 101, "&v=1", agent);
+        auto param =
+            job("http://rate.market.test/user-rate-9--currentPage%7C", 99, 101, "&v=1", proxiedBy(server));
         RecordingCheck check(param, std::vector<SlotProgress*>(size_t(slots), nullptr), 1,
                              TDownCheck::kRatingMode);
         check.setHistoryPrefix("http://ratehis");
-        check.start();
-        check.wait();
+        check.runToEnd();
         EXPECT_EQ(check.getStatus(), "0完成") << slots;
 
         std::map<std::string, std::string> hostByPath;
@@ -283,11 +288,7 @@ TEST(Driver, RatingModeFetchesPagesFromOneHundredOnFromTheHistoryHost) {
 
 TEST(Driver, PlainModeNeverLeavesTheGivenHost) {
     HttpServer server(echoPath);
-    THttpAgent agent;
-    agent.AgentType = true;
-    agent.Server = "127.0.0.1";
-    agent.Port = server.port();
-    auto param = job("http://rate.market.test/r-", 99, 101, ".htm", agent);
+    auto param = job("http://rate.market.test/r-", 99, 101, ".htm", proxiedBy(server));
     RecordingCheck check(param, {nullptr}, 1, TDownCheck::kPlainMode);
     check.setHistoryPrefix("http://ratehis");
     check.runToEnd();
