@@ -44,19 +44,12 @@ double millisecondsPerParse(const Case& c, double seconds) {
     return batches[batches.size() / 2];
 }
 
-template <class Row, class Sample> std::vector<Row> rows(Sample sample, int count) {
-    std::vector<Row> out;
-    for (int i = 0; i < count; ++i)
-        out.push_back(sample(i));
-    return out;
-}
-
 std::vector<Case> cases() {
     using namespace fixtures;
     std::vector<Case> list;
-    list.push_back({"shop search, 80 rows", shopSearchPage(rows<ShopRow>(sampleShopRow, 80)),
+    list.push_back({"shop search, 80 rows", shopSearchPage(sampleRows(sampleShopRow, 80)),
                     [](const std::string& page) { return TParseHtml::parseShopList(page).size(); }});
-    list.push_back({"item list, 80 rows", itemSearchPage(rows<ItemSearchRow>(sampleItemSearchRow, 80)),
+    list.push_back({"item list, 80 rows", itemSearchPage(sampleRows(sampleItemSearchRow, 80)),
                     [](const std::string& page) { return parseItemSearchList(page).size(); }});
     ItemPage item;
     item.buyerButton = defaultBuyerButton();
@@ -68,14 +61,14 @@ std::vector<Case> cases() {
                         return size_t(!info.itemId.empty() + !url.empty() + (sold > 0) + !shop.empty());
                     }});
     list.push_back(
-        {"rating list, 20 rows", ratePage(rows<RateRow>(sampleRateRow, 20)), [](const std::string& page) {
+        {"rating list, 20 rows", ratePage(sampleRows(sampleRateRow, 20)), [](const std::string& page) {
              return TParseHtml::parseRateList(page, expression(Expression::RatingRow)).size();
          }});
     list.push_back({"rating summary page", rateSummaryPage(RateSummary{}),
                     [](const std::string& page) { return size_t(parseRateSummary(page).salerGood1 > 0); }});
     // Every row almost fits: a long main business and the wrong rank title, the worst the nested
     // quantifier can meet.
-    std::vector<ShopRow> nearMisses = rows<ShopRow>(sampleShopRow, 90);
+    std::vector<ShopRow> nearMisses = sampleRows(sampleShopRow, 90);
     for (ShopRow& row : nearMisses) {
         row.business = "women clothing, bags, shoes and more of it";
         row.rankTitle = "卖家信用";

@@ -32,7 +32,8 @@ private:
 // A compiled expression over bytes (8-bit, no UTF mode), JIT-compiled when the platform allows.
 // Matching is const and may run on several threads at once. Every match runs under a match limit and
 // a depth limit: some of the marketplace expressions nest quantifiers, and a row that almost fits
-// would otherwise backtrack for minutes. Going past a limit raises TParseException.
+// would otherwise backtrack for minutes. A single match past a limit raises TParseException; a scan
+// steps over the row instead.
 class Regex {
 public:
     explicit Regex(std::string_view pattern); // TParseException when the pattern does not compile

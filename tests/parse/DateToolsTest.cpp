@@ -1,3 +1,4 @@
+#include "ParseError.h"
 #include "parse/TDateTools.h"
 #include "parse/TParseException.h"
 
@@ -51,10 +52,6 @@ TEST(DateTools, OtherUnitsGiveZero) {
 
 TEST(DateTools, TextsAreReadInTheProgramsDateForms) {
     EXPECT_EQ(TDateTools::difference(TDateTools::Days, "2010-01-12 10:11:12", "2010/1/2"), 10);
-    try {
-        TDateTools::difference(TDateTools::Days, "2010-01-12", "abc");
-        FAIL() << "no exception";
-    } catch (const TParseException& e) {
-        EXPECT_STREQ(e.what(), "“abc”不是有效的日期时间！");
-    }
+    EXPECT_EQ(test::parseError([&] { TDateTools::difference(TDateTools::Days, "2010-01-12", "abc"); }),
+              "“abc”不是有效的日期时间！");
 }

@@ -1,3 +1,4 @@
+#include "ParseError.h"
 #include "parse/THTMLTools.h"
 #include "parse/TParseException.h"
 #include "parse/fixtures/PageFixtures.h"
@@ -77,12 +78,10 @@ TEST(MatchInt, TakesGroupTwoOfTheCleanedPageOrZero) {
 }
 
 TEST(MatchInt, AGroupTwoThatIsNoIntegerRaises) {
-    try {
-        THTMLTools::matchInt(gbk("<div a>x<em>1,234</em>"), "<div[^>]+>(x)<em>([^<]+)</em>");
-        FAIL() << "no exception";
-    } catch (const TParseException& e) {
-        EXPECT_STREQ(e.what(), "“1,234”不是有效的整数！");
-    }
+    EXPECT_EQ(test::parseError([&] {
+                  THTMLTools::matchInt(gbk("<div a>x<em>1,234</em>"), "<div[^>]+>(x)<em>([^<]+)</em>");
+              }),
+              "“1,234”不是有效的整数！");
     // A pattern with one group has no group 2 to read.
     EXPECT_THROW(THTMLTools::matchInt("<b>7</b>", "<b>(\\d+)</b>"), TParseException);
 }

@@ -1,3 +1,4 @@
+#include "ParseError.h"
 #include "parse/TParseException.h"
 #include "parse/TParseHtml.h"
 #include "parse/fixtures/PageFixtures.h"
@@ -59,12 +60,8 @@ TEST(ItemPage, AMissingIdOrTitleTakesItsDefault) {
 TEST(ItemPage, AFigureTooLargeForAnIntegerRaises) {
     fixtures::ItemPage fields;
     fields.curSale = "99999999999";
-    try {
-        TParseHtml::parseItemPage(fixtures::itemPage(fields));
-        FAIL() << "no exception";
-    } catch (const TParseException& e) {
-        EXPECT_STREQ(e.what(), "“99999999999”不是有效的整数！");
-    }
+    EXPECT_EQ(test::parseError([&] { TParseHtml::parseItemPage(fixtures::itemPage(fields)); }),
+              "“99999999999”不是有效的整数！");
 }
 
 TEST(BuyerListUrl, ReadsTheButtonsParametersAndAsksForEightyAtATime) {
@@ -81,12 +78,8 @@ TEST(BuyerListUrl, NoButtonIsNoListAndAButtonWithoutParametersRaises) {
     EXPECT_EQ(TParseHtml::buyerListUrl(fixtures::itemPage(fields)), "");
     fields.buyerButton =
         "<BUTTON id=\"J_listBuyerOnView\" type=\"button\" class=\"btn-view\">查看成交记录</BUTTON>";
-    try {
-        TParseHtml::buyerListUrl(fixtures::itemPage(fields));
-        FAIL() << "no exception";
-    } catch (const TParseException& e) {
-        EXPECT_STREQ(e.what(), "商品交易链接解析出错！");
-    }
+    EXPECT_EQ(test::parseError([&] { TParseHtml::buyerListUrl(fixtures::itemPage(fields)); }),
+              "商品交易链接解析出错！");
 }
 
 TEST(SoldTotal, ReadFromTheRawPage) {

@@ -1,6 +1,7 @@
 // Pages built to make the nested quantifiers and tempered dots of the row expressions backtrack as
 // hard as they can. Each must come back (ctest's time-out would catch a hang) with the good rows.
 
+#include "ParseError.h"
 #include "parse/Expressions.h"
 #include "parse/ItemSearchParser.h"
 #include "parse/THTMLTools.h"
@@ -73,10 +74,6 @@ TEST(NearMiss, ItemRowsWithTemperedDotsAndAMissingEnd) {
 
 TEST(NearMiss, ASingleMatchPastTheLimitsRaisesForTheWholePage) {
     const std::string page = gbk("<DIV class=\"x\">" + std::string(40, 'a') + "</DIV><P>12</P>");
-    try {
-        THTMLTools::matchInt(page, "<div[^>]+>([^<]+)*</div><b>(\\d+)</b>");
-        FAIL() << "no exception";
-    } catch (const TParseException& e) {
-        EXPECT_STREQ(e.what(), "页面解析超出匹配次数限制！");
-    }
+    EXPECT_EQ(test::parseError([&] { THTMLTools::matchInt(page, "<div[^>]+>([^<]+)*</div><b>(\\d+)</b>"); }),
+              "页面解析超出匹配次数限制！");
 }

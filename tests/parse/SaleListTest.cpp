@@ -1,3 +1,4 @@
+#include "ParseError.h"
 #include "parse/SaleListParser.h"
 #include "parse/TParseException.h"
 #include "parse/fixtures/PageFixtures.h"
@@ -48,12 +49,7 @@ TEST(SaleList, EveryFieldOfEverySale) {
 TEST(SaleList, AQuantityThatIsNoNumberRaises) {
     std::vector<fixtures::SaleRow> rows{fixtures::sampleSaleRow(0)};
     rows[0].quantity = "若干";
-    try {
-        parseSaleList(fixtures::salePage(rows));
-        FAIL() << "no exception";
-    } catch (const TParseException& e) {
-        EXPECT_STREQ(e.what(), "“若干”不是有效的数字！");
-    }
+    EXPECT_EQ(test::parseError([&] { parseSaleList(fixtures::salePage(rows)); }), "“若干”不是有效的数字！");
 }
 
 TEST(SaleList, APageWithoutSalesGivesAnEmptyList) {

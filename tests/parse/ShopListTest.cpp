@@ -1,8 +1,11 @@
+#include "ParseError.h"
 #include "parse/TParseException.h"
 #include "parse/TParseHtml.h"
 #include "parse/fixtures/PageFixtures.h"
 
 #include <gtest/gtest.h>
+
+#include <thread>
 
 using namespace vantor;
 using fixtures::gbk;
@@ -71,23 +74,44 @@ TEST(ShopList, AnEncodedQuoteInsideTheNameBreaksOnlyThatRow) {
 TEST(ShopList, AnEmptyRankLosesTheWholeList) {
     std::vector<fixtures::ShopRow> rows{fixtures::sampleShopRow(0), fixtures::sampleShopRow(1)};
     rows[1].rank = "";
-    try {
-        TParseHtml::parseShopList(fixtures::shopSearchPage(rows));
-        FAIL() << "no exception";
-    } catch (const TParseException& e) {
-        EXPECT_STREQ(e.what(), "“”不是有效的整数！");
-    }
+    EXPECT_EQ(test::parseError([&] { TParseHtml::parseShopList(fixtures::shopSearchPage(rows)); }),
+              "“”不是有效的整数！");
     rows[1].rank = "1000";
     rows[0].itemCount = "很多";
-    try {
-        TParseHtml::parseShopList(fixtures::shopSearchPage(rows));
-        FAIL() << "no exception";
-    } catch (const TParseException& e) {
-        EXPECT_STREQ(e.what(), "“很多”不是有效的整数！");
-    }
+    EXPECT_EQ(test::parseError([&] { TParseHtml::parseShopList(fixtures::shopSearchPage(rows)); }),
+              "“很多”不是有效的整数！");
 }
 
 TEST(ShopList, APageWithoutRowsGivesAnEmptyList) {
     EXPECT_TRUE(TParseHtml::parseShopList(fixtures::shopSearchPage({})).empty());
     EXPECT_TRUE(TParseHtml::parseShopList("").empty());
+}
+
+TEST(ShopList, ThreadsParsingAtOnceShareTheCompiledExpressionsSafely) {
+    std::vector<fixtures::ShopRow> rows;
+    for (int i = 0; i < 20; ++i)
+        rows.push_back(fixtures::sampleShopRow(i));
+    rows[7].business = "women clothing, bags, shoes and more of it"; // a near miss on every thread
+    rows[7].rankTitle = "卖家信用";
+    const std::string page = fixtures::shopSearchPage(rows);
+    const auto expected = TParseHtml::parseShopList(page);
+    ASSERT_EQ(expected.size(), 19u);
+    ASSERT_EQ(expected.skippedRows(), 1u);
+
+    std::vector<int> mismatches(4, 0);
+    std::vector<std::thread> threads;
+    for (size_t t = 0; t < mismatches.size(); ++t)
+        threads.emplace_back([&, t] {
+            for (int round = 0; round < 25; ++round) {
+                const auto list = TParseHtml::parseShopList(page);
+                bool same = list.size() == expected.size() && list.skippedRows() == 1;
+                for (size_t i = 0; same && i < list.size(); ++i)
+                    same = list.record(i).dianzhu == expected.record(i).dianzhu &&
+                           list.record(i).salerCredit == expected.record(i).salerCredit;
+                mismatches[t] += !same;
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(mismatches, std::vector<int>(4, 0));
 }

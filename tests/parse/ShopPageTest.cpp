@@ -1,3 +1,4 @@
+#include "ParseError.h"
 #include "parse/ShopPageParser.h"
 #include "parse/TParseException.h"
 #include "parse/fixtures/PageFixtures.h"
@@ -66,12 +67,7 @@ TEST(ShopPage, AddressLineStandsInForAMissingLocation) {
 TEST(ShopPage, AnItemCountThatIsNoNumberRaises) {
     fixtures::ShopPage fields;
     fields.itemCount = "三百";
-    try {
-        parseShopPage(fixtures::shopPage(fields));
-        FAIL() << "no exception";
-    } catch (const TParseException& e) {
-        EXPECT_STREQ(e.what(), "“三百”不是有效的整数！");
-    }
+    EXPECT_EQ(test::parseError([&] { parseShopPage(fixtures::shopPage(fields)); }), "“三百”不是有效的整数！");
 }
 
 TEST(ShopPage, AnEmptyPageGivesOnlyTheMarker) {

@@ -16,13 +16,6 @@ void write(const std::filesystem::path& folder, const std::string& target, const
     std::ofstream(folder / target / (name + ".html"), std::ios::binary) << page;
 }
 
-template <class Row, class Sample> std::vector<Row> rows(Sample sample, int count) {
-    std::vector<Row> out;
-    for (int i = 0; i < count; ++i)
-        out.push_back(sample(i));
-    return out;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -31,14 +24,14 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::filesystem::path folder = argv[1];
-    write(folder, "shop_list", "search", shopSearchPage(rows<ShopRow>(sampleShopRow, 3)));
-    write(folder, "item_lists", "search", itemSearchPage(rows<ItemSearchRow>(sampleItemSearchRow, 2)));
-    write(folder, "item_lists", "shop", shopItemListPage(rows<ShopItemRow>(sampleShopItemRow, 2)));
-    write(folder, "item_lists", "full", fullRowListPage(rows<FullRow>(sampleFullRow, 2)));
+    write(folder, "shop_list", "search", shopSearchPage(sampleRows(sampleShopRow, 3)));
+    write(folder, "item_lists", "search", itemSearchPage(sampleRows(sampleItemSearchRow, 2)));
+    write(folder, "item_lists", "shop", shopItemListPage(sampleRows(sampleShopItemRow, 2)));
+    write(folder, "item_lists", "full", fullRowListPage(sampleRows(sampleFullRow, 2)));
     ItemPage item;
     item.buyerButton = defaultBuyerButton();
     write(folder, "item_page", "item", itemPage(item));
-    write(folder, "rate_list", "ratings", ratePage(rows<RateRow>(sampleRateRow, 3)));
+    write(folder, "rate_list", "ratings", ratePage(sampleRows(sampleRateRow, 3)));
     ShopPage shop;
     write(folder, "shop_page", "first", shopPage(shop));
     shop.secondForm = true;
@@ -48,7 +41,7 @@ int main(int argc, char** argv) {
     write(folder, "rate_summary", "first", rateSummaryPage(summary));
     summary.secondForm = true;
     write(folder, "rate_summary", "second", rateSummaryPage(summary));
-    write(folder, "sale_list", "sales", salePage(rows<SaleRow>(sampleSaleRow, 3)));
+    write(folder, "sale_list", "sales", salePage(sampleRows(sampleSaleRow, 3)));
     write(folder, "text_tools", "entities",
           gbk("a&amp;quot;&#;b&nbsp;&nbsp;&#21152;&#xB0A1;關 <BR/>  &eacute;"));
     write(folder, "text_tools", "dates", "2010-01-12 10:11:122010/1/2 3:04");
