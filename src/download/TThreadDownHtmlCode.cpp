@@ -1,5 +1,7 @@
 #include "TThreadDownHtmlCode.h"
 
+#include "WireAddress.h"
+
 #include <curl/curl.h>
 
 #include <algorithm>
@@ -44,7 +46,8 @@ public:
         errorBuffer_[0] = '\0';
         // Every option anew; the connections the client holds stay.
         curl_easy_reset(easy_);
-        curl_easy_setopt(easy_, CURLOPT_URL, url.c_str());
+        const std::string wire = wireAddress(url);
+        curl_easy_setopt(easy_, CURLOPT_URL, wire.c_str());
         curl_easy_setopt(easy_, CURLOPT_PROTOCOLS_STR, "http,https");
         curl_easy_setopt(easy_, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
         curl_easy_setopt(easy_, CURLOPT_NOSIGNAL, 1L);

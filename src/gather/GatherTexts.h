@@ -1,0 +1,22 @@
+#pragma once
+
+#include "base/DateTime.h"
+
+#include <string>
+
+namespace vantor {
+
+// Texts of the gathering windows, shared by the windows and the command line.
+inline constexpr const char* kConnectionTimedOut =
+    "连接超时.....！请检查你的网络状态是否良好？或通过工具选项增加连接时间。";
+inline constexpr const char* kGatherFailed = "异常出错.....！";
+inline constexpr const char* kSearchStopped = "用户中止搜索！";
+inline constexpr const char* kGatherStopped = "用户中止下载！";
+inline constexpr const char* kNoShopTicked = "请选择需要采集的店铺！";
+
+// The main window's status line: the moment, then what happened.
+inline std::string statusLineText(const char* what, const DateTime& when = DateTime::now()) {
+    return when.toString() + what;
+}
+
+} // namespace vantor

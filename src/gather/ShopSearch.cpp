@@ -1,0 +1,69 @@
+#include "ShopSearch.h"
+
+#include "CategoryTable.h"
+#include "MarketHosts.h"
+#include "parse/GbkText.h"
+
+namespace vantor {
+
+std::optional<std::string> validateShopSearch(const ShopSearchQuery& query) {
+    if (query.keyword.empty() && query.category == 0) return std::string(kSearchConditionMissing);
+    if (query.category < 0 || query.category >= int(shopSearchCategories().size()))
+        return std::string("类别不存在！");
+    return std::nullopt;
+}
+
+std::string gbkQueryText(std::string_view utf8) {
+    static const char* hex = "0123456789ABCDEF";
+    std::string out;
+    for (unsigned char c : toGbk(utf8)) {
+        bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+                     c == '_' || c == '.' || c == '~';
+        if (plain) {
+            out += char(c);
+        } else {
+            out += '%';
+            out += hex[c >> 4];
+            out += hex[c & 15];
+        }
+    }
+    return out;
+}
+
+std::string shopSearchAddress(const ShopSearchQuery& query) {
+    std::string address = std::string(market::kShopSearchHost) + "/browse/shop_search.htm?1=1";
+    address += "&cat=" + shopSearchCategories().at(size_t(query.category)).id;
+    address += "&loc=" + gbkQueryText(query.location);
+    if (!query.keyword.empty()) {
+        address += "&q=" + gbkQueryText(query.keyword);
+        if (query.inTitle) address += "&title=title";
+        if (query.inNick) address += "&nick=nick";
+        if (query.inTag) address += "&tag=tag";
+    }
+    // Levels up to 14 carry a comma each, the higher ones none: the marketplace's form, kept as it is.
+    address += "&ratesum=";
+    for (int level : query.levels)
+        address += std::to_string(level) + (level <= 14 ? "," : "");
+    address += query.byPopularity ? "&sort=default" : "&soft=ratesum_desc";
+    address += "&n=80&s=";
+    return address;
+}
+
+std::string shopSearchLog(const ShopSearchQuery& query, int searchNumber, const DateTime& now) {
+    std::string log = "第" + std::to_string(searchNumber) + "次搜索\n";
+    log += "时间：" + now.toString() + "\n";
+    log += "关键字：" + query.keyword + ",";
+    if (query.inTitle) log += "店铺名、";
+    if (query.inNick) log += "掌柜名、";
+    if (query.inTag) log += "主营项目";
+    log += "\n类别：" + shopSearchCategories().at(size_t(query.category)).name + "\n";
+    log += "信用级别：";
+    for (int level : query.levels)
+        log += std::to_string(level) + "、";
+    log += "\n所在地：" + query.location + "\n";
+    log += query.byPopularity ? "按人气排序\n" : "按信用排序\n";
+    log += "搜索范围：" + std::to_string(query.range) + "\n";
+    return log;
+}
+
+} // namespace vantor

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "base/DateTime.h"
+
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace vantor {
+
+inline constexpr const char* kSearchConditionMissing = "请输入店铺名称或类别等条件进行搜索！";
+
+// What the user asks the shop search for. Texts are UTF-8 as typed.
+struct ShopSearchQuery {
+    std::string keyword;
+    bool inTitle = false; // "店铺名"
+    bool inNick = false;  // "掌柜名"
+    bool inTag = false;   // "主营项目"
+    int category = 0;     // position in the shop search's category table
+    std::string location;
+    std::set<int> levels;      // credit levels 1..20
+    bool byPopularity = false; // "按人气排序"; otherwise "按信誉排序"
+    int range = 80;            // how many shops, 10..400
+};
+
+// The message that refuses the search, or nothing when it may run.
+std::optional<std::string> validateShopSearch(const ShopSearchQuery& query);
+
+// The search address without the page offset: the job appends 80 × page, then a blank.
+std::string shopSearchAddress(const ShopSearchQuery& query);
+
+// The last page of the search: pages 0..range div 81 are fetched.
+inline int shopSearchEndPage(int range) {
+    return range / 81;
+}
+
+// The search log's block for the n-th search since the window opened.
+std::string shopSearchLog(const ShopSearchQuery& query, int searchNumber, const DateTime& now);
+
+// Text typed by the user as the marketplace expects it in an address: GBK bytes, percent-encoded.
+std::string gbkQueryText(std::string_view utf8);
+
+} // namespace vantor

@@ -1,0 +1,48 @@
+#include "StageRunner.h"
+
+#include "GatherTexts.h"
+
+namespace vantor {
+
+JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode, PageHandler page) {
+    if (stopped()) return JobEnd::Stopped;
+    StageHandlers handlers;
+    handlers.page = std::move(page);
+    // The driver calls the error handler after the failure handler too; the time-out is the news then.
+    bool timedOut = false;
+    handlers.failure = [this, &timedOut] {
+        timedOut = true;
+        statusLine_(statusLineText(kConnectionTimedOut));
+    };
+    handlers.error = [this, &timedOut](std::int32_t) {
+        if (!timedOut && !stopped()) statusLine_(statusLineText(kGatherFailed));
+    };
+    TSearchShopCheck job(param, gauges_, pageStep, mode, std::move(handlers));
+    {
+        std::lock_guard lock(mutex_);
+        current_ = &job;
+    }
+    // A stop that came while the job was being built must still reach it.
+    if (stopped()) job.requestStop();
+    job.start();
+    job.wait();
+    {
+        std::lock_guard lock(mutex_);
+        current_ = nullptr;
+    }
+    if (job.getFinished()) return JobEnd::Finished;
+    if (stopped()) return JobEnd::Stopped;
+    // The driver's status word says only "failed" once the time-out has ended the run.
+    if (timedOut) return JobEnd::TimedOut;
+    error_ = job.lastError();
+    if (error_.empty()) error_ = std::string(job.getStatus().substr(1));
+    return JobEnd::Failed;
+}
+
+void StageRunner::stop() {
+    stopped_.store(true, std::memory_order_release);
+    std::lock_guard lock(mutex_);
+    if (current_) current_->requestStop();
+}
+
+} // namespace vantor

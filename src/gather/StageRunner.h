@@ -1,0 +1,45 @@
+#pragma once
+
+#include "TSearchShopCheck.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace vantor {
+
+// How a gathering job ended.
+enum class JobEnd { Finished, TimedOut, Failed, Stopped };
+
+// Runs the jobs of one gathering, one after the other, on the calling thread; stop() may come from any
+// thread and ends the job in flight and every job after it. A job that fails puts the moment and the
+// reason on the main window's status line.
+class StageRunner {
+public:
+    using PageHandler = std::function<void(std::int32_t pageKind, const std::string& page)>;
+    using StatusLine = std::function<void(const std::string& text)>;
+
+    StageRunner(std::vector<SlotProgress*> gauges, StatusLine statusLine)
+        : gauges_(std::move(gauges)), statusLine_(std::move(statusLine)) {}
+
+    // Runs the job to its end. The page handler runs on the driver thread; when it throws, the job ends
+    // as Failed and error() holds the message.
+    JobEnd run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode, PageHandler page);
+
+    void stop();
+    bool stopped() const { return stopped_.load(std::memory_order_acquire); }
+    std::string error() const { return error_; }
+
+    const std::vector<SlotProgress*>& gauges() const { return gauges_; }
+
+private:
+    std::vector<SlotProgress*> gauges_;
+    StatusLine statusLine_;
+    std::atomic<bool> stopped_ = false;
+    std::mutex mutex_;
+    TSearchShopCheck* current_ = nullptr;
+    std::string error_;
+};
+
+} // namespace vantor

@@ -1,0 +1,112 @@
+#pragma once
+
+#include "demo-market/DemoMarket.h"
+#include "download/SlotProgress.h"
+#include "gather/SalesGathering.h"
+#include "gather/ShopSearchJob.h"
+#include "parse/GbkText.h"
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
+namespace vantor::test {
+
+// A progress bar nobody looks at.
+struct QuietGauge : SlotProgress {
+    void begin(std::int64_t) override {}
+    void advance(std::int64_t) override {}
+    void end() override {}
+};
+
+// Network settings that lead to the demo market through its proxy port.
+inline std::shared_ptr<const THttpAgent> demoAgent(const demo::DemoMarket& market, std::string user = "",
+                                                   std::string password = "") {
+    auto agent = std::make_shared<THttpAgent>();
+    agent->AgentType = true;
+    agent->Server = "127.0.0.1";
+    agent->Port = market.port();
+    agent->User = std::move(user);
+    agent->Password = std::move(password);
+    agent->ConnectTime = 3;
+    agent->ConnectTimeOut = -55000; // five seconds, the engine adds its own sixty
+    agent->ReadTimeOut = -25000;
+    return agent;
+}
+
+// The search row a shop of the demo market shows.
+inline TDianBaseInfo searchRowOf(const demo::Shop& shop) {
+    TDianBaseInfo row;
+    row.webaddr = shop.webAddress();
+    row.dianzhu = toGbk(shop.nick);
+    row.dianming = toGbk(shop.name);
+    row.loc = toGbk(shop.mainBusiness);
+    return row;
+}
+
+// Records what a search or a gathering reports and lets the test wait for its end.
+struct Recorder : ShopSearchObserver, SalesGatherObserver {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<TDianBaseInfo> shops;
+    std::vector<int> totals;
+    std::vector<std::string> statusLines, messages, stages;
+    std::vector<int> shopsStarted;
+    int shopsDone = 0, items = 0;
+    bool ended = false;
+    JobEnd end = JobEnd::Finished;
+    std::string detail;
+    std::function<void(const std::string& stage, int shopIndex)> onStage;
+    int currentShop = -1;
+
+    void searchTotal(int total) override {
+        std::lock_guard lock(mutex);
+        totals.push_back(total);
+    }
+    void shopsFound(const std::vector<TDianBaseInfo>& found) override {
+        std::lock_guard lock(mutex);
+        shops.insert(shops.end(), found.begin(), found.end());
+    }
+    void statusLine(const std::string& text) override {
+        std::lock_guard lock(mutex);
+        statusLines.push_back(text);
+    }
+    void searchEnded(JobEnd how, int, const std::string& why) override { finish(how, why); }
+    void shopStarted(int index, int, const TDianBaseInfo&) override {
+        std::lock_guard lock(mutex);
+        shopsStarted.push_back(index);
+        currentShop = index;
+    }
+    void stageText(const std::string& text) override {
+        int shop;
+        {
+            std::lock_guard lock(mutex);
+            stages.push_back(text);
+            shop = currentShop;
+        }
+        if (onStage) onStage(text, shop);
+    }
+    void itemsGathered(int count) override {
+        std::lock_guard lock(mutex);
+        items = count;
+    }
+    void shopFinished(int done, int) override {
+        std::lock_guard lock(mutex);
+        shopsDone = done;
+    }
+    void message(const std::string& text) override {
+        std::lock_guard lock(mutex);
+        messages.push_back(text);
+    }
+    void gatherEnded(JobEnd how, const std::string& why) override { finish(how, why); }
+
+    void finish(JobEnd how, const std::string& why) {
+        std::lock_guard lock(mutex);
+        end = how;
+        detail = why;
+        ended = true;
+        changed.notify_all();
+    }
+};
+
+} // namespace vantor::test

@@ -1,0 +1,180 @@
+#include "GatherTestSupport.h"
+#include "db/TDM.h"
+#include "gather/GatherTexts.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+using namespace vantor;
+using namespace vantor::test;
+
+namespace {
+
+class GatherFromTheDemoMarket : public ::testing::Test {
+protected:
+    void SetUp() override { dm.open(); }
+
+    JobEnd gather(const std::vector<int>& shopIndexes, int items,
+                  std::shared_ptr<const THttpAgent> agent = {}, demo::DemoMarket* from = nullptr) {
+        demo::DemoMarket& m = from ? *from : market;
+        std::vector<TDianBaseInfo> shops;
+        for (int i : shopIndexes)
+            shops.push_back(searchRowOf(m.model().shops()[size_t(i)]));
+        std::vector<SlotProgress*> slots{&g1, &g2, &g3};
+        SalesGathering run(dm.file(), shops, items, agent ? agent : demoAgent(m), slots, recorder);
+        gathering = &run;
+        run.start();
+        run.wait();
+        gathering = nullptr;
+        EXPECT_TRUE(recorder.ended);
+        return recorder.end;
+    }
+
+    std::int64_t number(const std::string& sql) {
+        auto st = dm.cn1().prepare(sql);
+        return st.step() ? st.integer(0) : -1;
+    }
+    std::string text(const std::string& sql) {
+        auto st = dm.cn1().prepare(sql);
+        return st.step() ? st.text(0) : "<none>";
+    }
+    const demo::Shop& shop(int i) { return market.model().shops()[size_t(i)]; }
+
+    // The sales a gathering keeps of an item: all but those on the earliest day the list shows,
+    // which the save deletes and does not insert again.
+    size_t keptSales(const demo::Item& item) {
+        auto sales = market.model().sales(item);
+        if (sales.empty()) return 0;
+        std::string firstDay = sales.back().time.substr(0, 10);
+        size_t kept = 0;
+        for (const auto& sale : sales)
+            kept += sale.time.substr(0, 10) != firstDay;
+        return kept;
+    }
+
+    demo::DemoMarket market;
+    TempDir dir;
+    db::TDM dm{dir / "lmd_pin.db"};
+    QuietGauge g1, g2, g3;
+    Recorder recorder;
+    SalesGathering* gathering = nullptr;
+};
+
+} // namespace
+
+TEST_F(GatherFromTheDemoMarket, TwoShopsWithTheirCreditItemsAndSales) {
+    ASSERT_EQ(gather({3, 4}, 3), JobEnd::Finished) << recorder.detail;
+    EXPECT_EQ(recorder.shopsDone, 2);
+    EXPECT_EQ(recorder.items, 6);
+    EXPECT_EQ(number("select count(*) from dianbase"), 2);
+    for (int s : {3, 4}) {
+        const auto& expected = shop(s);
+        std::string where = " from dianbase where dianzhu='" + expected.nick + "'";
+        EXPECT_EQ(text("select dianming" + where), expected.name);
+        EXPECT_EQ(text("select webaddr" + where), expected.webAddress());
+        EXPECT_EQ(text("select userId" + where), expected.userId);
+        EXPECT_EQ(number("select salerCredit" + where), expected.sellerCredit);
+        EXPECT_EQ(number("select buyerCredit" + where), expected.buyerCredit);
+        EXPECT_EQ(number("select favorite" + where), expected.favorite);
+        EXPECT_EQ(number("select salerGood1" + where), expected.sellerRates[0].period[0]);
+        EXPECT_EQ(number("select salerBad4" + where), expected.sellerRates[2].period[3]);
+        EXPECT_EQ(number("select buyerNotBad2" + where), expected.buyerRates[1].period[1]);
+        EXPECT_EQ(text("select itemGoal" + where), expected.scores[0]);
+        EXPECT_EQ(text("select consignGoal" + where), expected.scores[2]);
+        std::string shopId = text("select id" + where);
+        EXPECT_EQ(number("select count(*) from itemInfo where dian_id=" + shopId), 3);
+        for (int k = 0; k < 3; ++k) {
+            const auto& item = market.model().itemOf(expected, k);
+            std::string itemWhere = " from itemInfo where itemId='" + item.id + "' and dian_id=" + shopId;
+            EXPECT_EQ(number("select count(*)" + itemWhere), 1) << item.id;
+            EXPECT_EQ(number("select monthSale" + itemWhere), item.monthSale);
+            EXPECT_EQ(number("select favorite" + itemWhere), item.favorite);
+            EXPECT_EQ(text("select itemAutionUrl" + itemWhere), item.address());
+            EXPECT_EQ(number("select count(*) from saleInfo where itemId='" + item.id + "'"),
+                      std::int64_t(keptSales(item)))
+                << item.id;
+        }
+    }
+    // Every sale keeps its trade id, price and buyer.
+    const auto& first = market.model().itemOf(shop(3), 0);
+    auto sales = market.model().sales(first);
+    ASSERT_FALSE(sales.empty());
+    EXPECT_EQ(text("select buyerName||'|'||amount||'|'||getNum from saleInfo where trade_id='" +
+                   sales[0].tradeId + "'"),
+              sales[0].buyerName + "|" + text("select " + std::to_string(sales[0].price)) + "|" +
+                  text("select cast(" + std::to_string(sales[0].quantity) + " as real)"));
+}
+
+TEST_F(GatherFromTheDemoMarket, AShopWithoutARatingLinkIsSavedWithoutItsCredit) {
+    ASSERT_EQ(gather({demo::MarketModel::kNoRatingLinkShop}, 1), JobEnd::Finished) << recorder.detail;
+    const auto& expected = shop(demo::MarketModel::kNoRatingLinkShop);
+    std::string where = " from dianbase where dianzhu='" + expected.nick + "'";
+    EXPECT_EQ(number("select count(*)" + where), 1);
+    EXPECT_EQ(text("select coalesce(salerGood1,'none')" + where), "none");
+    EXPECT_EQ(number("select count(*) from itemInfo"), 1);
+    for (const auto& stage : recorder.stages)
+        EXPECT_NE(stage, "正在处理信用评价");
+}
+
+TEST_F(GatherFromTheDemoMarket, OddItemPagesAreSavedWithTheirDefaults) {
+    ASSERT_EQ(gather({demo::MarketModel::kOddItemsShop}, 3), JobEnd::Finished) << recorder.detail;
+    const auto& odd = shop(demo::MarketModel::kOddItemsShop);
+    const auto& noBuyerList = market.model().itemOf(odd, 0);
+    EXPECT_EQ(number("select count(*) from itemInfo where itemId='" + noBuyerList.id + "'"), 1);
+    EXPECT_EQ(number("select count(*) from saleInfo where itemId='" + noBuyerList.id + "'"), 0);
+    EXPECT_EQ(number("select count(*) from itemInfo where itemId='000000000000000'"), 1);
+    const auto& hidden = market.model().itemOf(odd, 2);
+    EXPECT_EQ(number("select monthSale from itemInfo where itemId='" + hidden.id + "'"), 0);
+}
+
+TEST_F(GatherFromTheDemoMarket, AStopInTheSecondShopKeepsTheFirstAndRollsBackTheSecond) {
+    recorder.onStage = [this](const std::string& stage, int shopIndex) {
+        if (shopIndex == 1 && stage == "正在处理销售记录" && gathering) gathering->stop();
+    };
+    EXPECT_EQ(gather({3, 4}, 2), JobEnd::Stopped);
+    EXPECT_EQ(recorder.shopsDone, 1);
+    EXPECT_EQ(number("select count(*) from dianbase"), 1);
+    EXPECT_EQ(text("select dianzhu from dianbase"), shop(3).nick);
+    EXPECT_EQ(number("select count(*) from itemInfo"), 2);
+    const auto& secondsItem = market.model().itemOf(shop(4), 0);
+    EXPECT_EQ(number("select count(*) from saleInfo where itemId='" + secondsItem.id + "'"), 0);
+}
+
+TEST_F(GatherFromTheDemoMarket, AMarketThatFailsEveryRequestLeavesNothingHalfSaved) {
+    market.faults().add(demo::parseFaultRule("kind=drop"));
+    EXPECT_EQ(gather({3, 4}, 2), JobEnd::TimedOut);
+    EXPECT_EQ(number("select count(*) from dianbase"), 0);
+    ASSERT_EQ(recorder.statusLines.size(), 1u);
+    EXPECT_NE(recorder.statusLines[0].find(kConnectionTimedOut), std::string::npos);
+}
+
+TEST_F(GatherFromTheDemoMarket, FailuresInTheItemStageRollTheShopBack) {
+    market.faults().add(demo::parseFaultRule("kind=error&status=503&match=show_buyer_list"));
+    EXPECT_EQ(gather({3}, 1), JobEnd::TimedOut);
+    EXPECT_EQ(number("select count(*) from dianbase"), 0);
+    EXPECT_EQ(number("select count(*) from itemInfo"), 0);
+}
+
+TEST(GatherThroughAnAuthenticatingProxy, TheCredentialsOpenTheWayAndAWrongPasswordDoesNot) {
+    demo::DemoMarketOptions options;
+    options.proxyUser = "buyer";
+    options.proxyPassword = "s3cret";
+    demo::DemoMarket market(options);
+    for (auto [password, expected] : {std::pair{"s3cret", JobEnd::Finished}, {"wrong", JobEnd::TimedOut}}) {
+        TempDir dir;
+        db::TDM dm(dir / "lmd_pin.db");
+        dm.open();
+        QuietGauge gauge;
+        Recorder recorder;
+        SalesGathering run(dm.file(), {searchRowOf(market.model().shops()[5])}, 1,
+                           demoAgent(market, "buyer", password), {&gauge}, recorder);
+        run.start();
+        run.wait();
+        EXPECT_EQ(recorder.end, expected) << password;
+        auto count = dm.cn1().prepare("select count(*) from dianbase");
+        count.step();
+        EXPECT_EQ(count.integer(0), expected == JobEnd::Finished ? 1 : 0) << password;
+    }
+}

@@ -1,0 +1,166 @@
+#include "GatherTestSupport.h"
+#include "gather/CategoryTable.h"
+#include "gather/GatherTexts.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantor;
+using namespace vantor::test;
+
+TEST(ShopSearchAddress, IsBuiltPieceByPieceAsTheMarketplaceExpects) {
+    ShopSearchQuery q;
+    q.keyword = "连衣裙 a";
+    q.inTitle = true;
+    q.inTag = true;
+    q.category = 8;
+    q.location = "杭州";
+    q.levels = {15, 3, 14};
+    EXPECT_EQ(shopSearchAddress(q),
+              "http://shopsearch.taobao.com/browse/shop_search.htm?1=1&cat=50011699\"&loc=%BA%BC%D6%DD"
+              "&q=%C1%AC%D2%C2%C8%B9%20a&title=title&tag=tag&ratesum=3,14,15&soft=ratesum_desc&n=80&s=");
+    q.keyword.clear();
+    q.category = 0;
+    q.levels.clear();
+    q.byPopularity = true;
+    q.location.clear();
+    EXPECT_EQ(
+        shopSearchAddress(q),
+        "http://shopsearch.taobao.com/browse/shop_search.htm?1=1&cat=&loc=&ratesum=&sort=default&n=80&s=");
+}
+
+TEST(ShopSearchAddress, RangeGivesThePageCountWithItsDivisor) {
+    EXPECT_EQ(shopSearchEndPage(10), 0);
+    EXPECT_EQ(shopSearchEndPage(80), 0);
+    EXPECT_EQ(shopSearchEndPage(81), 1);
+    EXPECT_EQ(shopSearchEndPage(161), 1);
+    EXPECT_EQ(shopSearchEndPage(162), 2);
+    EXPECT_EQ(shopSearchEndPage(400), 4);
+}
+
+TEST(ShopSearchAddress, ASearchNeedsAKeywordOrACategory) {
+    ShopSearchQuery q;
+    EXPECT_EQ(validateShopSearch(q), std::optional<std::string>("请输入店铺名称或类别等条件进行搜索！"));
+    q.category = 3;
+    EXPECT_FALSE(validateShopSearch(q));
+    q.category = 0;
+    q.keyword = "x";
+    EXPECT_FALSE(validateShopSearch(q));
+}
+
+TEST(ShopSearchLog, NamesEveryCondition) {
+    ShopSearchQuery q;
+    q.keyword = "围巾";
+    q.inNick = true;
+    q.inTag = true;
+    q.category = 1;
+    q.location = "上海";
+    q.levels = {2, 16};
+    q.range = 120;
+    EXPECT_EQ(shopSearchLog(q, 3, *DateTime::parse("2012-01-02 03:04:05")),
+              "第3次搜索\n时间：2012-01-02 03:04:05\n关键字：围巾,掌柜名、主营项目\n类别：女装/女士精品 \n"
+              "信用级别：2、16、\n所在地：上海\n按信用排序\n搜索范围：120\n");
+}
+
+namespace {
+
+class SearchOnTheDemoMarket : public ::testing::Test {
+protected:
+    std::vector<TDianBaseInfo> search(const ShopSearchQuery& query) {
+        std::vector<SlotProgress*> slots{&g1, &g2, &g3};
+        ShopSearchJob job(query, demoAgent(market), slots, recorder);
+        job.start();
+        job.wait();
+        EXPECT_TRUE(recorder.ended);
+        if (!recorder.detail.empty()) ADD_FAILURE() << recorder.detail;
+        return recorder.shops;
+    }
+    demo::DemoMarket market;
+    QuietGauge g1, g2, g3;
+    Recorder recorder;
+};
+
+// The category of the shop search list that holds the most demo shops.
+int busiestCategory(const demo::MarketModel& model) {
+    const auto& table = shopSearchCategories();
+    int best = 1;
+    size_t most = 0;
+    for (size_t i = 1; i < table.size(); ++i) {
+        demo::ShopQuery q;
+        q.categoryId = table[i].id;
+        size_t n = model.findShops(q).size();
+        if (n > most) {
+            most = n;
+            best = int(i);
+        }
+    }
+    return best;
+}
+
+} // namespace
+
+TEST_F(SearchOnTheDemoMarket, ACategorySearchListsEveryPageOfShops) {
+    ShopSearchQuery q;
+    q.category = busiestCategory(market.model());
+    q.range = 400;
+    demo::ShopQuery expected;
+    expected.categoryId = shopSearchCategories()[size_t(q.category)].id;
+    auto shops = market.model().findShops(expected);
+    ASSERT_GT(shops.size(), 0u);
+    auto found = search(q);
+    EXPECT_EQ(recorder.end, JobEnd::Finished);
+    ASSERT_EQ(found.size(), std::min<size_t>(shops.size(), 400));
+    std::set<std::string> nicks;
+    for (const auto& shop : found)
+        nicks.insert(gbkToUtf8(shop.dianzhu));
+    for (const auto* shop : shops)
+        EXPECT_TRUE(nicks.count(shop->nick)) << shop->nick;
+    ASSERT_FALSE(recorder.totals.empty());
+    EXPECT_EQ(recorder.totals.front(), int(shops.size()));
+}
+
+TEST_F(SearchOnTheDemoMarket, AKeywordSearchOverSeveralPagesFindsTheMarketsShops) {
+    ShopSearchQuery q;
+    q.keyword = demo::marketCategories().front().shopWord;
+    q.inTitle = true;
+    q.range = 170; // three pages
+    demo::ShopQuery expected;
+    expected.keyword = q.keyword;
+    expected.inName = true;
+    auto shops = market.model().findShops(expected);
+    auto found = search(q);
+    ASSERT_EQ(found.size(), std::min<size_t>(shops.size(), 240));
+    // One slot per page: pages may arrive in any order, rows within a page keep theirs.
+    std::multiset<std::string> want, got;
+    for (size_t i = 0; i < found.size(); ++i) {
+        want.insert(shops[i]->nick);
+        got.insert(gbkToUtf8(found[i].dianzhu));
+    }
+    EXPECT_EQ(got, want);
+    EXPECT_EQ(gbkToUtf8(found.front().webaddr).rfind("http://shop", 0), 0u);
+}
+
+TEST_F(SearchOnTheDemoMarket, AMarketThatFailsEveryRequestEndsWithTheTimeOutLine) {
+    market.faults().add(demo::parseFaultRule("kind=error&status=500"));
+    ShopSearchQuery q;
+    q.category = 1;
+    auto found = search(q);
+    EXPECT_TRUE(found.empty());
+    EXPECT_EQ(recorder.end, JobEnd::TimedOut);
+    ASSERT_EQ(recorder.statusLines.size(), 1u);
+    EXPECT_NE(recorder.statusLines[0].find(kConnectionTimedOut), std::string::npos);
+    EXPECT_EQ(recorder.statusLines[0].size(),
+              19 + std::string(kConnectionTimedOut).size()); // date-time first
+}
+
+TEST_F(SearchOnTheDemoMarket, TheQuotedCategoryAndTheTrailingBlankGoOnTheWireEncoded) {
+    ShopSearchQuery q;
+    q.category = 8;
+    q.keyword = "裙";
+    search(q);
+    EXPECT_EQ(recorder.end, JobEnd::Finished);
+    auto sent = market.requests();
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_NE(sent[0].find("&cat=50011699%22&"), std::string::npos) << sent[0];
+    EXPECT_NE(sent[0].find("&q=%C8%B9&"), std::string::npos) << sent[0];
+    EXPECT_EQ(sent[0].substr(sent[0].size() - 7), "&s=0%20") << sent[0];
+}
