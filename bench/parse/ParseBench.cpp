@@ -26,22 +26,42 @@ struct Case {
     std::function<size_t(const std::string&)> parse; // returns the rows found, to print and keep
 };
 
-// Median milliseconds per parse over batches that each run for about 50 ms.
-double millisecondsPerParse(const Case& c, double seconds) {
-    c.parse(c.page); // compile (when cached) and warm up
-    std::vector<double> batches;
+double median(std::vector<double> values) {
+    std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
+    return values[values.size() / 2];
+}
+
+// Milliseconds per parse of one batch of about 50 ms.
+double batch(const Case& c) {
+    int runs = 0;
+    const auto start = Clock::now();
+    do {
+        c.parse(c.page);
+        ++runs;
+    } while (Clock::now() - start < std::chrono::milliseconds(50));
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count() / runs;
+}
+
+struct Timing {
+    double cached = 0;
+    double compiledEveryCall = 0;
+};
+
+// Median time per parse with the cache and without it, in alternating batches, so that the machine's
+// other load weighs on both alike.
+Timing measure(const Case& c, double seconds) {
+    c.parse(c.page); // compile into the cache, warm up
+    std::vector<double> cached;
+    std::vector<double> uncached;
     const auto end = Clock::now() + std::chrono::duration<double>(seconds);
-    while (Clock::now() < end || batches.size() < 3) {
-        int runs = 0;
-        const auto start = Clock::now();
-        do {
-            c.parse(c.page);
-            ++runs;
-        } while (Clock::now() - start < std::chrono::milliseconds(50));
-        batches.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count() / runs);
+    while (Clock::now() < end || cached.size() < 3) {
+        ExpressionCache::setCaching(true);
+        cached.push_back(batch(c));
+        ExpressionCache::setCaching(false);
+        uncached.push_back(batch(c));
     }
-    std::nth_element(batches.begin(), batches.begin() + batches.size() / 2, batches.end());
-    return batches[batches.size() / 2];
+    ExpressionCache::setCaching(true);
+    return {median(cached), median(uncached)};
 }
 
 std::vector<Case> cases() {
@@ -90,14 +110,10 @@ int main(int argc, char** argv) {
                 "compile/call ms", "ratio");
     for (const Case& c : cases()) {
         const size_t found = c.parse(c.page);
-        ExpressionCache::setCaching(true);
-        const double cached = millisecondsPerParse(c, seconds);
-        ExpressionCache::setCaching(false);
-        const double uncached = millisecondsPerParse(c, seconds / 2);
-        ExpressionCache::setCaching(true);
-        const double megabytesPerSecond = double(c.page.size()) / (1024.0 * 1024.0) / (cached / 1000.0);
+        const Timing t = measure(c, seconds);
+        const double megabytesPerSecond = double(c.page.size()) / (1024.0 * 1024.0) / (t.cached / 1000.0);
         std::printf("%-32s %8zu %5zu %12.3f %9.1f %18.3f %6.1fx\n", c.name.c_str(), c.page.size(), found,
-                    cached, megabytesPerSecond, uncached, uncached / cached);
+                    t.cached, megabytesPerSecond, t.compiledEveryCall, t.compiledEveryCall / t.cached);
     }
     std::printf("\nrows: records found (near-miss case: rows skipped at the match limit).\n"
                 "ratio: time with every expression compiled on every call / time with the cache.\n");
