@@ -40,5 +40,6 @@ void addCompactCommand(CLI::App& app, Context& context);
 // Adds proxy, net and optimize to the config command, which must exist already, and test-connection.
 void addNetworkCommands(CLI::App& app, Context& context);
 void addAnalyseCommand(CLI::App& app, Context& context);
+void addGatherCommands(CLI::App& app, Context& context);
 
 } // namespace vantor::cli

@@ -67,3 +67,27 @@ std::string shopSearchLog(const ShopSearchQuery& query, int searchNumber, const 
 }
 
 } // namespace vantor
+
+#include "parse/Records.h"
+
+namespace vantor {
+
+const std::vector<std::string>& searchGridColumns() {
+    static const std::vector<std::string> columns = {"序号", "选择", "掌柜",     "店铺名", "信用级别",
+                                                     "主营", "网址", "宝贝数量", "地点"};
+    return columns;
+}
+
+std::vector<std::string> searchGridRow(int number, const TDianBaseInfo& shop) {
+    return {std::to_string(number),
+            "",
+            gbkToUtf8(shop.dianzhu),
+            gbkToUtf8(shop.dianming),
+            std::to_string(shop.salerCredit),
+            gbkToUtf8(shop.loc),
+            gbkToUtf8(shop.webaddr),
+            std::to_string(shop.commodityNum),
+            gbkToUtf8(shop.addr)};
+}
+
+} // namespace vantor

@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vantor {
 
@@ -40,5 +41,16 @@ std::string shopSearchLog(const ShopSearchQuery& query, int searchNumber, const 
 
 // Text typed by the user as the marketplace expects it in an address: GBK bytes, percent-encoded.
 std::string gbkQueryText(std::string_view utf8);
+
+} // namespace vantor
+
+namespace vantor {
+
+struct TDianBaseInfo;
+
+// The columns of the search result grid, and one shop as a row of it (UTF-8): running number, empty
+// selection, shopkeeper, shop name, credit points, main business, address, item count, location.
+const std::vector<std::string>& searchGridColumns();
+std::vector<std::string> searchGridRow(int number, const TDianBaseInfo& shop);
 
 } // namespace vantor

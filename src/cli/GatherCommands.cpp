@@ -1,0 +1,277 @@
+#include "Cli.h"
+#include "CsvTable.h"
+
+#include "db/TDM.h"
+#include "demo-market/DemoMarket.h"
+#include "gather/GatherTexts.h"
+#include "gather/KnownShops.h"
+#include "gather/SalesGathering.h"
+#include "gather/ShopSearchJob.h"
+#include "parse/GbkText.h"
+
+#include <condition_variable>
+#include <iostream>
+#include <mutex>
+#include <sstream>
+
+namespace vantor::cli {
+
+namespace {
+
+// Download slots of the command line: as many as the windows show bars, with nothing to draw.
+struct SilentSlot : SlotProgress {
+    void begin(std::int64_t) override {}
+    void advance(std::int64_t) override {}
+    void end() override {}
+};
+
+struct Slots {
+    SilentSlot bars[4];
+    std::vector<SlotProgress*> list() { return {&bars[0], &bars[1], &bars[2], &bars[3]}; }
+};
+
+// The search options the window's advanced search page has.
+struct SearchOptions {
+    std::string keyword;
+    std::string in;
+    int category = 0;
+    std::string levels;
+    std::string location;
+    std::string order = "credit";
+    int range = 80;
+
+    void addTo(CLI::App* command) {
+        command->add_option("--keyword", keyword, "关键字");
+        command->add_option("--in", in, "关键字查找范围：title,nick,tag（店铺名、掌柜名、主营项目）");
+        command->add_option("--category", category, "类别：类别表中的序号（0 为所有类目）")
+            ->check(CLI::Range(0, 57));
+        command->add_option("--levels", levels, "掌柜级别，如 1,3,15")->check([](const std::string& text) {
+            std::stringstream in(text);
+            std::string level;
+            while (std::getline(in, level, ',')) {
+                try {
+                    int value = std::stoi(level);
+                    if (value < 1 || value > 20) return std::string("级别必须在 1 到 20 之间");
+                } catch (...) {
+                    return "不是级别：" + level;
+                }
+            }
+            return std::string();
+        });
+        command->add_option("--loc", location, "所在地");
+        command->add_option("--order", order, "排序：credit（按信誉）或 popularity（按人气）")
+            ->check(CLI::IsMember({"credit", "popularity"}));
+        command->add_option("--range", range, "搜索范围 10..400")->check(CLI::Range(10, 400));
+    }
+
+    ShopSearchQuery query() const {
+        ShopSearchQuery q;
+        q.keyword = keyword;
+        std::stringstream fields(in);
+        std::string field;
+        while (std::getline(fields, field, ',')) {
+            if (field == "title")
+                q.inTitle = true;
+            else if (field == "nick")
+                q.inNick = true;
+            else if (field == "tag")
+                q.inTag = true;
+            else if (!field.empty())
+                throw CLI::ValidationError("--in", "只能是 title、nick、tag");
+        }
+        q.category = category;
+        std::stringstream list(levels);
+        std::string level;
+        while (std::getline(list, level, ','))
+            if (!level.empty()) q.levels.insert(std::stoi(level));
+        q.location = location;
+        q.byPopularity = order == "popularity";
+        q.range = range;
+        if (auto refused = validateShopSearch(q)) throw CLI::ValidationError(*refused);
+        return q;
+    }
+};
+
+// Prints progress to standard error and waits for the end of a search or a gathering.
+struct Progress : ShopSearchObserver, SalesGatherObserver {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<TDianBaseInfo> shops;
+    int total = -1;
+    std::string status;
+    bool ended = false;
+    JobEnd end = JobEnd::Finished;
+    std::string detail;
+
+    void searchTotal(int found) override {
+        std::lock_guard lock(mutex);
+        if (total < 0) std::cerr << "共搜索到" << found << "家符合条件的店铺\n";
+        total = found;
+    }
+    void shopsFound(const std::vector<TDianBaseInfo>& found) override {
+        std::lock_guard lock(mutex);
+        shops.insert(shops.end(), found.begin(), found.end());
+    }
+    void statusLine(const std::string& text) override {
+        std::lock_guard lock(mutex);
+        status = text;
+    }
+    void searchEnded(JobEnd how, int, const std::string& why) override { finish(how, why); }
+    void shopStarted(int index, int count, const TDianBaseInfo& shop) override {
+        std::lock_guard lock(mutex);
+        std::cerr << "[" << index + 1 << "/" << count << "] "
+                  << gbkToUtf8(shop.dianzhu.empty() ? shop.webaddr : shop.dianzhu) << '\n';
+    }
+    void itemsGathered(int count) override {
+        std::lock_guard lock(mutex);
+        std::cerr << "  已采集商品" << count << "个\n";
+    }
+    void shopFinished(int done, int count) override {
+        std::lock_guard lock(mutex);
+        std::cerr << "已下载：" << done << "/" << count << "家店铺\n";
+    }
+    void message(const std::string& text) override {
+        std::lock_guard lock(mutex);
+        std::cerr << text << '\n';
+    }
+    void gatherEnded(JobEnd how, const std::string& why) override { finish(how, why); }
+    void finish(JobEnd how, const std::string& why) {
+        std::lock_guard lock(mutex);
+        end = how;
+        detail = why;
+        ended = true;
+    }
+
+    // A failed job: the status line's text, then the underlying error.
+    void failIfNeeded(const char* stoppedText) {
+        if (end == JobEnd::Finished) return;
+        std::string text = end == JobEnd::Stopped ? std::string(stoppedText) : status;
+        if (!detail.empty()) text += (text.empty() ? "" : " ") + detail;
+        throw JobFailed(text.empty() ? std::string(kGatherFailed) : text);
+    }
+};
+
+std::vector<TDianBaseInfo> runSearch(const ShopSearchQuery& query, std::shared_ptr<const THttpAgent> agent) {
+    Slots slots;
+    Progress progress;
+    ShopSearchJob job(query, std::move(agent), slots.list(), progress);
+    std::cerr << shopSearchLog(query, 1, DateTime::now());
+    job.start();
+    job.wait();
+    progress.failIfNeeded(kSearchStopped);
+    return progress.shops;
+}
+
+void printShops(const std::vector<TDianBaseInfo>& shops) {
+    printCsvRow(std::cout, searchGridColumns());
+    for (size_t i = 0; i < shops.size(); ++i)
+        printCsvRow(std::cout, searchGridRow(int(i) + 1, shops[i]));
+}
+
+std::vector<TDianBaseInfo> pick(const std::vector<TDianBaseInfo>& shops, const std::string& choice) {
+    if (choice == "all") return shops;
+    std::vector<TDianBaseInfo> picked;
+    std::stringstream list(choice);
+    std::string number;
+    while (std::getline(list, number, ',')) {
+        size_t n = 0;
+        try {
+            n = std::stoul(number);
+        } catch (...) {
+        }
+        if (n < 1 || n > shops.size()) throw CLI::ValidationError("--pick", "搜索结果中没有序号 " + number);
+        picked.push_back(shops[n - 1]);
+    }
+    return picked;
+}
+
+// Gathers the shops into the data folder's database; prints the shops and what was stored.
+void gatherSales(const DataFolder& folder, std::vector<TDianBaseInfo> shops, int items,
+                 std::shared_ptr<const THttpAgent> agent) {
+    if (shops.empty()) throw JobFailed(kNoShopTicked);
+    db::TDM dm(folder.database());
+    dm.open();
+    Slots slots;
+    Progress progress;
+    std::cerr << "共需下载：" << shops.size() << "家店铺\n";
+    SalesGathering gathering(dm.file(), std::move(shops), items, std::move(agent), slots.list(), progress);
+    gathering.start();
+    gathering.wait();
+    progress.failIfNeeded(kGatherStopped);
+}
+
+void printStored(const DataFolder& folder) {
+    db::TDM dm(folder.database());
+    auto st = dm.cn1().prepare(
+        "select d.id,d.dianzhu,d.dianming,d.salerCredit,count(distinct i.itemId),"
+        "(select count(*) from saleInfo s join itemInfo j on s.itemId=j.itemId where "
+        "j.dian_id=d.id) from dianbase d left join itemInfo i on i.dian_id=d.id group by d.id "
+        "order by d.id");
+    printCsvRow(std::cout, {"序号", "掌柜", "店铺名", "信用", "宝贝数", "销售记录数"});
+    while (st.step())
+        printCsvRow(std::cout, {st.text(0), st.text(1), st.text(2), st.text(3), st.text(4), st.text(5)});
+}
+
+} // namespace
+
+void addGatherCommands(CLI::App& app, Context& context) {
+    auto* search = app.add_subcommand("search-shops", "搜索店铺，结果以 CSV 输出");
+    auto searchOptions = std::make_shared<SearchOptions>();
+    searchOptions->addTo(search);
+    search->callback([&context, searchOptions] {
+        ShopSearchQuery query = searchOptions->query();
+        TConfig config;
+        context.loadConfig(config);
+        printShops(runSearch(query, config.getHttpAgent()));
+    });
+
+    auto* gather = app.add_subcommand("gather-sales", "采集店铺的资料、宝贝和销售记录");
+    auto gatherOptions = std::make_shared<SearchOptions>();
+    auto addresses = std::make_shared<std::vector<std::string>>();
+    auto choice = std::make_shared<std::string>();
+    auto items = std::make_shared<int>(kDefaultItemsPerShop);
+    auto* shopOption = gather->add_option("--shop", *addresses, "店铺网址（可多次给出）");
+    gatherOptions->addTo(gather);
+    auto* pickOption = gather->add_option("--pick", *choice, "按搜索结果的序号选择：all 或 1,4,7");
+    gather->add_option("--items", *items, "每家店铺下载前 N 名商品的销售记录（1..200）")
+        ->check(CLI::Range(1, 200));
+    shopOption->excludes(pickOption);
+    gather->callback([&context, gatherOptions, addresses, choice, items] {
+        TConfig config;
+        context.loadConfig(config);
+        DataFolder folder = context.folder();
+        std::vector<TDianBaseInfo> shops;
+        if (!addresses->empty()) {
+            db::TDM dm(folder.database());
+            for (const auto& address : *addresses)
+                shops.push_back(shopFromAddress(dm.cn1(), address));
+        } else {
+            if (choice->empty()) throw CLI::ValidationError("请给出 --shop 网址，或搜索条件和 --pick");
+            shops = pick(runSearch(gatherOptions->query(), config.getHttpAgent()), *choice);
+        }
+        gatherSales(folder, std::move(shops), *items, config.getHttpAgent());
+        printStored(folder);
+    });
+
+    auto* demo = app.add_subcommand("demo", "在本机的演示市场上搜索并采集几家店铺，然后输出采集到的数据");
+    demo->callback([&context] {
+        demo::DemoMarket market;
+        std::cerr << "演示市场：" << market.proxyUrl() << '\n';
+        auto agent = std::make_shared<THttpAgent>();
+        agent->AgentType = true;
+        agent->Server = "127.0.0.1";
+        agent->Port = market.port();
+        agent->ConnectTime = 3;
+        ShopSearchQuery query;
+        query.category = 1;
+        query.range = 80;
+        auto found = runSearch(query, agent);
+        std::vector<TDianBaseInfo> shops(found.begin(), found.begin() + std::min<size_t>(3, found.size()));
+        DataFolder folder = context.folder();
+        folder.create();
+        gatherSales(folder, std::move(shops), 3, agent);
+        printStored(folder);
+    });
+}
+
+} // namespace vantor::cli

@@ -1,0 +1,109 @@
+#include "RunCli.h"
+#include "db/TDM.h"
+#include "demo-market/DemoMarket.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantor;
+using vantor::test::runCli;
+using vantor::test::TempDir;
+
+namespace {
+
+// A data folder whose proxy setting leads to the demo market.
+class GatherCommands : public ::testing::Test {
+protected:
+    void SetUp() override {
+        test::writeFile(dir / "config.ini",
+                        "[Net]\nAgentType=-1\nServer=127.0.0.1\nPort=" + std::to_string(market.port()) +
+                            "\nConnectTime=2\nConnectTimeOut=-55000\nReadTimeOut=-25000\n");
+    }
+    test::CliResult cli(const std::string& arguments) {
+        return runCli("--data-dir " + dir.path().string() + " " + arguments);
+    }
+    std::int64_t count(const std::string& sql) {
+        db::TDM dm(dir / "lmd_pin.db");
+        auto st = dm.cn1().prepare(sql);
+        st.step();
+        return st.integer(0);
+    }
+    static size_t lines(const std::string& text, const std::string& prefix) {
+        size_t n = 0;
+        for (size_t at = 0; (at = text.find("\r\n" + prefix, at)) != std::string::npos; at += 2)
+            ++n;
+        return n;
+    }
+
+    demo::DemoMarket market;
+    TempDir dir;
+};
+
+} // namespace
+
+TEST_F(GatherCommands, SearchShopsPrintsTheResultGridAsCsv) {
+    auto r = cli("search-shops --category 1 --range 80");
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find("序号,选择,掌柜,店铺名,信用级别,主营,网址,宝贝数量,地点\r\n"), std::string::npos)
+        << r.out;
+    demo::ShopQuery q;
+    q.categoryId = "16";
+    auto expected = market.model().findShops(q);
+    EXPECT_EQ(lines(r.out, "1,,"), 1u);
+    EXPECT_NE(r.out.find(",http://shop"), std::string::npos);
+    EXPECT_NE(r.out.find("共搜索到" + std::to_string(expected.size()) + "家符合条件的店铺"),
+              std::string::npos);
+    EXPECT_NE(r.out.find("\r\n" + std::to_string(std::min<size_t>(expected.size(), 80)) + ",,"),
+              std::string::npos);
+}
+
+TEST_F(GatherCommands, ASearchWithoutConditionsIsRefusedWithStatusTwo) {
+    auto r = cli("search-shops");
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.out.find("请输入店铺名称或类别等条件进行搜索！"), std::string::npos) << r.out;
+    EXPECT_EQ(cli("search-shops --category 1 --order sideways").status, 2);
+    EXPECT_EQ(cli("search-shops --category 1 --range 500").status, 2);
+    EXPECT_EQ(cli("search-shops --category 1 --levels 0,3").status, 2);
+    EXPECT_TRUE(market.requests().empty());
+}
+
+TEST_F(GatherCommands, GatherSalesByAddressStoresTheShop) {
+    const auto& shop = market.model().shops()[3];
+    auto r = cli("gather-sales --shop " + shop.webAddress() + " --items 2");
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_EQ(count("select count(*) from dianbase where dianzhu='" + shop.nick + "'"), 1);
+    EXPECT_EQ(count("select count(*) from itemInfo"), 2);
+    EXPECT_GT(count("select count(*) from saleInfo"), 0);
+    EXPECT_NE(r.out.find(shop.nick), std::string::npos);
+}
+
+TEST_F(GatherCommands, GatherSalesPicksFromTheSearchResult) {
+    auto r = cli("gather-sales --category 1 --pick 1,3 --items 1");
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_EQ(count("select count(*) from dianbase"), 2);
+    EXPECT_EQ(count("select count(*) from itemInfo"), 2);
+    EXPECT_EQ(cli("gather-sales --category 1 --pick 999").status, 2);
+    EXPECT_EQ(cli("gather-sales --shop http://x --pick 1").status, 2);
+}
+
+TEST_F(GatherCommands, AFailingShopStopsTheRunWithStatusOneAndTheShopsBeforeItStay) {
+    const auto& first = market.model().shops()[3];
+    const auto& second = market.model().shops()[4];
+    market.faults().add(demo::parseFaultRule("kind=error&status=500&match=shop" + second.shopNo + "."));
+    auto r =
+        cli("gather-sales --shop " + first.webAddress() + " --shop " + second.webAddress() + " --items 1");
+    EXPECT_EQ(r.status, 1) << r.out;
+    EXPECT_NE(r.out.find("连接超时.....！请检查你的网络状态是否良好？或通过工具选项增加连接时间。"),
+              std::string::npos)
+        << r.out;
+    EXPECT_EQ(count("select count(*) from dianbase"), 1);
+}
+
+TEST_F(GatherCommands, TheDemoGathersAFewShopsOfItsOwnMarket) {
+    auto r = cli("demo");
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find("序号,掌柜,店铺名,信用,宝贝数,销售记录数\r\n"), std::string::npos) << r.out;
+    EXPECT_EQ(count("select count(*) from dianbase"), 3);
+    EXPECT_EQ(count("select count(*) from itemInfo"), 9);
+    EXPECT_TRUE(market.requests().empty()); // the demo starts a market of its own
+}
