@@ -72,8 +72,11 @@ CREATE TABLE IF NOT EXISTS saleInfo (
     getNum REAL,
     status TEXT
 );
--- (itemId, sj) serves the per-item lookups, the newest-first listing and the date-range deletes.
-CREATE INDEX IF NOT EXISTS saleInfo_itemId_sj ON saleInfo (itemId, sj);
+-- (itemId, sj) serves the per-item lookups, the newest-first listing and the date-range deletes;
+-- amount and getNum ride along, so the sales analyses sum a shop's sales from the index alone
+-- instead of reading a million scattered rows. It replaces the narrower index of older files.
+DROP INDEX IF EXISTS saleInfo_itemId_sj;
+CREATE INDEX IF NOT EXISTS saleInfo_itemId_sj_amount ON saleInfo (itemId, sj, amount, getNum);
 
 CREATE TABLE IF NOT EXISTS pjinfo (
     id INTEGER PRIMARY KEY AUTOINCREMENT,

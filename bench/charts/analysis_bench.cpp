@@ -1,0 +1,194 @@
+// The three sales analysis windows over one shop with a million sale records: the time each window
+// takes to write its documents, against the sqlite3 command line running the same statements with
+// its built-in date expressions (strftime) on the same file.
+//
+// analysis_bench [sales]   (default 1000000)
+#include "charts/SalesAnalysis.h"
+#include "db/TDM.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sys/resource.h>
+#include <vector>
+
+using namespace vantor;
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+constexpr int kItems = 300;
+constexpr const char* kFrom = "2010-01-01";
+constexpr const char* kTo = "2011-12-31";
+
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// Processor time of this process or of its finished children: on a shared machine the wall clock
+// also counts other people's work.
+double cpuSeconds(int who) {
+    rusage usage{};
+    getrusage(who, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+// One measurement: wall and processor seconds.
+struct Timing {
+    double wall;
+    double cpu;
+};
+
+Timing medianOf(std::vector<Timing> runs) {
+    std::sort(runs.begin(), runs.end(), [](const Timing& a, const Timing& b) { return a.wall < b.wall; });
+    return runs[runs.size() / 2];
+}
+
+// Shop 1 is analysed; shop 2 holds a tenth as many sales that the statements must skip.
+void fill(db::Database& db, int sales) {
+    std::mt19937 random(7);
+    db.beginTransaction();
+    db.exec("insert into dianbase(id,dianzhu,dianming,updateDate,salerCredit) values"
+            "(1,'bench','压力测试店','2012-01-01 00:00:00',100),(2,'other','别家','2012-01-01 00:00:00',50)");
+    auto item =
+        db.prepare("insert into itemInfo(dian_id,itemId,itemTitle,curPrice) values(:shop,:id,:title,:price)");
+    for (int i = 0; i < kItems * 2; ++i) {
+        item.bind("shop", i < kItems ? 1 : 2)
+            .bind("id", "item" + std::to_string(i))
+            .bind("title", "测试商品 No." + std::to_string(i) + " & 配件")
+            .bind("price", 5.0 + i % 97);
+        item.execute();
+        item.reset();
+    }
+    auto sale =
+        db.prepare("insert into saleInfo(itemId,trade_id,itemTitle,amount,buyerName,sj,buyNum,getNum) "
+                   "values(:item,:trade,'t',:amount,'buyer',:sj,:num,:num)");
+    std::int64_t start = DateTime::parse("2010-01-01 00:00:00")->serialSeconds();
+    std::int64_t span = DateTime::parse("2012-01-01 00:00:00")->serialSeconds() - start;
+    int total = sales + sales / 10;
+    for (int i = 0; i < total; ++i) {
+        int shopItem = int(random() % kItems) + (i < sales ? 0 : kItems);
+        double price = 5.0 + shopItem % 97 - (random() % 4 == 0 ? 1.5 : 0); // some sell at a discount
+        sale.bind("item", "item" + std::to_string(shopItem))
+            .bind("trade", std::to_string(i))
+            .bind("amount", price)
+            .bind("sj", DateTime::fromSerialSeconds(start + std::int64_t(random() % span)).toString())
+            .bind("num", double(1 + random() % 3));
+        sale.execute();
+        sale.reset();
+    }
+    db.commit();
+}
+
+// The statement as the sqlite3 command line runs it: the date functions of the desktop database
+// become strftime expressions, the parameters literals.
+std::string forSqlite3(std::string sql) {
+    const std::pair<const char*, const char*> rewrites[] = {
+        {"datepart('ww',sj)",
+         "((cast(strftime('%j',sj) as integer)+cast(strftime('%w',sj,'start of year') as "
+         "integer)-1)/7+1)"},
+        {"weekday(sj)", "(cast(strftime('%w',sj) as integer)+1)"},
+        {"year(sj)", "cast(strftime('%Y',sj) as integer)"},
+        {"month(sj)", "cast(strftime('%m',sj) as integer)"},
+        {"day(sj)", "cast(strftime('%d',sj) as integer)"},
+        {"hour(sj)", "cast(strftime('%H',sj) as integer)"},
+        {":id", "1"},
+        {":sj1", "'2010-01-01 00:00:00'"},
+        {":sj2", "'2011-12-31 00:00:00'"},
+    };
+    for (auto [from, to] : rewrites)
+        for (size_t at; (at = sql.find(from)) != std::string::npos;)
+            sql.replace(at, std::string_view(from).size(), to);
+    return sql;
+}
+
+struct Silent : charts::AnalysisObserver {
+    void showMessage(const std::string& text) override { std::fprintf(stderr, "%s\n", text.c_str()); }
+    void documentWritten(const fs::path&) override {}
+};
+
+// Rows of all the window's charts: the set lines of its chart documents.
+long pointsWritten(const charts::Gallery& gallery, const charts::SalesAnalysis& analysis) {
+    long points = 0;
+    for (const auto& chart : analysis.charts) {
+        std::ifstream in(gallery.document(chart.chartFile), std::ios::binary);
+        for (std::string line; std::getline(in, line);)
+            points += line.rfind("<set ", 0) == 0;
+    }
+    return points;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const int sales = argc > 1 ? std::atoi(argv[1]) : 1000000;
+    fs::path dir = fs::temp_directory_path() / "vantor-bench-analysis";
+    fs::remove_all(dir);
+    DataFolder data(dir / "data");
+    data.create();
+    db::TDM dm(data.database());
+    dm.open();
+
+    auto start = Clock::now();
+    fill(dm.cn1(), sales);
+    dm.cn1().exec("ANALYZE");
+    std::printf("data: %d sales of the shop (+%d of another) in %.1f s\n", sales, sales / 10,
+                secondsSince(start));
+
+    charts::Gallery gallery(data);
+    Silent silent;
+    std::printf("%-8s %21s %21s %13s %s\n", "window", "vantor wall/cpu [s]", "sqlite3 wall/cpu [s]",
+                "ratio wall/cpu", "points");
+    for (const charts::SalesAnalysis* analysis : charts::salesAnalyses()) {
+        std::vector<Timing> ours;
+        for (int run = 0; run < 3; ++run) {
+            auto begin = Clock::now();
+            double cpu = cpuSeconds(RUSAGE_SELF);
+            auto result = charts::runAnalysis(dm.cn1(), gallery, *analysis,
+                                              charts::AnalysisRequest{1, "压力测试店", kFrom, kTo}, silent);
+            ours.push_back({secondsSince(begin), cpuSeconds(RUSAGE_SELF) - cpu});
+            if (result.outcome != charts::AnalysisOutcome::Written) {
+                std::fprintf(stderr, "run failed: %s\n", result.error.c_str());
+                return 1;
+            }
+        }
+
+        fs::path script = dir / (std::string(analysis->name) + ".sql");
+        {
+            std::ofstream out(script);
+            for (const auto& chart : analysis->charts)
+                out << forSqlite3(std::string(chart.statement)) << ";\n";
+        }
+        fs::path output = dir / (std::string(analysis->name) + ".out");
+        std::string command =
+            "sqlite3 " + data.database().string() + " < " + script.string() + " > " + output.string();
+        std::vector<Timing> theirs;
+        for (int run = 0; run < 3; ++run) {
+            auto begin = Clock::now();
+            double cpu = cpuSeconds(RUSAGE_CHILDREN);
+            if (std::system(command.c_str()) != 0) {
+                std::fprintf(stderr, "sqlite3 failed: %s\n", command.c_str());
+                return 1;
+            }
+            theirs.push_back({secondsSince(begin), cpuSeconds(RUSAGE_CHILDREN) - cpu});
+        }
+        long theirRows = 0;
+        std::ifstream rows(output);
+        for (std::string line; std::getline(rows, line);)
+            ++theirRows;
+        long ourRows = pointsWritten(gallery, *analysis);
+        Timing us = medianOf(ours), them = medianOf(theirs);
+        std::printf("%-8s %10.3f / %-8.3f %10.3f / %-8.3f %5.2f / %-5.2f %ld%s\n",
+                    std::string(analysis->name).c_str(), us.wall, us.cpu, them.wall, them.cpu,
+                    us.wall / them.wall, us.cpu / them.cpu, ourRows,
+                    ourRows == theirRows ? "" : " (sqlite3 returned a different number of rows!)");
+    }
+    fs::remove_all(dir);
+    return 0;
+}
