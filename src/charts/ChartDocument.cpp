@@ -1,6 +1,6 @@
 #include "ChartDocument.h"
 
-#include "GbkText.h"
+#include "parse/GbkText.h"
 
 #include <algorithm>
 #include <cstdio>

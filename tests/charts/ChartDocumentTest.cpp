@@ -1,6 +1,5 @@
 #include "charts/ChartDocument.h"
 #include "SalesFixture.h"
-#include "charts/GbkText.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -69,14 +68,4 @@ TEST(SaveDocument, GbkBytesWithCrLfAfterEveryLine) {
 TEST(SaveDocument, AnUnwritablePlaceRaises) {
     TempDir dir;
     EXPECT_THROW(saveDocument(dir / "missing" / "doc.xml", {"x"}), std::runtime_error);
-}
-
-TEST(GbkText, CharactersOutsideGbkBecomeQuestionMarks) {
-    EXPECT_EQ(toGbk("点"), "\xB5\xE3");
-    EXPECT_EQ(toGbk("a😀b"), "a?b"); // no GBK form
-    EXPECT_EQ(toGbk("a\xFF"
-                    "b"),
-              "a?b");                    // not UTF-8
-    EXPECT_EQ(toGbk("x\xE7\x82"), "x?"); // cut off inside a character
-    EXPECT_EQ(toGbk(std::string(10000, 'k') + "第"), std::string(10000, 'k') + "\xB5\xDA");
 }
