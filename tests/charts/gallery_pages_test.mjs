@@ -88,8 +88,13 @@ class Browser {
         return result.value;
     }
 
-    close() {
-        this.process.kill();
+    // Asks the browser to quit and waits until it has, so its profile folder is no longer written.
+    async close() {
+        const exited = new Promise((resolve) => this.process.once('exit', resolve));
+        const killLater = setTimeout(() => this.process.kill('SIGKILL'), 5000);
+        this.send('Browser.close').catch(() => this.process.kill());
+        await exited;
+        clearTimeout(killLater);
     }
 }
 
@@ -122,9 +127,9 @@ const readCharts = `
 `;
 
 const browser = new Browser();
-after(() => {
-    browser.close();
-    rmSync(work, { recursive: true, force: true });
+after(async () => {
+    await browser.close();
+    rmSync(work, { recursive: true, force: true, maxRetries: 5 });
 });
 
 fillDatabase();
