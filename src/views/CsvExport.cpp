@@ -1,0 +1,151 @@
+#include "CsvExport.h"
+
+#include "parse/GbkText.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace vantor::views {
+namespace {
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
+
+[[noreturn]] void fileError(const std::filesystem::path& file) {
+    throw std::system_error(errno, std::generic_category(), file.string());
+}
+
+constexpr std::size_t kChunk = 1 << 20;
+constexpr std::size_t kGaugeStep = 1024;
+
+} // namespace
+
+void appendCsvSafe(std::string& out, std::string_view text) {
+    // Runs between the characters to change are copied whole: most cells have none.
+    size_t start = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (c != ',' && !isBlank(c)) continue;
+        out.append(text.data() + start, i - start);
+        if (c == ',') out += "、";
+        start = i + 1;
+    }
+    out.append(text.data() + start, text.size() - start);
+}
+
+std::string csvSafeText(std::string_view text) {
+    std::string out;
+    appendCsvSafe(out, text);
+    return out;
+}
+
+FileSink::FileSink(const std::filesystem::path& file) : file_(file) {
+    fd_ = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd_ < 0) fileError(file_);
+}
+
+FileSink::~FileSink() {
+    if (fd_ >= 0) ::close(fd_);
+}
+
+void FileSink::write(std::string_view bytes) {
+    while (!bytes.empty()) {
+        ssize_t n = ::write(fd_, bytes.data(), bytes.size());
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            fileError(file_);
+        }
+        bytes.remove_prefix(size_t(n));
+    }
+}
+
+void FileSink::close() {
+    int fd = fd_;
+    fd_ = -1;
+    if (fd >= 0 && ::close(fd) != 0) fileError(file_);
+}
+
+std::function<void(std::string&, std::size_t)> gridCells(const Dataset& rows, const GridTitles& grid) {
+    return [&rows, &grid, fields = grid.resolve(rows), cell = std::string()](std::string& line,
+                                                                             std::size_t row) mutable {
+        for (int c = 0; c < grid.columnCount(); ++c) {
+            cell.clear();
+            grid.appendCellText(cell, rows, row, c, fields[size_t(c)]);
+            appendCsvSafe(line, cell);
+            line += ',';
+        }
+    };
+}
+
+std::function<void(std::string&, std::size_t)> allFields(const Dataset& rows) {
+    return [&rows, cell = std::string()](std::string& line, std::size_t row) mutable {
+        for (int f = 0, n = rows.fieldCount(); f < n; ++f) {
+            cell.clear();
+            rows.appendDisplayText(cell, row, f);
+            appendCsvSafe(line, cell);
+            line += ',';
+        }
+    };
+}
+
+void writeCsv(const ExportJob& job, ByteSink& sink, ProgressGauge* gauge) {
+    const std::size_t rows = job.rows->recordCount();
+    if (gauge) {
+        gauge->setMaximum(int(rows));
+        gauge->setPosition(0);
+    }
+    // Lines gather as UTF-8 and go out converted a chunk at a time: one conversion call per megabyte,
+    // and a chunk always ends with a whole line, so no character is ever cut.
+    std::string utf8 = job.header + "\r\n";
+    utf8.reserve(kChunk + 4096);
+    for (std::size_t row = 0; row < rows; ++row) {
+        job.appendLine(utf8, row);
+        utf8 += "\r\n";
+        if (utf8.size() >= kChunk) {
+            sink.write(toGbk(utf8));
+            utf8.clear();
+        }
+        if (gauge && ((row + 1) % kGaugeStep == 0 || row + 1 == rows)) gauge->setPosition(int(row + 1));
+    }
+    sink.write(toGbk(utf8));
+}
+
+bool isLocked(const std::filesystem::path& file) {
+    std::error_code error;
+    if (!std::filesystem::exists(file, error)) return false;
+    int fd = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return true;
+    struct stat st {};
+    bool folder = ::fstat(fd, &st) == 0 && S_ISDIR(st.st_mode);
+    ::close(fd);
+    return folder;
+}
+
+std::string lockedWarning(const std::filesystem::path& file) {
+    return file.string() + kFileLocked;
+}
+
+ExportOutcome exportToFile(const ExportJob& job, const std::filesystem::path& file, ProgressGauge* gauge) {
+    if (job.rows->recordCount() == 0) return ExportOutcome::NoRows;
+    if (isLocked(file)) return ExportOutcome::Locked;
+    FileSink sink(file);
+    writeCsv(job, sink, gauge);
+    sink.close();
+    return ExportOutcome::Written;
+}
+
+std::string fileDate(const DateTime& day) {
+    return day.toDateString();
+}
+
+std::string safeFileName(std::string name) {
+    for (char& c : name)
+        if (c == '/') c = '_';
+    return name;
+}
+
+} // namespace vantor::views

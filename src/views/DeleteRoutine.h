@@ -1,0 +1,24 @@
+#pragma once
+
+#include "QueryReader.h"
+#include "db/Database.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantor::views {
+
+inline constexpr const char* kDeleteFailed = "删除数据出错，请联系官方网站!";
+
+struct DeleteResult {
+    bool done = false;
+    std::string error; // the database's explanation when not done
+};
+
+// Runs a view's delete statements in their order in one transaction, each with the parameters it
+// names. Any failure rolls every statement back, so either all of them take effect or none.
+DeleteResult deleteInTransaction(db::Database& db, const std::vector<std::string_view>& statements,
+                                 const Parameters& parameters);
+
+} // namespace vantor::views

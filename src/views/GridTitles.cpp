@@ -1,0 +1,54 @@
+#include "GridTitles.h"
+
+namespace vantor::views {
+
+GridTitles::GridTitles(std::vector<GridColumn> columns, bool excludesRowNumber)
+    : columns_(std::move(columns)), excludesRowNumber_(excludesRowNumber) {
+    for (const auto& column : columns_)
+        captions_.push_back(column.title);
+}
+
+bool GridTitles::titleClick(int column, Dataset& rows) {
+    const std::string& field = columns_.at(size_t(column)).field;
+    if (excludesRowNumber_ && field == Dataset::kRowNumber) return false;
+    for (auto& caption : captions_)
+        for (std::string_view mark : {kAscendingMark, kDescendingMark})
+            if (caption.starts_with(mark)) {
+                caption.erase(0, mark.size());
+                break;
+            }
+    bold_ = column;
+    std::string& caption = captions_[size_t(column)];
+    if (rows.sort() == field + " DESC ") {
+        caption = std::string(kAscendingMark) + caption;
+        rows.setSort(field);
+    } else {
+        rows.setSort(field + " DESC ");
+        caption = std::string(kDescendingMark) + caption;
+    }
+    return true;
+}
+
+std::vector<int> GridTitles::resolve(const Dataset& rows) const {
+    std::vector<int> fields;
+    for (const auto& column : columns_)
+        fields.push_back(column.derive ? -1 : rows.fieldIndex(column.field));
+    return fields;
+}
+
+void GridTitles::appendCellText(std::string& out, const Dataset& rows, std::size_t row, int column,
+                                int field) const {
+    const GridColumn& c = columns_[size_t(column)];
+    if (c.derive)
+        out += c.derive(rows, row);
+    else if (field >= 0)
+        rows.appendDisplayText(out, row, field);
+}
+
+std::string GridTitles::cellText(const Dataset& rows, std::size_t row, int column) const {
+    std::string out;
+    appendCellText(out, rows, row, column, resolve(rows).at(size_t(column)));
+    return out;
+}
+
+} // namespace vantor::views

@@ -1,0 +1,103 @@
+#include "RankingDataView.h"
+
+#include "gather/CategoryTable.h"
+
+#include <cstdio>
+
+namespace vantor::views {
+namespace {
+
+constexpr const char* kRankingSelection = "typeid=:typeId and datePart('m',updateDate)=:date1 and "
+                                          "datePart('yyyy',updateDate)=datePart('yyyy',:now)";
+
+// Pieces sold in 30 days times the price, in money's two decimals.
+std::string salesAmount(const Dataset& rows, std::size_t row) {
+    const int soldField = rows.fieldIndex("monthSale"), priceField = rows.fieldIndex("amount");
+    if (soldField < 0 || priceField < 0) return {};
+    auto sold = rows.value(row, soldField);
+    auto price = rows.value(row, priceField);
+    auto number = [](const db::Value& v) -> std::optional<double> {
+        if (auto* i = std::get_if<std::int64_t>(&v)) return double(*i);
+        if (auto* d = std::get_if<double>(&v)) return *d;
+        return std::nullopt;
+    };
+    auto a = number(sold), b = number(price);
+    if (!a || !b) return {};
+    char text[64];
+    std::snprintf(text, sizeof text, "%.2f", *a * *b);
+    return text;
+}
+
+Parameters selection(const RankingChoice& choice, const DateTime& now) {
+    return {{"typeId", categoryBrowseCategories().at(size_t(choice.category)).id},
+            {"date1", std::int64_t(choice.month)},
+            {"now", now.toString()}};
+}
+
+} // namespace
+
+RankingDataView::RankingDataView(const db::TDM& dm, QueryReader::Mode mode)
+    : dm_(dm),
+      ranking_([&dm] { return dm.openConnection(); }, std::string(), true, mode),
+      grid_({{"xh", "序号", 40},
+             {"updateDate", "更新日期", 130},
+             {"dianzhu", "卖家", 100},
+             {"itemTitle", "商品名", 250},
+             {"amount", "价格", 60},
+             {"shipping", "运费", 50},
+             {"monthSale", "30天售出", 60},
+             {"", "销售额", 80, salesAmount},
+             {"favorite", "收藏人数", 60},
+             {"place", "地点", 80},
+             {"itemUrl", "链接", 200}},
+            true) {}
+
+const std::vector<std::string>& RankingDataView::monthEntries() {
+    static const std::vector<std::string> entries = {"全年", "一月",   "二月",  "三月", "四月",
+                                                     "五月", "六月",   "七月",  "八月", "九月",
+                                                     "十月", "十一月", "十二月"};
+    return entries;
+}
+
+const std::vector<std::string>& RankingDataView::sortEntries() {
+    static const std::vector<std::string> entries = {"销售数量", "销售金额", "销售单价", "收藏人数"};
+    return entries;
+}
+
+std::string RankingDataView::sortKey(int sortName, bool descending) {
+    const char* key = sortName == 0   ? "monthSale"
+                      : sortName == 1 ? "monthSale*amount"
+                      : sortName == 2 ? "amount"
+                                      : "favorite";
+    return std::string(key) + (descending ? " desc" : "");
+}
+
+db::Database& RankingDataView::connection() {
+    if (!db_.isOpen()) db_ = dm_.openConnection();
+    return db_;
+}
+
+void RankingDataView::query(const RankingChoice& choice, const DateTime& now) {
+    ranking_.setSql(std::string("select * from itemTop where ") + kRankingSelection + " order by typeId," +
+                        sortKey(choice.sortName, choice.descending) + ",updateDate",
+                    selection(choice, now));
+    ranking_.open();
+}
+
+DeleteResult RankingDataView::deleteRanking(const RankingChoice& choice, const DateTime& now) {
+    static const std::string statement = std::string("delete from itemTop where ") + kRankingSelection;
+    DeleteResult result = deleteInTransaction(connection(), {statement}, selection(choice, now));
+    if (result.done) query(choice, now);
+    return result;
+}
+
+ExportJob RankingDataView::exportJob() {
+    return {&ranking_, "序号,更新日期,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接",
+            "商品排行数据.csv", gridCells(ranking_, grid_)};
+}
+
+std::string RankingDataView::itemLink() const {
+    return ranking_.currentText("itemUrl");
+}
+
+} // namespace vantor::views

@@ -1,0 +1,179 @@
+#include "RatingDataView.h"
+
+namespace vantor::views {
+namespace {
+
+void addContains(RowFilter& filter, const char* field, const std::string& text, std::string written) {
+    if (!text.empty()) filter.add({field, FilterCondition::Op::Contains, text, std::move(written)});
+}
+
+} // namespace
+
+const std::vector<std::string_view>& deleteShopRatingsStatements() {
+    static const std::vector<std::string_view> statements = {
+        "delete from pjinfo where dian_id=:dianId",
+        "delete from dianbase where id=:dianId",
+    };
+    return statements;
+}
+
+RatingDataView::RatingDataView(const db::TDM& dm, QueryReader::Mode mode)
+    : dm_(dm),
+      shops_(Dataset::standing(dm, "dianBase_v", mode)),
+      ratings_(Dataset::standing(dm, "rateInfo_q", mode)),
+      shopGrid_({{"xh", "序号", 40},
+                 {"dianzhu", "掌柜", 100},
+                 {"dianming", "店铺名", 150},
+                 {"salerCredit", "卖家信用", 60},
+                 {"salelevel", "卖家等级", 60},
+                 {"salerGoodRate", "卖家好评率", 70},
+                 {"rateNums", "评价记录数", 70},
+                 {"salerWeekRate", "本周评价数", 70},
+                 {"salerMonthRate", "本月评价数", 70},
+                 {"salerYearRate", "近6月评价数", 70},
+                 {"salerLastYearRate", "6月前评价数", 70},
+                 {"webaddr", "网址", 200}},
+                true),
+      rateGrid_({{"pj", "评价", 50},
+                 {"pjsj", "评价时间", 130},
+                 {"jg", "价格", 60},
+                 {"pjName", "评价人", 100},
+                 {"itemTitle", "宝贝标题", 300}},
+                false) {}
+
+const std::vector<std::string>& RatingDataView::levelEntries() {
+    static const std::vector<std::string> entries = [] {
+        std::vector<std::string> list = {"不限"};
+        for (const char* kind : {"红心", "钻石", "皇冠", "金皇冠"})
+            for (const char* count : {"一", "二", "三", "四", "五"})
+                list.push_back(std::string(count) + "颗" + kind);
+        return list;
+    }();
+    return entries;
+}
+
+const std::vector<std::string>& RatingDataView::pjEntries() {
+    static const std::vector<std::string> entries = {"不限", "好评", "中评", "差评"};
+    return entries;
+}
+
+const std::vector<DetailField>& RatingDataView::detailFields() {
+    static const std::vector<DetailField> fields = {
+        {"webaddr", "网址"},         {"updateDate", "更新日期"},  {"loc", "主营项目"},
+        {"itemGoal", "宝贝描述"},    {"serviceGoal", "服务态度"}, {"consignGoal", "发货速度"},
+        {"virtualGoal", "虚拟交易"}, {"realGoal", "实物交易"},    {"addr", "地址"},
+        {"favorite", "收藏人数"},    {"commodityNum", "宝贝数"},  {"createDate", "创建日期"},
+    };
+    return fields;
+}
+
+db::Database& RatingDataView::connection() {
+    if (!db_.isOpen()) db_ = dm_.openConnection();
+    return db_;
+}
+
+void RatingDataView::formCreate() {
+    shops_.open();
+}
+
+std::string RatingDataView::findResultText() {
+    return "共有" + std::to_string(shops_.recordCount()) + "店铺";
+}
+
+void RatingDataView::pageChange(int page) {
+    if (page != kRatingPage) return;
+    auto shop = shops_.currentInteger("id");
+    ratings_.setParameter("id", shop ? db::Value(*shop) : db::Value());
+    ratings_.open();
+}
+
+std::string RatingDataView::rateCountText() {
+    return "当前共有" + std::to_string(ratings_.recordCount()) + "条评价";
+}
+
+void RatingDataView::searchShops(const ShopSearch& search) {
+    std::string sql = "select * from dianbase where flag=0 ";
+    Parameters parameters;
+    auto like = [&](const char* column, const char* name, const std::string& text) {
+        if (text.empty()) return;
+        sql += std::string("\n and ") + column + " like :" + name;
+        parameters.push_back({name, "%" + text + "%"});
+    };
+    like("dianzhu", "nick", search.nick);
+    like("dianming", "shop", search.shop);
+    like("addr", "loc", search.loc);
+    like("loc", "tag", search.tag);
+    if (search.level > 0) sql += "\n and saleLevel>=" + std::to_string(search.level);
+    sql += "\n order by updateDate desc";
+    shops_.setSql(std::move(sql), std::move(parameters));
+    shops_.open();
+}
+
+RowFilter RatingDataView::ratingFilter(const RatingFilterInput& input) {
+    using Op = FilterCondition::Op;
+    RowFilter filter;
+    addContains(filter, "pjname", input.pjName, " pjname like '%" + input.pjName + "%'");
+    addContains(filter, "itemTitle", input.item, "itemTitle like '%" + input.item + "%'");
+    if (input.pj > 0) {
+        const std::string& entry = pjEntries().at(size_t(input.pj));
+        filter.add({"pj", Op::Equal, entry, "pj='" + entry + "'"});
+    }
+    if (input.jg1 != 0)
+        filter.add({"jg", Op::AtLeast, std::to_string(input.jg1), "jg>=" + std::to_string(input.jg1)});
+    if (input.jg2 != 0)
+        filter.add({"jg", Op::AtMost, std::to_string(input.jg2), "jg<=" + std::to_string(input.jg2)});
+    // A date is passed as typed, a half-filled one too.
+    if (input.sj1 != kEmptyDate) filter.add({"pjsj", Op::AtLeast, input.sj1, "pjsj>='" + input.sj1 + "'"});
+    if (input.sj2 != kEmptyDate) filter.add({"pjsj", Op::AtMost, input.sj2, "pjsj<='" + input.sj2 + "'"});
+    return filter;
+}
+
+void RatingDataView::filterRatings(const RatingFilterInput& input) {
+    ratings_.setFilter(ratingFilter(input));
+    ratings_.setFiltered(true);
+}
+
+DeleteResult RatingDataView::deleteShop() {
+    auto shop = shops_.currentInteger("id");
+    DeleteResult result = deleteInTransaction(connection(), deleteShopRatingsStatements(),
+                                              {{"dianId", shop ? db::Value(*shop) : db::Value()}});
+    if (result.done) {
+        shops_.open();
+        if (ratings_.isOpen()) ratings_.open();
+    }
+    return result;
+}
+
+ExportJob RatingDataView::shopExport(const DateTime& today) {
+    return {
+        &shops_,
+        "序号,卖家,店铺名,卖家信用,信用级别,好评率,评价数,近一周评价数,近一月评价数,近6月评价数,6月前评价数",
+        safeFileName("导出" + fileDate(today) + "掌柜数据.csv"), allFields(shops_)};
+}
+
+ExportJob RatingDataView::ratingExport(const DateTime& today) {
+    // A running number, every field, then the comment and the explanation once more, the last one
+    // without a separator behind it.
+    auto line = [this, fields = allFields(ratings_), comment = ratings_.fieldIndex("pjInfo"),
+                 explanation = ratings_.fieldIndex("pjjs"),
+                 cell = std::string()](std::string& out, std::size_t row) mutable {
+        appendNumberText(out, std::int64_t(row + 1));
+        out += ',';
+        fields(out, row);
+        cell.clear();
+        if (comment >= 0) ratings_.appendDisplayText(cell, row, comment);
+        appendCsvSafe(out, cell);
+        out += ',';
+        cell.clear();
+        if (explanation >= 0) ratings_.appendDisplayText(cell, row, explanation);
+        appendCsvSafe(out, cell);
+    };
+    return {&ratings_, "序号,评价,评价时间,价格,评价人,商品,评语,解释",
+            safeFileName("导出" + shops_.currentText("dianzhu") + "--" + fileDate(today) + "数据.csv"), line};
+}
+
+std::string RatingDataView::shopAddress() const {
+    return shops_.currentText("webaddr");
+}
+
+} // namespace vantor::views

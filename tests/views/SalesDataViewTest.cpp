@@ -1,0 +1,115 @@
+#include "views/SalesDataView.h"
+#include "ViewsTest.h"
+#include "parse/GbkText.h"
+
+using namespace vantor;
+using namespace vantor::views;
+using test::Texts;
+
+namespace {
+
+class SalesDataViewTest : public test::ViewsTest {
+protected:
+    void SetUp() override {
+        ViewsTest::SetUp();
+        view = std::make_unique<SalesDataView>(*dm, QueryReader::Mode::Background);
+        view->formCreate();
+    }
+
+    Texts row(Dataset& rows, GridTitles& grid, std::size_t r) {
+        Texts cells;
+        for (int c = 0; c < grid.columnCount(); ++c)
+            cells.push_back(grid.cellText(rows, r, c));
+        return cells;
+    }
+
+    std::unique_ptr<SalesDataView> view;
+};
+
+} // namespace
+
+TEST_F(SalesDataViewTest, TheViewOpensWithTheShopsThatHaveItemsAndTheFirstShopsItems) {
+    EXPECT_EQ(row(view->shops(), view->shopGrid(), 0),
+              (Texts{"1", "三号小店", "张三", "1500", "6", "99.5", "2008-05-06 00:00:00",
+                     "2011-03-01 10:00:00", "http://shop1.taobao.com"}));
+    EXPECT_EQ(view->shops().rowCount(), 2u); // 李四 has no items
+    // Most sold this month first, then most bookmarked.
+    EXPECT_EQ(column(view->items(), "itemId"), (Texts{"1002", "1001", "1003"}));
+    EXPECT_EQ(row(view->items(), view->itemGrid(), 1),
+              (Texts{"2", "春装 新款,连衣裙", "88.5", "6", "3041", "2011-02-01 09:00:00",
+                     "2011-03-01 10:00:00", "12", "http://item.taobao.com/1001"}));
+}
+
+TEST_F(SalesDataViewTest, MovingToAnotherShopShowsItsItems) {
+    view->shops().setCurrent(1);
+    EXPECT_EQ(column(view->items(), "itemId"), (Texts{"2001"}));
+    EXPECT_EQ(view->itemAddress(), "http://item.taobao.com/2001");
+    EXPECT_EQ(view->shopAddress(), "http://shop2.taobao.com");
+}
+
+TEST_F(SalesDataViewTest, TheSummaryOfAnItemIsComputedOnTheSwitchToTheSalesPage) {
+    view->items().setCurrent(1); // 1001
+    ItemSummary summary;
+    view->pageChange(0, summary);
+    EXPECT_EQ(summary.buyCount, "0"); // only the sales page computes
+    EXPECT_FALSE(view->sales().isOpen());
+
+    view->pageChange(SalesDataView::kSalePage, summary);
+    EXPECT_EQ(column(view->sales(), "trade_id"), (Texts{"T2", "T3", "T1"}));
+    EXPECT_EQ(summary.buyCount, "3");
+    EXPECT_EQ(summary.saleCount, "6件");          // 2 + 1 + 3
+    EXPECT_EQ(summary.avgSaleCount, "2.00件");    // 6 / 3
+    EXPECT_EQ(summary.totalAmount, "3,041.00元"); // 2×10.5 + 1×20 + 3×1000
+    EXPECT_EQ(summary.avgAmount, "343.50元");     // (10.5 + 20 + 1000) / 3
+    EXPECT_EQ(summary.buyerNums, "2人");          // buyerA twice, buyerB
+    EXPECT_EQ(summary.everySaleNum, "3.00件");    // 6 / 2
+
+    // Another item, then the page again: computed anew.
+    view->items().setCurrent(0); // 1002
+    view->pageChange(SalesDataView::kSalePage, summary);
+    EXPECT_EQ(summary.buyCount, "1");
+    EXPECT_EQ(summary.totalAmount, "25.00元");
+    EXPECT_EQ(summary.everySaleNum, "1.00件");
+}
+
+TEST_F(SalesDataViewTest, AnItemWithoutSalesDividesByZeroAfterTheLabelsBeforeIt) {
+    ItemSummary summary;
+    summary.everySaleNum = "7.00件";
+    view->items().setCurrent(2); // 1003
+    EXPECT_THROW(view->pageChange(SalesDataView::kSalePage, summary), std::domain_error);
+    EXPECT_EQ(summary.buyCount, "0");
+    EXPECT_EQ(summary.saleCount, "件");
+    EXPECT_EQ(summary.avgSaleCount, "件");
+    EXPECT_EQ(summary.totalAmount, "元");
+    EXPECT_EQ(summary.avgAmount, "元");
+    EXPECT_EQ(summary.buyerNums, "0人");
+    EXPECT_EQ(summary.everySaleNum, "7.00件");
+}
+
+TEST_F(SalesDataViewTest, WithoutSalesRecordsTheShopGridIsEmptyAndTheSalesPageChangesNothing) {
+    dm->cn1().exec("delete from itemInfo");
+    SalesDataView empty(*dm, QueryReader::Mode::Now);
+    empty.formCreate();
+    EXPECT_EQ(empty.shops().rowCount(), 0u);
+    EXPECT_EQ(empty.items().rowCount(), 0u);
+    ItemSummary summary;
+    empty.pageChange(SalesDataView::kSalePage, summary);
+    EXPECT_FALSE(empty.sales().isOpen());
+    EXPECT_EQ(summary.buyCount, "0");
+    EXPECT_EQ(summary.totalAmount, "0");
+    EXPECT_FALSE(empty.shopForDownload());
+}
+
+TEST_F(SalesDataViewTest, UpdateDownloadHandsOverTheShopAsASearchWouldFindIt) {
+    view->shops().setCurrent(1);
+    auto shop = view->shopForDownload();
+    ASSERT_TRUE(shop);
+    EXPECT_EQ(shop->dianzhu, "O'Neil");
+    EXPECT_EQ(gbkToUtf8(shop->dianming), "奥尼尔,精品");
+    EXPECT_EQ(shop->dianming, toGbk("奥尼尔,精品")); // GBK, as the gathering's records hold
+    EXPECT_EQ(shop->webaddr, "http://shop2.taobao.com");
+    EXPECT_EQ(shop->salerCredit, 300);
+    EXPECT_EQ(gbkToUtf8(shop->addr), "上海"); // the shop list's addr is its items' location
+    EXPECT_EQ(gbkToUtf8(shop->loc), "围巾");
+    EXPECT_EQ(shop->commodityNum, 8);
+}
