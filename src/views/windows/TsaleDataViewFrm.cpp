@@ -1,0 +1,169 @@
+#include "TsaleDataViewFrm.h"
+
+#include "ViewActions.h"
+
+#include <QFileDialog>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSplitter>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+namespace vantor::views {
+namespace {
+
+// A grid with its keyword box and buttons above it.
+QWidget* gridPart(QLineEdit* filter, const std::vector<QPushButton*>& buttons, GridView* grid) {
+    auto* part = new QWidget;
+    auto* bar = new QHBoxLayout;
+    bar->addWidget(new QLabel("关键字："));
+    bar->addWidget(filter);
+    for (auto* b : buttons)
+        bar->addWidget(b);
+    bar->addStretch();
+    auto* layout = new QVBoxLayout(part);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addLayout(bar);
+    layout->addWidget(grid, 1);
+    return part;
+}
+
+} // namespace
+
+TsaleDataViewFrm::TsaleDataViewFrm(const db::TDM& dm, QWidget* parent)
+    : QWidget(parent), data_(dm, QueryReader::Mode::Background) {
+    setWindowTitle("销售数据浏览");
+    saleData = new QTabWidget;
+    saleData->setObjectName("saleData");
+    shopFilter = named(new QLineEdit, "shopFilter");
+    itemFilter = named(new QLineEdit, "itemFilter");
+    bsSkinButton1 = named(new QPushButton("过滤"), "bsSkinButton1");
+    bsSkinButton2 = named(new QPushButton("删除"), "bsSkinButton2");
+    bsSkinButton3 = named(new QPushButton("导出"), "bsSkinButton3");
+    bsSkinButton4 = named(new QPushButton("更新下载"), "bsSkinButton4");
+    itemFilterBtn = named(new QPushButton("过滤"), "itemFilterBtn");
+    bsSkinButton5 = named(new QPushButton("删除"), "bsSkinButton5");
+    bsSkinButton6 = named(new QPushButton("导出"), "bsSkinButton6");
+    bsSkinButton7 = named(new QPushButton("导出"), "bsSkinButton7");
+    dianList = named(new GridView(data_.shops(), data_.shopGrid(), GridView::Titles::Sort), "dianList");
+    dianList->setToolTip("双击可打开店铺");
+    itemGridList =
+        named(new GridView(data_.items(), data_.itemGrid(), GridView::Titles::Sort), "itemGridList");
+    itemGridList->setToolTip("双击可打开宝贝链接");
+    itemAutionList =
+        named(new GridView(data_.sales(), data_.saleGrid(), GridView::Titles::Sort), "itemAutionList");
+
+    auto* goods = new QSplitter(Qt::Vertical);
+    goods->addWidget(
+        gridPart(shopFilter, {bsSkinButton1, bsSkinButton2, bsSkinButton3, bsSkinButton4}, dianList));
+    goods->addWidget(gridPart(itemFilter, {itemFilterBtn, bsSkinButton5, bsSkinButton6}, itemGridList));
+    saleData->addTab(goods, "商品资料");
+
+    auto* sales = new QWidget;
+    auto* summary = new QGridLayout;
+    const std::vector<std::pair<const char*, QLabel**>> labels = {
+        {"平均每次销售：", &avgSaleCount}, {"销售数量：", &saleCount}, {"销售总额：", &totalAmount},
+        {"购买人数：", &buyerNums},        {"购买次数：", &buyCount},  {"平均售价：", &avgAmount},
+        {"平均每人购买：", &everySaleNum},
+    };
+    const char* names[] = {"avgSaleCount", "saleCount", "totalAmount", "buyerNums",
+                           "buyCount",     "avgAmount", "everySaleNum"};
+    for (size_t i = 0; i < labels.size(); ++i) {
+        *labels[i].second = named(new QLabel("0"), names[i]);
+        summary->addWidget(new QLabel(labels[i].first), int(i / 4), int(i % 4) * 2);
+        summary->addWidget(*labels[i].second, int(i / 4), int(i % 4) * 2 + 1);
+    }
+    summary->addWidget(bsSkinButton7, 1, 7, Qt::AlignRight);
+    auto* salesLayout = new QVBoxLayout(sales);
+    salesLayout->addWidget(itemAutionList, 1);
+    salesLayout->addLayout(summary);
+    saleData->addTab(sales, "销售明细");
+
+    saveProgress = makeSaveGauge(this);
+    saveDialog = makeSaveDialog(this);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(saleData, 1);
+    layout->addWidget(saveProgress);
+
+    connect(saleData, &QTabWidget::currentChanged, this, &TsaleDataViewFrm::saleDataPageChange);
+    connect(bsSkinButton1, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton1Click);
+    connect(itemFilterBtn, &QPushButton::clicked, this, &TsaleDataViewFrm::itemFilterBtnClick);
+    connect(bsSkinButton2, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton2Click);
+    connect(bsSkinButton5, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton5Click);
+    connect(bsSkinButton3, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton3Click);
+    connect(bsSkinButton6, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton6Click);
+    connect(bsSkinButton7, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton7Click);
+    connect(bsSkinButton4, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton4Click);
+    connect(dianList, &QTableView::doubleClicked, this, &TsaleDataViewFrm::dianListDblClick);
+    connect(itemGridList, &QTableView::doubleClicked, this, &TsaleDataViewFrm::itemGridListDblClick);
+
+    guarded([this] { data_.formCreate(); });
+}
+
+void TsaleDataViewFrm::showSummary(const ItemSummary& summary) {
+    avgSaleCount->setText(QString::fromStdString(summary.avgSaleCount));
+    saleCount->setText(QString::fromStdString(summary.saleCount));
+    totalAmount->setText(QString::fromStdString(summary.totalAmount));
+    buyerNums->setText(QString::fromStdString(summary.buyerNums));
+    buyCount->setText(QString::fromStdString(summary.buyCount));
+    avgAmount->setText(QString::fromStdString(summary.avgAmount));
+    everySaleNum->setText(QString::fromStdString(summary.everySaleNum));
+}
+
+void TsaleDataViewFrm::saleDataPageChange(int page) {
+    ItemSummary summary{avgSaleCount->text().toStdString(), saleCount->text().toStdString(),
+                        totalAmount->text().toStdString(),  buyerNums->text().toStdString(),
+                        buyCount->text().toStdString(),     avgAmount->text().toStdString(),
+                        everySaleNum->text().toStdString()};
+    // The labels set before a failure keep their new texts.
+    guarded([&] { data_.pageChange(page, summary); });
+    showSummary(summary);
+}
+
+void TsaleDataViewFrm::bsSkinButton1Click() {
+    guarded([this] { data_.filterShops(shopFilter->text().toStdString()); });
+}
+
+void TsaleDataViewFrm::itemFilterBtnClick() {
+    guarded([this] { data_.filterItems(itemFilter->text().toStdString()); });
+}
+
+void TsaleDataViewFrm::bsSkinButton2Click() {
+    confirmAndDelete(
+        this, data_.shops(), kDeleteShopQuestion, [this] { return data_.deleteShop(); }, kDeleteFailed);
+}
+
+void TsaleDataViewFrm::bsSkinButton5Click() {
+    confirmAndDelete(
+        this, data_.items(), kDeleteItemQuestion, [this] { return data_.deleteItem(); }, kDeleteFailed);
+}
+
+void TsaleDataViewFrm::bsSkinButton3Click() {
+    exportRows(this, *saveDialog, *saveProgress, *dianList, data_.shopExport(DateTime::now()));
+}
+
+void TsaleDataViewFrm::bsSkinButton6Click() {
+    exportRows(this, *saveDialog, *saveProgress, *itemGridList, data_.itemExport(DateTime::now()));
+}
+
+void TsaleDataViewFrm::bsSkinButton7Click() {
+    exportRows(this, *saveDialog, *saveProgress, *itemAutionList, data_.saleExport(DateTime::now()));
+}
+
+void TsaleDataViewFrm::bsSkinButton4Click() {
+    if (auto shop = data_.shopForDownload()) emit updateDownloadRequested(*shop);
+}
+
+void TsaleDataViewFrm::dianListDblClick() {
+    openAddress(data_.shopAddress());
+}
+
+void TsaleDataViewFrm::itemGridListDblClick() {
+    openAddress(data_.itemAddress());
+}
+
+} // namespace vantor::views
