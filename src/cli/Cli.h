@@ -41,5 +41,7 @@ void addCompactCommand(CLI::App& app, Context& context);
 void addNetworkCommands(CLI::App& app, Context& context);
 void addAnalyseCommand(CLI::App& app, Context& context);
 void addGatherCommands(CLI::App& app, Context& context);
+// export and delete: the data views' tables, exports and deletes.
+void addViewCommands(CLI::App& app, Context& context);
 
 } // namespace vantor::cli

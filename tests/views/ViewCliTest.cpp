@@ -1,0 +1,138 @@
+#include "ViewsFixture.h"
+#include "base/DateTime.h"
+#include "cli/RunCli.h"
+#include "db/TDM.h"
+#include "parse/GbkText.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantor;
+using vantor::test::runCli;
+
+namespace {
+
+class ViewCli : public ::testing::Test {
+protected:
+    void SetUp() override { test::createViewsFixture(dir / "lmd_pin.db", DateTime::now().year); }
+
+    test::CliResult run(const std::string& arguments) {
+        return runCli("--data-dir " + dir.path().string() + " " + arguments);
+    }
+
+    std::int64_t count(const std::string& sql) {
+        db::TDM dm(dir / "lmd_pin.db");
+        db::Statement statement = dm.cn1().prepare(sql);
+        statement.step();
+        return statement.integer(0);
+    }
+
+    test::TempDir dir;
+};
+
+} // namespace
+
+TEST_F(ViewCli, TablesGoToStandardOutputWithTheWindowsTitlesInRfc4180Csv) {
+    auto shops = run("export sales-shops");
+    EXPECT_EQ(shops.status, 0) << shops.out;
+    EXPECT_EQ(
+        shops.out,
+        "序号,店铺,掌柜,信用,信用级别,卖家好评率,创建日期,更新日期,网址\r\n"
+        "1,三号小店,张三,1500,6,99.5,2008-05-06 00:00:00,2011-03-01 10:00:00,http://shop1.taobao.com\r\n"
+        "2,\"奥尼尔,精品\",O'Neil,300,3,98.25,2009-01-01 00:00:00,2011-04-01 08:00:00,"
+        "http://shop2.taobao.com\r\n");
+
+    auto sales = run("export sales-records --item 1001");
+    EXPECT_EQ(sales.status, 0) << sales.out;
+    EXPECT_EQ(sales.out, "商品标题,价格,买家,购买时间,购买数量,成交数量,成交状态\r\n"
+                         "\"春装 新款,连衣裙\",20,buyerB,2011-02-03 12:30:00,1,1,成交\r\n"
+                         "\"春装 新款,连衣裙\",1000,buyerA,2011-02-02 18:00:00,3,3,成交\r\n"
+                         "\"春装 新款,连衣裙\",10.5,buyerA,2011-02-01 09:00:00,2,2,成交\r\n");
+
+    auto items = run("export sales-items --shop 2");
+    EXPECT_EQ(items.out, "排名,商品,价格,累计售出,销售额,开始日期,截止日期,收藏人数,网址\r\n"
+                         "1,Wool Scarf 羊毛围巾,120,1,120,2011-03-30 16:00:00,2011-04-01 08:00:00,2,"
+                         "http://item.taobao.com/2001\r\n");
+
+    auto ratings = run("export ratings --shop 2");
+    EXPECT_EQ(ratings.out,
+              "评价,评价时间,价格,评价人,宝贝标题\r\n好评,2011-04-02 00:00:00,120,x,Wool Scarf 羊毛围巾\r\n");
+
+    auto ranking = run("export ranking --category 0 --month 4");
+    EXPECT_EQ(ranking.status, 0) << ranking.out;
+    EXPECT_NE(ranking.out.find("\r\n1,"), std::string::npos) << ranking.out;
+    EXPECT_NE(ranking.out.find(",卖家丁,四月点卡,10,0,7,70.00,1,北京,"), std::string::npos) << ranking.out;
+
+    auto ratingShops = run("export rating-shops");
+    EXPECT_EQ(ratingShops.out.substr(0, ratingShops.out.find("\r\n")),
+              "序号,掌柜,店铺名,卖家信用,卖家等级,卖家好评率,评价记录数,本周评价数,本月评价数,近6月评价数,"
+              "6月前评价数,网址");
+}
+
+TEST_F(ViewCli, OutWritesTheProgramsGbkExport) {
+    const auto file = dir / "sales.csv";
+    auto r = run("export sales-records --item 1001 --out " + file.string());
+    EXPECT_EQ(r.status, 0) << r.out;
+    EXPECT_EQ(gbkToUtf8(test::readFile(file)),
+              "商品,当前价格,买家,购买日期,购买数量,成交数量,成交状态\r\n"
+              "春装新款、连衣裙,20,buyerB,2011-02-0312:30:00,1,1,成交,\r\n"
+              "春装新款、连衣裙,1000,buyerA,2011-02-0218:00:00,3,3,成交,\r\n"
+              "春装新款、连衣裙,10.5,buyerA,2011-02-0109:00:00,2,2,成交,\r\n");
+    EXPECT_NE(r.out.find("已保存 3/3"), std::string::npos) << r.out;
+
+    auto ratings = run("export ratings --shop 2 --out " + (dir / "ratings.csv").string());
+    EXPECT_EQ(gbkToUtf8(test::readFile(dir / "ratings.csv")),
+              "序号,评价,评价时间,价格,评价人,商品,评语,解释\r\n"
+              "1,5,2,好评,,x,2001,WoolScarf羊毛围巾,2011-04-0200:00:00,120,好,,R5,好,\r\n");
+}
+
+TEST_F(ViewCli, AnOutFileThatCannotBeOpenedFailsWithTheWarning) {
+    const auto held = dir / "held.csv";
+    std::filesystem::create_directory(held);
+    auto r = run("export sales-shops --out " + held.string());
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.out.find(held.string() + "文件可能已被打开或损坏，重新选择或关闭文件！"), std::string::npos)
+        << r.out;
+
+    auto nothing = run("export sales-records --item 1003 --out " + (dir / "none.csv").string());
+    EXPECT_EQ(nothing.status, 0);
+    EXPECT_FALSE(std::filesystem::exists(dir / "none.csv"));
+}
+
+TEST_F(ViewCli, DeleteTakesAShopWithEverythingOfItOrOneItemWithItsSales) {
+    auto item = run("delete item 1001");
+    EXPECT_EQ(item.status, 0) << item.out;
+    EXPECT_EQ(count("select count(*) from saleInfo where itemId='1001'"), 0);
+    EXPECT_EQ(count("select count(*) from itemInfo"), 3);
+
+    auto shop = run("delete shop 1");
+    EXPECT_EQ(shop.status, 0) << shop.out;
+    EXPECT_EQ(count("select count(*) from dianbase where id=1"), 0);
+    EXPECT_EQ(count("select count(*) from itemInfo where dian_id=1"), 0);
+    EXPECT_EQ(count("select count(*) from saleInfo where itemId in ('1002','1003')"), 0);
+    EXPECT_EQ(count("select count(*) from pjinfo where dian_id=1"), 0);
+    EXPECT_EQ(count("select count(*) from pjinfo"), 1);
+
+    auto missing = run("delete shop 1");
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.out.find("店铺不存在：1"), std::string::npos) << missing.out;
+}
+
+TEST_F(ViewCli, AFailedDeleteRollsBackWithTheProgramsMessage) {
+    db::TDM dm(dir / "lmd_pin.db");
+    dm.cn1().exec(
+        "CREATE TRIGGER keep BEFORE DELETE ON dianbase BEGIN SELECT RAISE(ABORT, '店铺表只读'); END;");
+    auto r = run("delete shop 1");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.out.find("删除数据出错，请联系官方网站! 店铺表只读"), std::string::npos) << r.out;
+    EXPECT_EQ(count("select count(*) from saleInfo"), 5);
+}
+
+TEST_F(ViewCli, BadArgumentsExitWithTwo) {
+    EXPECT_EQ(run("export").status, 2);
+    EXPECT_EQ(run("export sales-items").status, 2);
+    EXPECT_EQ(run("export ranking --category 0 --month 13").status, 2);
+    EXPECT_EQ(run("export ranking --category 63 --month 1").status, 2);
+    EXPECT_EQ(run("delete shop abc").status, 2);
+    EXPECT_EQ(run("delete").status, 2);
+}
