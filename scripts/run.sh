@@ -1,14 +1,32 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and starts Vantor on its bundled defaults. Without a display the
-# program runs on a virtual X server and leaves a screenshot of its main window.
+# Installs what is missing, builds, and runs Vantor's main job on its bundled defaults: the demo
+# marketplace on this machine. With a display the program opens on a demo data folder whose proxy
+# setting leads to the demo marketplace; without one, vantor-cli searches the demo marketplace,
+# gathers a few shops and prints what it stored, and the main window is shot on a virtual screen.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 scripts/build.sh default
-if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
-  exec build/bin/vantor "$@"
+
+data=build/demo-data
+mkdir -p "$data"
+
+if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
+  build/bin/vantor-cli --data-dir "$data" demo
+  shot=build/vantor-main-window.png
+  QTWEBENGINE_DISABLE_SANDBOX=1 xvfb-run -a -s "-screen 0 1280x800x24" \
+    build/bin/vantor --data-dir "$data" --screenshot "$shot" "$@" >/dev/null
+  echo "run: the gathered data is in $data/lmd_pin.db; the main window on it: $shot" >&2
+  exit 0
 fi
-shot=build/vantor-main-window.png
-echo "run: no display; starting Vantor on a virtual screen" >&2
-QTWEBENGINE_DISABLE_SANDBOX=1 xvfb-run -a -s "-screen 0 1280x800x24" build/bin/vantor --screenshot "$shot" "$@"
-echo "run: Vantor started, settings and database are in build/data/, screenshot: $shot" >&2
+
+# The demo marketplace runs as long as the program does.
+portfile=$(mktemp)
+build/bin/vantor-demo-market --port 0 >"$portfile" &
+market=$!
+trap 'kill "$market" 2>/dev/null || true; rm -f "$portfile"' EXIT
+for _ in $(seq 100); do [ -s "$portfile" ] && break; sleep 0.05; done
+port=$(head -n 1 "$portfile")
+build/bin/vantor-cli --data-dir "$data" config proxy --server 127.0.0.1 --port "$port" >/dev/null
+echo "run: demo marketplace on 127.0.0.1:$port; Vantor uses it through its proxy setting" >&2
+build/bin/vantor --data-dir "$data" "$@"

@@ -8,6 +8,7 @@
 #include "TsaleTimeAreaFrm.h"
 #include "UserMessages.h"
 #include "WelcomeWindow.h"
+#include "gather/windows/TsaleGatherFrm.h"
 
 #include <QAction>
 #include <QDesktopServices>
@@ -85,6 +86,10 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     welcome_ = new WelcomeWindow;
     display_->addWidget(welcome_);
     gauge(25);
+    saleGather_ = new TsaleGatherFrm(config_, dm_);
+    connect(saleGather_, &TsaleGatherFrm::statusLine, this, &MainWindow::setStatusText);
+    display_->addWidget(saleGather_);
+    gauge(50);
     saleAnalyse_ = new charts::TsaleAnalyseFrm(dm_, folder_);
     display_->addWidget(saleAnalyse_);
     gauge(10);
@@ -105,6 +110,7 @@ void MainWindow::buildNavigation() {
     };
     const std::vector<NavigationEntry> entries = {
         {"热卖商品排行", "操作帮助", nullptr, "N24", nullptr, help("/topList.jsp")},
+        {"店铺销售分析", "店铺销售采集", nullptr, "N6", "采集你关所要注的店铺的销售数据", show(saleGather_)},
         {"店铺销售分析", "销售分布分析", nullptr, "N25", nullptr, show(saleTimeArea_)},
         {"店铺销售分析", "销售排行分析", nullptr, "N26", nullptr, show(saleAnalyse_)},
         {"店铺销售分析", "销售趋势分析", nullptr, "N27", nullptr, show(saleCarrent_)},

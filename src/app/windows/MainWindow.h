@@ -16,6 +16,7 @@ class QToolBox;
 namespace vantor {
 
 class BrowserPane;
+class TsaleGatherFrm;
 class WelcomeWindow;
 
 inline constexpr const char* kAppTitle = "Vantor专业版";
@@ -46,6 +47,7 @@ public:
     QString statusText() const;
 
     WelcomeWindow* welcomeWindow() const { return welcome_; }
+    TsaleGatherFrm* saleGatherWindow() const { return saleGather_; }
     BrowserPane* advertisement() const { return ad_; }
     QToolBox* navigationBar() const { return toolBar_; }
 
@@ -62,6 +64,7 @@ private:
     BrowserPane* ad_;
     QLabel* statusText_;
     WelcomeWindow* welcome_ = nullptr;
+    TsaleGatherFrm* saleGather_ = nullptr;
     QWidget* saleAnalyse_ = nullptr;
     QWidget* saleTimeArea_ = nullptr;
     QWidget* saleCarrent_ = nullptr;

@@ -16,6 +16,7 @@ public:
 
     static void show(QWidget* parent, const QString& text);
     static void show(QWidget* parent, const std::string& text) { show(parent, QString::fromStdString(text)); }
+    static void show(QWidget* parent, const char* text) { show(parent, QString::fromUtf8(text)); }
     // Replaces the message boxes; an empty sink restores them.
     static void redirect(Sink sink);
 };

@@ -1,0 +1,386 @@
+#include "TsaleGatherFrm.h"
+
+#include "UserMessages.h"
+#include "gather/CategoryTable.h"
+#include "gather/GatherTexts.h"
+#include "parse/GbkText.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSlider>
+#include <QSpinBox>
+#include <QStackedWidget>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QVBoxLayout>
+
+namespace vantor {
+
+namespace {
+
+QString q8(const std::string& utf8) {
+    return QString::fromStdString(utf8);
+}
+
+enum Panel { SearchForm = 0, SearchProgress = 1, GatherProgress = 2 };
+constexpr int kSelectColumn = 1;
+
+} // namespace
+
+// Passes what the search and the gathering report on their threads to the window's thread.
+class TsaleGatherFrm::Bridge : public ShopSearchObserver, public SalesGatherObserver {
+public:
+    explicit Bridge(TsaleGatherFrm* window) : window_(window) {}
+
+    void searchTotal(int total) override {
+        post([total](TsaleGatherFrm* w) {
+            w->totalFound_ = total;
+            w->searchState->setText(QString("共搜索到%1家符合条件的店铺").arg(total));
+        });
+    }
+    void shopsFound(const std::vector<TDianBaseInfo>& shops) override {
+        post([shops](TsaleGatherFrm* w) { w->addShops(shops); });
+    }
+    void statusLine(const std::string& text) override {
+        post([text = q8(text)](TsaleGatherFrm* w) { emit w->statusLine(text); });
+    }
+    void searchEnded(JobEnd end, int listed, const std::string&) override {
+        post([end, listed](TsaleGatherFrm* w) { w->searchEnded(end, listed); });
+    }
+    void shopStarted(int index, int, const TDianBaseInfo& shop) override {
+        post([index,
+              name = q8(gbkToUtf8(shop.dianzhu.empty() ? shop.webaddr : shop.dianzhu))](TsaleGatherFrm* w) {
+            w->shopLabel->setText(QString("正在处理第%1家店铺：%2").arg(index + 1).arg(name));
+        });
+    }
+    void stageText(const std::string& text) override {
+        post([text = q8(text)](TsaleGatherFrm* w) { w->stageLabel->setText(text); });
+    }
+    void itemsGathered(int count) override {
+        post([count](TsaleGatherFrm* w) { w->itemsLabel->setText(QString("已采集商品%1个").arg(count)); });
+    }
+    void shopFinished(int done, int count) override {
+        post([done, count](TsaleGatherFrm* w) {
+            w->doneLabel->setText(QString("已下载：%1家店铺").arg(done));
+            w->totalGauge->setRange(0, count);
+            w->totalGauge->setValue(done);
+        });
+    }
+    void message(const std::string& text) override {
+        post([text = q8(text)](TsaleGatherFrm* w) { UserMessages::show(w, text); });
+    }
+    void gatherEnded(JobEnd end, const std::string&) override {
+        post([end](TsaleGatherFrm* w) { w->gatherEnded(end); });
+    }
+
+private:
+    template <class Change> void post(Change change) {
+        TsaleGatherFrm* window = window_;
+        QMetaObject::invokeMethod(
+            window, [window, change] { change(window); }, Qt::QueuedConnection);
+    }
+    TsaleGatherFrm* window_;
+};
+
+TsaleGatherFrm::TsaleGatherFrm(TConfig& config, db::TDM& dm, QWidget* parent)
+    : QWidget(parent), config_(config), dm_(dm), bridge_(std::make_unique<Bridge>(this)) {
+    setWindowTitle("销售数据采集");
+
+    // The advanced search page.
+    q = new QLineEdit;
+    title = new QCheckBox("店铺名");
+    nick = new QCheckBox("掌柜名");
+    tag = new QCheckBox("主营项目");
+    title->setChecked(true);
+    id = new QComboBox;
+    for (const auto& category : shopSearchCategories())
+        id->addItem(q8(category.name));
+    loc = new QLineEdit;
+    auto* levels = new QGroupBox("掌柜级别");
+    auto* levelGrid = new QGridLayout(levels);
+    for (int i = 0; i < 20; ++i) {
+        ratesum[i] = new QCheckBox(QString::number(i + 1));
+        ratesum[i]->setObjectName(QString("ratesum%1").arg(i + 1));
+        levelGrid->addWidget(ratesum[i], i / 10, i % 10);
+    }
+    sort1 = new QRadioButton("按信誉排序");
+    sort2 = new QRadioButton("按人气排序");
+    sort1->setChecked(true);
+    searchPageSel = new QSlider(Qt::Horizontal);
+    searchPageSel->setRange(10, 400);
+    searchPageSel->setValue(80);
+    searchRange = new QLabel("80");
+    search = new QPushButton("搜索");
+
+    auto* form = new QWidget;
+    auto* formLayout = new QFormLayout(form);
+    auto* fields = new QHBoxLayout;
+    fields->addWidget(title);
+    fields->addWidget(nick);
+    fields->addWidget(tag);
+    fields->addStretch();
+    formLayout->addRow("关键字：", q);
+    formLayout->addRow("", fields);
+    formLayout->addRow("类别：", id);
+    formLayout->addRow("所在地：", loc);
+    formLayout->addRow(levels);
+    auto* order = new QHBoxLayout;
+    order->addWidget(sort1);
+    order->addWidget(sort2);
+    order->addStretch();
+    formLayout->addRow("排序：", order);
+    auto* range = new QHBoxLayout;
+    range->addWidget(searchPageSel, 1);
+    range->addWidget(searchRange);
+    formLayout->addRow("搜索范围：", range);
+    formLayout->addRow("", search);
+
+    // Progress of a search.
+    auto* searching = new QWidget;
+    auto* searchingLayout = new QVBoxLayout(searching);
+    searchState = new QLabel("正在采集数据");
+    cancelDownSearch = new QPushButton("取消");
+    searchingLayout->addWidget(searchState);
+    for (int i = 0; i < kSlots; ++i) {
+        gauges[i] = new QProgressBar;
+        gauges[i]->setTextVisible(false);
+        progress_.push_back(std::make_unique<QtProgress>(gauges[i]));
+    }
+    auto* searchBars = new QVBoxLayout;
+    searchingLayout->addLayout(searchBars);
+    searchingLayout->addWidget(cancelDownSearch, 0, Qt::AlignLeft);
+    searchingLayout->addStretch();
+
+    // Progress of a gathering.
+    auto* gathering = new QWidget;
+    auto* gatheringLayout = new QVBoxLayout(gathering);
+    needLabel = new QLabel("共需下载：0家店铺");
+    doneLabel = new QLabel("已下载：0家店铺");
+    shopLabel = new QLabel;
+    stageLabel = new QLabel("正在处理");
+    itemsLabel = new QLabel("已采集商品0个");
+    totalGauge = new QProgressBar;
+    saveGauge = new QProgressBar;
+    saveGauge->setFormat("已保存");
+    saveProgress_ = std::make_unique<QtProgress>(saveGauge);
+    dianStopBtn = new QPushButton("停止下载");
+    for (QWidget* w :
+         std::initializer_list<QWidget*>{needLabel, doneLabel, totalGauge, shopLabel, stageLabel, itemsLabel})
+        gatheringLayout->addWidget(w);
+    auto* gatherBars = new QVBoxLayout;
+    gatheringLayout->addLayout(gatherBars);
+    gatheringLayout->addWidget(saveGauge);
+    gatheringLayout->addWidget(dianStopBtn, 0, Qt::AlignLeft);
+    gatheringLayout->addStretch();
+
+    panels = new QStackedWidget;
+    panels->addWidget(form);
+    panels->addWidget(searching);
+    panels->addWidget(gathering);
+    // The slot bars belong to whichever panel runs a job.
+    connect(panels, &QStackedWidget::currentChanged, this, [this, searchBars, gatherBars](int panel) {
+        QVBoxLayout* into = panel == GatherProgress ? gatherBars : searchBars;
+        for (QProgressBar* bar : gauges)
+            into->addWidget(bar);
+    });
+    for (QProgressBar* bar : gauges)
+        searchBars->addWidget(bar);
+
+    auto* logBox = new QGroupBox("搜索日志");
+    auto* logLayout = new QVBoxLayout(logBox);
+    searchMemoLog = new QPlainTextEdit;
+    searchMemoLog->setReadOnly(true);
+    logLayout->addWidget(searchMemoLog);
+
+    auto* searchPage = new QWidget;
+    auto* searchPageLayout = new QHBoxLayout(searchPage);
+    searchPageLayout->addWidget(panels, 3);
+    searchPageLayout->addWidget(logBox, 2);
+
+    // The result page.
+    searchGrid = new QTableWidget(0, 9);
+    QStringList headers;
+    for (const auto& column : searchGridColumns())
+        headers << q8(column);
+    searchGrid->setHorizontalHeaderLabels(headers);
+    searchGrid->verticalHeader()->hide();
+    searchGrid->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    searchGrid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    searchGrid->setAlternatingRowColors(true);
+    searchGrid->horizontalHeader()->setStretchLastSection(true);
+    selAll = new QPushButton("店铺全选 ");
+    cancelSel = new QPushButton("取消店铺全选");
+    fromData = new QSpinBox;
+    fromData->setRange(1, 200);
+    fromData->setValue(kDefaultItemsPerShop);
+    saveSearch = new QPushButton("开始采集");
+    auto* resultPage = new QWidget;
+    auto* resultLayout = new QVBoxLayout(resultPage);
+    resultLayout->addWidget(searchGrid);
+    auto* actions = new QHBoxLayout;
+    actions->addWidget(selAll);
+    actions->addWidget(cancelSel);
+    actions->addStretch();
+    actions->addWidget(new QLabel("下载前"));
+    actions->addWidget(fromData);
+    actions->addWidget(new QLabel("名商品"));
+    actions->addWidget(saveSearch);
+    resultLayout->addLayout(actions);
+
+    pages = new QTabWidget;
+    pages->addTab(searchPage, "高级搜索");
+    pages->addTab(resultPage, "搜索结果");
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(pages);
+
+    connect(searchPageSel, &QSlider::valueChanged, this,
+            [this](int value) { searchRange->setText(QString::number(value)); });
+    connect(search, &QPushButton::clicked, this, &TsaleGatherFrm::searchClick);
+    connect(cancelDownSearch, &QPushButton::clicked, this, &TsaleGatherFrm::cancelDownSearchClick);
+    connect(searchGrid, &QTableWidget::cellClicked, this, [this](int row, int) { searchGridClick(row); });
+    connect(selAll, &QPushButton::clicked, this, [this] { markAll(true); });
+    connect(cancelSel, &QPushButton::clicked, this, [this] { markAll(false); });
+    connect(saveSearch, &QPushButton::clicked, this, &TsaleGatherFrm::saveSearchClick);
+    connect(dianStopBtn, &QPushButton::clicked, this, &TsaleGatherFrm::dianStopBtnClick);
+}
+
+TsaleGatherFrm::~TsaleGatherFrm() {
+    // The jobs call back into this window: they end before it does.
+    search_.reset();
+    gathering_.reset();
+}
+
+std::vector<SlotProgress*> TsaleGatherFrm::slotGauges() {
+    std::vector<SlotProgress*> list;
+    for (auto& p : progress_)
+        list.push_back(p.get());
+    return list;
+}
+
+void TsaleGatherFrm::searchClick() {
+    if (busy()) return;
+    ShopSearchQuery query;
+    query.keyword = q->text().toStdString();
+    query.inTitle = title->isChecked();
+    query.inNick = nick->isChecked();
+    query.inTag = tag->isChecked();
+    query.category = id->currentIndex();
+    query.location = loc->text().toStdString();
+    for (int i = 0; i < 20; ++i)
+        if (ratesum[i]->isChecked()) query.levels.insert(i + 1);
+    query.byPopularity = sort2->isChecked();
+    query.range = searchPageSel->value();
+    if (auto refused = validateShopSearch(query)) {
+        UserMessages::show(this, *refused);
+        return;
+    }
+    searchMemoLog->appendPlainText(q8(shopSearchLog(query, ++searches_, DateTime::now())));
+    searchGrid->setRowCount(0);
+    shops_.clear();
+    totalFound_ = 0;
+    searchState->setText("正在采集数据");
+    panels->setCurrentIndex(SearchProgress);
+    search_ = std::make_unique<ShopSearchJob>(query, config_.getHttpAgent(), slotGauges(), *bridge_);
+    search_->start();
+}
+
+void TsaleGatherFrm::cancelDownSearchClick() {
+    if (search_) search_->stop();
+    searchState->setText(kSearchStopped);
+}
+
+void TsaleGatherFrm::addShops(const std::vector<TDianBaseInfo>& shops) {
+    for (const auto& shop : shops) {
+        shops_.push_back(shop);
+        int row = searchGrid->rowCount();
+        searchGrid->insertRow(row);
+        auto cells = searchGridRow(row + 1, shop);
+        for (int c = 0; c < int(cells.size()); ++c)
+            searchGrid->setItem(row, c, new QTableWidgetItem(q8(cells[size_t(c)])));
+    }
+}
+
+void TsaleGatherFrm::searchEnded(JobEnd end, int listed) {
+    search_.reset();
+    panels->setCurrentIndex(SearchForm);
+    if (end == JobEnd::Stopped) {
+        searchState->setText(kSearchStopped);
+        return;
+    }
+    searchState->setText(listed == 0 && totalFound_ == 0
+                             ? QString("共搜索到0家店铺")
+                             : QString("共搜索到%1家符合条件的店铺").arg(totalFound_));
+    if (listed > 0) pages->setCurrentIndex(1);
+}
+
+void TsaleGatherFrm::takeShops(const std::vector<TDianBaseInfo>& shops) {
+    if (busy()) return;
+    searchGrid->setRowCount(0);
+    shops_.clear();
+    addShops(shops);
+    pages->setCurrentIndex(1);
+}
+
+void TsaleGatherFrm::searchGridClick(int row) {
+    if (busy() || row < 0 || row >= searchGrid->rowCount()) return;
+    QTableWidgetItem* mark = searchGrid->item(row, kSelectColumn);
+    mark->setText(mark->text() == "Y" ? "" : "Y");
+}
+
+void TsaleGatherFrm::markAll(bool ticked) {
+    if (busy()) return;
+    for (int row = 0; row < searchGrid->rowCount(); ++row)
+        searchGrid->item(row, kSelectColumn)->setText(ticked ? "Y" : "");
+}
+
+void TsaleGatherFrm::saveSearchClick() {
+    if (busy()) return;
+    std::vector<TDianBaseInfo> ticked;
+    for (int row = 0; row < searchGrid->rowCount(); ++row)
+        if (searchGrid->item(row, kSelectColumn)->text() == "Y" &&
+            !searchGrid->item(row, 0)->text().isEmpty())
+            ticked.push_back(shops_[size_t(row)]);
+    if (ticked.empty()) {
+        UserMessages::show(this, kNoShopTicked);
+        return;
+    }
+    needLabel->setText(QString("共需下载：%1家店铺").arg(ticked.size()));
+    doneLabel->setText("已下载：0家店铺");
+    itemsLabel->setText("已采集商品0个");
+    totalGauge->setRange(0, int(ticked.size()));
+    totalGauge->setValue(0);
+    pages->setCurrentIndex(0);
+    panels->setCurrentIndex(GatherProgress);
+    dm_.open();
+    gathering_ =
+        std::make_unique<SalesGathering>(dm_.file(), std::move(ticked), fromData->value(),
+                                         config_.getHttpAgent(), slotGauges(), *bridge_, saveProgress_.get());
+    gathering_->start();
+}
+
+void TsaleGatherFrm::dianStopBtnClick() {
+    if (gathering_) gathering_->stop();
+    stageLabel->setText(kGatherStopped);
+    UserMessages::show(this, kGatherStopped);
+}
+
+void TsaleGatherFrm::gatherEnded(JobEnd end) {
+    gathering_.reset();
+    if (end == JobEnd::Finished) stageLabel->setText("采集完成");
+    panels->setCurrentIndex(SearchForm);
+    emit gatheringEnded();
+}
+
+} // namespace vantor
