@@ -10,12 +10,32 @@
 #include "parse/TParseHtml.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 
 namespace vantor {
 
 namespace {
+
+// Adds the time from its start to its stop (or its end) to a total.
+class Stopwatch {
+public:
+    explicit Stopwatch(std::atomic<std::int64_t>& total)
+        : total_(total), start_(std::chrono::steady_clock::now()) {}
+    ~Stopwatch() { stop(); }
+    void stop() {
+        if (stopped_) return;
+        stopped_ = true;
+        auto spent = std::chrono::steady_clock::now() - start_;
+        total_ += std::chrono::duration_cast<std::chrono::microseconds>(spent).count();
+    }
+
+private:
+    std::atomic<std::int64_t>& total_;
+    std::chrono::steady_clock::time_point start_;
+    bool stopped_ = false;
+};
 
 // A stage's job ended without finishing: the shop cannot be completed.
 struct StageEnded {
@@ -100,7 +120,12 @@ TDownParamBean SalesGathering::job(std::string prefix, std::string suffix, std::
 
 void SalesGathering::runStage(TDownParamBean& param, std::int32_t pageStep,
                               const StageRunner::PageHandler& page) {
-    JobEnd end = runner_.run(param, pageStep, TDownCheck::kPlainMode, page);
+    auto timed = [this, &page](std::int32_t kind, const std::string& html) {
+        Stopwatch watch(timing_.parseMicros);
+        ++timing_.pages;
+        page(kind, html);
+    };
+    JobEnd end = runner_.run(param, pageStep, TDownCheck::kPlainMode, timed);
     if (end != JobEnd::Finished) throw StageEnded{end};
 }
 
@@ -116,7 +141,9 @@ void SalesGathering::run() {
             db.beginTransaction();
             try {
                 gatherShop(shop, db);
+                Stopwatch committing(timing_.saveMicros);
                 db.commit();
+                committing.stop();
                 observer_.shopFinished(++done, int(shops_.size()));
             } catch (const StageEnded& stage) {
                 end = stage.end;
@@ -147,9 +174,11 @@ void SalesGathering::gatherShop(TDianBaseInfo& shop, db::Database& db) {
     auto profile = job(shop.webaddr, "", 1, 1, 1);
     runStage(profile, 1, [&](std::int32_t, const std::string& page) { fromPage = parseShopPage(page); });
     takeShopPage(shop, fromPage);
+    Stopwatch saving(timing_.saveMicros);
     saveShopBase(shop, db);
     std::string newest = readRatingBound(shop, RatingBound::Newest, db);
     shop.lastGathered = newest.empty() ? "1900-01-01" : newest;
+    saving.stop();
 
     bool knownUser = !shop.userId.empty() && shop.userId != kNoUserId;
     if (!shop.rateUrl.empty() && knownUser) {
@@ -157,6 +186,7 @@ void SalesGathering::gatherShop(TDianBaseInfo& shop, db::Database& db) {
         TRateBaseInfo summary;
         auto rates = job(std::string(market::kRateHost) + "/user-rate-" + shop.userId + ".htm", "", 2, 1, 1);
         runStage(rates, 1, [&](std::int32_t, const std::string& page) { summary = parseRateSummary(page); });
+        Stopwatch ratesSaving(timing_.saveMicros);
         saveShopRates(summary, shop, db);
     }
     if (!knownUser) return;
@@ -219,6 +249,7 @@ void SalesGathering::gatherItem(const TItemInfo& row, const TDianBaseInfo& shop,
         for (auto& sale : found)
             sales.add(std::move(sale));
     }
+    Stopwatch saving(timing_.saveMicros);
     saveItem(item, shop, db);
     if (!sales.empty()) saveSales(sales, item, saveGauge_, db);
     observer_.itemsGathered(++itemsGathered_);

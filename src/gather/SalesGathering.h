@@ -6,6 +6,7 @@
 #include "db/Database.h"
 #include "parse/Records.h"
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -36,6 +37,14 @@ public:
     virtual void gatherEnded(JobEnd end, const std::string& detail) {}
 };
 
+// Where a gathering's time went: handling pages (parsing) and writing the database; the rest of the
+// run waited on the network.
+struct GatherTiming {
+    std::atomic<std::int64_t> parseMicros = 0;
+    std::atomic<std::int64_t> saveMicros = 0;
+    std::atomic<int> pages = 0;
+};
+
 // Gathers shop after shop: profile, rating summary, item list, then for the first items their pages
 // and buyer lists, each stage one job. Every shop is saved in one transaction of the gathering's own
 // connection, committed after its last item; a stop or a failure rolls the current shop back and ends
@@ -54,6 +63,7 @@ public:
     void start();
     void stop() { runner_.stop(); }
     void wait();
+    const GatherTiming& timing() const { return timing_; }
 
 private:
     void run();
@@ -72,6 +82,7 @@ private:
     ProgressGauge* saveGauge_;
     StageRunner runner_;
     int itemsGathered_ = 0;
+    GatherTiming timing_;
     std::jthread thread_;
 };
 
