@@ -100,12 +100,16 @@ void Dataset::open() {
     visible_.reset();
     current_ = -1;
     try {
-        auto reader = std::make_unique<QueryReader>(connect_(), sql_, parameters_, mode_);
+        auto reader = std::make_unique<QueryReader>(connect_(), sql_, parameters_);
+        if (mode_ == QueryReader::Mode::Now) reader->readRest();
         store_ = std::make_unique<RowStore>(reader->fieldNames());
         const bool finished = reader->done();
         for (auto& block : finished ? reader->finish() : reader->take())
             store_->append(std::move(block));
-        if (!finished) reader_ = std::move(reader);
+        if (!finished) {
+            reader->readRestInBackground();
+            reader_ = std::move(reader);
+        }
         // A sorted or filtered view needs every row, as a static cursor has them.
         if (!sort_.empty() || (filtered_ && !filter_.empty())) {
             if (reader_) {

@@ -13,8 +13,7 @@ namespace {
 
 } // namespace
 
-QueryReader::QueryReader(db::Database connection, std::string_view sql, const Parameters& parameters,
-                         Mode mode)
+QueryReader::QueryReader(db::Database connection, std::string_view sql, const Parameters& parameters)
     : db_(std::move(connection)) {
     if (sqlite3_prepare_v2(db_.handle(), sql.data(), int(sql.size()), &stmt_, nullptr) != SQLITE_OK) {
         sqlite3_finalize(stmt_);
@@ -25,12 +24,7 @@ QueryReader::QueryReader(db::Database connection, std::string_view sql, const Pa
         for (int c = 0, n = sqlite3_column_count(stmt_); c < n; ++c)
             names_.emplace_back(sqlite3_column_name(stmt_, c));
         bind(parameters);
-        if (!readBlocks(1)) return;
-        if (mode == Mode::Now)
-            while (readBlocks(1)) {
-            }
-        else
-            thread_ = std::thread([this] { readRest(); });
+        readBlocks(1);
     } catch (...) {
         release();
         throw;
@@ -115,13 +109,26 @@ bool QueryReader::readBlocks(std::size_t blocks) {
 
 void QueryReader::readRest() {
     try {
-        while (!stop_.load(std::memory_order_relaxed) && readBlocks(1)) {
+        while (!done() && readBlocks(1)) {
         }
     } catch (...) {
-        std::lock_guard lock(mutex_);
-        error_ = std::current_exception();
-        done_.store(true, std::memory_order_release);
+        release();
+        throw;
     }
+}
+
+void QueryReader::readRestInBackground() {
+    if (done() || thread_.joinable()) return;
+    thread_ = std::thread([this] {
+        try {
+            while (!stop_.load(std::memory_order_relaxed) && readBlocks(1)) {
+            }
+        } catch (...) {
+            std::lock_guard lock(mutex_);
+            error_ = std::current_exception();
+            done_.store(true, std::memory_order_release);
+        }
+    });
 }
 
 void QueryReader::release() {

@@ -27,18 +27,23 @@ using Parameters = std::vector<Parameter>;
 
 // Reads the rows of one statement on a connection of its own, in blocks. The first block is read at
 // once on the caller's thread, so the first screen of a grid and an error in the statement come
-// without delay. The rest is read at once too (Now) or on a thread of the reader's (Background) while
-// the grid already shows what has come; the connection closes when the last row is read, so no
-// reader holds the data file longer than it needs to.
+// without delay. The rest is read on the caller's thread too (readRest) or on a thread of the
+// reader's (readRestInBackground) while the grid already shows what has come; the connection closes
+// when the last row is read, so no reader holds the data file longer than it needs to.
 class QueryReader {
 public:
+    // How a dataset reads past the first block: here and now, or in the background.
     enum class Mode { Now, Background };
 
     // Raises db::DbError for a statement the database refuses.
-    QueryReader(db::Database connection, std::string_view sql, const Parameters& parameters, Mode mode);
+    QueryReader(db::Database connection, std::string_view sql, const Parameters& parameters);
     ~QueryReader(); // stops a reading thread and waits for it
     QueryReader(const QueryReader&) = delete;
     QueryReader& operator=(const QueryReader&) = delete;
+
+    // Raises db::DbError.
+    void readRest();
+    void readRestInBackground();
 
     const std::vector<std::string>& fieldNames() const { return names_; }
 
@@ -53,7 +58,6 @@ private:
     void bind(const Parameters& parameters);
     // Reads up to `blocks` blocks, or to the end; false at the end.
     bool readBlocks(std::size_t blocks);
-    void readRest();
     void release();
 
     db::Database db_;
