@@ -70,7 +70,7 @@ private slots:
         QVERIFY(dm->isOpen());
         QCOMPARE(window->statusText(), QString("正在优化数据...."));
         QCOMPARE(window->windowTitle(), QString("Vantor专业版"));
-        QCOMPARE(gauges, (QList<int>{25, 50, 10, 80, 85}));
+        QCOMPARE(gauges, (QList<int>{25, 40, 50, 60, 10, 80, 85, 100}));
     }
 
     void statusBarCarriesTheHintLabel() {

@@ -3,9 +3,12 @@
 #include "AboutDialog.h"
 #include "BrowserPane.h"
 #include "TconfigFrm.h"
+#include "TrateDataViewFrm.h"
 #include "TsaleAnalyseFrm.h"
 #include "TsaleCarrentFrm.h"
+#include "TsaleDataViewFrm.h"
 #include "TsaleTimeAreaFrm.h"
+#include "TtopDataViewFrm.h"
 #include "UserMessages.h"
 #include "WelcomeWindow.h"
 #include "gather/windows/TsaleGatherFrm.h"
@@ -86,10 +89,16 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     welcome_ = new WelcomeWindow;
     display_->addWidget(welcome_);
     gauge(25);
+    rateDataView_ = new views::TrateDataViewFrm(dm_);
+    display_->addWidget(rateDataView_);
+    gauge(40);
     saleGather_ = new TsaleGatherFrm(config_, dm_);
     connect(saleGather_, &TsaleGatherFrm::statusLine, this, &MainWindow::setStatusText);
     display_->addWidget(saleGather_);
     gauge(50);
+    saleDataView_ = new views::TsaleDataViewFrm(dm_);
+    display_->addWidget(saleDataView_);
+    gauge(60);
     saleAnalyse_ = new charts::TsaleAnalyseFrm(dm_, folder_);
     display_->addWidget(saleAnalyse_);
     gauge(10);
@@ -99,6 +108,9 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     saleCarrent_ = new charts::TsaleCarrentFrm(dm_, folder_);
     display_->addWidget(saleCarrent_);
     gauge(85);
+    topDataView_ = new views::TtopDataViewFrm(dm_);
+    display_->addWidget(topDataView_);
+    gauge(100);
     buildNavigation();
 }
 
@@ -109,12 +121,15 @@ void MainWindow::buildNavigation() {
         return [this, window] { showWorkingWindow(window); };
     };
     const std::vector<NavigationEntry> entries = {
+        {"热卖商品排行", "类目热卖商品历史", nullptr, "N4", nullptr, show(topDataView_)},
         {"热卖商品排行", "操作帮助", nullptr, "N24", nullptr, help("/topList.jsp")},
         {"店铺销售分析", "店铺销售采集", nullptr, "N6", "采集你关所要注的店铺的销售数据", show(saleGather_)},
+        {"店铺销售分析", "数据浏览", nullptr, "N7", nullptr, show(saleDataView_)},
         {"店铺销售分析", "销售分布分析", nullptr, "N25", nullptr, show(saleTimeArea_)},
         {"店铺销售分析", "销售排行分析", nullptr, "N26", nullptr, show(saleAnalyse_)},
         {"店铺销售分析", "销售趋势分析", nullptr, "N27", nullptr, show(saleCarrent_)},
         {"店铺销售分析", "操作帮助", nullptr, "N29", nullptr, help("/saleAnalyse.jsp")},
+        {"店铺评价分析", "数据浏览", nullptr, "N11", nullptr, show(rateDataView_)},
         {"店铺评价分析", "操作帮助", nullptr, "N32", nullptr, help("/rateAnalyse.jsp")},
         {"帮助", "导航页", nullptr, "N13", nullptr, help("/welcome.jsp")},
         {"帮助", "系统选项", "选项", "N17", nullptr,

@@ -19,6 +19,12 @@ class BrowserPane;
 class TsaleGatherFrm;
 class WelcomeWindow;
 
+namespace views {
+class TrateDataViewFrm;
+class TsaleDataViewFrm;
+class TtopDataViewFrm;
+} // namespace views
+
 inline constexpr const char* kAppTitle = "Vantor专业版";
 
 // The main window: navigation bar and menu bar on the left and top, one working window at a time
@@ -65,9 +71,12 @@ private:
     QLabel* statusText_;
     WelcomeWindow* welcome_ = nullptr;
     TsaleGatherFrm* saleGather_ = nullptr;
+    views::TrateDataViewFrm* rateDataView_ = nullptr;
+    views::TsaleDataViewFrm* saleDataView_ = nullptr;
     QWidget* saleAnalyse_ = nullptr;
     QWidget* saleTimeArea_ = nullptr;
     QWidget* saleCarrent_ = nullptr;
+    views::TtopDataViewFrm* topDataView_ = nullptr;
 };
 
 } // namespace vantor
