@@ -4,6 +4,11 @@
 
 namespace vantor::views {
 
+db::Database& ViewConnection::get() {
+    if (!db_.isOpen()) db_ = dm_.openConnection();
+    return db_;
+}
+
 DeleteResult deleteInTransaction(db::Database& db, const std::vector<std::string_view>& statements,
                                  const Parameters& parameters) {
     try {

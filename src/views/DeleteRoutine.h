@@ -2,6 +2,7 @@
 
 #include "QueryReader.h"
 #include "db/Database.h"
+#include "db/TDM.h"
 
 #include <string>
 #include <string_view>
@@ -10,6 +11,18 @@
 namespace vantor::views {
 
 inline constexpr const char* kDeleteFailed = "删除数据出错，请联系官方网站!";
+
+// The connection a view runs its own statements on (its deletes, the sales summary), opened on first
+// use: a view costs no connection until it needs one.
+class ViewConnection {
+public:
+    explicit ViewConnection(const db::TDM& dm) : dm_(dm) {}
+    db::Database& get();
+
+private:
+    const db::TDM& dm_;
+    db::Database db_;
+};
 
 struct DeleteResult {
     bool done = false;

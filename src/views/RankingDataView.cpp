@@ -37,7 +37,7 @@ Parameters selection(const RankingChoice& choice, const DateTime& now) {
 } // namespace
 
 RankingDataView::RankingDataView(const db::TDM& dm, QueryReader::Mode mode)
-    : dm_(dm),
+    : connection_(dm),
       ranking_([&dm] { return dm.openConnection(); }, std::string(), true, mode),
       grid_({{"xh", "序号", 40},
              {"updateDate", "更新日期", 130},
@@ -72,11 +72,6 @@ std::string RankingDataView::sortKey(int sortName, bool descending) {
     return std::string(key) + (descending ? " desc" : "");
 }
 
-db::Database& RankingDataView::connection() {
-    if (!db_.isOpen()) db_ = dm_.openConnection();
-    return db_;
-}
-
 void RankingDataView::query(const RankingChoice& choice, const DateTime& now) {
     ranking_.setSql(std::string("select * from itemTop where ") + kRankingSelection + " order by typeId," +
                         sortKey(choice.sortName, choice.descending) + ",updateDate",
@@ -86,7 +81,7 @@ void RankingDataView::query(const RankingChoice& choice, const DateTime& now) {
 
 DeleteResult RankingDataView::deleteRanking(const RankingChoice& choice, const DateTime& now) {
     static const std::string statement = std::string("delete from itemTop where ") + kRankingSelection;
-    DeleteResult result = deleteInTransaction(connection(), {statement}, selection(choice, now));
+    DeleteResult result = deleteInTransaction(connection_.get(), {statement}, selection(choice, now));
     if (result.done) query(choice, now);
     return result;
 }

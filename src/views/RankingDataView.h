@@ -48,10 +48,7 @@ public:
     std::string itemLink() const;
 
 private:
-    db::Database& connection();
-
-    const db::TDM& dm_;
-    db::Database db_;
+    ViewConnection connection_;
     Dataset ranking_;
     GridTitles grid_;
 };

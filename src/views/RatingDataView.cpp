@@ -18,7 +18,7 @@ const std::vector<std::string_view>& deleteShopRatingsStatements() {
 }
 
 RatingDataView::RatingDataView(const db::TDM& dm, QueryReader::Mode mode)
-    : dm_(dm),
+    : connection_(dm),
       shops_(Dataset::standing(dm, "dianBase_v", mode)),
       ratings_(Dataset::standing(dm, "rateInfo_q", mode)),
       shopGrid_({{"xh", "序号", 40},
@@ -65,11 +65,6 @@ const std::vector<DetailField>& RatingDataView::detailFields() {
         {"favorite", "收藏人数"},    {"commodityNum", "宝贝数"},  {"createDate", "创建日期"},
     };
     return fields;
-}
-
-db::Database& RatingDataView::connection() {
-    if (!db_.isOpen()) db_ = dm_.openConnection();
-    return db_;
 }
 
 void RatingDataView::formCreate() {
@@ -135,7 +130,7 @@ void RatingDataView::filterRatings(const RatingFilterInput& input) {
 
 DeleteResult RatingDataView::deleteShop() {
     auto shop = shops_.currentInteger("id");
-    DeleteResult result = deleteInTransaction(connection(), deleteShopRatingsStatements(),
+    DeleteResult result = deleteInTransaction(connection_.get(), deleteShopRatingsStatements(),
                                               {{"dianId", shop ? db::Value(*shop) : db::Value()}});
     if (result.done) {
         shops_.open();

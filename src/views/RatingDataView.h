@@ -81,10 +81,7 @@ public:
     std::string shopAddress() const;
 
 private:
-    db::Database& connection();
-
-    const db::TDM& dm_;
-    db::Database db_;
+    ViewConnection connection_;
     Dataset shops_;
     Dataset ratings_;
     GridTitles shopGrid_;

@@ -36,7 +36,7 @@ const std::vector<std::string_view>& deleteItemStatements() {
 }
 
 SalesDataView::SalesDataView(const db::TDM& dm, QueryReader::Mode mode)
-    : dm_(dm),
+    : connection_(dm),
       shops_(Dataset::standing(dm, "saleShopList", mode)),
       items_(Dataset::standing(dm, "itemInfo_v", mode)),
       sales_(Dataset::standing(dm, "itemAution_q", mode)),
@@ -75,11 +75,6 @@ SalesDataView::SalesDataView(const db::TDM& dm, QueryReader::Mode mode)
     });
 }
 
-db::Database& SalesDataView::connection() {
-    if (!db_.isOpen()) db_ = dm_.openConnection();
-    return db_;
-}
-
 void SalesDataView::formCreate() {
     shops_.open();
     auto shop = shops_.currentInteger("dian_id");
@@ -94,7 +89,7 @@ void SalesDataView::pageChange(int page, ItemSummary& summary) {
     sales_.open();
     summary.buyCount = std::to_string(sales_.recordCount());
 
-    db::Statement totals = connection().prepare(kSummarySql);
+    db::Statement totals = connection_.get().prepare(kSummarySql);
     totals.bind("item_Id", itemId);
     double getNums = 0;
     std::string getNumsText, avgNum, totalAmount, avgAmount;
@@ -111,7 +106,7 @@ void SalesDataView::pageChange(int page, ItemSummary& summary) {
     summary.totalAmount = totalAmount + "元";
     summary.avgAmount = avgAmount + "元";
 
-    db::Statement buyers = connection().prepare(kBuyerCountSql);
+    db::Statement buyers = connection_.get().prepare(kBuyerCountSql);
     buyers.bind("item_Id", itemId);
     std::int64_t buyerNums = buyers.step() ? buyers.integer(0) : 0;
     buyers.reset();
@@ -124,7 +119,7 @@ void SalesDataView::pageChange(int page, ItemSummary& summary) {
 
 DeleteResult SalesDataView::deleteShop() {
     auto shop = shops_.currentInteger("dian_id");
-    DeleteResult result = deleteInTransaction(connection(), deleteShopSalesStatements(),
+    DeleteResult result = deleteInTransaction(connection_.get(), deleteShopSalesStatements(),
                                               {{"dianId", shop ? db::Value(*shop) : db::Value()}});
     if (result.done) {
         shops_.open();
@@ -135,7 +130,7 @@ DeleteResult SalesDataView::deleteShop() {
 }
 
 DeleteResult SalesDataView::deleteItem() {
-    DeleteResult result = deleteInTransaction(connection(), deleteItemStatements(),
+    DeleteResult result = deleteInTransaction(connection_.get(), deleteItemStatements(),
                                               {{"item_id", items_.currentText("itemId")}});
     if (result.done) {
         items_.open();

@@ -71,10 +71,7 @@ public:
     std::optional<TDianBaseInfo> shopForDownload() const;
 
 private:
-    db::Database& connection();
-
-    const db::TDM& dm_;
-    db::Database db_;
+    ViewConnection connection_;
     Dataset shops_;
     Dataset items_;
     Dataset sales_;
