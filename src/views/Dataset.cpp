@@ -99,6 +99,7 @@ void Dataset::open() {
     store_.reset();
     visible_.reset();
     current_ = -1;
+    sort_.clear();
     try {
         auto reader = std::make_unique<QueryReader>(connect_(), sql_, parameters_);
         if (mode_ == QueryReader::Mode::Now) reader->readRest();
@@ -110,8 +111,8 @@ void Dataset::open() {
             reader->readRestInBackground();
             reader_ = std::move(reader);
         }
-        // A sorted or filtered view needs every row, as a static cursor has them.
-        if (!sort_.empty() || (filtered_ && !filter_.empty())) {
+        // A filtered view needs every row, as a static cursor has them.
+        if (filtered_ && !filter_.empty()) {
             if (reader_) {
                 for (auto& block : reader_->finish())
                     store_->append(std::move(block));

@@ -33,11 +33,12 @@ public:
 // the calculated row number "xh" and a current row.
 //
 // The sort specification is a field name alone (ascending) or the field name followed by " DESC "
-// (descending); ties keep the query's order. The row number is the row's 1-based position in the
-// sorted and filtered rows. The filter only takes effect while filtering is on.
+// (descending); ties keep the query's order. It belongs to the rows of one opening: rows read again
+// come in the query's order. The filter stays from opening to opening and only takes effect while
+// filtering is on. The row number is the row's 1-based position in the sorted and filtered rows.
 //
-// With a sort or a filter in force an opening reads every row before it returns; otherwise it returns
-// after the first block, and takeArrived() adds the rows a background reader has read since.
+// With a filter in force an opening reads every row before it returns; otherwise it returns after the
+// first block, and takeArrived() adds the rows a background reader has read since.
 class Dataset {
 public:
     using Connect = std::function<db::Database()>;
@@ -56,9 +57,8 @@ public:
     void setParameter(std::string_view name, db::Value value);
     const Parameters& parameters() const { return parameters_; }
 
-    // Runs the statement again; the sort and the filter stay as they are. Raises db::DbError, and
-    // std::invalid_argument for a sort or filter field the new rows do not have; the dataset is then
-    // closed.
+    // Runs the statement again, without a sort; the filter stays as it is. Raises db::DbError, and
+    // std::invalid_argument for a filter field the new rows do not have; the dataset is then closed.
     void open();
     void close();
     bool isOpen() const { return store_ != nullptr; }
