@@ -1,9 +1,12 @@
 #include "BrowserPane.h"
 #include "ChartPage.h"
 #include "MainWindow.h"
+#include "TsaleDataViewFrm.h"
 #include "UserMessages.h"
 #include "VantorApplication.h"
 #include "WelcomeWindow.h"
+#include "gather/windows/TsaleGatherFrm.h"
+#include "parse/GbkText.h"
 #include "support/TempDir.h"
 
 #include <QAction>
@@ -11,6 +14,8 @@
 #include <QMenuBar>
 #include <QSignalSpy>
 #include <QStatusBar>
+#include <QTabWidget>
+#include <QTableWidget>
 #include <QTest>
 #include <QToolBox>
 #include <QToolButton>
@@ -131,6 +136,22 @@ private slots:
         QCOMPARE(window->welcomeWindow()->browser()->requestedUrl().path(), QString("/topList.jsp"));
         action("N32")->trigger();
         QCOMPARE(window->welcomeWindow()->browser()->requestedUrl().path(), QString("/rateAnalyse.jsp"));
+    }
+
+    void updateDownloadHandsTheShopToTheGatheringWindow() {
+        auto* view = window->findChild<views::TsaleDataViewFrm*>();
+        QVERIFY(view);
+        TDianBaseInfo shop;
+        shop.dianzhu = toGbk("老掌柜");
+        shop.webaddr = "http://shop9.taobao.com";
+        emit view->updateDownloadRequested(shop);
+        TsaleGatherFrm* gather = window->saleGatherWindow();
+        QCOMPARE(window->currentWorkingWindow(), gather);
+        QCOMPARE(window->windowTitle(), QString("Vantor专业版--销售数据采集"));
+        QCOMPARE(gather->searchGrid->rowCount(), 1);
+        QCOMPARE(gather->searchGrid->item(0, 2)->text(), QString("老掌柜"));
+        QCOMPARE(gather->searchGrid->item(0, 6)->text(), QString("http://shop9.taobao.com"));
+        QCOMPARE(gather->pages->currentIndex(), 1);
     }
 
     void theWindowNeverGetsSmallerThanItsMinimum() {

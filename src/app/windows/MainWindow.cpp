@@ -98,6 +98,12 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     gauge(50);
     saleDataView_ = new views::TsaleDataViewFrm(dm_);
     display_->addWidget(saleDataView_);
+    // "更新下载": the shop goes back to the gathering window as its one search result.
+    connect(saleDataView_, &views::TsaleDataViewFrm::updateDownloadRequested, this,
+            [this](const TDianBaseInfo& shop) {
+                saleGather_->takeShops({shop});
+                showWorkingWindow(saleGather_);
+            });
     gauge(60);
     saleAnalyse_ = new charts::TsaleAnalyseFrm(dm_, folder_);
     display_->addWidget(saleAnalyse_);
