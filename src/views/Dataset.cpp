@@ -18,12 +18,12 @@ struct SortKey {
 };
 
 // Raises std::invalid_argument for a field the rows cannot be sorted by.
-SortKey parseSort(std::string_view specification, const RowStore& store) {
+SortKey parseSort(std::string_view sortText, const RowStore& store) {
     constexpr std::string_view kDescending = " DESC ";
-    SortKey key{-1, specification.ends_with(kDescending)};
-    if (key.descending) specification.remove_suffix(kDescending.size());
-    if (!sameName(specification, Dataset::kRowNumber)) key.field = store.fieldIndex(specification);
-    if (key.field < 0) throw std::invalid_argument("无法按此字段排序: " + std::string(specification));
+    SortKey key{-1, sortText.ends_with(kDescending)};
+    if (key.descending) sortText.remove_suffix(kDescending.size());
+    if (!sameName(sortText, Dataset::kRowNumber)) key.field = store.fieldIndex(sortText);
+    if (key.field < 0) throw std::invalid_argument("无法按此字段排序: " + std::string(sortText));
     return key;
 }
 
@@ -258,13 +258,13 @@ std::optional<std::int64_t> Dataset::currentInteger(std::string_view field) cons
     return current_ < 0 ? std::nullopt : integer(size_t(current_), field);
 }
 
-void Dataset::setSort(std::string specification) {
-    if (store_ && !specification.empty()) {
+void Dataset::setSort(std::string sortText) {
+    if (store_ && !sortText.empty()) {
         loadAll();
-        parseSort(specification, *store_);
+        parseSort(sortText, *store_);
     }
     if (observer_) observer_->aboutToReset();
-    sort_ = std::move(specification);
+    sort_ = std::move(sortText);
     rebuildView();
     if (observer_) observer_->reset();
     moveToFirst();

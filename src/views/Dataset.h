@@ -29,10 +29,10 @@ public:
 };
 
 // A query as the data views use it: its statement and parameters, the rows of its last opening, a
-// client-side sort specification and filter applied to those rows without running the query again,
+// client-side sort text and filter applied to those rows without running the query again,
 // the calculated row number "xh" and a current row.
 //
-// The sort specification is a field name alone (ascending) or the field name followed by " DESC "
+// The sort text is a field name alone (ascending) or the field name followed by " DESC "
 // (descending); ties keep the query's order. It belongs to the rows of one opening: rows read again
 // come in the query's order. The filter stays from opening to opening and only takes effect while
 // filtering is on. The row number is the row's 1-based position in the sorted and filtered rows.
@@ -86,7 +86,7 @@ public:
 
     const std::string& sort() const { return sort_; }
     // Raises std::invalid_argument for a field the rows cannot be sorted by (absent, or the row number).
-    void setSort(std::string specification);
+    void setSort(std::string sortText);
     const RowFilter& filter() const { return filter_; }
     void setFilter(RowFilter filter);
     bool filtered() const { return filtered_; }

@@ -19,7 +19,7 @@ struct GridColumn {
 // The titles of a grid and the title-click sorting every grid shares: the first click on a column
 // sorts it descending and marks its title "▼", each further click on it alternates with ascending,
 // "▲"; the sorted column's title is bold and no other title keeps a mark. Which column is sorted is
-// read from the dataset's sort specification alone.
+// read from the dataset's sort text alone.
 class GridTitles {
 public:
     static constexpr const char* kAscendingMark = "▲";

@@ -113,7 +113,7 @@ TEST_F(GridSortTest, RowsReadAgainComeInTheQueryOrderAndAFilterStaysWhenSorting)
     items.open();
     EXPECT_EQ(items.sort(), "");
     EXPECT_EQ(column(items, "itemId"), (Texts{"1002", "1001", "1003"}));
-    // The title keeps its mark; the next click reads the empty specification and sorts descending.
+    // The title keeps its mark; the next click reads the empty sort text and sorts descending.
     EXPECT_EQ(view->itemGrid().caption(2), "▼价格");
     view->itemGrid().titleClick(2, items);
     EXPECT_EQ(items.sort(), "curPrice DESC ");
