@@ -25,12 +25,6 @@ struct Quiet : SalesGatherObserver {
     }
 };
 
-struct NoBar : SlotProgress {
-    void begin(std::int64_t) override {}
-    void advance(std::int64_t) override {}
-    void end() override {}
-};
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -60,7 +54,7 @@ int main(int argc, char** argv) {
 
     db::TDM dm(dir / "lmd_pin.db");
     dm.open();
-    NoBar bars[4];
+    NoSlotProgress bars[4];
     Quiet quiet;
     SalesGathering gathering(dm.file(), shops, items, agent, {&bars[0], &bars[1], &bars[2], &bars[3]}, quiet);
     auto start = std::chrono::steady_clock::now();

@@ -19,14 +19,8 @@ namespace vantor::cli {
 namespace {
 
 // Download slots of the command line: as many as the windows show bars, with nothing to draw.
-struct SilentSlot : SlotProgress {
-    void begin(std::int64_t) override {}
-    void advance(std::int64_t) override {}
-    void end() override {}
-};
-
 struct Slots {
-    SilentSlot bars[4];
+    NoSlotProgress bars[4];
     std::vector<SlotProgress*> list() { return {&bars[0], &bars[1], &bars[2], &bars[3]}; }
 };
 

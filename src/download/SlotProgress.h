@@ -18,4 +18,12 @@ public:
     virtual void end() = 0;
 };
 
+// A slot nobody watches: the command line and the benchmarks run jobs without bars.
+class NoSlotProgress : public SlotProgress {
+public:
+    void begin(std::int64_t) override {}
+    void advance(std::int64_t) override {}
+    void end() override {}
+};
+
 } // namespace vantor

@@ -12,13 +12,6 @@
 
 namespace vantor::test {
 
-// A progress bar nobody looks at.
-struct QuietGauge : SlotProgress {
-    void begin(std::int64_t) override {}
-    void advance(std::int64_t) override {}
-    void end() override {}
-};
-
 // Network settings that lead to the demo market through its proxy port.
 inline std::shared_ptr<const THttpAgent> demoAgent(const demo::DemoMarket& market, std::string user = "",
                                                    std::string password = "") {

@@ -57,7 +57,7 @@ protected:
     demo::DemoMarket market;
     TempDir dir;
     db::TDM dm{dir / "lmd_pin.db"};
-    QuietGauge g1, g2, g3;
+    NoSlotProgress g1, g2, g3;
     Recorder recorder;
     SalesGathering* gathering = nullptr;
 };
@@ -166,7 +166,7 @@ TEST(GatherThroughAnAuthenticatingProxy, TheCredentialsOpenTheWayAndAWrongPasswo
         TempDir dir;
         db::TDM dm(dir / "lmd_pin.db");
         dm.open();
-        QuietGauge gauge;
+        NoSlotProgress gauge;
         Recorder recorder;
         SalesGathering run(dm.file(), {searchRowOf(market.model().shops()[5])}, 1,
                            demoAgent(market, "buyer", password), {&gauge}, recorder);

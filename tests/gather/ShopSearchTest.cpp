@@ -75,7 +75,7 @@ protected:
         return recorder.shops;
     }
     demo::DemoMarket market;
-    QuietGauge g1, g2, g3;
+    NoSlotProgress g1, g2, g3;
     Recorder recorder;
 };
 
