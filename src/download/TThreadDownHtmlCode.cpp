@@ -5,6 +5,7 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <climits>
 #include <mutex>
@@ -126,8 +127,10 @@ private:
         if (httpError)
             return Failure{"HttpError",
                            statusLine_.empty() ? "HTTP status " + std::to_string(code) : statusLine_};
-        // A server that hangs up after part of the body has still delivered a page.
-        bool disconnected = result == CURLE_PARTIAL_FILE || result == CURLE_RECV_ERROR;
+        // A body whose end the server announced (a length, or chunks) and never reached is half a page:
+        // parsing it would lose rows without a word. Only a body that ends where the server hangs up
+        // is whole when the connection goes.
+        bool disconnected = result == CURLE_RECV_ERROR && !framed_;
         if (result == CURLE_OK || (disconnected && !body_.empty())) return std::nullopt;
         std::string message = errorBuffer_[0] ? errorBuffer_ : curl_easy_strerror(result);
         return Failure{kindOf(result), message};
@@ -147,8 +150,9 @@ private:
         case CURLE_GOT_NOTHING:
         case CURLE_RECV_ERROR:
         case CURLE_SEND_ERROR:
-        case CURLE_PARTIAL_FILE:
             return "ConnectionClosed";
+        case CURLE_PARTIAL_FILE:
+            return "Truncated";
         default:
             return "CurlError";
         }
@@ -178,6 +182,14 @@ private:
             while (!line.empty() && (line.back() == '\r' || line.back() == '\n'))
                 line.remove_suffix(1);
             self.statusLine_ = line;
+            self.framed_ = false; // a redirect's or proxy's head said nothing of this body
+        } else {
+            std::string lower(line);
+            std::transform(lower.begin(), lower.end(), lower.begin(),
+                           [](unsigned char c) { return char(std::tolower(c)); });
+            if (lower.starts_with("content-length:") ||
+                (lower.starts_with("transfer-encoding:") && lower.find("chunked") != std::string::npos))
+                self.framed_ = true;
         }
         return size * count;
     }
@@ -198,6 +210,7 @@ private:
     std::string body_;
     std::string statusLine_;
     bool begun_ = false;
+    bool framed_ = false; // the head announced where the body ends
     bool connected_ = false;
     Clock::time_point lastByte_ = Clock::now();
 };

@@ -87,15 +87,16 @@ TEST(PageDownload, ALargeBodyArrivesWholeAndTheGaugeFollowsIt) {
     EXPECT_EQ(received.back(), (long long)body.size());
 }
 
-TEST(PageDownload, AServerThatHangsUpAfterTheBodyDeliversThePage) {
+TEST(PageDownload, AHangUpEndsAPageOnlyWhereTheServerAnnouncedNoEnd) {
     HttpServer server([](const HttpRequest& request) {
         HttpReply reply = HttpReply::page("whole page, no length");
         if (request.path() == "/by-close") {
             reply.lengthByClose = true;
-        } else {
-            reply.body = std::string(1000, 'x');
-            reply.sendOnly = 100; // announces 1000 bytes, sends 100, hangs up
+            return reply;
         }
+        reply.body = std::string(1000, 'x');
+        reply.sendOnly = 100; // hangs up after 100 of the 1000 bytes
+        reply.chunked = request.path() == "/chunks";
         return reply;
     });
     GaugeLog gauge;
@@ -104,10 +105,14 @@ TEST(PageDownload, AServerThatHangsUpAfterTheBodyDeliversThePage) {
     EXPECT_EQ(byClose->getHtmlCode(), "whole page, no length");
     EXPECT_EQ(gauge.entries().front(), "begin 0"); // no length announced
 
-    auto partial = fetch(server.url("/partial"), quickAgent());
-    EXPECT_EQ(partial->getStatus(), "finish");
-    EXPECT_EQ(partial->getHtmlCode(), std::string(100, 'x'));
-    EXPECT_EQ(partial->getErrorCode(), "");
+    // Half a page is no page: its rows would vanish without a word.
+    for (const char* path : {"/length", "/chunks"}) {
+        auto cut = fetch(server.url(path), quickAgent());
+        EXPECT_EQ(cut->getStatus(), "stop") << path;
+        EXPECT_EQ(cut->getHtmlCode(), "") << path;
+        EXPECT_EQ(cut->getErrorCode(), "100860") << path;
+        EXPECT_TRUE(cut->getErrorInfo().starts_with("Truncated-")) << cut->getErrorInfo();
+    }
 }
 
 TEST(PageDownload, FailuresEndInStopWithTheirKindAndTheErrorCode) {

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <stdexcept>
 #include <system_error>
 
@@ -261,11 +262,19 @@ bool HttpServer::answer(int fd, const HttpRequest& request, const HttpReply& rep
     std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " " + reply.reason + "\r\n";
     for (const auto& [name, value] : reply.headers)
         head += name + ": " + value + "\r\n";
-    if (!reply.lengthByClose) head += "Content-Length: " + std::to_string(reply.body.size()) + "\r\n";
+    if (reply.chunked)
+        head += "Transfer-Encoding: chunked\r\n";
+    else if (!reply.lengthByClose)
+        head += "Content-Length: " + std::to_string(reply.body.size()) + "\r\n";
     if (hangUp) head += "Connection: close\r\n";
     head += "\r\n";
-    std::string_view body = reply.body;
+    std::string body = reply.body;
     if (reply.sendOnly) body = body.substr(0, *reply.sendOnly);
+    if (reply.chunked) {
+        char size[24];
+        std::snprintf(size, sizeof size, "%zx\r\n", body.size());
+        body = size + body + "\r\n" + (reply.sendOnly ? "" : "0\r\n\r\n");
+    }
     // One write for head and body, so a small reply is one segment.
     head.append(body);
     if (!sendAll(fd, head, wakeFd_)) return false;

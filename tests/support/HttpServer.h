@@ -36,6 +36,7 @@ struct HttpReply {
     bool closeBeforeAnyByte = false;
     std::optional<size_t> sendOnly; // hang up after this many bytes of the body (the length says all)
     bool lengthByClose = false;     // no Content-Length: the body ends when the server hangs up
+    bool chunked = false;           // the body as one chunk; with sendOnly the closing chunk never comes
 
     static HttpReply page(std::string body);
     // A page held back before its first byte.
