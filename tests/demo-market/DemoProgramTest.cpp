@@ -85,9 +85,9 @@ private:
     bool exited_ = false;
 };
 
-TEST(DemoProgramTest, PrintsItsPortServesItsSeedAndEndsOnTerm) {
-    Program program({"--seed", "3", "--proxy-user", "u", "--proxy-password", "p", "--fault",
-                     "kind=error&status=502&match=rate.taobao&count=1"});
+TEST(DemoProgramTest, PrintsItsPortServesItsSeedAndDateAndEndsOnTerm) {
+    Program program({"--seed", "3", "--today", "2025-06-30", "--proxy-user", "u", "--proxy-password", "p",
+                     "--fault", "kind=error&status=502&match=rate.taobao&count=1"});
     const std::string line = program.firstLine();
     ASSERT_FALSE(line.empty());
     const int port = std::stoi(line);
@@ -95,6 +95,7 @@ TEST(DemoProgramTest, PrintsItsPortServesItsSeedAndEndsOnTerm) {
 
     DemoMarketOptions sameSeed;
     sameSeed.seed = 3;
+    sameSeed.today = {2025, 6, 30};
     DemoMarket reference(sameSeed);
     const Shop& shop = reference.model().shops()[4];
     const auto get = [&](const std::string& url, const std::string& userPwd) {
@@ -108,15 +109,19 @@ TEST(DemoProgramTest, PrintsItsPortServesItsSeedAndEndsOnTerm) {
     EXPECT_EQ(page.status, 200);
     EXPECT_EQ(page.body, test::viaProxy(reference.port(), shop.webAddress()).body);
     EXPECT_EQ(get(shop.rateAddress(), "u:p").status, 502);
-    EXPECT_EQ(get(shop.rateAddress(), "u:p").status, 200);
+    const auto rates = get(shop.rateAddress(), "u:p"); // dated ratings: the same day, the same page
+    EXPECT_EQ(rates.status, 200);
+    EXPECT_EQ(rates.body, test::viaProxy(reference.port(), shop.rateAddress()).body);
 
     program.terminate();
     EXPECT_EQ(program.waitForExit(), 0);
 }
 
-TEST(DemoProgramTest, BadFaultSpecIsAnArgumentError) {
-    Program program({"--fault", "kind=explode"});
-    EXPECT_EQ(program.waitForExit(), 2);
+TEST(DemoProgramTest, BadOptionsAreArgumentErrors) {
+    for (auto option : {std::vector<std::string>{"--fault", "kind=explode"}, {"--today", "2025-02-30"}}) {
+        Program program(option);
+        EXPECT_EQ(program.waitForExit(), 2) << option[1];
+    }
 }
 
 } // namespace

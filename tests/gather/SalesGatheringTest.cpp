@@ -68,6 +68,12 @@ TEST_F(GatherFromTheDemoMarket, TwoShopsWithTheirCreditItemsAndSales) {
     ASSERT_EQ(gather({3, 4}, 3), JobEnd::Finished) << recorder.detail;
     EXPECT_EQ(recorder.shopsDone, 2);
     EXPECT_EQ(recorder.items, 6);
+    // The summary counts what the database holds.
+    EXPECT_EQ(recorder.saved.shops, 2);
+    EXPECT_EQ(recorder.saved.items, 6);
+    EXPECT_EQ(recorder.saved.sales, number("select count(*) from saleInfo"));
+    EXPECT_EQ(gatherSummary(JobEnd::Finished, recorder.saved, ""),
+              "采集完成：已保存店铺2家，商品6个，销售记录" + std::to_string(recorder.saved.sales) + "条。");
     EXPECT_EQ(number("select count(*) from dianbase"), 2);
     for (int s : {3, 4}) {
         const auto& expected = shop(s);
@@ -107,6 +113,20 @@ TEST_F(GatherFromTheDemoMarket, TwoShopsWithTheirCreditItemsAndSales) {
                   text("select cast(" + std::to_string(sales[0].quantity) + " as real)"));
 }
 
+TEST_F(GatherFromTheDemoMarket, PagesCutShortAreFetchedAgainAndNothingIsLost) {
+    market.faults().add(demo::parseFaultRule("kind=truncate&match=item.htm&count=1"));
+    market.faults().add(demo::parseFaultRule("kind=truncate&match=show_buyer_list&count=1"));
+    ASSERT_EQ(gather({3}, 2), JobEnd::Finished) << recorder.detail;
+    EXPECT_EQ(market.faults().fired(), 2);
+    for (int k = 0; k < 2; ++k) {
+        const auto& item = market.model().itemOf(shop(3), k);
+        EXPECT_EQ(number("select count(*) from itemInfo where itemId='" + item.id + "'"), 1) << item.id;
+        EXPECT_EQ(number("select count(*) from saleInfo where itemId='" + item.id + "'"),
+                  std::int64_t(keptSales(item)))
+            << item.id;
+    }
+}
+
 TEST_F(GatherFromTheDemoMarket, AShopWithoutARatingLinkIsSavedWithoutItsCredit) {
     ASSERT_EQ(gather({demo::MarketModel::kNoRatingLinkShop}, 1), JobEnd::Finished) << recorder.detail;
     const auto& expected = shop(demo::MarketModel::kNoRatingLinkShop);
@@ -138,6 +158,11 @@ TEST_F(GatherFromTheDemoMarket, AStopInTheSecondShopKeepsTheFirstAndRollsBackThe
     EXPECT_EQ(number("select count(*) from dianbase"), 1);
     EXPECT_EQ(text("select dianzhu from dianbase"), shop(3).nick);
     EXPECT_EQ(number("select count(*) from itemInfo"), 2);
+    EXPECT_EQ(recorder.saved.shops, 1); // the rolled-back shop's items are not counted
+    EXPECT_EQ(recorder.saved.items, 2);
+    EXPECT_EQ(
+        gatherSummary(JobEnd::Stopped, recorder.saved, "").rfind("用户中止下载！已保存店铺1家，商品2个", 0),
+        0u);
     const auto& secondsItem = market.model().itemOf(shop(4), 0);
     EXPECT_EQ(number("select count(*) from saleInfo where itemId='" + secondsItem.id + "'"), 0);
 }

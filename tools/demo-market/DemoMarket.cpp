@@ -8,7 +8,8 @@
 
 namespace vantor::demo {
 DemoMarket::DemoMarket(DemoMarketOptions options)
-    : model_(std::make_unique<MarketModel>(options.seed)), router_(std::make_unique<MarketRouter>(*model_)) {
+    : model_(std::make_unique<MarketModel>(options.seed, options.today)),
+      router_(std::make_unique<MarketRouter>(*model_)) {
     for (const FaultRule& rule : options.faults)
         faults_.add(rule);
     auto handler = [this](const HttpRequest& req) -> HttpResponse {

@@ -16,8 +16,9 @@ class MarketRouter;
 
 struct DemoMarketOptions {
     std::uint64_t seed = 1;
-    std::uint16_t port = 0; // 0: a free port
-    std::string proxyUser;  // non-empty: proxied requests need these Basic credentials (else 407)
+    CivilDate today = localToday(); // the market's history ends on this day
+    std::uint16_t port = 0;         // 0: a free port
+    std::string proxyUser;          // non-empty: proxied requests need these Basic credentials (else 407)
     std::string proxyPassword;
     std::vector<FaultRule> faults;
 };

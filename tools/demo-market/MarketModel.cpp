@@ -71,7 +71,7 @@ std::int64_t dayOf(MarketTime t) {
 }
 
 // A time on a day in [fromDay, toDay], more likely where the weights are high; never after now.
-MarketTime drawTime(Rng& rng, std::int64_t fromDay, std::int64_t toDay) {
+MarketTime drawTime(Rng& rng, std::int64_t fromDay, std::int64_t toDay, MarketTime now) {
     std::int64_t day = fromDay;
     for (int attempt = 0; attempt < 32; ++attempt) {
         day = rng.range(fromDay, toDay);
@@ -86,7 +86,7 @@ MarketTime drawTime(Rng& rng, std::int64_t fromDay, std::int64_t toDay) {
     while (roll >= kHourWeight[hour])
         roll -= kHourWeight[hour++];
     MarketTime t = day * kSecondsPerDay + hour * 3600 + rng.range(0, 59) * 60 + rng.range(0, 59);
-    while (t > marketNow())
+    while (t > now)
         t -= kSecondsPerDay;
     return t;
 }
@@ -98,21 +98,21 @@ template <typename T, typename TimeOf> void sortNewestFirst(std::vector<T>& v, T
 
 // An item's trades in the last 30 days and before, each from a stream of its own, so the recent
 // ones (which the item page counts) can be drawn without the rest.
-std::vector<MarketTime> recentSaleTimes(const Item& item) {
+std::vector<MarketTime> recentSaleTimes(const Item& item, const MarketCalendar& calendar) {
     Rng rng(mixSeed(item.seed, "recent-sales"));
     std::vector<MarketTime> times;
-    const std::int64_t today = dayOf(marketNow());
+    const std::int64_t today = dayOf(calendar.now);
     for (int i = 0; i < item.monthSale; ++i)
-        times.push_back(drawTime(rng, today - 29, today));
+        times.push_back(drawTime(rng, today - 29, today, calendar.now));
     return times;
 }
 
-std::vector<MarketTime> saleTimes(const Item& item) {
-    std::vector<MarketTime> times = recentSaleTimes(item);
+std::vector<MarketTime> saleTimes(const Item& item, const MarketCalendar& calendar) {
+    std::vector<MarketTime> times = recentSaleTimes(item, calendar);
     Rng rng(mixSeed(item.seed, "older-sales"));
-    const std::int64_t today = dayOf(marketNow());
+    const std::int64_t today = dayOf(calendar.now);
     for (int i = item.monthSale; i < item.saleCount; ++i)
-        times.push_back(drawTime(rng, dayOf(marketStart()), today - 30));
+        times.push_back(drawTime(rng, dayOf(calendar.start), today - 30, calendar.now));
     sortNewestFirst(times, [](MarketTime t) { return t; });
     return times;
 }
@@ -127,12 +127,12 @@ Grade drawGrade(Rng& rng) {
     return u < 0.95 ? Grade::Good : u < 0.98 ? Grade::Neutral : Grade::Bad;
 }
 
-std::vector<RatingCore> ratingCores(const Shop& shop) {
+std::vector<RatingCore> ratingCores(const Shop& shop, const MarketCalendar& calendar) {
     Rng rng(mixSeed(shop.seed, "rating-cores"));
     std::vector<RatingCore> cores;
     cores.reserve(static_cast<size_t>(shop.ratingCount));
     for (int i = 0; i < shop.ratingCount; ++i) {
-        const MarketTime t = drawTime(rng, dayOf(marketStart()), dayOf(marketNow()));
+        const MarketTime t = drawTime(rng, dayOf(calendar.start), dayOf(calendar.now), calendar.now);
         cores.push_back({t, drawGrade(rng)});
     }
     sortNewestFirst(cores, [](const RatingCore& c) { return c.time; });
@@ -235,11 +235,12 @@ std::string Item::address() const {
     return std::string(market::kItemHost) + "/item.htm?id=" + id;
 }
 
-MarketModel::MarketModel(std::uint64_t seed) : seed_(seed) {
+MarketModel::MarketModel(std::uint64_t seed, CivilDate today)
+    : seed_(seed), calendar_(MarketCalendar::endingOn(today)) {
     const auto& categories = marketCategories();
     std::set<std::string> nicks;
-    const std::int64_t today = dayOf(marketNow());
-    const std::int64_t monthStart = daysFromCivil({civilFromDays(today).year, civilFromDays(today).month, 1});
+    const std::int64_t todayDay = dayOf(calendar_.now);
+    const std::int64_t monthStart = daysFromCivil({today.year, today.month, 1});
 
     for (int i = 0; i < kShopCount; ++i) {
         Shop shop;
@@ -256,18 +257,18 @@ MarketModel::MarketModel(std::uint64_t seed) : seed_(seed) {
         shop.categoryId = category.id;
         shop.location = rng.pick(kLocations);
         shop.street = rng.pick(kStreets) + std::to_string(rng.range(1, 999)) + "号";
-        shop.createDate =
-            formatDate(drawTime(rng, daysFromCivil({2003, 5, 10}), daysFromCivil({2009, 12, 31})));
+        shop.createDate = formatDate(
+            drawTime(rng, daysFromCivil({2003, 5, 10}), daysFromCivil({2009, 12, 31}), calendar_.now));
         shop.favorite = static_cast<int>(20000 * std::pow(rng.unit(), 3));
         shop.hasRatingLink = i != kNoRatingLinkShop;
         shop.ratingCount =
             i == kBigRatingShop ? kBigShopRatings : static_cast<int>(1500 * std::pow(rng.unit(), 3));
 
-        for (const RatingCore& core : ratingCores(shop))
-            countRating(shop.sellerRates, core.grade, today - dayOf(core.time));
+        for (const RatingCore& core : ratingCores(shop, calendar_))
+            countRating(shop.sellerRates, core.grade, todayDay - dayOf(core.time));
         const int buyerRatings = static_cast<int>(150 * std::pow(rng.unit(), 2));
         for (int b = 0; b < buyerRatings; ++b)
-            countRating(shop.buyerRates, drawGrade(rng), rng.range(0, today - dayOf(marketStart())));
+            countRating(shop.buyerRates, drawGrade(rng), rng.range(0, todayDay - dayOf(calendar_.start)));
         shop.sellerCredit = creditOf(shop.sellerRates);
         shop.buyerCredit = creditOf(shop.buyerRates);
         shop.sellerGoodRate = goodRate(shop.sellerRates);
@@ -300,7 +301,7 @@ MarketModel::MarketModel(std::uint64_t seed) : seed_(seed) {
             item.saleCount = manyItems && k == 0 ? static_cast<int>(itemRng.range(600, 900))
                                                  : static_cast<int>(260 * std::pow(itemRng.unit(), 2.5));
             item.monthSale = static_cast<int>(std::lround(item.saleCount * (0.02 + 0.25 * itemRng.unit())));
-            for (MarketTime t : recentSaleTimes(item))
+            for (MarketTime t : recentSaleTimes(item, calendar_))
                 item.curSale += dayOf(t) >= monthStart ? 1 : 0;
             if (i == kOddItemsShop) {
                 item.hasBuyerList = k != 0;
@@ -333,7 +334,7 @@ const Item* MarketModel::itemById(const std::string& id) const {
 }
 
 std::vector<Sale> MarketModel::sales(const Item& item) const {
-    const std::vector<MarketTime> times = saleTimes(item);
+    const std::vector<MarketTime> times = saleTimes(item, calendar_);
     Rng rng(mixSeed(item.seed, "sale-details"));
     std::vector<Sale> sales;
     sales.reserve(times.size());
@@ -359,7 +360,7 @@ std::vector<Sale> MarketModel::sales(const Item& item) const {
 }
 
 std::vector<Rating> MarketModel::ratings(const Shop& shop) const {
-    const std::vector<RatingCore> cores = ratingCores(shop);
+    const std::vector<RatingCore> cores = ratingCores(shop, calendar_);
     Rng rng(mixSeed(shop.seed, "rating-details"));
     std::vector<Rating> ratings;
     ratings.reserve(cores.size());

@@ -142,9 +142,10 @@ public:
     static constexpr int kNoRatingLinkShop = 1; // its shop page has no rating link
     static constexpr int kOddItemsShop = 2;     // items 0, 1, 2: no buyer list, no id, no 30-day figure
 
-    explicit MarketModel(std::uint64_t seed);
+    explicit MarketModel(std::uint64_t seed, CivilDate today = localToday());
 
     std::uint64_t seed() const { return seed_; }
+    const MarketCalendar& calendar() const { return calendar_; }
     const std::vector<Shop>& shops() const { return shops_; }
     const std::vector<Item>& items() const { return items_; }
     const Item& itemOf(const Shop& shop, int position) const { return items_[shop.items[position]]; }
@@ -164,6 +165,7 @@ public:
 
 private:
     std::uint64_t seed_;
+    MarketCalendar calendar_;
     std::vector<Shop> shops_;
     std::vector<Item> items_;
     std::map<std::string, int> shopByNo_, shopByUserId_, itemById_;

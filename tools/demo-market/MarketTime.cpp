@@ -1,6 +1,7 @@
 #include "MarketTime.h"
 
 #include <cstdio>
+#include <ctime>
 
 namespace vantor::demo {
 
@@ -33,12 +34,27 @@ int weekdayOfDays(std::int64_t days) {
     return static_cast<int>(((days % 7) + 7 + 4) % 7);
 }
 
-MarketTime marketStart() {
-    return daysFromCivil({2010, 1, 1}) * kSecondsPerDay;
+MarketCalendar MarketCalendar::endingOn(CivilDate today) {
+    const std::int64_t day = daysFromCivil(today);
+    return {(day - 729) * kSecondsPerDay, day * kSecondsPerDay + 20 * 3600 + 15 * 60};
 }
 
-MarketTime marketNow() {
-    return daysFromCivil({2011, 12, 28}) * kSecondsPerDay + 20 * 3600 + 15 * 60;
+CivilDate localToday() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    return {local.tm_year + 1900, local.tm_mon + 1, local.tm_mday};
+}
+
+std::optional<CivilDate> parseDate(const std::string& text) {
+    CivilDate date;
+    char tail = 0;
+    if (text.size() != 10 ||
+        std::sscanf(text.c_str(), "%4d-%2d-%2d%c", &date.year, &date.month, &date.day, &tail) != 3)
+        return std::nullopt;
+    const CivilDate back = civilFromDays(daysFromCivil(date));
+    if (back.year != date.year || back.month != date.month || back.day != date.day) return std::nullopt;
+    return date;
 }
 
 namespace {

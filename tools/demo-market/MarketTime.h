@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace vantor::demo {
@@ -22,9 +23,19 @@ int weekdayOfDays(std::int64_t days);
 
 inline constexpr std::int64_t kSecondsPerDay = 86400;
 
-// The market's history: its sales and ratings lie in two calendar years and end "today".
-MarketTime marketStart();
-MarketTime marketNow();
+// The market's history: two years of sales and ratings that end "today" at 20:15, so a seed and a
+// date give the same market on every machine.
+struct MarketCalendar {
+    MarketTime start = 0;
+    MarketTime now = 0;
+
+    static MarketCalendar endingOn(CivilDate today);
+};
+
+// The local date of this machine, the default "today" of the market.
+CivilDate localToday();
+// "yyyy-MM-dd" of a real date; nullopt for anything else.
+std::optional<CivilDate> parseDate(const std::string& text);
 
 // "yyyy-MM-dd HH:mm:ss", the program's one date-time form.
 std::string formatDateTime(MarketTime t);

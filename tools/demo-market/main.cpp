@@ -28,6 +28,10 @@ int main(int argc, char** argv) {
     int port = 0;
     app.add_option("--port", port, "port on 127.0.0.1 (0: a free one)")->check(CLI::Range(0, 65535));
     app.add_option("--seed", options.seed, "seed of the generated market (the same seed, the same market)");
+    std::string today;
+    app.add_option("--today", today,
+                   "the last day of the market's two years of history (yyyy-MM-dd; "
+                   "default: this machine's date)");
     app.add_option("--proxy-user", options.proxyUser, "demand Basic proxy authentication with this user");
     app.add_option("--proxy-password", options.proxyPassword, "password of --proxy-user");
     app.add_option("--fault", faultSpecs,
@@ -35,6 +39,14 @@ int main(int argc, char** argv) {
                    "(kinds: error, drop, delay, truncate); repeatable");
     CLI11_PARSE(app, argc, argv);
     options.port = static_cast<std::uint16_t>(port);
+    if (!today.empty()) {
+        const auto date = parseDate(today);
+        if (!date) {
+            std::cerr << "vantor-demo-market: --today needs a date as yyyy-MM-dd, not \"" << today << "\"\n";
+            return 2;
+        }
+        options.today = *date;
+    }
     try {
         for (const std::string& spec : faultSpecs)
             options.faults.push_back(parseFaultRule(spec));
