@@ -19,7 +19,7 @@ namespace {
 struct Quiet : SalesGatherObserver {
     JobEnd end = JobEnd::Finished;
     std::string detail;
-    void gatherEnded(JobEnd how, const std::string& why) override {
+    void gatherEnded(JobEnd how, const std::string& why, const GatherTally&) override {
         end = how;
         detail = why;
     }

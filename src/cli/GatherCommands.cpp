@@ -95,6 +95,7 @@ struct Progress : ShopSearchObserver, SalesGatherObserver {
     std::string status;
     bool ended = false;
     JobEnd end = JobEnd::Finished;
+    GatherTally saved;
     std::string detail;
 
     void searchTotal(int found) override {
@@ -128,7 +129,13 @@ struct Progress : ShopSearchObserver, SalesGatherObserver {
         std::lock_guard lock(mutex);
         std::cerr << text << '\n';
     }
-    void gatherEnded(JobEnd how, const std::string& why) override { finish(how, why); }
+    void gatherEnded(JobEnd how, const std::string& why, const GatherTally& tally) override {
+        {
+            std::lock_guard lock(mutex);
+            saved = tally;
+        }
+        finish(how, why);
+    }
     void finish(JobEnd how, const std::string& why) {
         std::lock_guard lock(mutex);
         end = how;
@@ -191,6 +198,7 @@ void gatherSales(const DataFolder& folder, std::vector<TDianBaseInfo> shops, int
     SalesGathering gathering(dm.file(), std::move(shops), items, std::move(agent), slots.list(), progress);
     gathering.start();
     gathering.wait();
+    std::cerr << gatherSummary(progress.end, progress.saved, progress.detail) << '\n';
     progress.failIfNeeded(kGatherStopped);
 }
 

@@ -219,8 +219,9 @@ void saveItem(TItemBaseInfo& item, const TDianBaseInfo& shop, Database& db) {
     item.updateDate = kNeverSaved;
 }
 
-void saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, ProgressGauge* gauge,
-               Database& db) {
+int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, ProgressGauge* gauge,
+              Database& db) {
+    int inserted = 0;
     orFail(kListSaveError, [&] {
         std::string from = dateText(item.saleFromDate);
         auto fromDate = DateTime::parse(item.saleFromDate);
@@ -254,10 +255,12 @@ void saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, 
                 .bind("getnum", sale.buyNum)
                 .bind("status", utf8(sale.status));
             insert.execute();
+            ++inserted;
             if (gauge) gauge->setPosition(position);
         }
         if (gauge) gauge->setPosition(100);
     });
+    return inserted;
 }
 
 void saveRatings(const RecordList<TRateInfo>& ratings, const TDianBaseInfo& shop, ProgressGauge* gauge,

@@ -34,9 +34,9 @@ void saveItem(TItemBaseInfo& item, const TDianBaseInfo& shop, db::Database& db);
 
 // Replaces the item's sales from item.saleFromDate on. Sales arrive newest first; the walk stops at
 // the first sale less than a whole day after the from-date, so that day's sales are deleted but not
-// inserted again. Raises TSaveException.
-void saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, ProgressGauge* gauge,
-               db::Database& db);
+// inserted again. Returns the sales inserted. Raises TSaveException.
+int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, ProgressGauge* gauge,
+              db::Database& db);
 
 // Inserts the ratings, then removes the shop's duplicates by trade id, keeping the lowest id.
 // Raises TSaveException.

@@ -80,6 +80,17 @@ void takeShopPage(TDianBaseInfo& shop, const TDianBaseInfo& page) {
 
 } // namespace
 
+std::string gatherSummary(JobEnd end, const GatherTally& saved, const std::string& detail) {
+    const std::string counts = "店铺" + std::to_string(saved.shops) + "家，商品" +
+                               std::to_string(saved.items) + "个，销售记录" + std::to_string(saved.sales) +
+                               "条";
+    if (end == JobEnd::Finished) return "采集完成：已保存" + counts + "。";
+    const std::string kept = "已保存" + counts + "；正在采集的店铺未保存。";
+    if (end == JobEnd::Stopped) return std::string(kGatherStopped) + kept;
+    std::string why = detail.empty() && end == JobEnd::TimedOut ? std::string("连接超时") : detail;
+    return "采集失败：" + kept + (why.empty() ? "" : "原因：" + why);
+}
+
 SalesGathering::SalesGathering(std::filesystem::path database, std::vector<TDianBaseInfo> shops,
                                int itemsPerShop, std::shared_ptr<const THttpAgent> agent,
                                std::vector<SlotProgress*> gauges, SalesGatherObserver& observer,
@@ -138,12 +149,16 @@ void SalesGathering::run() {
         for (size_t i = 0; i < shops_.size() && end == JobEnd::Finished; ++i) {
             TDianBaseInfo& shop = shops_[i];
             observer_.shopStarted(int(i), int(shops_.size()), shop);
+            shopTally_ = {1, 0, 0};
             db.beginTransaction();
             try {
                 gatherShop(shop, db);
                 Stopwatch committing(timing_.saveMicros);
                 db.commit();
                 committing.stop();
+                saved_.shops += shopTally_.shops;
+                saved_.items += shopTally_.items;
+                saved_.sales += shopTally_.sales;
                 observer_.shopFinished(++done, int(shops_.size()));
             } catch (const StageEnded& stage) {
                 end = stage.end;
@@ -165,7 +180,7 @@ void SalesGathering::run() {
         end = JobEnd::Failed;
         detail = e.what();
     }
-    observer_.gatherEnded(end, detail);
+    observer_.gatherEnded(end, detail, saved_);
 }
 
 void SalesGathering::gatherShop(TDianBaseInfo& shop, db::Database& db) {
@@ -251,7 +266,8 @@ void SalesGathering::gatherItem(const TItemInfo& row, const TDianBaseInfo& shop,
     }
     Stopwatch saving(timing_.saveMicros);
     saveItem(item, shop, db);
-    if (!sales.empty()) saveSales(sales, item, saveGauge_, db);
+    ++shopTally_.items;
+    if (!sales.empty()) shopTally_.sales += saveSales(sales, item, saveGauge_, db);
     observer_.itemsGathered(++itemsGathered_);
 }
 

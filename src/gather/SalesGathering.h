@@ -20,6 +20,16 @@ inline constexpr int kDefaultItemsPerShop = 10;
 // Buyer-list pages fetched per item at the most (80 sales each).
 inline constexpr int kMaxBuyerListPages = 100;
 
+// What a gathering saved; only committed shops count.
+struct GatherTally {
+    int shops = 0;
+    int items = 0;
+    int sales = 0;
+};
+
+// The words a finished, stopped or failed run leaves for the user: what was saved, and why it ended.
+std::string gatherSummary(JobEnd end, const GatherTally& saved, const std::string& detail);
+
 // What a running sales gathering reports. Called on the gathering's threads: a window passes the
 // calls on to its own thread, the command line prints them.
 class SalesGatherObserver {
@@ -33,8 +43,8 @@ public:
     virtual void statusLine(const std::string& text) {}
     // A save's own message, shown before the gathering reports its failure.
     virtual void message(const std::string& text) {}
-    // Last call: how the run ended; detail names the failure.
-    virtual void gatherEnded(JobEnd end, const std::string& detail) {}
+    // Last call: how the run ended, what it saved; detail names the failure.
+    virtual void gatherEnded(JobEnd end, const std::string& detail, const GatherTally& saved) {}
 };
 
 // Where a gathering's time went: handling pages (parsing) and writing the database; the rest of the
@@ -82,6 +92,8 @@ private:
     ProgressGauge* saveGauge_;
     StageRunner runner_;
     int itemsGathered_ = 0;
+    GatherTally saved_;
+    GatherTally shopTally_; // the open shop's, added to saved_ when it commits
     GatherTiming timing_;
     std::jthread thread_;
 };

@@ -48,6 +48,7 @@ struct Recorder : ShopSearchObserver, SalesGatherObserver {
     int shopsDone = 0, items = 0;
     bool ended = false;
     JobEnd end = JobEnd::Finished;
+    GatherTally saved;
     std::string detail;
     std::function<void(const std::string& stage, int shopIndex)> onStage;
     int currentShop = -1;
@@ -91,7 +92,13 @@ struct Recorder : ShopSearchObserver, SalesGatherObserver {
         std::lock_guard lock(mutex);
         messages.push_back(text);
     }
-    void gatherEnded(JobEnd how, const std::string& why) override { finish(how, why); }
+    void gatherEnded(JobEnd how, const std::string& why, const GatherTally& tally) override {
+        {
+            std::lock_guard lock(mutex);
+            saved = tally;
+        }
+        finish(how, why);
+    }
 
     void finish(JobEnd how, const std::string& why) {
         std::lock_guard lock(mutex);

@@ -8,6 +8,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
@@ -72,7 +73,7 @@ private slots:
     void aSearchFillsTheGridAndTheLog() {
         window->id->setCurrentIndex(1);
         window->searchPageSel->setValue(81); // two pages
-        QTest::mouseClick(window->search, Qt::LeftButton);
+        QTest::keyClick(window->loc, Qt::Key_Return);
         QVERIFY(window->busy());
         QCOMPARE(window->panels->currentIndex(), 1);
         QTRY_VERIFY_WITH_TIMEOUT(!window->busy(), 20000);
@@ -80,8 +81,12 @@ private slots:
         q.categoryId = "16";
         int expected = int(market->model().findShops(q).size());
         QCOMPARE(window->searchGrid->rowCount(), std::min(expected, 160));
-        QCOMPARE(window->searchState->text(), QString("共搜索到%1家符合条件的店铺").arg(expected));
+        // The total and the grid are in sight, not on a hidden panel.
+        QVERIFY(window->resultLabel->isVisible());
+        QCOMPARE(window->resultLabel->text(), QString("共搜索到%1家符合条件的店铺").arg(expected) +
+                                                  (expected > 160 ? QString("，列出160家") : QString()));
         QCOMPARE(window->pages->currentIndex(), 1);
+        QVERIFY(window->searchGrid->isVisible());
         QCOMPARE(cell(0, 0), QString("1"));
         QCOMPARE(cell(0, 1), QString(""));
         QVERIFY(cell(0, 6).startsWith("http://shop"));
@@ -135,6 +140,11 @@ private slots:
         QCOMPARE(count("select count(*) from dianbase"), 2);
         QCOMPARE(count("select count(*) from itemInfo"), 4);
         QVERIFY(messages.isEmpty());
+        // What the run saved stays in sight until the next job.
+        QVERIFY(window->resultLabel->isVisible());
+        QCOMPARE(window->resultLabel->text(), QString("采集完成：已保存店铺2家，商品4个，销售记录%1条。")
+                                                  .arg(count("select count(*) from saleInfo")));
+        QVERIFY(window->search->isVisible());
     }
 
     void aFailingMarketPutsTheTimeOutOnTheStatusLine() {
@@ -147,6 +157,8 @@ private slots:
         QVERIFY(status.at(0).at(0).toString().endsWith(
             "连接超时.....！请检查你的网络状态是否良好？或通过工具选项增加连接时间。"));
         QCOMPARE(window->searchGrid->rowCount(), 0);
+        QVERIFY(window->resultLabel->isVisible());
+        QCOMPARE(window->resultLabel->text(), QString("搜索失败，请查看状态栏的提示。"));
     }
 };
 

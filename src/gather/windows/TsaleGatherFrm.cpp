@@ -80,8 +80,10 @@ public:
     void message(const std::string& text) override {
         post([text = q8(text)](TsaleGatherFrm* w) { UserMessages::show(w, text); });
     }
-    void gatherEnded(JobEnd end, const std::string&) override {
-        post([end](TsaleGatherFrm* w) { w->gatherEnded(end); });
+    void gatherEnded(JobEnd end, const std::string& detail, const GatherTally& saved) override {
+        post([end, summary = q8(gatherSummary(end, saved, detail))](TsaleGatherFrm* w) {
+            w->gatherEnded(end, summary);
+        });
     }
 
 private:
@@ -241,13 +243,22 @@ TsaleGatherFrm::TsaleGatherFrm(TConfig& config, db::TDM& dm, QWidget* parent)
     pages = new QTabWidget;
     pages->addTab(searchPage, "高级搜索");
     pages->addTab(resultPage, "搜索结果");
+    resultLabel = new QLabel;
+    resultLabel->setObjectName("resultLabel");
+    resultLabel->setWordWrap(true);
+    resultLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    resultLabel->setStyleSheet("QLabel { padding: 4px; font-weight: bold; }");
+    resultLabel->hide();
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(pages);
+    layout->addWidget(resultLabel);
+    layout->addWidget(pages, 1);
 
     connect(searchPageSel, &QSlider::valueChanged, this,
             [this](int value) { searchRange->setText(QString::number(value)); });
     connect(search, &QPushButton::clicked, this, &TsaleGatherFrm::searchClick);
+    connect(q, &QLineEdit::returnPressed, this, &TsaleGatherFrm::searchClick);
+    connect(loc, &QLineEdit::returnPressed, this, &TsaleGatherFrm::searchClick);
     connect(cancelDownSearch, &QPushButton::clicked, this, &TsaleGatherFrm::cancelDownSearchClick);
     connect(searchGrid, &QTableWidget::cellClicked, this, [this](int row, int) { searchGridClick(row); });
     connect(selAll, &QPushButton::clicked, this, [this] { markAll(true); });
@@ -257,9 +268,19 @@ TsaleGatherFrm::TsaleGatherFrm(TConfig& config, db::TDM& dm, QWidget* parent)
 }
 
 TsaleGatherFrm::~TsaleGatherFrm() {
-    // The jobs call back into this window: they end before it does.
+    stopAndWait();
+}
+
+void TsaleGatherFrm::stopAndWait() {
+    // The jobs call back into this window: they end before it does. Their last reports are queued
+    // calls that die with the window.
     search_.reset();
     gathering_.reset();
+}
+
+void TsaleGatherFrm::showOutcome(const QString& text) {
+    resultLabel->setText(text);
+    resultLabel->setVisible(!text.isEmpty());
 }
 
 std::vector<SlotProgress*> TsaleGatherFrm::slotGauges() {
@@ -290,6 +311,7 @@ void TsaleGatherFrm::searchClick() {
     searchGrid->setRowCount(0);
     shops_.clear();
     totalFound_ = 0;
+    showOutcome({});
     searchState->setText("正在采集数据");
     panels->setCurrentIndex(SearchProgress);
     search_ = std::make_unique<ShopSearchJob>(query, config_.getHttpAgent(), slotGauges(), *bridge_);
@@ -298,7 +320,6 @@ void TsaleGatherFrm::searchClick() {
 
 void TsaleGatherFrm::cancelDownSearchClick() {
     if (search_) search_->stop();
-    searchState->setText(kSearchStopped);
 }
 
 void TsaleGatherFrm::addShops(const std::vector<TDianBaseInfo>& shops) {
@@ -315,13 +336,18 @@ void TsaleGatherFrm::addShops(const std::vector<TDianBaseInfo>& shops) {
 void TsaleGatherFrm::searchEnded(JobEnd end, int listed) {
     search_.reset();
     panels->setCurrentIndex(SearchForm);
-    if (end == JobEnd::Stopped) {
-        searchState->setText(kSearchStopped);
-        return;
-    }
-    searchState->setText(listed == 0 && totalFound_ == 0
-                             ? QString("共搜索到0家店铺")
-                             : QString("共搜索到%1家符合条件的店铺").arg(totalFound_));
+    QString outcome;
+    if (end == JobEnd::Stopped)
+        outcome = kSearchStopped;
+    else if (listed == 0 && totalFound_ == 0)
+        outcome = end == JobEnd::Finished ? "共搜索到0家店铺" : "搜索失败，请查看状态栏的提示。";
+    else
+        outcome = QString("共搜索到%1家符合条件的店铺").arg(totalFound_);
+    // Rows listed before a stop or a failure stay, and say how many they are.
+    if (listed > 0 && (end != JobEnd::Finished || listed != totalFound_))
+        outcome += QString("，列出%1家").arg(listed);
+    searchState->setText(outcome);
+    showOutcome(outcome);
     if (listed > 0) pages->setCurrentIndex(1);
 }
 
@@ -361,6 +387,7 @@ void TsaleGatherFrm::saveSearchClick() {
     itemsLabel->setText("已采集商品0个");
     totalGauge->setRange(0, int(ticked.size()));
     totalGauge->setValue(0);
+    showOutcome({});
     pages->setCurrentIndex(0);
     panels->setCurrentIndex(GatherProgress);
     dm_.open();
@@ -371,15 +398,20 @@ void TsaleGatherFrm::saveSearchClick() {
 }
 
 void TsaleGatherFrm::dianStopBtnClick() {
-    if (gathering_) gathering_->stop();
+    if (!gathering_) return;
+    gathering_->stop();
     stageLabel->setText(kGatherStopped);
-    UserMessages::show(this, kGatherStopped);
 }
 
-void TsaleGatherFrm::gatherEnded(JobEnd end) {
+void TsaleGatherFrm::gatherEnded(JobEnd end, const QString& summary) {
     gathering_.reset();
-    if (end == JobEnd::Finished) stageLabel->setText("采集完成");
+    stageLabel->setText(end == JobEnd::Finished  ? "采集完成"
+                        : end == JobEnd::Stopped ? kGatherStopped
+                                                 : kGatherFailed);
     panels->setCurrentIndex(SearchForm);
+    searchMemoLog->appendPlainText(summary);
+    showOutcome(summary);
+    if (end == JobEnd::Stopped) UserMessages::show(this, kGatherStopped);
     emit gatheringEnded();
 }
 

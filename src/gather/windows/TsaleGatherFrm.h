@@ -41,6 +41,8 @@ public:
     // Shows these shops as the search result, as a search would have listed them.
     void takeShops(const std::vector<TDianBaseInfo>& shops);
     bool busy() const { return search_ || gathering_; }
+    // Stops a running job and waits for it; an open shop is rolled back. For the program's exit.
+    void stopAndWait();
 
     // Controls, by their names.
     QLineEdit *q, *loc;
@@ -56,6 +58,8 @@ public:
     QSpinBox* fromData;
     QTabWidget* pages;
     QStackedWidget* panels; // search form, search progress, gathering progress
+    // The outcome of the last search or gathering, above the pages, until the next one begins.
+    QLabel* resultLabel;
     QLabel *searchState, *needLabel, *doneLabel, *stageLabel, *itemsLabel, *shopLabel;
     QProgressBar *totalGauge, *saveGauge;
     QProgressBar* gauges[kSlots];
@@ -77,7 +81,8 @@ private:
     void dianStopBtnClick();
     void addShops(const std::vector<TDianBaseInfo>& shops);
     void searchEnded(JobEnd end, int listed);
-    void gatherEnded(JobEnd end);
+    void gatherEnded(JobEnd end, const QString& summary);
+    void showOutcome(const QString& text);
     std::vector<SlotProgress*> slotGauges();
     void setIdle();
 
