@@ -63,7 +63,7 @@ void printGrid(views::Dataset& rows, const views::GridTitles& grid) {
     for (std::size_t row = 0, count = rows.recordCount(); row < count; ++row) {
         for (int c = 0; c < grid.columnCount(); ++c) {
             cells[size_t(c)].clear();
-            grid.appendCellText(cells[size_t(c)], rows, row, c, fields[size_t(c)]);
+            grid.appendShownText(cells[size_t(c)], rows, row, c, fields[size_t(c)]);
         }
         printCsvRow(std::cout, cells);
     }

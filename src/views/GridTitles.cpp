@@ -1,5 +1,8 @@
 #include "GridTitles.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 namespace vantor::views {
 
 GridTitles::GridTitles(std::vector<GridColumn> columns, bool excludesRowNumber)
@@ -43,6 +46,20 @@ void GridTitles::appendCellText(std::string& out, const Dataset& rows, std::size
         out += c.derive(rows, row);
     else if (field >= 0)
         rows.appendDisplayText(out, row, field);
+}
+
+void GridTitles::appendShownText(std::string& out, const Dataset& rows, std::size_t row, int column,
+                                 int field) const {
+    const size_t start = out.size();
+    appendCellText(out, rows, row, column, field);
+    if (!columns_[size_t(column)].money || out.size() == start) return;
+    const std::string cell = out.substr(start);
+    char* end = nullptr;
+    const double amount = std::strtod(cell.c_str(), &end);
+    if (end != cell.c_str() + cell.size()) return; // not a number: shown as it is
+    char text[64];
+    std::snprintf(text, sizeof text, "%.2f", amount);
+    out.replace(start, std::string::npos, text);
 }
 
 std::string GridTitles::cellText(const Dataset& rows, std::size_t row, int column) const {

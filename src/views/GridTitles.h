@@ -14,7 +14,14 @@ struct GridColumn {
     std::string title;
     int width = 80;
     std::string (*derive)(const Dataset& rows, std::size_t row) = nullptr;
+    bool money = false; // shown with two decimals; exports keep the stored number
 };
+
+// A column of amounts of money.
+inline GridColumn money(GridColumn column) {
+    column.money = true;
+    return column;
+}
 
 // The titles of a grid and the title-click sorting every grid shares: the first click on a column
 // sorts it descending and marks its title "▼", each further click on it alternates with ascending,
@@ -39,9 +46,12 @@ public:
 
     // The dataset field each column shows, -1 for a derived column or a field the rows do not have.
     std::vector<int> resolve(const Dataset& rows) const;
-    // The cell text; `field` is the column's entry of resolve().
+    // The cell text as exports write it; `field` is the column's entry of resolve().
     void appendCellText(std::string& out, const Dataset& rows, std::size_t row, int column, int field) const;
     std::string cellText(const Dataset& rows, std::size_t row, int column) const;
+    // The cell text as grids and printed tables show it: amounts of money with two decimals, so
+    // binary-float noise ("48325.8999…") never reaches the eye.
+    void appendShownText(std::string& out, const Dataset& rows, std::size_t row, int column, int field) const;
 
 private:
     std::vector<GridColumn> columns_;

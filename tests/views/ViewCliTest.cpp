@@ -45,23 +45,25 @@ TEST_F(ViewCli, TablesGoToStandardOutputWithTheWindowsTitlesInRfc4180Csv) {
     auto sales = run("export sales-records --item 1001");
     EXPECT_EQ(sales.status, 0) << sales.out;
     EXPECT_EQ(sales.out, "商品标题,价格,买家,购买时间,购买数量,成交数量,成交状态\r\n"
-                         "\"春装 新款,连衣裙\",20,buyerB,2011-02-03 12:30:00,1,1,成交\r\n"
-                         "\"春装 新款,连衣裙\",1000,buyerA,2011-02-02 18:00:00,3,3,成交\r\n"
-                         "\"春装 新款,连衣裙\",10.5,buyerA,2011-02-01 09:00:00,2,2,成交\r\n");
+                         "\"春装 新款,连衣裙\",20.00,buyerB,2011-02-03 12:30:00,1,1,成交\r\n"
+                         "\"春装 新款,连衣裙\",1000.00,buyerA,2011-02-02 18:00:00,3,3,成交\r\n"
+                         "\"春装 新款,连衣裙\",10.50,buyerA,2011-02-01 09:00:00,2,2,成交\r\n");
 
     auto items = run("export sales-items --shop 2");
     EXPECT_EQ(items.out, "排名,商品,价格,累计售出,销售额,开始日期,截止日期,收藏人数,网址\r\n"
-                         "1,Wool Scarf 羊毛围巾,120,1,120,2011-03-30 16:00:00,2011-04-01 08:00:00,2,"
+                         "1,Wool Scarf 羊毛围巾,120.00,1,120.00,2011-03-30 16:00:00,2011-04-01 08:00:00,2,"
                          "http://item.taobao.com/2001\r\n");
 
     auto ratings = run("export ratings --shop 2");
-    EXPECT_EQ(ratings.out,
-              "评价,评价时间,价格,评价人,宝贝标题\r\n好评,2011-04-02 00:00:00,120,x,Wool Scarf 羊毛围巾\r\n");
+    EXPECT_EQ(
+        ratings.out,
+        "评价,评价时间,价格,评价人,宝贝标题\r\n好评,2011-04-02 00:00:00,120.00,x,Wool Scarf 羊毛围巾\r\n");
 
     auto ranking = run("export ranking --category 0 --month 4");
     EXPECT_EQ(ranking.status, 0) << ranking.out;
     EXPECT_NE(ranking.out.find("\r\n1,"), std::string::npos) << ranking.out;
-    EXPECT_NE(ranking.out.find(",卖家丁,四月点卡,10,0,7,70.00,1,北京,"), std::string::npos) << ranking.out;
+    EXPECT_NE(ranking.out.find(",卖家丁,四月点卡,10.00,0.00,7,70.00,1,北京,"), std::string::npos)
+        << ranking.out;
 
     auto ratingShops = run("export rating-shops");
     EXPECT_EQ(ratingShops.out.substr(0, ratingShops.out.find("\r\n")),

@@ -31,8 +31,8 @@ QVariant GridModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || size_t(index.row()) >= rows_.rowCount()) return {};
     if (role == Qt::DisplayRole) {
         std::string text;
-        grid_.appendCellText(text, rows_, size_t(index.row()), index.column(),
-                             fields_[size_t(index.column())]);
+        grid_.appendShownText(text, rows_, size_t(index.row()), index.column(),
+                              fields_[size_t(index.column())]);
         return QString::fromStdString(text);
     }
     // Record numbers count from 1: the odd ones are the rows 0, 2, 4 … here. The style paints the
