@@ -163,6 +163,25 @@ bool Dataset::takeArrived() {
     return reader_ != nullptr;
 }
 
+void Dataset::reopenKeeping(std::string_view key) {
+    const std::string was = currentText(key);
+    const std::string sort = sort_;
+    open();
+    if (!sort.empty() && fieldIndex(sort.substr(0, sort.find(' '))) >= 0) setSort(sort);
+    if (!was.empty()) moveTo(key, was);
+}
+
+bool Dataset::moveTo(std::string_view key, std::string_view value) {
+    if (!store_ || fieldIndex(key) < 0) return false;
+    loadAll();
+    for (size_t row = 0; row < rowCount(); ++row)
+        if (displayText(row, key) == value) {
+            setCurrent(int(row));
+            return true;
+        }
+    return false;
+}
+
 void Dataset::loadAll() {
     if (!reader_) return;
     std::vector<std::unique_ptr<RowBlock>> blocks;

@@ -60,6 +60,11 @@ public:
     // Runs the statement again, without a sort; the filter stays as it is. Raises db::DbError, and
     // std::invalid_argument for a filter field the new rows do not have; the dataset is then closed.
     void open();
+    // Runs the statement again for rows another part of the program changed: the sort stays, and the
+    // current row stays on the row with the same key where it still exists (else the first row).
+    void reopenKeeping(std::string_view key);
+    // Moves to the first row whose key field reads `value`; false when there is none.
+    bool moveTo(std::string_view key, std::string_view value);
     void close();
     bool isOpen() const { return store_ != nullptr; }
 

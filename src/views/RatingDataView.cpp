@@ -36,7 +36,7 @@ RatingDataView::RatingDataView(const db::TDM& dm, QueryReader::Mode mode)
                 true),
       rateGrid_({{"pj", "评价", 50},
                  {"pjsj", "评价时间", 130},
-                 {"jg", "价格", 60},
+                 money({"jg", "价格", 60}),
                  {"pjName", "评价人", 100},
                  {"itemTitle", "宝贝标题", 300}},
                 false) {}

@@ -63,6 +63,9 @@ public:
     static const std::vector<DetailField>& detailFields();
 
     void formCreate();
+    // Reads the shops again after other windows changed the data; the current shop stays where it
+    // still exists.
+    void reload() { shops_.reopenKeeping("id"); }
     std::string findResultText(); // "共有" + shops + "店铺"
     void pageChange(int page);
     std::string rateCountText(); // "当前共有" + ratings + "条评价"

@@ -52,16 +52,16 @@ SalesDataView::SalesDataView(const db::TDM& dm, QueryReader::Mode mode)
                 true),
       itemGrid_({{"xh", "排名", 40},
                  {"itemTitle", "商品", 250},
-                 {"curPrice", "价格", 60},
+                 money({"curPrice", "价格", 60}),
                  {"totalNums", "累计售出", 60},
-                 {"totalAmount", "销售额", 80},
+                 money({"totalAmount", "销售额", 80}),
                  {"saleBeginDateV.beginDate", "开始日期", 130},
                  {"updateDate", "截止日期", 130},
                  {"favorite", "收藏人数", 60},
                  {"itemAutionUrl", "网址", 200}},
                 true),
       saleGrid_({{"itemTitle", "商品标题", 250},
-                 {"amount", "价格", 60},
+                 money({"amount", "价格", 60}),
                  {"buyerName", "买家", 100},
                  {"sj", "购买时间", 130},
                  {"buyNum", "购买数量", 60},
@@ -80,6 +80,16 @@ void SalesDataView::formCreate() {
     auto shop = shops_.currentInteger("dian_id");
     items_.setParameter("dianId", shop ? db::Value(*shop) : db::Value());
     items_.open();
+}
+
+void SalesDataView::reload() {
+    const std::string item = items_.currentText("itemid");
+    shops_.reopenKeeping("dian_id");
+    if (shops_.current() < 0) {
+        items_.setParameter("dianId", db::Value());
+        items_.open();
+    }
+    if (!item.empty()) items_.moveTo("itemid", item);
 }
 
 void SalesDataView::pageChange(int page, ItemSummary& summary) {

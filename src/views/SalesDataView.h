@@ -48,6 +48,9 @@ public:
 
     // Opens the shops, then the items of the current shop. Moving to another shop re-reads the items.
     void formCreate();
+    // Reads every grid again after other windows changed the data; the current shop and item stay
+    // where they still exist.
+    void reload();
     // A page switch: on the sale records page, with items shown, re-reads the current item's sales
     // and updates the summary. The buyer count is not guarded: an item without sales divides by zero,
     // which raises std::domain_error after the labels before it have their new texts.

@@ -14,6 +14,7 @@
 #include "gather/windows/TsaleGatherFrm.h"
 
 #include <QAction>
+#include <QCloseEvent>
 #include <QDesktopServices>
 #include <QLabel>
 #include <QMenuBar>
@@ -94,6 +95,7 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     gauge(40);
     saleGather_ = new TsaleGatherFrm(config_, dm_);
     connect(saleGather_, &TsaleGatherFrm::statusLine, this, &MainWindow::setStatusText);
+    connect(saleGather_, &TsaleGatherFrm::gatheringEnded, this, [this] { refreshData(saleGather_); });
     display_->addWidget(saleGather_);
     gauge(50);
     saleDataView_ = new views::TsaleDataViewFrm(dm_);
@@ -116,6 +118,10 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     gauge(85);
     topDataView_ = new views::TtopDataViewFrm(dm_);
     display_->addWidget(topDataView_);
+    connect(saleDataView_, &views::TsaleDataViewFrm::dataChanged, this,
+            [this] { refreshData(saleDataView_); });
+    connect(rateDataView_, &views::TrateDataViewFrm::dataChanged, this,
+            [this] { refreshData(rateDataView_); });
     gauge(100);
     buildNavigation();
 }
@@ -173,6 +179,24 @@ void MainWindow::buildNavigation() {
         layout->addStretch();
         toolBar_->addItem(page, section);
     }
+}
+
+void MainWindow::refreshData(QWidget* changedBy) {
+    if (saleDataView_ != changedBy) saleDataView_->reload();
+    if (rateDataView_ != changedBy) rateDataView_->reload();
+    for (charts::SaleAnalysisWindow* analysis : {saleAnalyse_, saleTimeArea_, saleCarrent_})
+        analysis->refreshClick();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    if (saleGather_ && saleGather_->busy()) {
+        if (!UserMessages::confirm(this, kCloseWhileGathering)) {
+            event->ignore();
+            return;
+        }
+        saleGather_->stopAndWait();
+    }
+    event->accept();
 }
 
 void MainWindow::showWorkingWindow(QWidget* window) {

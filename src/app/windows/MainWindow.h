@@ -19,6 +19,10 @@ class BrowserPane;
 class TsaleGatherFrm;
 class WelcomeWindow;
 
+namespace charts {
+class SaleAnalysisWindow;
+} // namespace charts
+
 namespace views {
 class TrateDataViewFrm;
 class TsaleDataViewFrm;
@@ -26,6 +30,8 @@ class TtopDataViewFrm;
 } // namespace views
 
 inline constexpr const char* kAppTitle = "Vantor专业版";
+inline constexpr const char* kCloseWhileGathering =
+    "正在采集数据，退出将停止采集，正在采集的店铺不会保存。确定要退出吗？";
 
 // The main window: navigation bar and menu bar on the left and top, one working window at a time
 // in the display area, the advertisement pane and the status line.
@@ -57,7 +63,15 @@ public:
     BrowserPane* advertisement() const { return ad_; }
     QToolBox* navigationBar() const { return toolBar_; }
 
+protected:
+    // A running gathering is asked about first; confirmed, it is stopped (its open shop rolled back)
+    // and waited for before the program ends.
+    void closeEvent(QCloseEvent* event) override;
+
 private:
+    // The data changed under the windows that show it: they read it again, except the one that
+    // changed it (it already has).
+    void refreshData(QWidget* changedBy);
     void showMessage(const std::string& text) override;
     void showStatus(const std::string& text) override;
     void buildNavigation();
@@ -73,9 +87,9 @@ private:
     TsaleGatherFrm* saleGather_ = nullptr;
     views::TrateDataViewFrm* rateDataView_ = nullptr;
     views::TsaleDataViewFrm* saleDataView_ = nullptr;
-    QWidget* saleAnalyse_ = nullptr;
-    QWidget* saleTimeArea_ = nullptr;
-    QWidget* saleCarrent_ = nullptr;
+    charts::SaleAnalysisWindow* saleAnalyse_ = nullptr;
+    charts::SaleAnalysisWindow* saleTimeArea_ = nullptr;
+    charts::SaleAnalysisWindow* saleCarrent_ = nullptr;
     views::TtopDataViewFrm* topDataView_ = nullptr;
 };
 

@@ -12,6 +12,8 @@
 #include <QVBoxLayout>
 #include <QWebEngineView>
 
+#include <optional>
+
 namespace vantor::charts {
 
 namespace {
@@ -96,13 +98,18 @@ SaleAnalysisWindow::SaleAnalysisWindow(const SalesAnalysis& analysis, db::TDM& d
 }
 
 void SaleAnalysisWindow::refreshClick() {
+    const int index = dianmingList->currentIndex();
+    const std::optional<std::int64_t> was =
+        index >= 0 ? std::optional(shopIds_[size_t(index)]) : std::optional<std::int64_t>();
     shopIds_.clear();
     dianmingList->clear();
+    int keep = 0;
     for (const ShopChoice& shop : loadShopList(dm_.cn1())) {
+        if (was && shop.id == *was) keep = dianmingList->count();
         dianmingList->addItem(QString::fromStdString(shop.name));
         shopIds_.push_back(shop.id);
     }
-    if (dianmingList->count() > 0) dianmingList->setCurrentIndex(0);
+    if (dianmingList->count() > 0) dianmingList->setCurrentIndex(keep);
 }
 
 void SaleAnalysisWindow::bsSkinButton1Click() {

@@ -25,7 +25,7 @@ public:
     SaleAnalysisWindow(const SalesAnalysis& analysis, db::TDM& dm, const DataFolder& folder,
                        QWidget* parent = nullptr);
 
-    void refreshClick();
+    void refreshClick(); // "刷新列表": the current shop stays where it still exists
     void bsSkinButton1Click();
 
     const SalesAnalysis& analysis() const { return analysis_; }

@@ -155,6 +155,8 @@ TrateDataViewFrm::TrateDataViewFrm(const db::TDM& dm, QWidget* parent)
 
     connect(rateData, &QTabWidget::currentChanged, this, &TrateDataViewFrm::rateDataPageChange);
     connect(bsSkinButton1, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton1Click);
+    clickOnEnter({nick, shop, loc, tag}, bsSkinButton1);
+    clickOnEnter({pjName, item, sj1, sj2}, bsSkinButton2);
     connect(bsSkinButton2, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton2Click);
     connect(bsSkinButton3, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton3Click);
     connect(bsSkinButton4, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton4Click);
@@ -207,8 +209,15 @@ void TrateDataViewFrm::bsSkinButton2Click() {
 }
 
 void TrateDataViewFrm::bsSkinButton3Click() {
-    confirmAndDelete(
-        this, data_.shops(), kDeleteShopkeeperQuestion, [this] { return data_.deleteShop(); }, kDeleteFailed);
+    if (confirmAndDelete(
+            this, data_.shops(), kDeleteShopkeeperQuestion, [this] { return data_.deleteShop(); },
+            kDeleteFailed))
+        emit dataChanged();
+}
+
+void TrateDataViewFrm::reload() {
+    guarded([this] { data_.reload(); });
+    rateDataPageChange(rateData->currentIndex());
 }
 
 void TrateDataViewFrm::bsSkinButton4Click() {

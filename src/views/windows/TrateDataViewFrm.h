@@ -35,6 +35,8 @@ public:
     void bsSkinButton4Click(); // "导出掌柜"
     void bsSkinButton5Click(); // "导出" ratings
     void dianbaseGridDblClick();
+    // Reads the shops again after another window changed the data.
+    void reload();
 
     QTabWidget* rateData;
     QLineEdit* nick;
@@ -63,6 +65,10 @@ public:
     QPlainTextEdit* pjjs;
     QProgressBar* saveProgress;
     QFileDialog* saveDialog;
+
+signals:
+    // A delete here changed what the other windows show.
+    void dataChanged();
 
 private:
     void showShop();

@@ -98,6 +98,8 @@ TsaleDataViewFrm::TsaleDataViewFrm(const db::TDM& dm, QWidget* parent)
     connect(bsSkinButton6, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton6Click);
     connect(bsSkinButton7, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton7Click);
     connect(bsSkinButton4, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton4Click);
+    clickOnEnter({shopFilter}, bsSkinButton1);
+    clickOnEnter({itemFilter}, itemFilterBtn);
     connect(dianList, &QTableView::doubleClicked, this, &TsaleDataViewFrm::dianListDblClick);
     connect(itemGridList, &QTableView::doubleClicked, this, &TsaleDataViewFrm::itemGridListDblClick);
 
@@ -133,13 +135,20 @@ void TsaleDataViewFrm::itemFilterBtnClick() {
 }
 
 void TsaleDataViewFrm::bsSkinButton2Click() {
-    confirmAndDelete(
-        this, data_.shops(), kDeleteShopQuestion, [this] { return data_.deleteShop(); }, kDeleteFailed);
+    if (confirmAndDelete(
+            this, data_.shops(), kDeleteShopQuestion, [this] { return data_.deleteShop(); }, kDeleteFailed))
+        emit dataChanged();
 }
 
 void TsaleDataViewFrm::bsSkinButton5Click() {
-    confirmAndDelete(
-        this, data_.items(), kDeleteItemQuestion, [this] { return data_.deleteItem(); }, kDeleteFailed);
+    if (confirmAndDelete(
+            this, data_.items(), kDeleteItemQuestion, [this] { return data_.deleteItem(); }, kDeleteFailed))
+        emit dataChanged();
+}
+
+void TsaleDataViewFrm::reload() {
+    guarded([this] { data_.reload(); });
+    saleDataPageChange(saleData->currentIndex());
 }
 
 void TsaleDataViewFrm::bsSkinButton3Click() {

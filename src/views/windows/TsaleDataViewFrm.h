@@ -35,6 +35,8 @@ public:
     void bsSkinButton4Click(); // "更新下载"
     void dianListDblClick();
     void itemGridListDblClick();
+    // Reads the grids again after another window changed the data.
+    void reload();
 
     QTabWidget* saleData;
     QLineEdit* shopFilter;
@@ -63,6 +65,8 @@ public:
 signals:
     // "更新下载": the shop goes back to the sales gathering window as its one search result.
     void updateDownloadRequested(const vantor::TDianBaseInfo& shop);
+    // A delete here changed what the other windows show.
+    void dataChanged();
 
 private:
     void showSummary(const ItemSummary& summary);

@@ -6,8 +6,10 @@
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QUrl>
 
 namespace vantor::views {
@@ -116,6 +118,11 @@ bool confirmAndDelete(QWidget* parent, const Dataset& rows, const QString& quest
     guarded([&] { result = remove(); });
     if (!result.done) UserMessages::show(parent, failure);
     return result.done;
+}
+
+void clickOnEnter(std::initializer_list<QLineEdit*> boxes, QPushButton* button) {
+    for (QLineEdit* box : boxes)
+        QObject::connect(box, &QLineEdit::returnPressed, button, &QPushButton::click);
 }
 
 void openAddress(const std::string& address) {

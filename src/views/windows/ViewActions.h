@@ -7,9 +7,12 @@
 
 #include <exception>
 #include <functional>
+#include <initializer_list>
 #include <string>
 
 class QFileDialog;
+class QLineEdit;
+class QPushButton;
 class QProgressBar;
 class QWidget;
 
@@ -39,6 +42,9 @@ void exportRows(QWidget* parent, QFileDialog& dialog, QProgressBar& gauge, QWidg
 // Nothing happens without a current row. True when the rows were deleted.
 bool confirmAndDelete(QWidget* parent, const Dataset& rows, const QString& question,
                       const std::function<DeleteResult()>& remove, const QString& failure);
+
+// Enter in any of these boxes presses the button, as the user expects of a search or filter box.
+void clickOnEnter(std::initializer_list<QLineEdit*> boxes, QPushButton* button);
 
 // Opens a web address with the system's handler.
 void openAddress(const std::string& address);

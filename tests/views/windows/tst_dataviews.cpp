@@ -380,7 +380,7 @@ private slots:
         window->jg1->setValue(100);
         QTest::mouseClick(window->bsSkinButton2, Qt::LeftButton);
         QCOMPARE(window->rate_l->text(), QString("当前共有1条评价"));
-        QCOMPARE(cell(window->rateListGrid, 0, 2), QString("120"));
+        QCOMPARE(cell(window->rateListGrid, 0, 2), QString("120.00")); // amounts: two decimals
     }
 
     void theRatingViewDeletesAShopkeeperWithTheirRatings() {
