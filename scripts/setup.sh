@@ -10,6 +10,8 @@ packages=(
   libpcre2-dev libcurl4-openssl-dev libsqlite3-dev sqlite3 libcli11-dev
   # windows
   qt6-base-dev qt6-webengine-dev libqt6webenginecore6-bin qt6-tools-dev libgl-dev
+  # Qt's own texts (buttons, dialogs, menus of text boxes) in Chinese
+  qt6-translations-l10n
   # tests: unit tests, screen under Xvfb, Chinese fonts
   libgtest-dev libgmock-dev xvfb xauth x11-utils fonts-noto-cjk
   # download tests and benchmark: a proxy to go through, curl as the peer to measure against

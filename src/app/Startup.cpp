@@ -22,6 +22,7 @@ StartupOutcome prepareData(const DataFolder& folder, TConfig& config, db::TDM& d
             // lastTimeOpt keeps its old value, so the next start decides again.
             observer.showMessage(kCompactionFailed);
         }
+        observer.showStatus(""); // the line speaks of the compaction only while it runs
     }
     try {
         file.saveLastTimeOpt(config.lastTimeOpt);

@@ -5,6 +5,9 @@
 
 #include <QFont>
 #include <QFontDatabase>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTranslator>
 
 #include <cstdlib>
 #include <iostream>
@@ -29,6 +32,17 @@ VantorApplication::VantorApplication(int& argc, char** argv)
         QFont font = QApplication::font();
         font.setFamilies({font.family(), "Noto Sans CJK SC"});
         QApplication::setFont(font);
+    }
+    // Qt's own texts (message box buttons, file dialogs, calendars, the menus of text boxes) speak the
+    // program's language, whatever the machine's locale.
+    QLocale::setDefault(QLocale(QLocale::Chinese, QLocale::China));
+    const QString translations = QLibraryInfo::path(QLibraryInfo::TranslationsPath);
+    for (const char* catalogue : {"qtbase_zh_CN", "qtwebengine_zh_CN"}) {
+        auto* translator = new QTranslator(this);
+        if (translator->load(catalogue, translations))
+            installTranslator(translator);
+        else
+            delete translator;
     }
 }
 
