@@ -7,6 +7,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QFormLayout>
 #include <QGridLayout>
 #include <QGroupBox>
@@ -272,10 +273,11 @@ TsaleGatherFrm::~TsaleGatherFrm() {
 }
 
 void TsaleGatherFrm::stopAndWait() {
-    // The jobs call back into this window: they end before it does. Their last reports are queued
-    // calls that die with the window.
+    // The jobs call back into this window: they end before it does, and their last reports, still
+    // queued, are dropped (no message box on the way out).
     search_.reset();
     gathering_.reset();
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
 }
 
 void TsaleGatherFrm::showOutcome(const QString& text) {
