@@ -115,6 +115,21 @@ void ConfigFile::saveSchedule(int optimizeIndex) const {
     saveIni(ini, path_);
 }
 
+std::string ConfigFile::readChoice(std::string_view section, std::string_view key,
+                                   std::string_view fallback) const {
+    try {
+        return IniFile::load(path_).read(section, key, fallback);
+    } catch (const std::exception&) {
+        return std::string(fallback);
+    }
+}
+
+void ConfigFile::saveChoice(std::string_view section, std::string_view key, std::string_view value) const {
+    IniFile ini = loadIni(path_);
+    ini.write(section, key, value);
+    saveIni(ini, path_);
+}
+
 void ConfigFile::saveLastTimeOpt(const std::string& lastTimeOpt) const {
     IniFile ini = loadIni(path_);
     ini.write(kOther, "lastTimeOpt", lastTimeOpt);

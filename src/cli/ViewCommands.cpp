@@ -38,6 +38,7 @@ struct ExportOptions {
     int category = 0;
     int month = 1;
     std::string out;
+    std::string encoding = "gbk";
 };
 
 // Opens the data file of the folder the command line names.
@@ -70,13 +71,14 @@ void printGrid(views::Dataset& rows, const views::GridTitles& grid) {
 }
 
 // A table on standard output as the window shows it, or the window's export into --out.
-void emit(views::ExportJob job, const views::GridTitles& grid, const std::string& out) {
+void emit(views::ExportJob job, const views::GridTitles& grid, const ExportOptions& options) {
+    const std::string& out = options.out;
     if (out.empty()) {
         printGrid(*job.rows, grid);
         return;
     }
     StderrGauge gauge;
-    switch (views::exportToFile(job, out, &gauge)) {
+    switch (views::exportToFile(job, out, &gauge, *views::exportEncodingNamed(options.encoding))) {
     case views::ExportOutcome::Locked:
         throw JobFailed(views::lockedWarning(out));
     case views::ExportOutcome::NoRows:
@@ -95,30 +97,30 @@ void runExport(const Context& context, const std::string& table, const ExportOpt
         views::SalesDataView view(*dm, kNow);
         if (table == "sales-shops") {
             view.shops().open();
-            return emit(view.shopExport(now), view.shopGrid(), options.out);
+            return emit(view.shopExport(now), view.shopGrid(), options);
         }
         if (table == "sales-items") {
             view.items().setParameter("dianid", options.shop);
             view.items().open();
-            return emit(view.itemExport(now), view.itemGrid(), options.out);
+            return emit(view.itemExport(now), view.itemGrid(), options);
         }
         view.sales().setParameter("item_Id", options.item);
         view.sales().open();
-        return emit(view.saleExport(now), view.saleGrid(), options.out);
+        return emit(view.saleExport(now), view.saleGrid(), options);
     }
     if (table == "rating-shops" || table == "ratings") {
         views::RatingDataView view(*dm, kNow);
         if (table == "rating-shops") {
             view.formCreate();
-            return emit(view.shopExport(now), view.shopGrid(), options.out);
+            return emit(view.shopExport(now), view.shopGrid(), options);
         }
         view.ratings().setParameter("id", options.shop);
         view.ratings().open();
-        return emit(view.ratingExport(now), view.rateGrid(), options.out);
+        return emit(view.ratingExport(now), view.rateGrid(), options);
     }
     views::RankingDataView view(*dm, kNow);
     view.query({options.category, options.month, 0, true}, now);
-    emit(view.exportJob(), view.grid(), options.out);
+    emit(view.exportJob(), view.grid(), options);
 }
 
 // A delete from the command line takes everything of the shop: its sales, items and ratings, then the
@@ -152,7 +154,12 @@ void addViewCommands(CLI::App& app, Context& context) {
     auto* exportCommand =
         app.add_subcommand("export", "把数据浏览窗口的表格写到标准输出（UTF-8 CSV）或 --out 文件")
             ->require_subcommand(1);
-    exportCommand->add_option("--out", options->out, "按程序的导出格式（GBK）写入此文件");
+    auto addFileOptions = [options](CLI::App* command) {
+        command->add_option("--out", options->out, "按程序的导出格式写入此文件（默认 GBK）");
+        command->add_option("--encoding", options->encoding, "--out 文件的编码：gbk（默认）或 utf8（带 BOM）")
+            ->check(CLI::IsMember({"gbk", "utf8"}));
+    };
+    addFileOptions(exportCommand);
     auto table = [&](const char* name, const char* description) {
         auto* sub = exportCommand->add_subcommand(name, description);
         sub->callback([&context, options, name] { runExport(context, name, *options); });
@@ -175,7 +182,7 @@ void addViewCommands(CLI::App& app, Context& context) {
         ->check(CLI::Range(0, int(categoryBrowseCategories().size()) - 1));
     ranking->add_option("--month", options->month, "月份 1..12")->required()->check(CLI::Range(1, 12));
     for (auto* sub : exportCommand->get_subcommands({}))
-        sub->add_option("--out", options->out, "按程序的导出格式（GBK）写入此文件");
+        addFileOptions(sub);
 
     auto* deleteCommand = app.add_subcommand("delete", "删除店铺或商品的数据")->require_subcommand(1);
     auto shopId = std::make_shared<std::int64_t>(0);

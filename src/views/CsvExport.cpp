@@ -92,7 +92,17 @@ std::function<void(std::string&, std::size_t)> allFields(const Dataset& rows) {
     };
 }
 
-void writeCsv(const ExportJob& job, ByteSink& sink, ProgressGauge* gauge) {
+std::optional<ExportEncoding> exportEncodingNamed(std::string_view name) {
+    if (name == "gbk") return ExportEncoding::Gbk;
+    if (name == "utf8") return ExportEncoding::Utf8Bom;
+    return std::nullopt;
+}
+
+const char* exportEncodingName(ExportEncoding encoding) {
+    return encoding == ExportEncoding::Gbk ? "gbk" : "utf8";
+}
+
+void writeCsv(const ExportJob& job, ByteSink& sink, ProgressGauge* gauge, ExportEncoding encoding) {
     const std::size_t rows = job.rows->recordCount();
     if (gauge) {
         gauge->setMaximum(int(rows));
@@ -100,18 +110,20 @@ void writeCsv(const ExportJob& job, ByteSink& sink, ProgressGauge* gauge) {
     }
     // Lines gather as UTF-8 and go out converted a chunk at a time: one conversion call per megabyte,
     // and a chunk always ends with a whole line, so no character is ever cut.
+    const bool gbk = encoding == ExportEncoding::Gbk;
+    if (!gbk) sink.write("\xEF\xBB\xBF");
     std::string utf8 = job.header + "\r\n";
     utf8.reserve(kChunk + 4096);
     for (std::size_t row = 0; row < rows; ++row) {
         job.appendLine(utf8, row);
         utf8 += "\r\n";
         if (utf8.size() >= kChunk) {
-            sink.write(toGbk(utf8));
+            sink.write(gbk ? toGbk(utf8) : utf8);
             utf8.clear();
         }
         if (gauge && ((row + 1) % kGaugeStep == 0 || row + 1 == rows)) gauge->setPosition(int(row + 1));
     }
-    sink.write(toGbk(utf8));
+    sink.write(gbk ? toGbk(utf8) : utf8);
 }
 
 bool isLocked(const std::filesystem::path& file) {
@@ -129,11 +141,12 @@ std::string lockedWarning(const std::filesystem::path& file) {
     return file.string() + kFileLocked;
 }
 
-ExportOutcome exportToFile(const ExportJob& job, const std::filesystem::path& file, ProgressGauge* gauge) {
+ExportOutcome exportToFile(const ExportJob& job, const std::filesystem::path& file, ProgressGauge* gauge,
+                           ExportEncoding encoding) {
     if (job.rows->recordCount() == 0) return ExportOutcome::NoRows;
     if (isLocked(file)) return ExportOutcome::Locked;
     FileSink sink(file);
-    writeCsv(job, sink, gauge);
+    writeCsv(job, sink, gauge, encoding);
     sink.close();
     return ExportOutcome::Written;
 }

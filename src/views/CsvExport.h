@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -63,9 +64,17 @@ std::function<void(std::string&, std::size_t)> gridCells(const Dataset& rows, co
 // Every field of the query in its order ("xh" first where the query has it), each followed by ",".
 std::function<void(std::string&, std::size_t)> allFields(const Dataset& rows);
 
-// The header, then one line per row, in GBK with CR LF line ends and no byte-order mark. The gauge
-// gets the row count as its maximum and follows the lines written.
-void writeCsv(const ExportJob& job, ByteSink& sink, ProgressGauge* gauge);
+// GBK is the program's own format; UTF-8 with a byte-order mark is what current spreadsheet programs
+// open correctly everywhere.
+enum class ExportEncoding { Gbk, Utf8Bom };
+// "gbk" or "utf8", the names of the settings file and the command line; nullopt for anything else.
+std::optional<ExportEncoding> exportEncodingNamed(std::string_view name);
+const char* exportEncodingName(ExportEncoding encoding);
+
+// The header, then one line per row, with CR LF line ends: in GBK without a byte-order mark, or in
+// UTF-8 behind one. The gauge gets the row count as its maximum and follows the lines written.
+void writeCsv(const ExportJob& job, ByteSink& sink, ProgressGauge* gauge,
+              ExportEncoding encoding = ExportEncoding::Gbk);
 
 // An existing file that cannot be opened for reading (held by another program, or not a file at all)
 // must not be replaced.
@@ -75,7 +84,8 @@ std::string lockedWarning(const std::filesystem::path& file);
 enum class ExportOutcome { Written, NoRows, Locked };
 // Nothing happens without rows or with a locked file; otherwise the file is written anew. Raises
 // std::system_error when the file cannot be created or written.
-ExportOutcome exportToFile(const ExportJob& job, const std::filesystem::path& file, ProgressGauge* gauge);
+ExportOutcome exportToFile(const ExportJob& job, const std::filesystem::path& file, ProgressGauge* gauge,
+                           ExportEncoding encoding = ExportEncoding::Gbk);
 
 // The date in proposed file names: "yyyy-MM-dd", which every file system can hold (a short date
 // with "/" could not).

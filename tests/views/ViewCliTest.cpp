@@ -83,9 +83,16 @@ TEST_F(ViewCli, OutWritesTheProgramsGbkExport) {
     EXPECT_NE(r.out.find("已保存 3/3"), std::string::npos) << r.out;
 
     auto ratings = run("export ratings --shop 2 --out " + (dir / "ratings.csv").string());
-    EXPECT_EQ(gbkToUtf8(test::readFile(dir / "ratings.csv")),
-              "序号,评价,评价时间,价格,评价人,商品,评语,解释\r\n"
-              "1,5,2,好评,,x,2001,WoolScarf羊毛围巾,2011-04-0200:00:00,120,好,,R5,好,\r\n");
+    const std::string ratingLines =
+        "序号,评价,评价时间,价格,评价人,商品,评语,解释\r\n"
+        "1,5,2,好评,,x,2001,WoolScarf羊毛围巾,2011-04-0200:00:00,120,好,,R5,好,\r\n";
+    EXPECT_EQ(gbkToUtf8(test::readFile(dir / "ratings.csv")), ratingLines);
+
+    // The same lines for spreadsheet programs: UTF-8 behind its byte-order mark.
+    auto utf8 = run("export ratings --shop 2 --encoding utf8 --out " + (dir / "ratings8.csv").string());
+    EXPECT_EQ(utf8.status, 0) << utf8.out;
+    EXPECT_EQ(test::readFile(dir / "ratings8.csv"), "\xEF\xBB\xBF" + ratingLines);
+    EXPECT_EQ(run("export ratings --shop 2 --encoding latin1 --out x.csv").status, 2);
 }
 
 TEST_F(ViewCli, AnOutFileThatCannotBeOpenedFailsWithTheWarning) {

@@ -11,6 +11,7 @@
 #include "TtopDataViewFrm.h"
 #include "UserMessages.h"
 #include "WelcomeWindow.h"
+#include "WindowSettings.h"
 #include "gather/windows/TsaleGatherFrm.h"
 
 #include <QAction>
@@ -52,6 +53,7 @@ MainWindow::MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget*
       statusText_(new QLabel) {
     setWindowTitle(kAppTitle);
     setMinimumSize(973, 647);
+    WindowSettings::useFile(folder_.config());
     resize(1100, 720);
 
     toolBar_->setObjectName("toolBar");

@@ -1,6 +1,7 @@
 #include "TsaleGatherFrm.h"
 
 #include "UserMessages.h"
+#include "WindowSettings.h"
 #include "gather/CategoryTable.h"
 #include "gather/GatherTexts.h"
 #include "parse/GbkText.h"
@@ -222,6 +223,9 @@ TsaleGatherFrm::TsaleGatherFrm(TConfig& config, db::TDM& dm, QWidget* parent)
     searchGrid->setSelectionBehavior(QAbstractItemView::SelectRows);
     searchGrid->setAlternatingRowColors(true);
     searchGrid->horizontalHeader()->setStretchLastSection(true);
+    searchGrid->setObjectName("searchGrid");
+    searchGrid->horizontalHeader()->setSectionsMovable(true);
+    WindowSettings::keepColumns(searchGrid->horizontalHeader(), "searchGrid");
     selAll = new QPushButton("店铺全选 ");
     cancelSel = new QPushButton("取消店铺全选");
     fromData = new QSpinBox;

@@ -1,5 +1,7 @@
 #include "GridView.h"
 
+#include "WindowSettings.h"
+
 #include <QHeaderView>
 #include <QItemSelectionModel>
 
@@ -18,6 +20,7 @@ GridView::GridView(Dataset& rows, GridTitles& grid, Titles titles, QWidget* pare
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
     horizontalHeader()->setHighlightSections(false);
+    horizontalHeader()->setSectionsMovable(true); // the user's order is kept between runs
     for (int c = 0; c < grid.columnCount(); ++c)
         setColumnWidth(c, grid.column(c).width);
     if (titles == Titles::Sort)
@@ -41,6 +44,14 @@ void GridView::selectCurrent(int row) {
         selectionModel()->setCurrentIndex(model_->index(row, qMax(0, currentIndex().column())),
                                           QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     following_ = false;
+}
+
+void GridView::showEvent(QShowEvent* event) {
+    if (!columnsKept_) {
+        columnsKept_ = true;
+        WindowSettings::keepColumns(horizontalHeader(), objectName());
+    }
+    QTableView::showEvent(event);
 }
 
 } // namespace vantor::views

@@ -18,11 +18,16 @@ public:
 
     GridModel* gridModel() const { return model_; }
 
+protected:
+    // The first showing gives the columns the widths and order the user left them in.
+    void showEvent(QShowEvent* event) override;
+
 private:
     void selectCurrent(int row);
 
     GridModel* model_;
     bool following_ = false; // the selection is being moved to the dataset's current row
+    bool columnsKept_ = false;
 };
 
 } // namespace vantor::views

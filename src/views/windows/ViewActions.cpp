@@ -1,6 +1,7 @@
 #include "ViewActions.h"
 
 #include "UserMessages.h"
+#include "WindowSettings.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -39,6 +40,10 @@ private:
     int shown_ = -1;
 };
 
+// The program's own GBK first; UTF-8 with a byte-order mark for spreadsheet programs that misread GBK.
+const QString kGbkFilter = "All files (*.csv)";
+const QString kUtf8Filter = "UTF-8 带 BOM，供 Excel 等表格软件 (*.csv)";
+
 QString fromUtf8(const std::string& text) {
     return QString::fromStdString(text);
 }
@@ -74,7 +79,7 @@ QFileDialog* makeSaveDialog(QWidget* parent) {
     auto* dialog = new QFileDialog(parent, "导出");
     dialog->setObjectName("saveDialog");
     dialog->setAcceptMode(QFileDialog::AcceptSave);
-    dialog->setNameFilter("All files (*.csv)");
+    dialog->setNameFilters({kGbkFilter, kUtf8Filter});
     dialog->setDefaultSuffix("csv");
     // The export's own check decides about an existing file.
     dialog->setOption(QFileDialog::DontConfirmOverwrite);
@@ -87,7 +92,11 @@ void exportRows(QWidget* parent, QFileDialog& dialog, QProgressBar& gauge, QWidg
         if (job.rows->recordCount() == 0) return;
         ExportScope scope(grid);
         dialog.selectFile(fromUtf8(job.fileName));
+        dialog.selectNameFilter(WindowSettings::exportEncoding() == "utf8" ? kUtf8Filter : kGbkFilter);
         if (dialog.exec() != QDialog::Accepted) return;
+        const ExportEncoding encoding =
+            dialog.selectedNameFilter() == kUtf8Filter ? ExportEncoding::Utf8Bom : ExportEncoding::Gbk;
+        WindowSettings::setExportEncoding(exportEncodingName(encoding));
         QString chosen = dialog.selectedFiles().value(0);
         if (chosen.isEmpty() || QFileInfo(chosen).fileName().isEmpty()) chosen = fromUtf8(job.fileName);
         const std::filesystem::path file = chosen.toStdString();
@@ -99,11 +108,10 @@ void exportRows(QWidget* parent, QFileDialog& dialog, QProgressBar& gauge, QWidg
         gauge.setValue(0);
         gauge.show();
         BarGauge progress(gauge);
-        FileSink sink(file);
-        writeCsv(job, sink, &progress);
-        sink.close();
+        const ExportOutcome outcome = exportToFile(job, file, &progress, encoding);
         gauge.hide();
         gauge.setValue(0);
+        if (outcome == ExportOutcome::Locked) UserMessages::show(parent, lockedWarning(file));
     });
 }
 

@@ -29,7 +29,8 @@ template <class Widget> Widget* named(Widget* widget, const char* name) {
 
 // The export progress bar of a view: hidden until an export runs, its text "已保存".
 QProgressBar* makeSaveGauge(QWidget* parent);
-// The save dialog of a view: the filter "All files" with the mask "*.csv".
+// The save dialog of a view: the filter "All files" with the mask "*.csv" writes the program's GBK,
+// a second filter UTF-8 with a byte-order mark; the choice is remembered in the settings file.
 QFileDialog* makeSaveDialog(QWidget* parent);
 
 // The export of a grid: nothing without rows; else the dialog proposes the job's file name (used too

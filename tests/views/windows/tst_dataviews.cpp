@@ -5,6 +5,7 @@
 #include "TtopDataViewFrm.h"
 #include "UserMessages.h"
 #include "VantorApplication.h"
+#include "WindowSettings.h"
 #include "parse/GbkText.h"
 #include "support/TempDir.h"
 #include "views/ViewsFixture.h"
@@ -140,6 +141,7 @@ private slots:
     void cleanup() {
         qDeleteAll(findChildren<QTimer*>()); // answers for dialogs that never came
         UserMessages::redirect({});
+        WindowSettings::useFile({}); // a main window names its folder's settings file
         dm.reset();
         dir.reset();
     }
@@ -242,7 +244,7 @@ private slots:
         QVERIFY(*came);
         const QString today = QDate::currentDate().toString("yyyy-MM-dd");
         QCOMPARE(*proposed, "导出春装 新款,连衣裙商品销售明细--" + today + ".csv");
-        QCOMPARE(window->saveDialog->nameFilters(), QStringList{"All files (*.csv)"});
+        QCOMPARE(window->saveDialog->nameFilters().first(), QString("All files (*.csv)"));
         QCOMPARE(text(gbkToUtf8(test::readFile(dir->path() / "sales.csv"))),
                  QString("商品,当前价格,买家,购买日期,购买数量,成交数量,成交状态\r\n"
                          "春装新款、连衣裙,20,buyerB,2011-02-0312:30:00,1,1,成交,\r\n"
@@ -253,6 +255,32 @@ private slots:
         QCOMPARE(window->saveProgress->value(), 0);
         QCOMPARE(window->saveProgress->format(), QString("已保存"));
         QVERIFY(window->itemAutionList->isEnabled());
+    }
+
+    void theExportEncodingAndTheColumnsAreKeptInTheSettingsFile() {
+        WindowSettings::useFile(dir->path() / "config.ini");
+        {
+            auto window = openWindow<TsaleDataViewFrm>();
+            QHeaderView* header = window->dianList->horizontalHeader();
+            header->resizeSection(1, 233);
+            header->moveSection(2, 1);
+            QFileDialog* dialog = window->saveDialog;
+            dialog->setDirectory(target("").chopped(1));
+            auto came = answerNextDialog([dialog](QWidget*) {
+                dialog->selectNameFilter(dialog->nameFilters().at(1)); // UTF-8 for a spreadsheet program
+                dialog->findChild<QLineEdit*>("fileNameEdit")->setText("shops.csv");
+                dialog->QDialog::accept();
+            });
+            QTest::mouseClick(window->bsSkinButton3, Qt::LeftButton);
+            QVERIFY(*came);
+            const std::string written = test::readFile(dir->path() / "shops.csv");
+            QVERIFY(written.starts_with("\xEF\xBB\xBF序号,店铺名,"));
+            QTRY_VERIFY(test::readFile(dir->path() / "config.ini").find("dianList=") != std::string::npos);
+        }
+        auto again = openWindow<TsaleDataViewFrm>();
+        QCOMPARE(again->dianList->horizontalHeader()->sectionSize(1), 233);
+        QCOMPARE(again->dianList->horizontalHeader()->visualIndex(2), 1);
+        QCOMPARE(WindowSettings::exportEncoding(), std::string("utf8"));
     }
 
     void aHeldFileIsNamedInTheWarningAndACancelledDialogWritesNothing() {
