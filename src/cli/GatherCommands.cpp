@@ -100,7 +100,6 @@ struct Progress : ShopSearchObserver, SalesGatherObserver {
 
     void searchTotal(int found) override {
         std::lock_guard lock(mutex);
-        if (total < 0) std::cerr << "共搜索到" << found << "家符合条件的店铺\n";
         total = found;
     }
     void shopsFound(const std::vector<TDianBaseInfo>& found) override {
@@ -159,6 +158,7 @@ std::vector<TDianBaseInfo> runSearch(const ShopSearchQuery& query, std::shared_p
     std::cerr << shopSearchLog(query, 1, DateTime::now());
     job.start();
     job.wait();
+    std::cerr << searchSummary(progress.end, int(progress.shops.size()), std::max(progress.total, 0)) << '\n';
     progress.failIfNeeded(kSearchStopped);
     return progress.shops;
 }

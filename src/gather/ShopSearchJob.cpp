@@ -1,8 +1,24 @@
 #include "ShopSearchJob.h"
 
+#include "GatherTexts.h"
+
 #include "parse/TParseHtml.h"
 
 namespace vantor {
+
+std::string searchSummary(JobEnd end, int listed, int total) {
+    std::string text;
+    if (end == JobEnd::Stopped)
+        text = kSearchStopped;
+    else if (listed == 0 && total == 0)
+        text = end == JobEnd::Finished ? "共搜索到0家店铺" : "搜索失败，请查看状态栏的提示。";
+    else
+        text = "共搜索到" + std::to_string(total) + "家符合条件的店铺";
+    // Rows listed before a stop or a failure stay, and say how many they are.
+    if (listed > 0 && (end != JobEnd::Finished || listed != total))
+        text += "，列出" + std::to_string(listed) + "家";
+    return text;
+}
 
 ShopSearchJob::ShopSearchJob(const ShopSearchQuery& query, std::shared_ptr<const THttpAgent> agent,
                              std::vector<SlotProgress*> gauges, ShopSearchObserver& observer)

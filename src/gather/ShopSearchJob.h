@@ -26,6 +26,10 @@ public:
     virtual void searchEnded(JobEnd end, int shopsListed, const std::string& error) = 0;
 };
 
+// What a search leaves for the user: the marketplace's total, how many of them were listed where
+// that differs, or that it was stopped or failed.
+std::string searchSummary(JobEnd end, int listed, int total);
+
 // One shop search: the result pages 0..range div 81, several at a time, on a thread of its own.
 class ShopSearchJob {
 public:

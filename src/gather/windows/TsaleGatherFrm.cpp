@@ -342,16 +342,7 @@ void TsaleGatherFrm::addShops(const std::vector<TDianBaseInfo>& shops) {
 void TsaleGatherFrm::searchEnded(JobEnd end, int listed) {
     search_.reset();
     panels->setCurrentIndex(SearchForm);
-    QString outcome;
-    if (end == JobEnd::Stopped)
-        outcome = kSearchStopped;
-    else if (listed == 0 && totalFound_ == 0)
-        outcome = end == JobEnd::Finished ? "共搜索到0家店铺" : "搜索失败，请查看状态栏的提示。";
-    else
-        outcome = QString("共搜索到%1家符合条件的店铺").arg(totalFound_);
-    // Rows listed before a stop or a failure stay, and say how many they are.
-    if (listed > 0 && (end != JobEnd::Finished || listed != totalFound_))
-        outcome += QString("，列出%1家").arg(listed);
+    const QString outcome = q8(searchSummary(end, listed, totalFound_));
     searchState->setText(outcome);
     showOutcome(outcome);
     if (listed > 0) pages->setCurrentIndex(1);
