@@ -1,9 +1,9 @@
 // Saving gathered sales and ratings: rows per second inside one transaction, against the sqlite3
 // command line importing the same rows into the same schema.
 #include "base/DateTime.h"
-#include "db/GatherPersistence.h"
+#include "base/GbkText.h"
 #include "db/TDM.h"
-#include "parse/GbkText.h"
+#include "gather/GatherPersistence.h"
 #include "parse/RefCodecs.h"
 
 #include <chrono>

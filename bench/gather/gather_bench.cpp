@@ -1,9 +1,9 @@
 // Gathering from the demo marketplace: shops per minute, pages per second, peak memory, and where the
 // time went (waiting on the network against handling pages and writing the database).
+#include "base/GbkText.h"
 #include "db/TDM.h"
 #include "demo-market/DemoMarket.h"
 #include "gather/SalesGathering.h"
-#include "parse/GbkText.h"
 
 #include <chrono>
 #include <cstdio>

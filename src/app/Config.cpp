@@ -1,6 +1,6 @@
 #include "Config.h"
 
-#include "IniFile.h"
+#include "base/IniFile.h"
 #include "base/TextNumbers.h"
 
 #include <optional>
@@ -112,21 +112,6 @@ void ConfigFile::saveSchedule(int optimizeIndex) const {
     IniFile ini = loadIni(path_);
     ini.write(kOther, "optimize", std::to_string(optimizeIndex));
     ini.write(kOther, "lastTimeOpt", "");
-    saveIni(ini, path_);
-}
-
-std::string ConfigFile::readChoice(std::string_view section, std::string_view key,
-                                   std::string_view fallback) const {
-    try {
-        return IniFile::load(path_).read(section, key, fallback);
-    } catch (const std::exception&) {
-        return std::string(fallback);
-    }
-}
-
-void ConfigFile::saveChoice(std::string_view section, std::string_view key, std::string_view value) const {
-    IniFile ini = loadIni(path_);
-    ini.write(section, key, value);
     saveIni(ini, path_);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "THttpAgent.h"
+#include "download/THttpAgent.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -61,11 +61,6 @@ public:
     void saveSchedule(int optimizeIndex) const;
 
     void saveLastTimeOpt(const std::string& lastTimeOpt) const;
-
-    // The windows' own choices (export encoding, grid columns) in sections of their own; a file that
-    // cannot be read gives the fallback. save raises ConfigError.
-    std::string readChoice(std::string_view section, std::string_view key, std::string_view fallback) const;
-    void saveChoice(std::string_view section, std::string_view key, std::string_view value) const;
 
 private:
     std::filesystem::path path_;

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "THttpAgent.h"
 #include "download/DownSignal.h"
 #include "download/SlotProgress.h"
 #include "download/TDownBean.h"
+#include "download/THttpAgent.h"
 
 #include <functional>
 #include <memory>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Config.h"
-#include "THttpAgent.h"
+#include "download/THttpAgent.h"
 
 #include <optional>
 #include <string>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Config.h"
-#include "DataFolder.h"
+#include "base/DataFolder.h"
 #include "base/DateTime.h"
 #include "db/TDM.h"
 

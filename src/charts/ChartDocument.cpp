@@ -1,6 +1,6 @@
 #include "ChartDocument.h"
 
-#include "parse/GbkText.h"
+#include "base/GbkText.h"
 
 #include <algorithm>
 #include <cstdio>

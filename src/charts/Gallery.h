@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/DataFolder.h"
+#include "base/DataFolder.h"
 
 #include <filesystem>
 #include <string_view>

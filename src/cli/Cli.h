@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/Config.h"
-#include "app/DataFolder.h"
 #include "app/Startup.h"
+#include "base/DataFolder.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,13 +1,13 @@
 #include "Cli.h"
 #include "CsvTable.h"
+#include "DemoMarketProcess.h"
 
+#include "base/GbkText.h"
 #include "db/TDM.h"
-#include "demo-market/DemoMarket.h"
 #include "gather/GatherTexts.h"
 #include "gather/KnownShops.h"
 #include "gather/SalesGathering.h"
 #include "gather/ShopSearchJob.h"
-#include "parse/GbkText.h"
 
 #include <condition_variable>
 #include <iostream>
@@ -257,8 +257,8 @@ void addGatherCommands(CLI::App& app, Context& context) {
 
     auto* demo = app.add_subcommand("demo", "在本机的演示市场上搜索并采集几家店铺，然后输出采集到的数据");
     demo->callback([&context] {
-        demo::DemoMarket market;
-        std::cerr << "演示市场：" << market.proxyUrl() << '\n';
+        DemoMarketProcess market(DemoMarketProcess::besideThisProgram());
+        std::cerr << "演示市场：http://127.0.0.1:" << market.port() << '\n';
         auto agent = std::make_shared<THttpAgent>();
         agent->AgentType = true;
         agent->Server = "127.0.0.1";

@@ -2,7 +2,7 @@
 #include "CsvTable.h"
 
 #include "db/TDM.h"
-#include "gather/CategoryTable.h"
+#include "market/CategoryTable.h"
 #include "views/RankingDataView.h"
 #include "views/RatingDataView.h"
 #include "views/SalesDataView.h"

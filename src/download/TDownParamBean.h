@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/THttpAgent.h"
+#include "download/THttpAgent.h"
 
 #include <cstdint>
 #include <memory>

@@ -3,7 +3,7 @@
 #include "DownSignal.h"
 #include "SlotProgress.h"
 #include "TDownBean.h"
-#include "app/THttpAgent.h"
+#include "download/THttpAgent.h"
 
 #include <condition_variable>
 #include <memory>

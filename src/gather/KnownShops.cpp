@@ -1,6 +1,6 @@
 #include "KnownShops.h"
 
-#include "parse/GbkText.h"
+#include "base/GbkText.h"
 
 namespace vantor {
 

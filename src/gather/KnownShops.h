@@ -1,7 +1,7 @@
 #pragma once
 
 #include "db/Database.h"
-#include "parse/Records.h"
+#include "market/Records.h"
 
 #include <string>
 

@@ -1,9 +1,9 @@
 #include "SalesGathering.h"
 
 #include "GatherTexts.h"
-#include "MarketHosts.h"
-#include "db/GatherPersistence.h"
 #include "db/TDM.h"
+#include "gather/GatherPersistence.h"
+#include "market/MarketHosts.h"
 #include "parse/RateSummaryParser.h"
 #include "parse/SaleListParser.h"
 #include "parse/ShopPageParser.h"

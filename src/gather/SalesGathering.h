@@ -1,10 +1,10 @@
 #pragma once
 
 #include "StageRunner.h"
-#include "app/THttpAgent.h"
 #include "base/ProgressGauge.h"
 #include "db/Database.h"
-#include "parse/Records.h"
+#include "download/THttpAgent.h"
+#include "market/Records.h"
 
 #include <atomic>
 #include <filesystem>

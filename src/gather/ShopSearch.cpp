@@ -1,8 +1,8 @@
 #include "ShopSearch.h"
 
-#include "CategoryTable.h"
-#include "MarketHosts.h"
-#include "parse/GbkText.h"
+#include "base/GbkText.h"
+#include "market/CategoryTable.h"
+#include "market/MarketHosts.h"
 
 namespace vantor {
 
@@ -68,7 +68,7 @@ std::string shopSearchLog(const ShopSearchQuery& query, int searchNumber, const 
 
 } // namespace vantor
 
-#include "parse/Records.h"
+#include "market/Records.h"
 
 namespace vantor {
 

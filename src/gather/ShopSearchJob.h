@@ -2,8 +2,8 @@
 
 #include "ShopSearch.h"
 #include "StageRunner.h"
-#include "app/THttpAgent.h"
-#include "parse/Records.h"
+#include "download/THttpAgent.h"
+#include "market/Records.h"
 
 #include <memory>
 #include <thread>

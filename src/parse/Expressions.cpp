@@ -1,6 +1,6 @@
 #include "Expressions.h"
 
-#include "GbkText.h"
+#include "base/GbkText.h"
 
 #include <array>
 #include <cstddef>

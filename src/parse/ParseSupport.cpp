@@ -1,8 +1,8 @@
 #include "ParseSupport.h"
 
 #include "ExpressionCache.h"
-#include "GbkText.h"
 #include "TParseException.h"
+#include "base/GbkText.h"
 #include "base/TextNumbers.h"
 
 #include <charconv>

@@ -4,8 +4,8 @@
 // that turns the rows of a page into a record list. Not part of the library's interface.
 
 #include "Expressions.h"
-#include "Records.h"
 #include "Regex.h"
+#include "market/Records.h"
 
 #include <cstdint>
 #include <initializer_list>

@@ -1,7 +1,7 @@
 #include "RateSummaryParser.h"
 
-#include "GbkText.h"
 #include "ParseSupport.h"
+#include "base/GbkText.h"
 
 #include <cstdint>
 

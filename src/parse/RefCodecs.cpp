@@ -1,6 +1,6 @@
 #include "RefCodecs.h"
 
-#include "GbkText.h"
+#include "base/GbkText.h"
 
 #include <optional>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Records.h"
+#include "market/Records.h"
 
 #include <cstdint>
 #include <string>

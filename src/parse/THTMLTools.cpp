@@ -1,7 +1,7 @@
 #include "THTMLTools.h"
 
-#include "GbkText.h"
 #include "ParseSupport.h"
+#include "base/GbkText.h"
 
 namespace vantor {
 

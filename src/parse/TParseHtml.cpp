@@ -1,8 +1,8 @@
 #include "TParseHtml.h"
 
-#include "GbkText.h"
 #include "ParseSupport.h"
 #include "TParseException.h"
+#include "base/GbkText.h"
 
 namespace vantor {
 namespace {

@@ -1,6 +1,6 @@
 #include "CsvExport.h"
 
-#include "parse/GbkText.h"
+#include "base/GbkText.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -1,6 +1,6 @@
 #include "RankingDataView.h"
 
-#include "gather/CategoryTable.h"
+#include "market/CategoryTable.h"
 
 #include <cstdio>
 

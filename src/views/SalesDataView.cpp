@@ -1,6 +1,6 @@
 #include "SalesDataView.h"
 
-#include "parse/GbkText.h"
+#include "base/GbkText.h"
 
 #include <cstdio>
 #include <stdexcept>

@@ -6,7 +6,7 @@
 #include "GridTitles.h"
 #include "base/DateTime.h"
 #include "db/TDM.h"
-#include "parse/Records.h"
+#include "market/Records.h"
 
 #include <optional>
 #include <string>

@@ -1,5 +1,5 @@
 #include "app/Config.h"
-#include "app/IniFile.h"
+#include "base/IniFile.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>

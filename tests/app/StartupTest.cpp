@@ -1,6 +1,6 @@
 #include "app/Startup.h"
 #include "app/Compaction.h"
-#include "app/IniFile.h"
+#include "base/IniFile.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "RunCli.h"
-#include "app/IniFile.h"
+#include "base/IniFile.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "RunCli.h"
-#include "app/IniFile.h"
+#include "base/IniFile.h"
 #include "support/HttpServer.h"
 #include "support/TempDir.h"
 

@@ -1,4 +1,4 @@
-#include "gather/CategoryTable.h"
+#include "market/CategoryTable.h"
 
 #include <gtest/gtest.h>
 

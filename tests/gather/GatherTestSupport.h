@@ -1,10 +1,10 @@
 #pragma once
 
+#include "base/GbkText.h"
 #include "demo-market/DemoMarket.h"
 #include "download/SlotProgress.h"
 #include "gather/SalesGathering.h"
 #include "gather/ShopSearchJob.h"
-#include "parse/GbkText.h"
 
 #include <condition_variable>
 #include <memory>

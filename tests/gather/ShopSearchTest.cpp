@@ -1,6 +1,6 @@
 #include "GatherTestSupport.h"
-#include "gather/CategoryTable.h"
 #include "gather/GatherTexts.h"
+#include "market/CategoryTable.h"
 
 #include <gtest/gtest.h>
 

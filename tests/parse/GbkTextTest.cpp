@@ -1,4 +1,4 @@
-#include "parse/GbkText.h"
+#include "base/GbkText.h"
 #include "ParseError.h"
 #include "parse/Regex.h"
 #include "parse/TParseException.h"

@@ -1,7 +1,7 @@
 #include "views/RankingDataView.h"
 #include "ViewsTest.h"
-#include "gather/CategoryTable.h"
-#include "parse/GbkText.h"
+#include "base/GbkText.h"
+#include "market/CategoryTable.h"
 
 using namespace vantor;
 using namespace vantor::views;

@@ -1,6 +1,6 @@
 #include "views/RatingDataView.h"
 #include "ViewsTest.h"
-#include "parse/GbkText.h"
+#include "base/GbkText.h"
 
 #include <type_traits>
 

@@ -1,6 +1,6 @@
 #include "views/SalesDataView.h"
 #include "ViewsTest.h"
-#include "parse/GbkText.h"
+#include "base/GbkText.h"
 
 using namespace vantor;
 using namespace vantor::views;

@@ -1,8 +1,8 @@
 #include "ViewsFixture.h"
 #include "base/DateTime.h"
+#include "base/GbkText.h"
 #include "cli/RunCli.h"
 #include "db/TDM.h"
-#include "parse/GbkText.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "TconfigFrm.h"
 #include "UserMessages.h"
 #include "VantorApplication.h"
-#include "app/IniFile.h"
+#include "base/IniFile.h"
 #include "support/HttpServer.h"
 #include "support/TempDir.h"
 

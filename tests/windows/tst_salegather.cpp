@@ -1,8 +1,8 @@
 #include "UserMessages.h"
 #include "VantorApplication.h"
+#include "base/GbkText.h"
 #include "demo-market/DemoMarket.h"
 #include "gather/windows/TsaleGatherFrm.h"
-#include "parse/GbkText.h"
 #include "support/TempDir.h"
 
 #include <QCheckBox>
@@ -27,7 +27,7 @@ class SaleGatherTest : public QObject {
 
     std::unique_ptr<demo::DemoMarket> market;
     std::unique_ptr<test::TempDir> dir;
-    std::unique_ptr<TConfig> config;
+    std::shared_ptr<const THttpAgent> agent;
     std::unique_ptr<db::TDM> dm;
     std::unique_ptr<TsaleGatherFrm> window;
     QStringList messages;
@@ -43,18 +43,17 @@ private slots:
     void init() {
         market = std::make_unique<demo::DemoMarket>();
         dir = std::make_unique<test::TempDir>();
-        config = std::make_unique<TConfig>();
-        auto agent = std::make_shared<THttpAgent>();
-        agent->AgentType = true;
-        agent->Server = "127.0.0.1";
-        agent->Port = market->port();
-        agent->ConnectTime = 3;
-        config->setHttpAgent(agent);
+        auto throughMarket = std::make_shared<THttpAgent>();
+        throughMarket->AgentType = true;
+        throughMarket->Server = "127.0.0.1";
+        throughMarket->Port = market->port();
+        throughMarket->ConnectTime = 3;
+        agent = throughMarket;
         dm = std::make_unique<db::TDM>(dir->path() / "lmd_pin.db");
         dm->open();
         messages.clear();
         UserMessages::redirect([this](QWidget*, const QString& text) { messages.append(text); });
-        window = std::make_unique<TsaleGatherFrm>(*config, *dm);
+        window = std::make_unique<TsaleGatherFrm>([this] { return agent; }, *dm);
         window->show();
     }
 

@@ -2,7 +2,7 @@
 
 #include "Gbk.h"
 #include "Rng.h"
-#include "gather/MarketHosts.h"
+#include "market/MarketHosts.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #include "PageParts.h"
 #include "Pages.h"
 
-#include "gather/MarketHosts.h"
+#include "market/MarketHosts.h"
 
 #include <algorithm>
 

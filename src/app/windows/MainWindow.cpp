@@ -95,7 +95,7 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     rateDataView_ = new views::TrateDataViewFrm(dm_);
     display_->addWidget(rateDataView_);
     gauge(40);
-    saleGather_ = new TsaleGatherFrm(config_, dm_);
+    saleGather_ = new TsaleGatherFrm([this] { return config_.getHttpAgent(); }, dm_);
     connect(saleGather_, &TsaleGatherFrm::statusLine, this, &MainWindow::setStatusText);
     connect(saleGather_, &TsaleGatherFrm::gatheringEnded, this, [this] { refreshData(saleGather_); });
     display_->addWidget(saleGather_);

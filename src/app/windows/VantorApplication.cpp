@@ -1,7 +1,7 @@
 #include "VantorApplication.h"
 
-#include "app/DataFolder.h"
 #include "app/ErrorLog.h"
+#include "base/DataFolder.h"
 
 #include <QFont>
 #include <QFontDatabase>

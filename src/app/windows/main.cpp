@@ -6,7 +6,7 @@
 #include "WelcomeWindow.h"
 
 #include "app/Config.h"
-#include "app/DataFolder.h"
+#include "base/DataFolder.h"
 #include "db/TDM.h"
 
 #include <QCommandLineParser>

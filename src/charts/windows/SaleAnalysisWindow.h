@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/DataFolder.h"
+#include "base/DataFolder.h"
 #include "charts/Gallery.h"
 #include "charts/SalesAnalysis.h"
 #include "db/TDM.h"

@@ -2,9 +2,9 @@
 
 #include "UserMessages.h"
 #include "WindowSettings.h"
-#include "gather/CategoryTable.h"
+#include "base/GbkText.h"
 #include "gather/GatherTexts.h"
-#include "parse/GbkText.h"
+#include "market/CategoryTable.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -97,8 +97,8 @@ private:
     TsaleGatherFrm* window_;
 };
 
-TsaleGatherFrm::TsaleGatherFrm(TConfig& config, db::TDM& dm, QWidget* parent)
-    : QWidget(parent), config_(config), dm_(dm), bridge_(std::make_unique<Bridge>(this)) {
+TsaleGatherFrm::TsaleGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
+    : QWidget(parent), agent_(std::move(agent)), dm_(dm), bridge_(std::make_unique<Bridge>(this)) {
     setWindowTitle("销售数据采集");
 
     // The advanced search page.
@@ -320,7 +320,7 @@ void TsaleGatherFrm::searchClick() {
     showOutcome({});
     searchState->setText("正在采集数据");
     panels->setCurrentIndex(SearchProgress);
-    search_ = std::make_unique<ShopSearchJob>(query, config_.getHttpAgent(), slotGauges(), *bridge_);
+    search_ = std::make_unique<ShopSearchJob>(query, agent_(), slotGauges(), *bridge_);
     search_->start();
 }
 
@@ -388,9 +388,8 @@ void TsaleGatherFrm::saveSearchClick() {
     pages->setCurrentIndex(0);
     panels->setCurrentIndex(GatherProgress);
     dm_.open();
-    gathering_ =
-        std::make_unique<SalesGathering>(dm_.file(), std::move(ticked), fromData->value(),
-                                         config_.getHttpAgent(), slotGauges(), *bridge_, saveProgress_.get());
+    gathering_ = std::make_unique<SalesGathering>(dm_.file(), std::move(ticked), fromData->value(), agent_(),
+                                                  slotGauges(), *bridge_, saveProgress_.get());
     gathering_->start();
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "QtProgress.h"
-#include "app/Config.h"
 #include "db/TDM.h"
+#include "download/THttpAgent.h"
 #include "gather/SalesGathering.h"
 #include "gather/ShopSearchJob.h"
 
@@ -35,7 +35,7 @@ class TsaleGatherFrm : public QWidget {
 public:
     static constexpr int kSlots = 4;
 
-    TsaleGatherFrm(TConfig& config, db::TDM& dm, QWidget* parent = nullptr);
+    TsaleGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent = nullptr);
     ~TsaleGatherFrm() override;
 
     // Shows these shops as the search result, as a search would have listed them.
@@ -86,7 +86,7 @@ private:
     std::vector<SlotProgress*> slotGauges();
     void setIdle();
 
-    TConfig& config_;
+    AgentSource agent_;
     db::TDM& dm_;
     std::vector<TDianBaseInfo> shops_; // row i of the grid
     int searches_ = 0;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "GridView.h"
-#include "parse/Records.h"
+#include "market/Records.h"
 #include "views/SalesDataView.h"
 
 #include <QWidget>

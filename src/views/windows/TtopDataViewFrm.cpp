@@ -1,7 +1,7 @@
 #include "TtopDataViewFrm.h"
 
 #include "ViewActions.h"
-#include "gather/CategoryTable.h"
+#include "market/CategoryTable.h"
 
 #include <QCheckBox>
 #include <QComboBox>

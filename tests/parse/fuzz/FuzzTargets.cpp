@@ -4,14 +4,14 @@
 
 #include "FuzzTargets.h"
 
+#include "base/GbkText.h"
+#include "base/TDateTools.h"
 #include "parse/Expressions.h"
-#include "parse/GbkText.h"
 #include "parse/ItemSearchParser.h"
 #include "parse/RateSummaryParser.h"
 #include "parse/RefCodecs.h"
 #include "parse/SaleListParser.h"
 #include "parse/ShopPageParser.h"
-#include "parse/TDateTools.h"
 #include "parse/THTMLTools.h"
 #include "parse/TParseException.h"
 #include "parse/TParseHtml.h"
@@ -101,7 +101,8 @@ void textTools(std::string_view text) {
     tolerate([&] { THTMLTools::decodeEntities(text); });
     tolerate([&] { THTMLTools::cleanPage(text); });
     const size_t half = text.size() / 2;
-    tolerate([&] { TDateTools::difference(4, text.substr(0, half), text.substr(half)); });
+    const auto a = DateTime::parse(text.substr(0, half)), b = DateTime::parse(text.substr(half));
+    if (a && b) TDateTools::difference(TDateTools::Days, *a, *b);
 }
 
 } // namespace vantor::fuzz

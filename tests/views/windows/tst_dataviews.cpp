@@ -6,7 +6,7 @@
 #include "UserMessages.h"
 #include "VantorApplication.h"
 #include "WindowSettings.h"
-#include "parse/GbkText.h"
+#include "base/GbkText.h"
 #include "support/TempDir.h"
 #include "views/ViewsFixture.h"
 

@@ -1,17 +1,6 @@
 #include "TDateTools.h"
 
-#include "GbkText.h"
-#include "TParseException.h"
-
 namespace vantor {
-namespace {
-
-DateTime readDateTime(std::string_view text) {
-    if (const auto value = DateTime::parse(text)) return *value;
-    throw TParseException("“" + gbkToUtf8(text) + "”不是有效的日期时间！");
-}
-
-} // namespace
 
 std::int64_t TDateTools::difference(int unit, const DateTime& a, const DateTime& b) {
     const std::int64_t days = a.serialDays() - b.serialDays();
@@ -35,10 +24,6 @@ std::int64_t TDateTools::difference(int unit, const DateTime& a, const DateTime&
     default:
         return 0;
     }
-}
-
-std::int64_t TDateTools::difference(int unit, std::string_view a, std::string_view b) {
-    return difference(unit, readDateTime(a), readDateTime(b));
 }
 
 } // namespace vantor

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Database.h"
 #include "base/ProgressGauge.h"
-#include "parse/Records.h"
+#include "db/Database.h"
+#include "market/Records.h"
 
 #include <stdexcept>
 #include <string>

@@ -1,9 +1,9 @@
 #include "GatherPersistence.h"
 
 #include "base/DateTime.h"
-#include "parse/GbkText.h"
+#include "base/GbkText.h"
+#include "base/TDateTools.h"
 #include "parse/RefCodecs.h"
-#include "parse/TDateTools.h"
 
 #include <cmath>
 

@@ -3,7 +3,6 @@
 #include "base/DateTime.h"
 
 #include <cstdint>
-#include <string_view>
 
 namespace vantor {
 
@@ -17,9 +16,6 @@ public:
     // hours are the day difference scaled and corrected by the clock fields down to that unit. Any
     // other unit gives 0.
     static std::int64_t difference(int unit, const DateTime& a, const DateTime& b);
-
-    // The same for date-time texts as records hold them; TParseException when either is not one.
-    static std::int64_t difference(int unit, std::string_view a, std::string_view b);
 };
 
 } // namespace vantor

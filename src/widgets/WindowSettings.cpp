@@ -1,6 +1,6 @@
 #include "WindowSettings.h"
 
-#include "app/Config.h"
+#include "base/IniFile.h"
 
 #include <QHeaderView>
 #include <QTimer>
@@ -13,16 +13,29 @@ namespace {
 constexpr const char* kExport = "export";
 constexpr const char* kGrids = "grids";
 
-std::optional<ConfigFile>& file() {
-    static std::optional<ConfigFile> current;
+std::optional<std::filesystem::path>& file() {
+    static std::optional<std::filesystem::path> current;
     return current;
+}
+
+// The windows' own sections; the program's settings never read them. A file that cannot be read gives
+// the default.
+std::string read(const char* section, const std::string& key, const char* fallback) {
+    if (!file()) return fallback;
+    try {
+        return IniFile::load(*file()).read(section, key, fallback);
+    } catch (const std::exception&) {
+        return fallback;
+    }
 }
 
 // A choice that cannot be saved is not worth a message: the next run starts from the defaults.
 void save(const char* section, const std::string& key, const std::string& value) {
     if (!file()) return;
     try {
-        file()->saveChoice(section, key, value);
+        IniFile ini = IniFile::load(*file());
+        ini.write(section, key, value);
+        ini.save(*file());
     } catch (const std::exception&) {
     }
 }
@@ -37,7 +50,7 @@ void WindowSettings::useFile(std::filesystem::path configFile) {
 }
 
 std::string WindowSettings::exportEncoding() {
-    const std::string name = file() ? file()->readChoice(kExport, "encoding", "gbk") : "gbk";
+    const std::string name = read(kExport, "encoding", "gbk");
     return name == "utf8" ? name : "gbk";
 }
 
@@ -48,7 +61,7 @@ void WindowSettings::setExportEncoding(const std::string& name) {
 void WindowSettings::keepColumns(QHeaderView* header, const QString& grid) {
     if (!file() || grid.isEmpty()) return;
     const std::string key = grid.toStdString();
-    const std::string saved = file()->readChoice(kGrids, key, "");
+    const std::string saved = read(kGrids, key, "");
     if (!saved.empty()) header->restoreState(QByteArray::fromBase64(QByteArray::fromStdString(saved)));
     // Dragging a column edge reports every pixel: one save once the hand rests.
     auto* later = new QTimer(header);

@@ -1,6 +1,6 @@
-#include "db/GatherPersistence.h"
+#include "gather/GatherPersistence.h"
+#include "base/GbkText.h"
 #include "db/TDM.h"
-#include "parse/GbkText.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>

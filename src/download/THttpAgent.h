@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <string>
 
 namespace vantor {
@@ -19,5 +21,9 @@ struct THttpAgent {
 
     bool operator==(const THttpAgent&) const = default;
 };
+
+// The settings in force when a job starts: a window asks for them at each start, so a change made in
+// the settings dialog meanwhile is taken.
+using AgentSource = std::function<std::shared_ptr<const THttpAgent>()>;
 
 } // namespace vantor
