@@ -116,9 +116,6 @@ void Database::rollback() {
 bool Database::inTransaction() const {
     return db_ && sqlite3_get_autocommit(db_) == 0;
 }
-std::int64_t Database::lastInsertId() const {
-    return sqlite3_last_insert_rowid(db_);
-}
 int Database::changes() const {
     return sqlite3_changes(db_);
 }

@@ -55,7 +55,6 @@ public:
     void rollback();
     bool inTransaction() const;
 
-    std::int64_t lastInsertId() const;
     int changes() const;
     sqlite3* handle() const { return db_; }
 

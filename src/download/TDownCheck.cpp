@@ -97,7 +97,6 @@ void TDownCheck::run(std::stop_token stop) {
 
 void TDownCheck::loop(std::stop_token stop) {
     TDownParamBean& param = param_;
-    pageTotal_ = param.endPage;
     std::string prefix = param.urlPrefix;
     const std::string suffix = param.urlSuffix;
     const std::shared_ptr<const THttpAgent> agent = param.httpAgent;

@@ -69,7 +69,6 @@ protected:
 
     TDownParamBean& param() { return param_; }
     // The job's last page, as it stood when the run began.
-    std::int32_t pageTotal() const { return pageTotal_; }
 
 private:
     void run(std::stop_token stop);
@@ -79,7 +78,6 @@ private:
     std::int32_t pageStep_;
     std::int32_t mode_;
     std::vector<SlotProgress*> gauges_;
-    std::int32_t pageTotal_ = 0;
     TDownParamBean& param_;
     std::atomic<bool> finished_ = false;
     std::atomic<CheckStatus> status_ = CheckStatus::Init;

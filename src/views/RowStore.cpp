@@ -75,11 +75,6 @@ void RowStore::append(std::unique_ptr<RowBlock> block) {
     blocks_.push_back(std::move(block));
 }
 
-bool RowStore::isNumber(std::size_t row, int field) const {
-    CellType t = type(row, field);
-    return t == CellType::Integer || t == CellType::Real;
-}
-
 double RowStore::number(std::size_t row, int field) const {
     const RowBlock& b = block(row);
     const size_t r = row % RowBlock::kRows;

@@ -60,7 +60,6 @@ public:
     void append(std::unique_ptr<RowBlock> block);
 
     CellType type(std::size_t row, int field) const { return block(row).type(row % RowBlock::kRows, field); }
-    bool isNumber(std::size_t row, int field) const;
     double number(std::size_t row, int field) const; // integers and reals; 0 otherwise
     std::string_view text(std::size_t row, int field) const;
     db::Value value(std::size_t row, int field) const;

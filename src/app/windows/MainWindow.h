@@ -60,7 +60,6 @@ public:
 
     WelcomeWindow* welcomeWindow() const { return welcome_; }
     TsaleGatherFrm* saleGatherWindow() const { return saleGather_; }
-    BrowserPane* advertisement() const { return ad_; }
     QToolBox* navigationBar() const { return toolBar_; }
 
 protected:

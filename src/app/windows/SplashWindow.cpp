@@ -31,7 +31,6 @@ SplashWindow::SplashWindow(QWidget* parent)
 
 void SplashWindow::setGauge(int value) {
     progress_->setValue(value);
-    history_.append(value);
     // Start-up runs before the event loop: paint the new value now.
     QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }

@@ -14,12 +14,9 @@ public:
 
     void setGauge(int value);
     int gauge() const;
-    // Every value the gauge took, in order.
-    const QList<int>& gaugeHistory() const { return history_; }
 
 private:
     QProgressBar* progress_;
-    QList<int> history_;
 };
 
 } // namespace vantor

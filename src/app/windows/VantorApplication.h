@@ -15,7 +15,6 @@ public:
 
     bool notify(QObject* receiver, QEvent* event) override;
 
-    const std::filesystem::path& errorLog() const { return errorLog_; }
     void setErrorLog(std::filesystem::path log) { errorLog_ = std::move(log); }
 
 private:

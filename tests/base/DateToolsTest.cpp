@@ -1,6 +1,4 @@
-#include "ParseError.h"
 #include "base/TDateTools.h"
-#include "parse/TParseException.h"
 
 #include <gtest/gtest.h>
 
