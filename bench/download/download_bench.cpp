@@ -107,20 +107,20 @@ private:
     std::uint16_t port_ = 0;
 };
 
-class CountingCheck : public TDownCheck {
-public:
-    using TDownCheck::TDownCheck;
-    ~CountingCheck() override { stopAndWait(); }
+struct Counts {
     std::atomic<long> pages = 0;
     std::atomic<long> bytes = 0;
     double driverCpu = 0;
 
-protected:
-    void handlePage(std::int32_t, const std::string& htmlCode) override {
-        ++pages;
-        bytes += long(htmlCode.size());
+    TDownCheck::Handlers handlers() {
+        TDownCheck::Handlers handlers;
+        handlers.page = [this](std::int32_t, const std::string& htmlCode) {
+            ++pages;
+            bytes += long(htmlCode.size());
+        };
+        handlers.finish = [this](std::int32_t) { driverCpu = threadCpu(); };
+        return handlers;
     }
-    void handleFinish(std::int32_t) override { driverCpu = threadCpu(); }
 };
 
 Figures runDriver(const std::string& prefix, int pages, int slots) {
@@ -132,7 +132,9 @@ Figures runDriver(const std::string& prefix, int pages, int slots) {
     THttpAgent agent;
     agent.ConnectTime = 3;
     param.httpAgent = std::make_shared<const THttpAgent>(agent);
-    CountingCheck check(param, std::vector<SlotProgress*>(size_t(slots), nullptr), 1, TDownCheck::kPlainMode);
+    Counts counts;
+    TDownCheck check(param, std::vector<SlotProgress*>(size_t(slots), nullptr), 1, TDownCheck::kPlainMode,
+                     counts.handlers());
     double cpu = processCpu();
     auto start = Clock::now();
     check.start();
@@ -140,9 +142,9 @@ Figures runDriver(const std::string& prefix, int pages, int slots) {
     Figures figures;
     figures.seconds = std::chrono::duration<double>(Clock::now() - start).count();
     figures.cpuSeconds = processCpu() - cpu;
-    figures.driverSeconds = check.driverCpu;
-    if (check.pages != pages || check.getStatus() != "0完成") {
-        std::fprintf(stderr, "driver: %ld of %d pages, status %s\n", check.pages.load(), pages,
+    figures.driverSeconds = counts.driverCpu;
+    if (counts.pages != pages || check.getStatus() != "0完成") {
+        std::fprintf(stderr, "driver: %ld of %d pages, status %s\n", counts.pages.load(), pages,
                      std::string(check.getStatus()).c_str());
         std::exit(1);
     }

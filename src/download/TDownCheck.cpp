@@ -53,8 +53,8 @@ private:
 } // namespace
 
 TDownCheck::TDownCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
-                       std::int32_t mode)
-    : pageStep_(pageStep <= 0 ? 1 : pageStep), mode_(mode), param_(param) {
+                       std::int32_t mode, Handlers handlers)
+    : pageStep_(pageStep <= 0 ? 1 : pageStep), mode_(mode), param_(param), handlers_(std::move(handlers)) {
     if (gauges.empty())
         setStatus(CheckStatus::BadGauges);
     else
@@ -74,6 +74,11 @@ void TDownCheck::wait() {
     if (thread_.joinable()) thread_.join();
 }
 
+std::string TDownCheck::lastError() const {
+    std::lock_guard lock(errorMutex_);
+    return lastError_;
+}
+
 void TDownCheck::stopAndWait() {
     requestStop();
     wait();
@@ -88,7 +93,7 @@ void TDownCheck::run(std::stop_token stop) {
         setStatus(CheckStatus::Failed);
         stopSource_.request_stop();
         try {
-            handleError(mode_);
+            if (handlers_.error) handlers_.error(mode_);
         } catch (...) {
             // The error handler is the last word of the run; nothing is left to report its failure to.
         }
@@ -109,7 +114,7 @@ void TDownCheck::loop(std::stop_token stop) {
     setStatus(CheckStatus::Init);
 
     if (param.curPage > param.endPage) {
-        handleFinish(pageKind);
+        if (handlers_.finish) handlers_.finish(pageKind);
         finished_.store(true, std::memory_order_release);
         return;
     }
@@ -138,7 +143,13 @@ void TDownCheck::loop(std::stop_token stop) {
                                                                           gauges_[i], &signal_);
                 ++param.curPage;
             } else if (slot.bean && slot.bean->status() == PageStatus::Finish) {
-                handlePage(pageKind, slot.bean->getHtmlCode());
+                if (handlers_.page) try {
+                        handlers_.page(pageKind, slot.bean->getHtmlCode());
+                    } catch (const std::exception& e) {
+                        std::lock_guard lock(errorMutex_);
+                        lastError_ = e.what();
+                        throw;
+                    }
                 slot.bean.reset();
                 ++doneCount;
             } else if (slot.bean && slot.bean->status() == PageStatus::Stop) {
@@ -152,7 +163,7 @@ void TDownCheck::loop(std::stop_token stop) {
                 setStatus(CheckStatus::Done);
                 done = true;
             } else if (failCount > agent->ConnectTime) {
-                handleFailure();
+                if (handlers_.failure) handlers_.failure();
                 setStatus(CheckStatus::TimedOut);
                 throw TDownException("连接超时");
             }
@@ -160,7 +171,7 @@ void TDownCheck::loop(std::stop_token stop) {
         // Nothing moved: sleep until a download ends, but look again after the ceiling regardless.
         if (!changed && !done) signal_.wait(kPollCeiling, stop);
     }
-    handleFinish(pageKind);
+    if (handlers_.finish) handlers_.finish(pageKind);
     finished_.store(true, std::memory_order_release);
 }
 

@@ -7,6 +7,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <mutex>
 #include <stop_token>
 #include <string>
 #include <string_view>
@@ -18,20 +20,30 @@ namespace vantor {
 // Drives one gathering job on a thread of its own: keeps one page download running per slot (one slot
 // per progress bar of the window), hands each finished page to the page handler, retries failed pages
 // in their slot, and gives up when the failures of the whole job exceed the agent's ConnectTime.
-// Gathering workflows derive from it and override the handlers, which run on the driver thread.
+// A workflow hands it the handlers of its job, which run on the driver thread.
 class TDownCheck {
 public:
     static constexpr std::int32_t kRatingMode = 1; // rating pages, from page 100 on the history host
     static constexpr std::int32_t kPlainMode = 2;
 
+    // What a job does; any handler may be empty.
+    struct Handlers {
+        // Once for every page that arrived, in order of arrival, not of page number.
+        std::function<void(std::int32_t pageKind, const std::string& htmlCode)> page;
+        // Once when every page is done, or at once when there is nothing to fetch.
+        std::function<void(std::int32_t pageKind)> finish;
+        // Once when too many downloads failed, before the job is aborted.
+        std::function<void()> failure;
+        // Once after anything ended the run with an exception (the run counts as stopped by then).
+        std::function<void(std::int32_t mode)> error;
+    };
+
     // The job and the gauges stay owned by the caller and must outlive the driver; the gauge list's
-    // length is the number of slots. Nothing runs before start(), so a subclass is complete before its
-    // handlers can be called.
+    // length is the number of slots. Nothing runs before start().
     TDownCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
-               std::int32_t mode);
-    // Stops the run and waits for it. A subclass whose handlers use its own members calls
-    // stopAndWait() first in its own destructor.
-    virtual ~TDownCheck();
+               std::int32_t mode, Handlers handlers);
+    // Stops the run and waits for it.
+    ~TDownCheck();
     TDownCheck(const TDownCheck&) = delete;
     TDownCheck& operator=(const TDownCheck&) = delete;
 
@@ -54,23 +66,11 @@ public:
 
     std::int32_t pageStep() const { return pageStep_; }
     std::int32_t mode() const { return mode_; }
-
-protected:
-    // Once for every page that arrived, in order of arrival, not of page number.
-    virtual void handlePage(std::int32_t pageKind, const std::string& htmlCode) {}
-    // Once when every page is done, or at once when there is nothing to fetch.
-    virtual void handleFinish(std::int32_t pageKind) {}
-    // Once when too many downloads failed, before the job is aborted.
-    virtual void handleFailure() {}
-    // Once after anything ended the run with an exception (the run counts as stopped by then).
-    virtual void handleError(std::int32_t mode) {}
-
-    void stopAndWait();
-
-    TDownParamBean& param() { return param_; }
-    // The job's last page, as it stood when the run began.
+    // The message of the page handler's exception that ended the run, if one did.
+    std::string lastError() const;
 
 private:
+    void stopAndWait();
     void run(std::stop_token stop);
     void loop(std::stop_token stop);
     void setStatus(CheckStatus value) { status_.store(value, std::memory_order_release); }
@@ -84,6 +84,9 @@ private:
     std::string historyPrefix_;
     DownSignal signal_;
     std::stop_source stopSource_;
+    Handlers handlers_;
+    mutable std::mutex errorMutex_;
+    std::string lastError_;
     std::jthread thread_;
 };
 

@@ -6,7 +6,7 @@ namespace vantor {
 
 JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode, PageHandler page) {
     if (stopped()) return JobEnd::Stopped;
-    StageHandlers handlers;
+    TDownCheck::Handlers handlers;
     handlers.page = std::move(page);
     // The driver calls the error handler after the failure handler too; the time-out is the news then.
     bool timedOut = false;
@@ -17,7 +17,7 @@ JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32
     handlers.error = [this, &timedOut](std::int32_t) {
         if (!timedOut && !stopped()) statusLine_(statusLineText(kGatherFailed));
     };
-    TSearchShopCheck job(param, gauges_, pageStep, mode, std::move(handlers));
+    TDownCheck job(param, gauges_, pageStep, mode, std::move(handlers));
     {
         std::lock_guard lock(mutex_);
         current_ = &job;

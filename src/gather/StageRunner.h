@@ -1,8 +1,9 @@
 #pragma once
 
-#include "TSearchShopCheck.h"
+#include "download/TDownCheck.h"
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -38,7 +39,7 @@ private:
     StatusLine statusLine_;
     std::atomic<bool> stopped_ = false;
     std::mutex mutex_;
-    TSearchShopCheck* current_ = nullptr;
+    TDownCheck* current_ = nullptr;
     std::string error_;
 };
 

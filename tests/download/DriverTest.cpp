@@ -17,13 +17,21 @@ namespace {
 
 // A driver that writes down every handler call: "page:<kind>:<body>", "finish:<kind>", "failure",
 // "error:<mode>" (with ":stopped" when the run already counted as stopped).
-class RecordingCheck : public TDownCheck {
+class RecordingCheck {
 public:
-    using TDownCheck::TDownCheck;
-    ~RecordingCheck() override { stopAndWait(); }
+    RecordingCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
+                   std::int32_t mode)
+        : check_(param, std::move(gauges), pageStep, mode, handlers()) {}
 
     std::function<void(const std::string&)> onPage; // runs inside the page handler
 
+    void start() { check_.start(); }
+    void wait() { check_.wait(); }
+    void requestStop() { check_.requestStop(); }
+    void setHistoryPrefix(std::string prefix) { check_.setHistoryPrefix(std::move(prefix)); }
+    std::string_view getStatus() const { return check_.getStatus(); }
+    bool getFinished() const { return check_.getFinished(); }
+    std::int32_t pageStep() const { return check_.pageStep(); }
     void runToEnd() {
         start();
         wait();
@@ -41,24 +49,26 @@ public:
         return bodies;
     }
 
-protected:
-    void handlePage(std::int32_t pageKind, const std::string& htmlCode) override {
-        add("page:" + std::to_string(pageKind) + ":" + htmlCode);
-        if (onPage) onPage(htmlCode);
-    }
-    void handleFinish(std::int32_t pageKind) override { add("finish:" + std::to_string(pageKind)); }
-    void handleFailure() override { add("failure"); }
-    void handleError(std::int32_t mode) override {
-        add("error:" + std::to_string(mode) + (stopRequested() ? ":stopped" : ""));
+private:
+    TDownCheck::Handlers handlers() {
+        return {[this](std::int32_t pageKind, const std::string& htmlCode) {
+                    add("page:" + std::to_string(pageKind) + ":" + htmlCode);
+                    if (onPage) onPage(htmlCode);
+                },
+                [this](std::int32_t pageKind) { add("finish:" + std::to_string(pageKind)); },
+                [this] { add("failure"); },
+                [this](std::int32_t mode) {
+                    add("error:" + std::to_string(mode) + (check_.stopRequested() ? ":stopped" : ""));
+                }};
     }
 
-private:
     void add(std::string event) {
         std::lock_guard lock(mutex_);
         events_.push_back(std::move(event));
     }
     mutable std::mutex mutex_;
     std::vector<std::string> events_;
+    TDownCheck check_; // last: its run ends before the events it writes go
 };
 
 // Every page answers with its own path.
