@@ -3,6 +3,7 @@
 #include "DemoMarketProcess.h"
 
 #include "base/GbkText.h"
+#include "base/TextNumbers.h"
 #include "db/TDM.h"
 #include "gather/GatherTexts.h"
 #include "gather/KnownShops.h"
@@ -32,30 +33,17 @@ struct SearchOptions {
     std::string levels;
     std::string location;
     std::string order = "credit";
-    int range = 80;
+    int range = kDefaultSearchRange;
 
     void addTo(CLI::App* command) {
         command->add_option("--keyword", keyword, "关键字");
         command->add_option("--in", in, "关键字查找范围：title,nick,tag（店铺名、掌柜名、主营项目）");
-        command->add_option("--category", category, "类别：类别表中的序号（0 为所有类目）")
-            ->check(CLI::Range(0, 57));
-        command->add_option("--levels", levels, "掌柜级别，如 1,3,15")->check([](const std::string& text) {
-            std::stringstream in(text);
-            std::string level;
-            while (std::getline(in, level, ',')) {
-                try {
-                    int value = std::stoi(level);
-                    if (value < 1 || value > 20) return std::string("级别必须在 1 到 20 之间");
-                } catch (...) {
-                    return "不是级别：" + level;
-                }
-            }
-            return std::string();
-        });
+        command->add_option("--category", category, "类别：类别表中的序号（0 为所有类目）");
+        command->add_option("--levels", levels, "掌柜级别，如 1,3,15");
         command->add_option("--loc", location, "所在地");
         command->add_option("--order", order, "排序：credit（按信誉）或 popularity（按人气）")
             ->check(CLI::IsMember({"credit", "popularity"}));
-        command->add_option("--range", range, "搜索范围 10..400")->check(CLI::Range(10, 400));
+        command->add_option("--range", range, "搜索范围 10..400");
     }
 
     ShopSearchQuery query() const {
@@ -76,8 +64,11 @@ struct SearchOptions {
         q.category = category;
         std::stringstream list(levels);
         std::string level;
-        while (std::getline(list, level, ','))
-            if (!level.empty()) q.levels.insert(std::stoi(level));
+        while (std::getline(list, level, ',')) {
+            const auto value = parseInt32(level);
+            if (!value) throw CLI::ValidationError("--levels", "不是级别：" + level);
+            q.levels.insert(*value);
+        }
         q.location = location;
         q.byPopularity = order == "popularity";
         q.range = range;
@@ -236,7 +227,7 @@ void addGatherCommands(CLI::App& app, Context& context) {
     gatherOptions->addTo(gather);
     auto* pickOption = gather->add_option("--pick", *choice, "按搜索结果的序号选择：all 或 1,4,7");
     gather->add_option("--items", *items, "每家店铺下载前 N 名商品的销售记录（1..200）")
-        ->check(CLI::Range(1, 200));
+        ->check(CLI::Range(1, kMaxItemsPerShop));
     shopOption->excludes(pickOption);
     gather->callback([&context, gatherOptions, addresses, choice, items] {
         TConfig config;
@@ -266,7 +257,7 @@ void addGatherCommands(CLI::App& app, Context& context) {
         agent->ConnectTime = 3;
         ShopSearchQuery query;
         query.category = 1;
-        query.range = 80;
+        query.range = kDefaultSearchRange;
         auto found = runSearch(query, agent);
         std::vector<TDianBaseInfo> shops(found.begin(), found.begin() + std::min<size_t>(3, found.size()));
         DataFolder folder = context.folder();

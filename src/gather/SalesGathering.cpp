@@ -97,7 +97,7 @@ SalesGathering::SalesGathering(std::filesystem::path database, std::vector<TDian
                                ProgressGauge* saveGauge)
     : database_(std::move(database)),
       shops_(std::move(shops)),
-      itemsPerShop_(std::clamp(itemsPerShop, 1, 200)),
+      itemsPerShop_(std::clamp(itemsPerShop, 1, kMaxItemsPerShop)),
       agent_(std::move(agent)),
       observer_(observer),
       saveGauge_(saveGauge),

@@ -17,6 +17,7 @@ namespace vantor {
 
 // How many items of a shop have their sales gathered: the window's "下载前 N 名商品".
 inline constexpr int kDefaultItemsPerShop = 10;
+inline constexpr int kMaxItemsPerShop = 200;
 // Buyer-list pages fetched per item at the most (80 sales each).
 inline constexpr int kMaxBuyerListPages = 100;
 

@@ -10,6 +10,12 @@ std::optional<std::string> validateShopSearch(const ShopSearchQuery& query) {
     if (query.keyword.empty() && query.category == 0) return std::string(kSearchConditionMissing);
     if (query.category < 0 || query.category >= int(shopSearchCategories().size()))
         return std::string("类别不存在！");
+    for (int level : query.levels)
+        if (level < 1 || level > kCreditLevels)
+            return "掌柜级别必须在 1 到 " + std::to_string(kCreditLevels) + " 之间！";
+    if (query.range < kMinSearchRange || query.range > kMaxSearchRange)
+        return "搜索范围必须在 " + std::to_string(kMinSearchRange) + " 到 " +
+               std::to_string(kMaxSearchRange) + " 之间！";
     return std::nullopt;
 }
 

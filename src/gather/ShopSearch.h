@@ -12,6 +12,12 @@ namespace vantor {
 
 inline constexpr const char* kSearchConditionMissing = "请输入店铺名称或类别等条件进行搜索！";
 
+// The form's limits: the window's controls and the command line's checks take them from here.
+inline constexpr int kCreditLevels = 20;
+inline constexpr int kMinSearchRange = 10;
+inline constexpr int kMaxSearchRange = 400;
+inline constexpr int kDefaultSearchRange = 80;
+
 // What the user asks the shop search for. Texts are UTF-8 as typed.
 struct ShopSearchQuery {
     std::string keyword;
@@ -20,12 +26,13 @@ struct ShopSearchQuery {
     bool inTag = false;   // "主营项目"
     int category = 0;     // position in the shop search's category table
     std::string location;
-    std::set<int> levels;      // credit levels 1..20
-    bool byPopularity = false; // "按人气排序"; otherwise "按信誉排序"
-    int range = 80;            // how many shops, 10..400
+    std::set<int> levels;            // credit levels 1..kCreditLevels
+    bool byPopularity = false;       // "按人气排序"; otherwise "按信誉排序"
+    int range = kDefaultSearchRange; // how many shops, kMinSearchRange..kMaxSearchRange
 };
 
-// The message that refuses the search, or nothing when it may run.
+// The message that refuses the search, or nothing when it may run: the one check of the form, for the
+// window and the command line alike.
 std::optional<std::string> validateShopSearch(const ShopSearchQuery& query);
 
 // The search address without the page offset: the job appends 80 × page, then a blank.

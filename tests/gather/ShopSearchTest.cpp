@@ -37,7 +37,7 @@ TEST(ShopSearchAddress, RangeGivesThePageCountWithItsDivisor) {
     EXPECT_EQ(shopSearchEndPage(400), 4);
 }
 
-TEST(ShopSearchAddress, ASearchNeedsAKeywordOrACategory) {
+TEST(ShopSearchAddress, ASearchNeedsAKeywordOrACategoryAndStaysInsideTheFormsLimits) {
     ShopSearchQuery q;
     EXPECT_EQ(validateShopSearch(q), std::optional<std::string>("请输入店铺名称或类别等条件进行搜索！"));
     q.category = 3;
@@ -45,6 +45,19 @@ TEST(ShopSearchAddress, ASearchNeedsAKeywordOrACategory) {
     q.category = 0;
     q.keyword = "x";
     EXPECT_FALSE(validateShopSearch(q));
+    // The limits the window's controls have hold for the command line too.
+    for (int range : {9, 401}) {
+        q.range = range;
+        EXPECT_TRUE(validateShopSearch(q)) << range;
+    }
+    q.range = 400;
+    q.levels = {1, 20};
+    EXPECT_FALSE(validateShopSearch(q));
+    q.levels = {0};
+    EXPECT_TRUE(validateShopSearch(q));
+    q.levels = {};
+    q.category = int(shopSearchCategories().size());
+    EXPECT_EQ(validateShopSearch(q), std::optional<std::string>("类别不存在！"));
 }
 
 TEST(ShopSearchLog, NamesEveryCondition) {

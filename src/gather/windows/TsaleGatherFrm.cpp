@@ -113,7 +113,7 @@ TsaleGatherFrm::TsaleGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
     loc = new QLineEdit;
     auto* levels = new QGroupBox("掌柜级别");
     auto* levelGrid = new QGridLayout(levels);
-    for (int i = 0; i < 20; ++i) {
+    for (int i = 0; i < kCreditLevels; ++i) {
         ratesum[i] = new QCheckBox(QString::number(i + 1));
         ratesum[i]->setObjectName(QString("ratesum%1").arg(i + 1));
         levelGrid->addWidget(ratesum[i], i / 10, i % 10);
@@ -122,9 +122,9 @@ TsaleGatherFrm::TsaleGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
     sort2 = new QRadioButton("按人气排序");
     sort1->setChecked(true);
     searchPageSel = new QSlider(Qt::Horizontal);
-    searchPageSel->setRange(10, 400);
-    searchPageSel->setValue(80);
-    searchRange = new QLabel("80");
+    searchPageSel->setRange(kMinSearchRange, kMaxSearchRange);
+    searchPageSel->setValue(kDefaultSearchRange);
+    searchRange = new QLabel(QString::number(kDefaultSearchRange));
     search = new QPushButton("搜索");
 
     auto* form = new QWidget;
@@ -229,7 +229,7 @@ TsaleGatherFrm::TsaleGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
     selAll = new QPushButton("店铺全选 ");
     cancelSel = new QPushButton("取消店铺全选");
     fromData = new QSpinBox;
-    fromData->setRange(1, 200);
+    fromData->setRange(1, kMaxItemsPerShop);
     fromData->setValue(kDefaultItemsPerShop);
     saveSearch = new QPushButton("开始采集");
     auto* resultPage = new QWidget;
@@ -305,7 +305,7 @@ void TsaleGatherFrm::searchClick() {
     query.inTag = tag->isChecked();
     query.category = id->currentIndex();
     query.location = loc->text().toStdString();
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < kCreditLevels; ++i)
         if (ratesum[i]->isChecked()) query.levels.insert(i + 1);
     query.byPopularity = sort2->isChecked();
     query.range = searchPageSel->value();

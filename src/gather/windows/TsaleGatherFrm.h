@@ -48,7 +48,7 @@ public:
     QLineEdit *q, *loc;
     QCheckBox *title, *nick, *tag;
     QComboBox* id;
-    QCheckBox* ratesum[20];
+    QCheckBox* ratesum[kCreditLevels];
     QRadioButton *sort1, *sort2;
     QSlider* searchPageSel;
     QLabel* searchRange;
