@@ -1,12 +1,17 @@
 #include "WireAddress.h"
 
+#include "base/GbkText.h"
+
+#include <algorithm>
+
 namespace vantor {
 
 std::string wireAddress(std::string_view address) {
     static const char* hex = "0123456789ABCDEF";
     std::string out;
     out.reserve(address.size());
-    for (unsigned char c : address) {
+    const bool ascii = std::all_of(address.begin(), address.end(), [](char c) { return (c & 0x80) == 0; });
+    for (unsigned char c : ascii ? std::string(address) : toGbk(address)) {
         if (c <= 0x20 || c >= 0x7F || c == '"' || c == '<' || c == '>' || c == '\\' || c == '^' || c == '`' ||
             c == '{' || c == '|' || c == '}') {
             out += '%';

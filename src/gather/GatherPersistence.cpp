@@ -1,9 +1,7 @@
 #include "GatherPersistence.h"
 
 #include "base/DateTime.h"
-#include "base/GbkText.h"
 #include "base/TDateTools.h"
-#include "parse/RefCodecs.h"
 
 #include <cmath>
 
@@ -15,19 +13,14 @@ using db::Statement;
 
 namespace {
 
-std::string utf8(std::string_view gbk) {
-    return gbkToUtf8(gbk);
-}
-
-// The first count characters of the text once it is UTF-8.
-std::string utf8First(std::string_view gbk, size_t count) {
-    std::string text = gbkToUtf8(gbk);
+// The first count characters of a UTF-8 text.
+std::string firstCharacters(std::string_view text, size_t count) {
     size_t chars = 0;
     for (size_t i = 0; i < text.size(); ++i) {
         if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80 && chars++ == count)
-            return text.substr(0, i);
+            return std::string(text.substr(0, i));
     }
-    return text;
+    return std::string(text);
 }
 
 // Dates go into the database in the one form; a text that is no date is kept as it came.
@@ -72,7 +65,7 @@ void saveShopBase(TDianBaseInfo& shop, Database& db) {
     if (shop.dianzhu.empty()) throw TSaveException("参数错误！");
     orFail(kShopSaveError, [&] {
         auto find = db.prepare("select * from dianBase where dianzhu=:un");
-        find.bind("un", utf8(shop.dianzhu));
+        find.bind("un", shop.dianzhu);
         if (find.step()) {
             shop.id = std::to_string(find.integer(*find.columnIndex("id")));
             find.reset();
@@ -82,16 +75,16 @@ void saveShopBase(TDianBaseInfo& shop, Database& db) {
                                      "sellercredit,buyerCredit=:buyerCredit,favorite=:favorite,createDate=:"
                                      "createDate,isSend=0,flag=0 where "
                                      "dianzhu=:dianzhu");
-            update.bind("addr", utf8(shop.addr))
-                .bind("dianming", utf8(shop.dianming))
-                .bind("loc", utf8(shop.loc))
+            update.bind("addr", shop.addr)
+                .bind("dianming", shop.dianming)
+                .bind("loc", shop.loc)
                 .bind("commodityNum", shop.commodityNum)
                 .bind("updateDate", now())
                 .bind("sellercredit", shop.salerCredit)
                 .bind("buyerCredit", shop.buyerCredit)
                 .bind("favorite", shop.favorite)
                 .bind("createDate", dateText(shop.createDate))
-                .bind("dianzhu", utf8(shop.dianzhu));
+                .bind("dianzhu", shop.dianzhu);
             update.execute();
             return;
         }
@@ -103,22 +96,22 @@ void saveShopBase(TDianBaseInfo& shop, Database& db) {
                                  "values(:dianzhu,:addr,:dianming,:commodityNum,:loc,:updateDate,:"
                                  "commodityKind,:webaddr,:sellerCredit,:"
                                  "buyerCredit,:favorite,:createDate,:userId)");
-        insert.bind("dianzhu", utf8(shop.dianzhu))
-            .bind("addr", utf8(shop.addr))
-            .bind("dianming", utf8(shop.dianming))
+        insert.bind("dianzhu", shop.dianzhu)
+            .bind("addr", shop.addr)
+            .bind("dianming", shop.dianming)
             .bind("commodityNum", shop.commodityNum)
-            .bind("loc", utf8(shop.loc))
+            .bind("loc", shop.loc)
             .bind("updateDate", now())
             .bind("commodityKind", "")
-            .bind("webaddr", utf8(shop.webaddr))
+            .bind("webaddr", shop.webaddr)
             .bind("sellerCredit", shop.salerCredit)
             .bind("buyerCredit", shop.buyerCredit)
             .bind("favorite", shop.favorite)
             .bind("createDate", dateText(shop.createDate))
-            .bind("userId", utf8(shop.userId));
+            .bind("userId", shop.userId);
         insert.execute();
         auto added = db.prepare("select * from dianbase where dianzhu=:dianzhu");
-        added.bind("dianzhu", utf8(shop.dianzhu));
+        added.bind("dianzhu", shop.dianzhu);
         if (!added.step()) throw DbError("the new shop row is missing");
         shop.id = std::to_string(added.integer(*added.columnIndex("id")));
     });
@@ -165,10 +158,8 @@ void saveShopRates(const TRateBaseInfo& r, const TDianBaseInfo& shop, Database& 
         .bind("salerNotBad4", r.salerNotBad4)
         .bind("salerGood1", r.salerGood1);
     st.bind("salerGood2", r.salerGood2).bind("salerGood3", r.salerGood3).bind("salerGood4", r.salerGood4);
-    st.bind("itemGoal", utf8(r.itemGoal)).bind("serviceGoal", utf8(r.serviceGoal));
-    st.bind("consignGoal", utf8(r.consignGoal))
-        .bind("virtualGoal", r.virtualGoal)
-        .bind("realGoal", r.realGoal);
+    st.bind("itemGoal", r.itemGoal).bind("serviceGoal", r.serviceGoal);
+    st.bind("consignGoal", r.consignGoal).bind("virtualGoal", r.virtualGoal).bind("realGoal", r.realGoal);
     st.bind("salerGoodRate", r.salerGoodRate).bind("buyerGoodRate", r.buyerGoodRate);
     st.bind("buylevel", buyLevel).bind("buyerCredit", r.buyerCredit).bind("saleLevel", saleLevel);
     st.bind("salerCredit", r.salerCredit).bind("dianId", shopId(shop));
@@ -178,8 +169,8 @@ void saveShopRates(const TRateBaseInfo& r, const TDianBaseInfo& shop, Database& 
 void saveItem(TItemBaseInfo& item, const TDianBaseInfo& shop, Database& db) {
     if (shop.dianzhu.empty() || item.itemId.empty()) return;
     auto find = db.prepare("select * from itemInfo where itemId=:itemId");
-    find.bind("itemId", utf8(item.itemId));
-    std::string title = utf8First(item.itemTitle, 60);
+    find.bind("itemId", item.itemId);
+    std::string title = firstCharacters(item.itemTitle, 60);
     std::string savedAt = now();
     if (find.step()) {
         item.updateDate = find.text(*find.columnIndex("updateDate"));
@@ -193,9 +184,9 @@ void saveItem(TItemBaseInfo& item, const TDianBaseInfo& shop, Database& db) {
             .bind("curSale", item.curSale)
             .bind("monthSale", item.monthSale)
             .bind("favorite", item.favorite)
-            .bind("addr", utf8(item.addr))
+            .bind("addr", item.addr)
             .bind("curPrice", item.curPrice)
-            .bind("itemId", utf8(item.itemId));
+            .bind("itemId", item.itemId);
         update.execute();
         return;
     }
@@ -206,14 +197,14 @@ void saveItem(TItemBaseInfo& item, const TDianBaseInfo& shop, Database& db) {
         "values(:dianId,:itemId,:itemTitle,:itemAutionUrl,:updateDate,:curSale,:monthSale,:favorite,:addr,:"
         "curPrice)");
     insert.bind("dianId", shopId(shop))
-        .bind("itemId", utf8(item.itemId))
+        .bind("itemId", item.itemId)
         .bind("itemTitle", title)
-        .bind("itemAutionUrl", utf8(item.itemAutionUrl))
+        .bind("itemAutionUrl", item.itemAutionUrl)
         .bind("updateDate", savedAt)
         .bind("curSale", item.curSale)
         .bind("monthSale", item.monthSale)
         .bind("favorite", item.favorite)
-        .bind("addr", utf8(item.addr))
+        .bind("addr", item.addr)
         .bind("curPrice", item.curPrice);
     insert.execute();
     item.updateDate = kNeverSaved;
@@ -226,7 +217,7 @@ int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, P
         std::string from = dateText(item.saleFromDate);
         auto fromDate = DateTime::parse(item.saleFromDate);
         if (!fromDate) throw TSaveException(kListSaveError);
-        std::string itemId = utf8(item.itemId);
+        std::string itemId = item.itemId;
         auto remove = db.prepare("delete from saleInfo where sj>=:sj and itemId=:itemId");
         remove.bind("sj", from).bind("itemId", itemId);
         remove.execute();
@@ -245,15 +236,15 @@ int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, P
                 break;
             }
             insert.bind("itemId", itemId)
-                .bind("trade_id", utf8(sale.tradeId))
-                .bind("itemtitle", utf8First(sale.itemTitle, 60))
+                .bind("trade_id", sale.tradeId)
+                .bind("itemtitle", firstCharacters(sale.itemTitle, 60))
                 .bind("amount", sale.amount)
-                .bind("buyername", utf8(sale.buyerName))
-                .bind("buyerId", utf8(sale.buyerId))
+                .bind("buyername", sale.buyerName)
+                .bind("buyerId", sale.buyerId)
                 .bind("sj", sold->toString())
                 .bind("buynum", sale.buyNum)
                 .bind("getnum", sale.buyNum)
-                .bind("status", utf8(sale.status));
+                .bind("status", sale.status);
             insert.execute();
             ++inserted;
             if (gauge) gauge->setPosition(position);
@@ -275,15 +266,15 @@ void saveRatings(const RecordList<TRateInfo>& ratings, const TDianBaseInfo& shop
         int position = 0;
         for (const auto& [text, rating] : ratings) {
             insert.bind("dianId", id)
-                .bind("pj", utf8(rating.pj))
+                .bind("pj", rating.pj)
                 .bind("pjsj", dateText(rating.pjsj))
-                .bind("trade_id", utf8First(rating.tradeId, 20))
-                .bind("itemid", utf8First(rating.itemId, 36))
-                .bind("itemtitle", utf8First(rating.itemTitle, 60))
-                .bind("pjName", utf8First(fromDecimalRefs(rating.pjName), 20))
+                .bind("trade_id", firstCharacters(rating.tradeId, 20))
+                .bind("itemid", firstCharacters(rating.itemId, 36))
+                .bind("itemtitle", firstCharacters(rating.itemTitle, 60))
+                .bind("pjName", firstCharacters(rating.pjName, 20))
                 .bind("jg", rating.jg)
-                .bind("pjinfo", utf8(rating.pjInfo))
-                .bind("pjjs", utf8(rating.pjjs));
+                .bind("pjinfo", rating.pjInfo)
+                .bind("pjjs", rating.pjjs);
             insert.execute();
             if (gauge) gauge->setPosition(++position);
         }
@@ -310,7 +301,7 @@ std::string readRatingBound(const TDianBaseInfo& shop, RatingBound which, Databa
             bound = st.text(which == RatingBound::Oldest ? 1 : 0);
         }
     });
-    if (!found) throw TSaveException("找不到" + utf8(shop.dianming) + "店铺，[更新日期]不能更新！");
+    if (!found) throw TSaveException("找不到" + shop.dianming + "店铺，[更新日期]不能更新！");
     return bound;
 }
 

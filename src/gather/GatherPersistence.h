@@ -18,8 +18,8 @@ public:
 };
 
 // Saves of gathered records. They run on the caller's connection inside the caller's transaction and
-// never open, commit or roll back one themselves. Text fields of the records are GBK; the database
-// holds UTF-8, so texts are converted when bound, and "the first N characters" counts characters.
+// never open, commit or roll back one themselves. Texts are UTF-8 as the records hold them, and "the
+// first N characters" counts characters.
 
 // Inserts or updates the shop's row by its seller nickname and sets shop.id. An existing shop keeps
 // its address, user id and category. Raises TSaveException.

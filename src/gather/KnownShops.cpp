@@ -1,19 +1,17 @@
 #include "KnownShops.h"
 
-#include "base/GbkText.h"
-
 namespace vantor {
 
 namespace {
 
 TDianBaseInfo fromRow(db::Statement& row) {
     TDianBaseInfo shop;
-    shop.dianzhu = toGbk(row.text(0));
-    shop.dianming = toGbk(row.text(1));
-    shop.loc = toGbk(row.text(2));
-    shop.webaddr = toGbk(row.text(3));
+    shop.dianzhu = row.text(0);
+    shop.dianming = row.text(1);
+    shop.loc = row.text(2);
+    shop.webaddr = row.text(3);
     shop.salerCredit = std::int32_t(row.integer(4));
-    shop.addr = toGbk(row.text(5));
+    shop.addr = row.text(5);
     shop.commodityNum = std::int32_t(row.integer(6));
     return shop;
 }
@@ -32,11 +30,11 @@ TDianBaseInfo shopFromAddress(db::Database& db, const std::string& address) {
     find.bind("webaddr", trimmed).bind("slashed", trimmed + "/");
     if (find.step()) {
         TDianBaseInfo shop = fromRow(find);
-        shop.webaddr = toGbk(address);
+        shop.webaddr = address;
         return shop;
     }
     TDianBaseInfo shop;
-    shop.webaddr = toGbk(address);
+    shop.webaddr = address;
     return shop;
 }
 

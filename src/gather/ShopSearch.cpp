@@ -87,13 +87,13 @@ const std::vector<std::string>& searchGridColumns() {
 std::vector<std::string> searchGridRow(int number, const TDianBaseInfo& shop) {
     return {std::to_string(number),
             "",
-            gbkToUtf8(shop.dianzhu),
-            gbkToUtf8(shop.dianming),
+            shop.dianzhu,
+            shop.dianming,
             std::to_string(shop.salerCredit),
-            gbkToUtf8(shop.loc),
-            gbkToUtf8(shop.webaddr),
+            shop.loc,
+            shop.webaddr,
             std::to_string(shop.commodityNum),
-            gbkToUtf8(shop.addr)};
+            shop.addr};
 }
 
 } // namespace vantor

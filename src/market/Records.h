@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-// The marketplace records the page parsers fill and the saves write. Text fields hold the page's GBK
-// bytes; every text starts empty and every number at 0.
+// The marketplace records the page parsers fill and the saves write. Text fields are UTF-8: the parser
+// decodes the page's GBK once, when it makes the record. Every text starts empty and every number at 0.
 
 namespace vantor {
 
@@ -89,7 +89,7 @@ struct TRateInfo {
     std::string pjInfo;
     std::string pjjs;
     std::string pjsj;
-    std::string pjName; // still carries decimal character references
+    std::string pjName; // its decimal character references already read
     std::string itemId;
     std::string itemTitle;
     std::string tradeId;

@@ -1,5 +1,7 @@
 #include "ParseSupport.h"
 
+#include "RefCodecs.h"
+
 #include "ExpressionCache.h"
 #include "TParseException.h"
 #include "base/GbkText.h"
@@ -94,6 +96,51 @@ double numberField(std::string_view text) {
     throw TParseException("“" + gbkToUtf8(text) + "”不是有效的数字！");
 }
 
+namespace {
+
+template <class Record, class... Fields> void decodeFields(Record& record, Fields Record::*... fields) {
+    ((record.*fields = gbkToUtf8(record.*fields)), ...);
+}
+
+} // namespace
+
+void decodeText(TDianBaseInfo& shop) {
+    using T = TDianBaseInfo;
+    decodeFields(shop, &T::id, &T::webaddr, &T::rateUrl, &T::addr, &T::dianming, &T::dianzhu, &T::userId,
+                 &T::loc, &T::commodityKind, &T::createDate, &T::firstPageUrl, &T::lastGathered);
+}
+
+void decodeText(TItemBaseInfo& item) {
+    using T = TItemBaseInfo;
+    decodeFields(item, &T::itemTitle, &T::itemId, &T::itemAutionUrl, &T::updateDate, &T::addr,
+                 &T::saleFromDate);
+}
+
+void decodeText(TItemInfo& row) {
+    using T = TItemInfo;
+    decodeFields(row, &T::itemTitle, &T::cell22, &T::place, &T::shipping, &T::itemUrl, &T::price,
+                 &T::reserved, &T::dianzhu, &T::cell23);
+}
+
+void decodeText(TAutionInfo& sale) {
+    using T = TAutionInfo;
+    decodeFields(sale, &T::buyerName, &T::buyerId, &T::itemTitle, &T::tradeId, &T::buyerLink, &T::itemLink,
+                 &T::buyerBadge, &T::sj, &T::status);
+}
+
+void decodeText(TRateInfo& rating) {
+    using T = TRateInfo;
+    // The references spell GBK characters (or '?'), so they are read before the text is decoded.
+    rating.pjName = fromDecimalRefs(rating.pjName);
+    decodeFields(rating, &T::pj, &T::pjInfo, &T::pjjs, &T::pjsj, &T::pjName, &T::itemId, &T::itemTitle,
+                 &T::tradeId, &T::raterLink);
+}
+
+void decodeText(TRateBaseInfo& summary) {
+    using T = TRateBaseInfo;
+    decodeFields(summary, &T::dianId, &T::itemGoal, &T::serviceGoal, &T::consignGoal);
+}
+
 RecordList<TItemInfo> readItemRows(std::string_view cleanedPage, const Regex& row,
                                    const ItemRowGroups& groups) {
     const auto spanOpen = compiled(Expression::SpanOpen);
@@ -112,6 +159,7 @@ RecordList<TItemInfo> readItemRows(std::string_view cleanedPage, const Regex& ro
         // An empty cell means nothing to pay, and the lists show it as 0.
         if (item.shipping.empty()) item.shipping.push_back('0');
         if (item.price.empty()) item.price.push_back('0');
+        decodeText(item);
         list.add(std::move(item));
     });
 }

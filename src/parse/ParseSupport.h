@@ -58,6 +58,14 @@ struct ItemRowGroups {
     int cell23 = 0;
 };
 
+// Pages are GBK; a record leaves its parser with UTF-8 text, so nothing above parsing decodes again.
+void decodeText(TDianBaseInfo& shop);
+void decodeText(TItemBaseInfo& item);
+void decodeText(TItemInfo& row);
+void decodeText(TAutionInfo& sale);
+void decodeText(TRateInfo& rating); // the rater's name with its decimal character references read
+void decodeText(TRateBaseInfo& summary);
+
 RecordList<TItemInfo> readItemRows(std::string_view cleanedPage, const Regex& row,
                                    const ItemRowGroups& groups);
 

@@ -75,6 +75,7 @@ TRateBaseInfo parseRateSummary(std::string_view page) {
         info.buyerCredit = detail::intField(buyer->group(1));
         info.buyerGoodRate = detail::numberField(buyer->group(2));
     }
+    detail::decodeText(info);
     return info;
 }
 

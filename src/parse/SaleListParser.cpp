@@ -21,6 +21,7 @@ RecordList<TAutionInfo> parseSaleList(std::string_view page) {
             sale.sj = row.text(11);
             sale.status = row.text(12);
             sale.tradeId = detail::firstGroup(row.group(0), Expression::TradeId, 1);
+            detail::decodeText(sale);
             list.add(std::move(sale));
         });
 }

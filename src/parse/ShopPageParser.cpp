@@ -41,6 +41,7 @@ TDianBaseInfo parseShopPage(std::string_view page) {
     shop.userId = userIdFromRateUrl(shop.rateUrl);
     if (shop.userId.empty()) shop.userId = firstGroup(text, Expression::UserIdFromScript, 1);
     if (shop.userId.empty()) shop.userId = kNoUserId;
+    detail::decodeText(shop);
     return shop;
 }
 

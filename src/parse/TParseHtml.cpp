@@ -53,6 +53,7 @@ RecordList<TDianBaseInfo> TParseHtml::parseShopList(std::string_view page) {
                                                   shop.addr = row.text(14);
                                                   shop.salerCredit = intField(row.group(15));
                                                   shop.rateUrl = row.text(17);
+                                                  detail::decodeText(shop);
                                                   list.add(std::move(shop));
                                               });
 }
@@ -88,6 +89,7 @@ TItemBaseInfo TParseHtml::parseItemPage(std::string_view page) {
     item.addr = detail::firstGroup(text, Expression::ItemAddr, 1);
     if (const auto match = detail::firstMatch(text, Expression::ItemPrice))
         item.curPrice = detail::numberField(match->group(1));
+    detail::decodeText(item);
     return item;
 }
 
@@ -102,7 +104,7 @@ std::string TParseHtml::buyerListUrl(std::string_view page) {
     replaceEvery(url, "is_start=false", "is_start=true");
     replaceEvery(url, "&bid_page=1&page_size=15", "");
     url += "&page_size=80&&bid_page=";
-    return url;
+    return gbkToUtf8(url);
 }
 
 std::int32_t TParseHtml::parseSoldTotal(std::string_view page) {
@@ -111,7 +113,7 @@ std::int32_t TParseHtml::parseSoldTotal(std::string_view page) {
 }
 
 std::string TParseHtml::parseShopEntry(std::string_view page) {
-    return detail::firstGroup(detail::standardCleanup(page), Expression::ShopEntry, 1);
+    return gbkToUtf8(detail::firstGroup(detail::standardCleanup(page), Expression::ShopEntry, 1));
 }
 
 RecordList<TRateInfo> TParseHtml::parseRateList(std::string_view page, std::string_view rowExpression) {
@@ -129,6 +131,7 @@ RecordList<TRateInfo> TParseHtml::parseRateList(std::string_view page, std::stri
             rate.tradeId = row.text(14);
             rate.itemTitle = row.text(15);
             rate.jg = detail::numberField(row.group(17));
+            detail::decodeText(rate);
             std::string time = rate.pjsj;
             list.add(std::move(time), std::move(rate));
         });

@@ -9,7 +9,8 @@
 namespace vantor {
 
 // The page parsers of the shop search, item list, item and rating pages. Stateless; every operation
-// cleans the page itself. Pages and results are GBK bytes. Failures raise TParseException.
+// cleans the page itself. Pages are GBK bytes; the records and addresses it returns are UTF-8.
+// Failures raise TParseException.
 class TParseHtml {
 public:
     // One shop per search result row, in page order, under "0", "1", ….

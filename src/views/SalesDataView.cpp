@@ -1,7 +1,5 @@
 #include "SalesDataView.h"
 
-#include "base/GbkText.h"
-
 #include <cstdio>
 #include <stdexcept>
 
@@ -180,12 +178,12 @@ std::optional<TDianBaseInfo> SalesDataView::shopForDownload() const {
     if (shops_.current() < 0) return std::nullopt;
     const size_t row = size_t(shops_.current());
     TDianBaseInfo shop;
-    shop.dianzhu = toGbk(shops_.displayText(row, "dianzhu"));
-    shop.dianming = toGbk(shops_.displayText(row, "dianming"));
-    shop.webaddr = toGbk(shops_.displayText(row, "webaddr"));
+    shop.dianzhu = shops_.displayText(row, "dianzhu");
+    shop.dianming = shops_.displayText(row, "dianming");
+    shop.webaddr = shops_.displayText(row, "webaddr");
     shop.salerCredit = std::int32_t(shops_.integer(row, "salerCredit").value_or(0));
-    shop.addr = toGbk(shops_.displayText(row, "addr"));
-    shop.loc = toGbk(shops_.displayText(row, "loc"));
+    shop.addr = shops_.displayText(row, "addr");
+    shop.loc = shops_.displayText(row, "loc");
     shop.commodityNum = std::int32_t(shops_.integer(row, "commodityNum").value_or(0));
     return shop;
 }

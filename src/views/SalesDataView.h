@@ -70,7 +70,7 @@ public:
 
     std::string shopAddress() const; // what a double click opens
     std::string itemAddress() const;
-    // The current shop as a search result row for the sales gathering (texts in GBK, as pages give them).
+    // The current shop as a search result row for the sales gathering .
     std::optional<TDianBaseInfo> shopForDownload() const;
 
 private:

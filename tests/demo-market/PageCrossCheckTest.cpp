@@ -9,7 +9,6 @@
 #include "parse/Expressions.h"
 #include "parse/ItemSearchParser.h"
 #include "parse/RateSummaryParser.h"
-#include "parse/RefCodecs.h"
 #include "parse/SaleListParser.h"
 #include "parse/ShopPageParser.h"
 #include "parse/TParseHtml.h"
@@ -47,11 +46,11 @@ DemoMarket* PageCrossCheckTest::market = nullptr;
 void expectShopRow(const TDianBaseInfo& row, const Shop& s) {
     SCOPED_TRACE(s.nick);
     EXPECT_EQ(row.webaddr, s.webAddress());
-    EXPECT_EQ(row.dianming, gbk(s.name));
-    EXPECT_EQ(row.loc, gbk(s.mainBusiness));
+    EXPECT_EQ(row.dianming, s.name);
+    EXPECT_EQ(row.loc, s.mainBusiness);
     EXPECT_EQ(row.commodityNum, static_cast<int>(s.items.size()));
-    EXPECT_EQ(row.dianzhu, gbk(s.nick));
-    EXPECT_EQ(row.addr, gbk(s.location));
+    EXPECT_EQ(row.dianzhu, s.nick);
+    EXPECT_EQ(row.addr, s.location);
     EXPECT_EQ(row.salerCredit, s.sellerCredit);
     EXPECT_EQ(row.rateUrl, s.rateAddress());
 }
@@ -119,15 +118,15 @@ TEST_F(PageCrossCheckTest, ShopPagesGiveProfileRatingLinkAndUserId) {
         const TDianBaseInfo parsed = parseShopPage(get(s.webAddress()));
         EXPECT_EQ(parsed.rateUrl, s.hasRatingLink ? s.rateAddress() : "");
         EXPECT_EQ(parsed.userId, s.userId);
-        EXPECT_EQ(parsed.dianzhu, gbk(s.nick));
+        EXPECT_EQ(parsed.dianzhu, s.nick);
         EXPECT_EQ(parsed.webaddr, s.webAddress());
         EXPECT_EQ(parsed.salerCredit, s.sellerCredit);
         EXPECT_EQ(parsed.buyerCredit, s.buyerCredit);
         EXPECT_EQ(parsed.favorite, s.favorite);
         EXPECT_EQ(parsed.createDate, s.createDate);
         EXPECT_EQ(parsed.commodityNum, static_cast<int>(s.items.size()));
-        EXPECT_EQ(parsed.addr, gbk(s.location));
-        EXPECT_EQ(parsed.loc, gbk(s.mainBusiness));
+        EXPECT_EQ(parsed.addr, s.location);
+        EXPECT_EQ(parsed.loc, s.mainBusiness);
         EXPECT_EQ(parsed.firstPageUrl, s.webAddress() + "/");
     }
 }
@@ -151,10 +150,10 @@ TEST_F(PageCrossCheckTest, ItemListPagesListEveryItemOfTheShop) {
                 const Item& it = model().itemOf(s, static_cast<int>(position++));
                 const TItemInfo& row = entry.record;
                 EXPECT_EQ(row.itemUrl, it.address());
-                EXPECT_EQ(row.itemTitle, gbk(it.title));
-                EXPECT_EQ(row.place, gbk(it.location));
+                EXPECT_EQ(row.itemTitle, it.title);
+                EXPECT_EQ(row.place, it.location);
                 EXPECT_EQ(row.price, money(it.price));
-                EXPECT_EQ(row.dianzhu, gbk(s.nick));
+                EXPECT_EQ(row.dianzhu, s.nick);
                 EXPECT_EQ(row.cell22, it.id);
                 EXPECT_EQ(row.cell23, s.userId);
             }
@@ -166,13 +165,13 @@ TEST_F(PageCrossCheckTest, ItemListPagesListEveryItemOfTheShop) {
 void expectSale(const TAutionInfo& row, const Sale& sale) {
     SCOPED_TRACE(sale.tradeId);
     EXPECT_EQ(row.tradeId, sale.tradeId);
-    EXPECT_EQ(row.buyerName, gbk(sale.buyerName));
+    EXPECT_EQ(row.buyerName, sale.buyerName);
     EXPECT_EQ(row.buyerId, sale.buyerId);
-    EXPECT_EQ(row.itemTitle, gbk(sale.itemTitle));
+    EXPECT_EQ(row.itemTitle, sale.itemTitle);
     EXPECT_DOUBLE_EQ(row.amount, sale.price);
     EXPECT_DOUBLE_EQ(row.buyNum, sale.quantity);
     EXPECT_EQ(row.sj, sale.time);
-    EXPECT_EQ(row.status, gbk(sale.status));
+    EXPECT_EQ(row.status, sale.status);
 }
 
 TEST_F(PageCrossCheckTest, ItemPagesAndTheirBuyerLists) {
@@ -188,11 +187,11 @@ TEST_F(PageCrossCheckTest, ItemPagesAndTheirBuyerLists) {
         const std::string page = get(it->address());
         const TItemBaseInfo parsed = TParseHtml::parseItemPage(page);
         EXPECT_EQ(parsed.itemId, it->hasItemId ? it->id : "000000000000000");
-        EXPECT_EQ(parsed.itemTitle, gbk(it->title));
+        EXPECT_EQ(parsed.itemTitle, it->title);
         EXPECT_EQ(parsed.curSale, it->curSale);
         EXPECT_EQ(parsed.monthSale, it->showsMonthSale ? it->monthSale : 0);
         EXPECT_EQ(parsed.favorite, it->favorite);
-        EXPECT_EQ(parsed.addr, gbk(it->location));
+        EXPECT_EQ(parsed.addr, it->location);
         EXPECT_DOUBLE_EQ(parsed.curPrice, it->price);
         EXPECT_EQ(TParseHtml::parseShopEntry(page), shop(it->shopIndex).webAddress());
         const std::string buyers = TParseHtml::buyerListUrl(page);
@@ -252,12 +251,11 @@ void expectRating(const std::string& listText, const TRateInfo& row, const Ratin
     SCOPED_TRACE(r.tradeId);
     EXPECT_EQ(listText, r.time);
     EXPECT_EQ(row.pjsj, r.time);
-    EXPECT_EQ(row.pj, gbk(gradeText(r.grade)));
-    EXPECT_EQ(row.pjInfo, gbk(r.comment));
-    EXPECT_EQ(row.pjjs, gbk(r.explanation));
-    EXPECT_EQ(row.pjName, decimalRefs(r.raterName)) << "names keep their references";
-    EXPECT_EQ(fromDecimalRefs(row.pjName), gbk(r.raterName));
-    EXPECT_EQ(row.itemTitle, gbk(r.itemTitle));
+    EXPECT_EQ(row.pj, gradeText(r.grade));
+    EXPECT_EQ(row.pjInfo, r.comment);
+    EXPECT_EQ(row.pjjs, r.explanation);
+    EXPECT_EQ(row.pjName, r.raterName); // the page spells it in references
+    EXPECT_EQ(row.itemTitle, r.itemTitle);
     EXPECT_EQ(row.tradeId, r.tradeId);
     EXPECT_DOUBLE_EQ(row.jg, r.price);
 }
@@ -313,11 +311,11 @@ TEST_F(PageCrossCheckTest, ItemSearchBySalesWithPriceFilter) {
             const TItemInfo& row = rows.record(i);
             SCOPED_TRACE(it.id);
             EXPECT_EQ(row.itemUrl, it.address());
-            EXPECT_EQ(row.itemTitle, gbk(it.title)) << "highlight spans removed";
-            EXPECT_EQ(row.place, gbk(it.location));
+            EXPECT_EQ(row.itemTitle, it.title) << "highlight spans removed";
+            EXPECT_EQ(row.place, it.location);
             EXPECT_EQ(row.price, money(it.price));
             EXPECT_EQ(row.shipping, money(it.shipping));
-            EXPECT_EQ(row.dianzhu, gbk(shop(it.shopIndex).nick));
+            EXPECT_EQ(row.dianzhu, shop(it.shopIndex).nick);
             EXPECT_EQ(row.cell22, std::to_string(it.monthSale));
         }
     }

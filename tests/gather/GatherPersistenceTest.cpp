@@ -1,5 +1,4 @@
 #include "gather/GatherPersistence.h"
-#include "base/GbkText.h"
 #include "db/TDM.h"
 #include "support/TempDir.h"
 
@@ -20,12 +19,12 @@ struct Gauge : ProgressGauge {
 
 TDianBaseInfo shop(const std::string& dianzhu) {
     TDianBaseInfo s;
-    s.dianzhu = toGbk(dianzhu);
-    s.dianming = toGbk("小店");
+    s.dianzhu = dianzhu;
+    s.dianming = "小店";
     s.webaddr = "http://shop1.taobao.com";
     s.userId = "u1";
-    s.addr = toGbk("浙江 杭州");
-    s.loc = toGbk("女装");
+    s.addr = "浙江 杭州";
+    s.loc = "女装";
     s.salerCredit = 120;
     s.createDate = "2008-03-01";
     return s;
@@ -35,11 +34,11 @@ TAutionInfo sale(const std::string& sj, const std::string& trade, double num = 1
     TAutionInfo a;
     a.sj = sj;
     a.tradeId = trade;
-    a.buyerName = toGbk("买家");
-    a.itemTitle = toGbk("连衣裙");
+    a.buyerName = "买家";
+    a.itemTitle = "连衣裙";
     a.amount = 10;
     a.buyNum = num;
-    a.status = toGbk("成交");
+    a.status = "成交";
     return a;
 }
 
@@ -47,7 +46,7 @@ TRateInfo rating(const std::string& trade, const std::string& pjsj) {
     TRateInfo r;
     r.tradeId = trade;
     r.pjsj = pjsj;
-    r.pj = toGbk("好评");
+    r.pj = "好评";
     r.pjName = "buyer";
     return r;
 }
@@ -87,7 +86,7 @@ TEST_F(Persistence, AnUpdateKeepsAddressUserIdAndCategory) {
     auto again = shop("掌柜甲");
     again.webaddr = "http://elsewhere";
     again.userId = "u2";
-    again.dianming = toGbk("新店名");
+    again.dianming = "新店名";
     again.salerCredit = 999;
     saveShopBase(again, db);
     EXPECT_EQ(again.id, s.id);
@@ -155,7 +154,7 @@ TEST_F(Persistence, ItemsRememberTheirPreviousSaveTime) {
     saveShopBase(s, db);
     TItemBaseInfo item;
     item.itemId = "1001";
-    item.itemTitle = toGbk("连衣裙");
+    item.itemTitle = "连衣裙";
     item.curPrice = 99.5;
     item.monthSale = 7;
     saveItem(item, s, db);
@@ -179,7 +178,7 @@ TEST_F(Persistence, ItemTitlesKeepTheirFirstSixtyCharacters) {
         seventy += i < 60 ? "裙" : "尾";
     TItemBaseInfo item;
     item.itemId = "1";
-    item.itemTitle = toGbk(seventy);
+    item.itemTitle = seventy;
     saveItem(item, s, db);
     std::string stored = text("select itemTitle from itemInfo");
     EXPECT_EQ(stored.size(), 60u * 3); // 60 characters of three UTF-8 bytes each
@@ -237,7 +236,7 @@ TEST_F(Persistence, RatingsOfOneTradeSavedTwiceLeaveTheOlderRow) {
     auto keptId = text("select id from pjinfo where trade_id='T1'");
     RecordList<TRateInfo> second;
     auto newer = rating("T1", "2012-01-01 10:00:00");
-    newer.pjInfo = toGbk("第二次");
+    newer.pjInfo = "第二次";
     second.add(newer);
     second.add(rating("T3", "2012-01-03 10:00:00"));
     Gauge gauge;
@@ -256,16 +255,16 @@ TEST_F(Persistence, RatingsOfOneTradeSavedTwiceLeaveTheOlderRow) {
     EXPECT_EQ(count("select count(*) from pjinfo where trade_id='T1'"), 2);
 }
 
-TEST_F(Persistence, RaterNamesAreDecodedFromReferencesAndCut) {
+TEST_F(Persistence, RaterNamesAndTradeIdsAreCutToTheirCharacterCounts) {
     auto s = shop("掌柜甲");
     saveShopBase(s, db);
     RecordList<TRateInfo> list;
     auto r = rating("T1", "2012-01-01 10:00:00");
-    r.pjName = "&#24352;&#19977;abc"; // 张三abc
+    r.pjName = "张三abc";
     list.add(r);
     auto longName = rating("T2", "2012-01-01 11:00:00");
     for (int i = 0; i < 25; ++i)
-        longName.pjName += "&#26446;"; // 李
+        longName.pjName += "李";
     longName.tradeId = std::string(30, '9');
     list.add(longName);
     saveRatings(list, s, nullptr, db);
@@ -291,7 +290,7 @@ TEST_F(Persistence, RatingBoundsAreTheNewestAndOldestRatingHeld) {
 TEST_F(Persistence, AnUnknownShopNamesItselfInTheBoundMessage) {
     auto ghost = shop("掌柜丙");
     ghost.id = "4711";
-    ghost.dianming = toGbk("幽灵店");
+    ghost.dianming = "幽灵店";
     try {
         readRatingBound(ghost, RatingBound::Newest, db);
         FAIL() << "no exception";

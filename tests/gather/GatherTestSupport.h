@@ -1,6 +1,5 @@
 #pragma once
 
-#include "base/GbkText.h"
 #include "demo-market/DemoMarket.h"
 #include "download/SlotProgress.h"
 #include "gather/SalesGathering.h"
@@ -31,9 +30,9 @@ inline std::shared_ptr<const THttpAgent> demoAgent(const demo::DemoMarket& marke
 inline TDianBaseInfo searchRowOf(const demo::Shop& shop) {
     TDianBaseInfo row;
     row.webaddr = shop.webAddress();
-    row.dianzhu = toGbk(shop.nick);
-    row.dianming = toGbk(shop.name);
-    row.loc = toGbk(shop.mainBusiness);
+    row.dianzhu = shop.nick;
+    row.dianming = shop.name;
+    row.loc = shop.mainBusiness;
     return row;
 }
 

@@ -23,7 +23,7 @@ TEST(FullRowItemList, MapsTheTwentyThreeGroups) {
     const TItemInfo& first = list.record(0);
     EXPECT_EQ(list.text(0), "0");
     EXPECT_EQ(first.itemUrl, "http://item.taobao.com/item.htm?id=60001");
-    EXPECT_EQ(first.itemTitle, gbk("真皮钱包男款"));
+    EXPECT_EQ(first.itemTitle, "真皮钱包男款");
     EXPECT_EQ(first.place, "c7");
     EXPECT_EQ(first.price, "c16");
     EXPECT_EQ(first.shipping, "c17");
@@ -34,8 +34,8 @@ TEST(FullRowItemList, MapsTheTwentyThreeGroups) {
 
     const TItemInfo& second = list.record(1);
     EXPECT_EQ(list.text(1), "1");
-    EXPECT_EQ(second.itemTitle, gbk("關門钱包&皮夹"));
-    EXPECT_EQ(second.place, gbk("江苏苏州"));
+    EXPECT_EQ(second.itemTitle, "關門钱包&皮夹");
+    EXPECT_EQ(second.place, "江苏苏州");
     EXPECT_EQ(second.price, "0");
     EXPECT_EQ(second.shipping, "0");
 }
@@ -66,8 +66,8 @@ TEST(ShortRowItemList, MapsTheFifteenGroups) {
     ASSERT_EQ(list.size(), 2u);
     const TItemInfo& first = list.record(0);
     EXPECT_EQ(first.itemUrl, "http://item.taobao.com/item.htm?id=400001");
-    EXPECT_EQ(first.itemTitle, gbk("韩版连衣裙春装新款1")); // the highlight span is gone, the word stays
-    EXPECT_EQ(first.place, gbk("浙江 杭州"));
+    EXPECT_EQ(first.itemTitle, "韩版连衣裙春装新款1"); // the highlight span is gone, the word stays
+    EXPECT_EQ(first.place, "浙江 杭州");
     EXPECT_EQ(first.price, "80.00");
     EXPECT_EQ(first.shipping, "10.00");
     EXPECT_EQ(first.dianzhu, "seller1");
@@ -75,8 +75,8 @@ TEST(ShortRowItemList, MapsTheFifteenGroups) {
     EXPECT_EQ(first.cell23, "");
 
     const TItemInfo& second = list.record(1);
-    EXPECT_EQ(second.place, gbk("上海"));
-    EXPECT_EQ(second.dianzhu, gbk("tea&cup關"));
+    EXPECT_EQ(second.place, "上海");
+    EXPECT_EQ(second.dianzhu, "tea&cup關");
     EXPECT_EQ(second.price, "81.00");
 }
 
@@ -106,7 +106,7 @@ TEST(ItemSearch, RowsAndTheSoldCountAndTheTotal) {
     EXPECT_EQ(list.record(2).price, "82.00");
     EXPECT_EQ(list.record(2).shipping, "10.00");
     EXPECT_EQ(parseItemSearchTotal(page), 1234);
-    EXPECT_EQ(parseItemSearchTotal(gbk("<DIV class=\"x\">没有找到相关宝贝</DIV>")), 0);
+    EXPECT_EQ(parseItemSearchTotal("<DIV class=\"x\">没有找到相关宝贝</DIV>"), 0);
 }
 
 TEST(ShopItemList, RowsCarryTheHiddenIdsAndNoShipping) {
@@ -116,8 +116,8 @@ TEST(ShopItemList, RowsCarryTheHiddenIdsAndNoShipping) {
     ASSERT_EQ(list.size(), 2u);
     const TItemInfo& first = list.record(0);
     EXPECT_EQ(first.itemUrl, "http://item.taobao.com/item.htm?id=50001");
-    EXPECT_EQ(first.itemTitle, gbk("纯棉t恤男款"));
-    EXPECT_EQ(first.place, gbk("广东 广州"));
+    EXPECT_EQ(first.itemTitle, "纯棉t恤男款");
+    EXPECT_EQ(first.place, "广东 广州");
     EXPECT_EQ(first.price, "30.50");
     EXPECT_EQ(first.shipping, "0");
     EXPECT_EQ(first.dianzhu, "cottonshop");
@@ -125,7 +125,7 @@ TEST(ShopItemList, RowsCarryTheHiddenIdsAndNoShipping) {
     EXPECT_EQ(first.cell23, "778899");
     // The second row carries the video markup.
     EXPECT_EQ(list.record(1).cell22, "50002");
-    EXPECT_EQ(list.record(1).itemTitle, gbk("纯棉t恤 2"));
+    EXPECT_EQ(list.record(1).itemTitle, "纯棉t恤 2");
 }
 
 TEST(ShopItemList, PagingFactsOrDefaults) {
@@ -143,8 +143,8 @@ TEST(ShopItemList, PagingFactsOrDefaults) {
 
 TEST(BracketCount, ReadsTheCountBeforeTheClosingDiv) {
     EXPECT_EQ(TParseHtml::parseBracketCount(fixtures::shopSearchPage({}, "1234")), 1234);
-    EXPECT_EQ(TParseHtml::parseBracketCount(gbk("<DIV>找到( <BR/>56  )</DIV>")), 56);
-    EXPECT_EQ(TParseHtml::parseBracketCount(gbk("<DIV>找到</DIV>")), 0);
+    EXPECT_EQ(TParseHtml::parseBracketCount("<DIV>找到( <BR/>56  )</DIV>"), 56);
+    EXPECT_EQ(TParseHtml::parseBracketCount("<DIV>找到</DIV>"), 0);
     // No entity decoding on this page: an encoded blank is not a blank.
-    EXPECT_EQ(TParseHtml::parseBracketCount(gbk("<DIV>(&nbsp;12&nbsp;)</DIV>")), 0);
+    EXPECT_EQ(TParseHtml::parseBracketCount("<DIV>(&nbsp;12&nbsp;)</DIV>"), 0);
 }

@@ -13,11 +13,11 @@ TEST(ItemPage, EveryFieldFromItsExpression) {
     fields.title = "2010春装  新款 關門韓版";
     const TItemBaseInfo item = TParseHtml::parseItemPage(fixtures::itemPage(fields));
     EXPECT_EQ(item.itemId, "3958234761");
-    EXPECT_EQ(item.itemTitle, gbk("2010春装新款 關門韓版"));
+    EXPECT_EQ(item.itemTitle, "2010春装新款 關門韓版");
     EXPECT_EQ(item.curSale, 12);
     EXPECT_EQ(item.monthSale, 34);
     EXPECT_EQ(item.favorite, 567);
-    EXPECT_EQ(item.addr, gbk("浙江 杭州"));
+    EXPECT_EQ(item.addr, "浙江 杭州");
     EXPECT_DOUBLE_EQ(item.curPrice, 88.0);
     // Left to the caller and the save.
     EXPECT_EQ(item.itemAutionUrl, "");

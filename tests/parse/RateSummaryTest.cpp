@@ -80,7 +80,7 @@ TEST(RateSummary, ScoresAreCutToSixCharacters) {
     fields.scores[2] = "4.9分以上";
     const TRateBaseInfo info = parseRateSummary(fixtures::rateSummaryPage(fields));
     EXPECT_EQ(info.itemGoal, "4.8333");
-    EXPECT_EQ(info.consignGoal, fixtures::gbk("4.9分以上"));
+    EXPECT_EQ(info.consignGoal, "4.9分以上");
 }
 
 TEST(RateSummary, ASharesThatIsNoNumberRaises) {

@@ -20,11 +20,11 @@ TEST(SaleList, EveryFieldOfEverySale) {
 
     const TAutionInfo& first = list.record(0);
     EXPECT_EQ(list.text(0), "0");
-    EXPECT_EQ(first.buyerName, gbk("买家1"));
+    EXPECT_EQ(first.buyerName, "买家1");
     EXPECT_EQ(first.buyerId, "p1");
     EXPECT_EQ(first.buyerLink, "<a href=\"http://rate.taobao.com/user-rate-p1.htm\" target=\"_blank\">");
     EXPECT_EQ(first.buyerBadge, "<img src=\"vip.gif\" title=\"vip\">");
-    EXPECT_EQ(first.itemTitle, gbk("羊毛围巾"));
+    EXPECT_EQ(first.itemTitle, "羊毛围巾");
     EXPECT_EQ(
         first.itemLink,
         "href=\"http://trade.taobao.com/trade/detail/tradesnap.htm?trade_id=987650001\" target=\"_blank\"");
@@ -32,17 +32,17 @@ TEST(SaleList, EveryFieldOfEverySale) {
     EXPECT_DOUBLE_EQ(first.amount, 45.5);
     EXPECT_DOUBLE_EQ(first.buyNum, 1.0);
     EXPECT_EQ(first.sj, "2010-01-28 10:11:12");
-    EXPECT_EQ(first.status, gbk("成交"));
+    EXPECT_EQ(first.status, "成交");
 
     const TAutionInfo& anonymous = list.record(1);
-    EXPECT_EQ(anonymous.buyerName, gbk("t**1（匿名）"));
+    EXPECT_EQ(anonymous.buyerName, "t**1（匿名）");
     EXPECT_EQ(anonymous.buyerId, "");
     EXPECT_EQ(anonymous.buyerLink, "");
     EXPECT_EQ(anonymous.buyerBadge, "");
     EXPECT_DOUBLE_EQ(anonymous.buyNum, 2.0);
     EXPECT_EQ(anonymous.tradeId, "987650002");
 
-    EXPECT_EQ(list.record(2).itemTitle, gbk("羊毛&围巾 關門"));
+    EXPECT_EQ(list.record(2).itemTitle, "羊毛&围巾 關門");
     EXPECT_EQ(list.text(2), "2");
 }
 

@@ -30,11 +30,11 @@ TEST(ShopList, EveryFieldOfEveryRowInPageOrder) {
 
     const TDianBaseInfo& shop = list.record(1);
     EXPECT_EQ(shop.webaddr, "http://shop2.taobao.com/?from=search&id=7"); // lower case, entity decoded
-    EXPECT_EQ(shop.dianming, gbk("韓版女装精品&關門店"));                 // highlight and blank run gone
-    EXPECT_EQ(shop.loc, gbk("女装/女士精品 箱包"));
+    EXPECT_EQ(shop.dianming, "韓版女装精品&關門店");                      // highlight and blank run gone
+    EXPECT_EQ(shop.loc, "女装/女士精品 箱包");
     EXPECT_EQ(shop.commodityNum, 2048);
-    EXPECT_EQ(shop.dianzhu, gbk("maryshop關"));
-    EXPECT_EQ(shop.addr, gbk("广东深圳"));
+    EXPECT_EQ(shop.dianzhu, "maryshop關");
+    EXPECT_EQ(shop.addr, "广东深圳");
     EXPECT_EQ(shop.salerCredit, 98765);
     EXPECT_EQ(shop.rateUrl, "http://rate.taobao.com/user-rate-ux2.htm");
     // What the search row does not show stays at its default.
@@ -44,12 +44,12 @@ TEST(ShopList, EveryFieldOfEveryRowInPageOrder) {
     EXPECT_EQ(shop.favorite, 0);
     EXPECT_EQ(shop.createDate, "");
 
-    EXPECT_EQ(list.record(0).dianming, gbk("韩版女装精品店1"));
+    EXPECT_EQ(list.record(0).dianming, "韩版女装精品店1");
     EXPECT_EQ(list.record(0).dianzhu, "tianxin1");
     EXPECT_EQ(list.record(0).commodityNum, 100);
     EXPECT_EQ(list.record(0).salerCredit, 1000);
     EXPECT_EQ(list.record(2).webaddr, "http://shop3.taobao.com/");
-    EXPECT_EQ(list.record(2).addr, gbk("浙江 杭州"));
+    EXPECT_EQ(list.record(2).addr, "浙江 杭州");
 }
 
 TEST(ShopList, RowsWithAnotherRankTitleAreNotShops) {

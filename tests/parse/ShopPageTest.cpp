@@ -12,15 +12,15 @@ TEST(ShopPage, FirstLayoutGivesEveryField) {
     const TDianBaseInfo shop = parseShopPage(fixtures::shopPage(fixtures::ShopPage{}));
     EXPECT_EQ(shop.rateUrl, "http://rate.taobao.com/user-rate-a1b2c3d4.htm");
     EXPECT_EQ(shop.userId, "a1b2c3d4");
-    EXPECT_EQ(shop.dianzhu, gbk("甜心小铺mary"));
+    EXPECT_EQ(shop.dianzhu, "甜心小铺mary");
     EXPECT_EQ(shop.webaddr, ""); // this layout does not show the shop's address
     EXPECT_EQ(shop.salerCredit, 2345);
     EXPECT_EQ(shop.buyerCredit, 67);
     EXPECT_EQ(shop.favorite, 890);
     EXPECT_EQ(shop.createDate, "2008-05-06");
     EXPECT_EQ(shop.commodityNum, 321);
-    EXPECT_EQ(shop.addr, gbk("浙江 杭州"));
-    EXPECT_EQ(shop.loc, gbk("女装/女士精品"));
+    EXPECT_EQ(shop.addr, "浙江 杭州");
+    EXPECT_EQ(shop.loc, "女装/女士精品");
     EXPECT_EQ(shop.firstPageUrl, "http://shop35792146.taobao.com/?search=y");
     EXPECT_EQ(shop.id, "");
     EXPECT_EQ(shop.dianming, "");
@@ -35,7 +35,7 @@ TEST(ShopPage, SecondLayoutAlsoGivesTheShopAddress) {
     fields.firstPage = "http://shop35792146.taobao.com/index.htm";
     const TDianBaseInfo shop = parseShopPage(fixtures::shopPage(fields));
     EXPECT_EQ(shop.webaddr, "http://shop35792146.taobao.com/");
-    EXPECT_EQ(shop.dianzhu, gbk("關門小店"));
+    EXPECT_EQ(shop.dianzhu, "關門小店");
     EXPECT_EQ(shop.rateUrl, "http://rate.taobao.com/user-rate-qq77.htm");
     EXPECT_EQ(shop.userId, "qq77");
     EXPECT_EQ(shop.firstPageUrl, "http://shop35792146.taobao.com/index.htm");
@@ -61,7 +61,7 @@ TEST(ShopPage, UserIdFromTheScriptOrTheMarker) {
 TEST(ShopPage, AddressLineStandsInForAMissingLocation) {
     fixtures::ShopPage fields;
     fields.location = "";
-    EXPECT_EQ(parseShopPage(fixtures::shopPage(fields)).addr, gbk("杭州市西湖区文三路 1 号"));
+    EXPECT_EQ(parseShopPage(fixtures::shopPage(fields)).addr, "杭州市西湖区文三路 1 号");
 }
 
 TEST(ShopPage, AnItemCountThatIsNoNumberRaises) {

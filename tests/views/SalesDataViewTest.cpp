@@ -105,11 +105,10 @@ TEST_F(SalesDataViewTest, UpdateDownloadHandsOverTheShopAsASearchWouldFindIt) {
     auto shop = view->shopForDownload();
     ASSERT_TRUE(shop);
     EXPECT_EQ(shop->dianzhu, "O'Neil");
-    EXPECT_EQ(gbkToUtf8(shop->dianming), "奥尼尔,精品");
-    EXPECT_EQ(shop->dianming, toGbk("奥尼尔,精品")); // GBK, as the gathering's records hold
+    EXPECT_EQ(shop->dianming, "奥尼尔,精品");
     EXPECT_EQ(shop->webaddr, "http://shop2.taobao.com");
     EXPECT_EQ(shop->salerCredit, 300);
-    EXPECT_EQ(gbkToUtf8(shop->addr), "上海"); // the shop list's addr is its items' location
-    EXPECT_EQ(gbkToUtf8(shop->loc), "围巾");
+    EXPECT_EQ(shop->addr, "上海"); // the shop list's addr is its items' location
+    EXPECT_EQ(shop->loc, "围巾");
     EXPECT_EQ(shop->commodityNum, 8);
 }

@@ -6,7 +6,6 @@
 #include "UserMessages.h"
 #include "VantorApplication.h"
 #include "WelcomeWindow.h"
-#include "base/GbkText.h"
 #include "gather/windows/TsaleGatherFrm.h"
 #include "support/HttpServer.h"
 #include "support/TempDir.h"
@@ -164,7 +163,7 @@ private slots:
         auto* view = window->findChild<views::TsaleDataViewFrm*>();
         QVERIFY(view);
         TDianBaseInfo shop;
-        shop.dianzhu = toGbk("老掌柜");
+        shop.dianzhu = "老掌柜";
         shop.webaddr = "http://shop9.taobao.com";
         emit view->updateDownloadRequested(shop);
         TsaleGatherFrm* gather = window->saleGatherWindow();
@@ -249,7 +248,7 @@ private slots:
         TsaleGatherFrm* gather = window->saleGatherWindow();
         TDianBaseInfo shop;
         shop.webaddr = slow.url("/shop");
-        shop.dianzhu = toGbk("慢掌柜");
+        shop.dianzhu = "慢掌柜";
         gather->takeShops({shop});
         QTest::mouseClick(gather->selAll, Qt::LeftButton);
         QTest::mouseClick(gather->saveSearch, Qt::LeftButton);

@@ -1,6 +1,5 @@
 #include "UserMessages.h"
 #include "VantorApplication.h"
-#include "base/GbkText.h"
 #include "demo-market/DemoMarket.h"
 #include "gather/windows/TsaleGatherFrm.h"
 #include "support/TempDir.h"
@@ -96,7 +95,7 @@ private slots:
     void clickingARowTwiceTicksAndUnticksIt() {
         std::vector<TDianBaseInfo> shops(3);
         for (int i = 0; i < 3; ++i)
-            shops[size_t(i)].dianzhu = toGbk("掌柜" + std::to_string(i));
+            shops[size_t(i)].dianzhu = "掌柜" + std::to_string(i);
         window->takeShops(shops);
         QCOMPARE(window->searchGrid->rowCount(), 3);
         QTest::mouseClick(window->searchGrid->viewport(), Qt::LeftButton, {},
@@ -119,8 +118,8 @@ private slots:
             const auto& shop = market->model().shops()[size_t(i)];
             TDianBaseInfo row;
             row.webaddr = shop.webAddress();
-            row.dianzhu = toGbk(shop.nick);
-            row.dianming = toGbk(shop.name);
+            row.dianzhu = shop.nick;
+            row.dianming = shop.name;
             shops.push_back(row);
         }
         window->takeShops(shops);

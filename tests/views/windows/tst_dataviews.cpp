@@ -355,7 +355,7 @@ private slots:
         QTest::mouseClick(window->bsSkinButton4, Qt::LeftButton);
         QCOMPARE(handed.size(), 1);
         QCOMPARE(text(handed[0].dianzhu), QString("O'Neil"));
-        QCOMPARE(text(gbkToUtf8(handed[0].dianming)), QString("奥尼尔,精品"));
+        QCOMPARE(text(handed[0].dianming), QString("奥尼尔,精品"));
         QCOMPARE(handed[0].commodityNum, 8);
     }
 
