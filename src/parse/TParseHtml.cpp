@@ -100,11 +100,12 @@ std::string TParseHtml::buyerListUrl(std::string_view page) {
     const auto params = detail::firstMatch(button->group(0), Expression::BuyerListParams);
     if (!params) throw TParseException("商品交易链接解析出错！");
     // The page asks for 15 sales from a later start; the list is read 80 at a time from the first.
-    std::string url = params->text(1);
+    // Decoded before the tail goes on, so a broken byte at its end cannot swallow the tail.
+    std::string url = gbkToUtf8(params->text(1));
     replaceEvery(url, "is_start=false", "is_start=true");
     replaceEvery(url, "&bid_page=1&page_size=15", "");
     url += "&page_size=80&&bid_page=";
-    return gbkToUtf8(url);
+    return url;
 }
 
 std::int32_t TParseHtml::parseSoldTotal(std::string_view page) {
