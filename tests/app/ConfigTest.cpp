@@ -54,28 +54,23 @@ TEST(ConfigFile, TheFileIsReadableByItsOwnerOnly) {
     EXPECT_EQ(st.st_mode & 0777, 0600u);
 }
 
-TEST(ConfigFile, EveryAcceptedBooleanTextIsRead) {
+TEST(ConfigFile, EveryFieldIsReadAndOnlyFourBooleanTextsAreAccepted) {
     TempDir dir;
     for (auto [text, expected] : {std::pair{"true", true}, {"-1", true}, {"false", false}, {"0", false}}) {
         writeFile(dir / "config.ini", netSection(text));
         TConfig config;
         ConfigFile(dir / "config.ini").load(config);
         EXPECT_EQ(config.getHttpAgent()->AgentType, expected) << text;
-        EXPECT_EQ(config.getHttpAgent()->Server, "proxy.lan");
-        EXPECT_EQ(config.getHttpAgent()->ReadTimeOut, 100);
-        EXPECT_EQ(config.getHttpAgent()->ConnectTimeOut, 200);
-        EXPECT_EQ(config.getHttpAgent()->ConnectTime, 5);
-        EXPECT_EQ(config.optimize, "2");
-        EXPECT_EQ(config.lastTimeOpt, "2012-01-01 10:00:00");
     }
-}
-
-TEST(ConfigFile, AnyOtherBooleanTextIsAConfigurationError) {
-    TempDir dir;
+    TConfig config;
+    ConfigFile(dir / "config.ini").load(config);
+    EXPECT_EQ(*config.getHttpAgent(), (THttpAgent{false, "proxy.lan", 0, "u", "p", "", 100, 200, 5}));
+    EXPECT_EQ(config.optimize, "2");
+    EXPECT_EQ(config.lastTimeOpt, "2012-01-01 10:00:00");
     for (const char* text : {"1", "yes", "", "on", "truee"}) {
         writeFile(dir / "config.ini", netSection(text));
-        TConfig config;
-        EXPECT_THROW(ConfigFile(dir / "config.ini").load(config), ConfigError) << text;
+        TConfig rejected;
+        EXPECT_THROW(ConfigFile(dir / "config.ini").load(rejected), ConfigError) << text;
     }
 }
 
@@ -103,7 +98,7 @@ TEST(ConfigFile, MissingKeysReadAsTheirDefaults) {
     EXPECT_EQ(config.optimize, "1");
 }
 
-TEST(ConfigFile, SavingTheNetworkWritesNineKeysAndInstallsTheAgent) {
+TEST(ConfigFile, SavingTheNetworkInstallsANewAgentThatTheNextStartReads) {
     TempDir dir;
     ConfigFile file(dir / "config.ini");
     TConfig config;
@@ -113,37 +108,9 @@ TEST(ConfigFile, SavingTheNetworkWritesNineKeysAndInstallsTheAgent) {
     file.saveNetwork(agent, config);
     EXPECT_EQ(*config.getHttpAgent(), agent);
     EXPECT_EQ(before->Server, ""); // a download holding the old agent keeps it intact
-    EXPECT_EQ(readFile(dir / "config.ini"),
-              "[Net]\nAgentType=0\nServer=typed.host\nPort=3128\nUser=me\nPassword=secret\nDomain=dom\n"
-              "ReadTimeOut=1500\nConnectTimeOut=2500\nConnectTime=4\n\n[Other]\noptimize=1\nlastTimeOpt=\n");
     TConfig reread;
     file.load(reread);
     EXPECT_EQ(*reread.getHttpAgent(), agent);
-}
-
-TEST(ConfigFile, SavingTheScheduleEmptiesTheLastCompaction) {
-    TempDir dir;
-    writeFile(dir / "config.ini", netSection("0"));
-    ConfigFile(dir / "config.ini").saveSchedule(0);
-    TConfig config;
-    ConfigFile(dir / "config.ini").load(config);
-    EXPECT_EQ(config.optimize, "0");
-    EXPECT_EQ(config.lastTimeOpt, "");
-}
-
-TEST(ConfigFile, AFailedSaveLeavesFileAndSettingsAsTheyWere) {
-    TempDir dir;
-    std::filesystem::create_directory(dir / "config.ini"); // a folder where the file should be
-    ConfigFile file(dir / "config.ini");
-    TConfig config;
-    EXPECT_THROW(file.load(config), ConfigError);
-    THttpAgent proxy;
-    proxy.AgentType = true;
-    proxy.Server = "x";
-    EXPECT_THROW(file.saveNetwork(proxy, config), ConfigError);
-    EXPECT_EQ(config.getHttpAgent()->Server, "");
-    EXPECT_TRUE(std::filesystem::is_directory(dir / "config.ini"));
-    EXPECT_FALSE(std::filesystem::exists(dir / "config.ini.tmp"));
 }
 
 TEST(IniFile, WritingOneKeyKeepsCommentsOrderAndOtherSections) {

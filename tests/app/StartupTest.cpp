@@ -79,6 +79,7 @@ TEST_F(Startup, AFailedCompactionIsReportedAndKeepsTheOldTime) {
     EXPECT_EQ(run(), StartupOutcome::Ready);
     EXPECT_EQ(recorder.messages, std::vector<std::string>{kCompactionFailed});
     EXPECT_EQ(storedLastTime(folder), "2012-01-01 00:00:00");
+    EXPECT_EQ(readFile(folder.database()), original);
 }
 
 TEST_F(Startup, SettingsThatCannotBeWrittenEndTheProgram) {

@@ -44,14 +44,6 @@ TEST(Gallery, ANewerPageOfTheProgramReplacesTheOldCopy) {
     EXPECT_EQ(readFile(gallery.document("chart.js")), "new();");
 }
 
-TEST(Gallery, WithoutPagesTheFolderIsStillPrepared) {
-    TempDir dir;
-    charts::Gallery gallery(DataFolder(dir / "data"), dir / "nothing-here");
-    gallery.prepare();
-    EXPECT_TRUE(fs::is_directory(gallery.folder()));
-    EXPECT_TRUE(fs::is_directory(dir / "data" / "Gallery"));
-}
-
 TEST(Gallery, TheBuildPutsThePagesWhereTheProgramLooks) {
     fs::path pages = charts::Gallery::programPages();
     for (const char* page : {"saleAnalyse.html", "saleTimeArea.html", "saleCarrent.html", "chart.js"})

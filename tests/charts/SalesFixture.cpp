@@ -64,6 +64,19 @@ std::string crlfLines(const std::vector<std::string>& lines) {
     return text;
 }
 
+std::string listDocument(const std::vector<std::string>& tags,
+                         const std::vector<std::vector<std::string>>& rows) {
+    std::vector<std::string> lines{"<?xml version=\"1.0\" encoding=\"gb2312\"?> ", "<shop>"};
+    for (const auto& row : rows) {
+        lines.push_back("<sale>");
+        for (std::size_t i = 0; i < tags.size(); ++i)
+            lines.push_back("<" + tags[i] + ">" + row.at(i) + "</" + tags[i] + ">");
+        lines.push_back("</sale>");
+    }
+    lines.push_back("</shop>");
+    return crlfLines(lines);
+}
+
 std::string chartStart(const std::string& subcaption, const std::string& caption, const std::string& axes) {
     return "<graph  subcaption='" + subcaption + "' caption='" + caption + axes +
            " showNames='1' showValues='0'  showAlternateHGridColor='1' AlternateHGridColor='ff5904' "

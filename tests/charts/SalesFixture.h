@@ -23,6 +23,10 @@ std::string gbkFileAsUtf8(const std::filesystem::path& file);
 // Lines joined with the CR LF every document line ends with.
 std::string crlfLines(const std::vector<std::string>& lines);
 
+// A list document: the declaration, then one <sale> block per row with the tags in the given order.
+std::string listDocument(const std::vector<std::string>& tags,
+                         const std::vector<std::vector<std::string>>& rows);
+
 // The start tag of a sales chart.
 std::string chartStart(const std::string& subcaption, const std::string& caption, const std::string& axes);
 

@@ -43,12 +43,9 @@ class Browser {
             '--disable-background-networking', '--disable-component-update', '--disable-sync', '--no-first-run',
             '--no-default-browser-check', '--window-size=1200,1600', `--user-data-dir=${join(work, 'profile')}`,
             '--remote-debugging-pipe', 'about:blank',
-        ], { stdio: ['ignore', 'ignore', 'pipe', 'pipe', 'pipe'] });
+        ], { stdio: ['ignore', 'ignore', 'ignore', 'pipe', 'pipe'] });
         this.nextId = 1;
         this.pending = new Map();
-        this.events = [];
-        this.log = '';
-        this.process.stderr.on('data', (chunk) => { this.log += chunk; });
         let buffer = '';
         this.process.stdio[4].on('data', (chunk) => {
             buffer += chunk.toString('utf8');

@@ -3,20 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
-
 using namespace vantor::db;
 using vantor::test::TempDir;
 
 namespace {
-
-std::vector<std::string> columnsOf(Database& db, const std::string& sql) {
-    auto st = db.prepare(sql);
-    std::vector<std::string> names;
-    for (int i = 0; i < st.columnCount(); ++i)
-        names.push_back(st.columnName(i));
-    return names;
-}
 
 // A query's rows held for checking.
 struct Rows {
@@ -49,6 +39,10 @@ Rows run(Database& db, const std::string& sql) {
     return load(st);
 }
 
+std::string firstCell(Database& db, const std::string& sql) {
+    return valueToText(run(db, sql).value(0, 0));
+}
+
 // Two shops: "alice" with two items, sales and ratings; "bob" with one item, no sales, no ratings.
 void fillSmallShop(Database& db) {
     db.exec(R"(
@@ -74,29 +68,20 @@ void fillSmallShop(Database& db) {
 
 } // namespace
 
-TEST(Schema, AMissingFileIsCreatedWithEveryTableAndView) {
-    TempDir dir;
-    TDM dm(dir / "lmd_pin.db");
-    dm.open();
-    auto objects = run(dm.cn1(), "select name from sqlite_master where type in ('table','view')");
-    std::set<std::string> names;
-    for (int r = 0; r < objects.rowCount(); ++r)
-        names.insert(valueToText(objects.value(r, 0)));
-    for (const char* expected : {"dianbase", "itemInfo", "saleInfo", "pjinfo", "itemTop", "dianbase_rate_v",
-                                 "itemInfoV", "itemInfoV_", "saleBeginDateV"})
-        EXPECT_TRUE(names.count(expected)) << expected;
-    EXPECT_TRUE(std::filesystem::exists(dir / "lmd_pin.db"));
-}
-
-TEST(Schema, OpeningTwiceKeepsTheRows) {
+TEST(Schema, AMissingFileIsCreatedAndKeepsItsRowsWhenOpenedAgain) {
     TempDir dir;
     {
         TDM dm(dir / "lmd_pin.db");
-        fillSmallShop(dm.cn1());
+        dm.open();
+        fillSmallShop(dm.cn1()); // needs every table
+        // Gathering leaves the flags to the column defaults.
+        dm.cn1().exec("insert into dianbase(dianzhu) values('x'); insert into itemInfo(itemId) values('y');");
+        EXPECT_EQ(firstCell(dm.cn1(), "select isSend||flag from dianbase where dianzhu='x'"), "00");
+        EXPECT_EQ(firstCell(dm.cn1(), "select isSend||flag from itemInfo where itemId='y'"), "00");
     }
     TDM again(dir / "lmd_pin.db");
     again.open();
-    EXPECT_EQ(valueToText(run(again.cn1(), "select count(*) from saleInfo").value(0, 0)), "4");
+    EXPECT_EQ(firstCell(again.cn1(), "select count(*) from saleInfo"), "4");
 }
 
 TEST(Schema, AFileThatIsNotADatabaseFailsToOpen) {
@@ -105,14 +90,6 @@ TEST(Schema, AFileThatIsNotADatabaseFailsToOpen) {
     TDM dm(dir / "lmd_pin.db");
     EXPECT_THROW(dm.open(), DbError);
     EXPECT_EQ(vantor::test::readFile(dir / "lmd_pin.db"), std::string(4096, 'x'));
-}
-
-TEST(Schema, GatherStatementDefaultsLeaveFlagsAtZero) {
-    Database db(":memory:", Database::Mode::CreateIfMissing);
-    ensureSchema(db);
-    db.exec("insert into dianbase(dianzhu) values('x'); insert into itemInfo(itemId) values('y');");
-    EXPECT_EQ(valueToText(run(db, "select isSend||flag from dianbase").value(0, 0)), "00");
-    EXPECT_EQ(valueToText(run(db, "select isSend||flag from itemInfo").value(0, 0)), "00");
 }
 
 class Views : public ::testing::Test {
@@ -125,37 +102,6 @@ protected:
 };
 
 TEST_F(Views, ItemViewCarriesShopColumnsTotalsAndBothBeginDates) {
-    auto columns = columnsOf(db, "select * from itemInfoV");
-    for (const char* expected : {"id",
-                                 "dian_id",
-                                 "itemId",
-                                 "itemTitle",
-                                 "itemAutionUrl",
-                                 "updateDate",
-                                 "curPrice",
-                                 "curSale",
-                                 "monthSale",
-                                 "favorite",
-                                 "addr",
-                                 "analyseGoal",
-                                 "isSend",
-                                 "flag",
-                                 "dianming",
-                                 "dianzhu",
-                                 "dianUpdateDate",
-                                 "createDate",
-                                 "webaddr",
-                                 "salerGoodRate",
-                                 "salerCredit",
-                                 "salelevel",
-                                 "loc",
-                                 "commodityNum",
-                                 "totalNums",
-                                 "totalAmount",
-                                 "itemInfoV_.beginDate",
-                                 "saleBeginDateV.beginDate"})
-        EXPECT_NE(std::find(columns.begin(), columns.end(), expected), columns.end()) << expected;
-
     auto items =
         run(db, "select itemId,totalNums,totalAmount,\"itemInfoV_.beginDate\",\"saleBeginDateV.beginDate\","
                 "dianzhu,dianUpdateDate from itemInfoV order by itemId");
@@ -168,15 +114,6 @@ TEST_F(Views, ItemViewCarriesShopColumnsTotalsAndBothBeginDates) {
     EXPECT_EQ(valueToText(items.value(0, 6)), "2012-01-05 10:00:00");
     EXPECT_EQ(items.value(2, 1).index(), 0u); // no sales: no total
     EXPECT_EQ(items.value(2, 3).index(), 0u);
-}
-
-TEST_F(Views, BeginDateViewsGiveOneDatePerItem) {
-    auto first = run(db, "select itemId,beginDate from itemInfoV_ order by itemId");
-    ASSERT_EQ(first.rowCount(), 2);
-    EXPECT_EQ(valueToText(first.value(0, 1)), "2011-12-30 09:00:00");
-    auto counted = run(db, "select itemId,beginDate from saleBeginDateV order by itemId");
-    ASSERT_EQ(counted.rowCount(), 2);
-    EXPECT_EQ(valueToText(counted.value(0, 1)), "2011-12-31 23:00:00");
 }
 
 TEST_F(Views, ShopRatingViewListsOnlyShopsWithRatings) {
@@ -212,33 +149,6 @@ TEST_F(Views, ItemQueryOrdersByMonthSale) {
     ASSERT_EQ(items.rowCount(), 2);
     EXPECT_EQ(valueToText(items.value(0, items.columnIndex("itemId"))), "i2");
     EXPECT_EQ(valueToText(items.value(1, items.columnIndex("itemId"))), "i1");
-}
-
-TEST_F(Views, SalesSummaryStatementRunsWithTheRegisteredFormat) {
-    auto st =
-        db.prepare("select sum(getNum) as getNums,format$(avg(getNum),'Standard') as avgNum,"
-                   "format$(sum(getNum*amount),'Standard') as totalAmount,format$(avg(amount),'Standard') as "
-                   "avgAmount  from saleInfo where itemId=:item_Id group by itemId");
-    st.bind("item_Id", "i1");
-    ASSERT_TRUE(st.step());
-    EXPECT_EQ(st.real(0), 3.0);
-    EXPECT_EQ(st.text(1), "1.00");
-    EXPECT_EQ(st.text(2), "277.00");
-    EXPECT_EQ(st.text(3), "92.33");
-}
-
-TEST_F(Views, TheTimeDistributionStatementsRunAsWritten) {
-    auto st = db.prepare(
-        "select count(*) as num,weekday(sj) as hour1 from itemInfoV as a left join saleInfo as b on "
-        "a.itemId=b.itemId where dian_id=:id and sj>=:sj1 and sj<=:sj2 group by weekday(sj) order by "
-        "weekday(sj) desc");
-    st.bind("id", 1).bind("sj1", "2011-12-01 00:00:00").bind("sj2", "2012-01-31 23:59:59");
-    std::vector<std::pair<std::int64_t, std::int64_t>> rows;
-    while (st.step())
-        rows.emplace_back(st.integer(1), st.integer(0));
-    // Fri 30 Dec, Sat 31 Dec, Mon 2 Jan, Tue 3 Jan.
-    using P = std::pair<std::int64_t, std::int64_t>;
-    EXPECT_EQ(rows, (std::vector<P>{{7, 1}, {6, 1}, {3, 1}, {2, 1}}));
 }
 
 TEST_F(Views, BindingAnUnknownParameterIsAnError) {

@@ -13,12 +13,6 @@ Value scalar(Database& db, const std::string& sql) {
     return st.value(0);
 }
 
-std::int64_t number(Database& db, const std::string& sql) {
-    auto v = scalar(db, sql);
-    EXPECT_EQ(v.index(), 1u) << sql;
-    return v.index() == 1 ? std::get<std::int64_t>(v) : -1;
-}
-
 class SqlFunctions : public ::testing::Test {
 protected:
     Database db{":memory:", Database::Mode::CreateIfMissing};
@@ -26,36 +20,33 @@ protected:
 
 } // namespace
 
-TEST_F(SqlFunctions, DatePartsOfTheStoredForm) {
-    EXPECT_EQ(number(db, "select year('2011-12-31 23:59:58')"), 2011);
-    EXPECT_EQ(number(db, "select month('2011-12-31 23:59:58')"), 12);
-    EXPECT_EQ(number(db, "select day('2011-12-31 23:59:58')"), 31);
-    EXPECT_EQ(number(db, "select hour('2011-12-31 23:59:58')"), 23);
-    EXPECT_EQ(number(db, "select hour('2012-01-01')"), 0);
-    EXPECT_EQ(number(db, "select datePart('m','2012-02-29 10:00:00')"), 2);
-    EXPECT_EQ(number(db, "select DATEPART('yyyy','2012-02-29 10:00:00')"), 2012);
-}
-
-TEST_F(SqlFunctions, WeekdayCountsFromSunday) {
-    // 2011-12-31 Saturday, 2012-01-01 Sunday, 2012-01-02 Monday.
-    EXPECT_EQ(number(db, "select weekday('2011-12-31 12:00:00')"), 7);
-    EXPECT_EQ(number(db, "select weekday('2012-01-01 00:00:00')"), 1);
-    EXPECT_EQ(number(db, "select weekday('2012-01-02 00:00:00')"), 2);
-}
-
-TEST_F(SqlFunctions, WeekNumbersStartOnSundayWithWeekOneHoldingFirstJanuary) {
-    // 2011: 1 January is a Saturday, so week 2 starts on Sunday 2 January.
-    EXPECT_EQ(number(db, "select datepart('ww','2011-01-01 10:00:00')"), 1);
-    EXPECT_EQ(number(db, "select datepart('ww','2011-01-02 10:00:00')"), 2);
-    EXPECT_EQ(number(db, "select datepart('ww','2011-12-31 10:00:00')"), 53);
-    // 2012: 1 January is a Sunday; 31 December a Monday in week 53.
-    EXPECT_EQ(number(db, "select datepart('ww','2012-01-01 00:00:00')"), 1);
-    EXPECT_EQ(number(db, "select datepart('ww','2012-01-07 23:59:59')"), 1);
-    EXPECT_EQ(number(db, "select datepart('ww','2012-01-08 00:00:00')"), 2);
-    EXPECT_EQ(number(db, "select datepart('ww','2012-12-31 00:00:00')"), 53);
-    // 2005: 1 January a Saturday and not a leap year: 31 December, a Saturday, is in week 53.
-    EXPECT_EQ(vantor::db::weekOfYear(2005, 12, 31), 53);
-    EXPECT_EQ(vantor::db::weekOfYear(2005, 12, 24), 52);
+TEST_F(SqlFunctions, DatePartsWeekdaysAndWeeks) {
+    const std::pair<const char*, std::int64_t> cases[] = {
+        {"year('2011-12-31 23:59:58')", 2011},
+        {"month('2011-12-31 23:59:58')", 12},
+        {"day('2011-12-31 23:59:58')", 31},
+        {"hour('2011-12-31 23:59:58')", 23},
+        {"hour('2012-01-01')", 0},
+        {"datePart('m','2012-02-29 10:00:00')", 2},
+        {"DATEPART('yyyy','2012-02-29 10:00:00')", 2012},
+        // Weekdays count from Sunday: a Saturday, a Sunday, a Monday.
+        {"weekday('2011-12-31 12:00:00')", 7},
+        {"weekday('2012-01-01 00:00:00')", 1},
+        {"weekday('2012-01-02 00:00:00')", 2},
+        // Weeks start on Sunday, week one holds 1 January. 2011 began on a Saturday, 2012 on a Sunday.
+        {"datepart('ww','2011-01-01 10:00:00')", 1},
+        {"datepart('ww','2011-01-02 10:00:00')", 2},
+        {"datepart('ww','2011-12-31 10:00:00')", 53},
+        {"datepart('ww','2012-01-01 00:00:00')", 1},
+        {"datepart('ww','2012-01-07 23:59:59')", 1},
+        {"datepart('ww','2012-01-08 00:00:00')", 2},
+        {"datepart('ww','2012-12-31 00:00:00')", 53},
+    };
+    for (const auto& [sql, expected] : cases)
+        EXPECT_EQ(scalar(db, std::string("select ") + sql), Value(expected)) << sql;
+    // 2005 began on a Saturday and is no leap year: 31 December, a Saturday, is in week 53.
+    EXPECT_EQ(weekOfYear(2005, 12, 31), 53);
+    EXPECT_EQ(weekOfYear(2005, 12, 24), 52);
 }
 
 TEST_F(SqlFunctions, GroupingByWeekAcrossTwoYearsKeepsTheYearsApart) {
@@ -72,19 +63,23 @@ TEST_F(SqlFunctions, GroupingByWeekAcrossTwoYearsKeepsTheYearsApart) {
 }
 
 TEST_F(SqlFunctions, StandardFormatHasTwoDecimalsAndThousandsSeparators) {
-    EXPECT_EQ(std::get<std::string>(scalar(db, "select format$(1234.5,'Standard')")), "1,234.50");
-    EXPECT_EQ(std::get<std::string>(scalar(db, "select format$(1234567.891,'Standard')")), "1,234,567.89");
-    EXPECT_EQ(std::get<std::string>(scalar(db, "select format$(0,'Standard')")), "0.00");
-    EXPECT_EQ(std::get<std::string>(scalar(db, "select format$(999.999,'Standard')")), "1,000.00");
-    EXPECT_EQ(std::get<std::string>(scalar(db, "select format$(-1234.5,'Standard')")), "-1,234.50");
-    EXPECT_EQ(std::get<std::string>(scalar(db, "select format$(100,'standard')")), "100.00");
-    EXPECT_EQ(scalar(db, "select format$(null,'Standard')").index(), 0u);
+    const std::pair<const char*, const char*> cases[] = {
+        {"1234.5,'Standard'", "1,234.50"},
+        {"1234567.891,'Standard'", "1,234,567.89"},
+        {"0,'Standard'", "0.00"},
+        {"999.999,'Standard'", "1,000.00"},
+        {"-1234.5,'Standard'", "-1,234.50"},
+        {"100,'standard'", "100.00"},
+    };
+    for (const auto& [arguments, expected] : cases)
+        EXPECT_EQ(scalar(db, std::string("select format$(") + arguments + ")"), Value(std::string(expected)))
+            << arguments;
 }
 
 TEST_F(SqlFunctions, NullsAndUnreadableDatesGiveNull) {
-    EXPECT_EQ(scalar(db, "select year(null)").index(), 0u);
-    EXPECT_EQ(scalar(db, "select month('not a date')").index(), 0u);
-    EXPECT_EQ(scalar(db, "select datepart('ww', null)").index(), 0u);
+    for (const char* sql : {"select year(null)", "select month('not a date')", "select datepart('ww', null)",
+                            "select format$(null,'Standard')"})
+        EXPECT_EQ(scalar(db, sql).index(), 0u) << sql;
     EXPECT_THROW(db.prepare("select datepart('zz','2012-01-01')").step(), DbError);
     EXPECT_THROW(db.prepare("select format$(1,'Currency')").step(), DbError);
 }

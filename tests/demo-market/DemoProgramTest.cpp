@@ -104,7 +104,10 @@ TEST(DemoProgramTest, PrintsItsPortServesItsSeedAndDateAndEndsOnTerm) {
         options.proxyUserPwd = userPwd;
         return test::fetch(url, options);
     };
-    EXPECT_EQ(get(shop.webAddress(), "").status, 407);
+    const auto refused = get(shop.webAddress(), "");
+    EXPECT_EQ(refused.status, 407);
+    EXPECT_NE(refused.headers.find("Proxy-Authenticate: Basic"), std::string::npos);
+    EXPECT_EQ(get(shop.webAddress(), "u:wrong").status, 407);
     const auto page = get(shop.webAddress(), "u:p");
     EXPECT_EQ(page.status, 200);
     EXPECT_EQ(page.body, test::viaProxy(reference.port(), shop.webAddress()).body);

@@ -20,20 +20,6 @@ using test::fetch;
 using test::percentEncode;
 using test::viaProxy;
 
-// Pages write some tag and attribute names in upper case, as the program's clean-up expects: markers
-// are looked for in the lower-cased page.
-size_t countOf(const std::string& page, const std::string& marker) {
-    const std::string text = lowerAscii(page);
-    const std::string part = lowerAscii(marker);
-    size_t n = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size()))
-        ++n;
-    return n;
-}
-
-// The row marker of the shop search and list pages, in the bytes the market sends.
-const std::string kShopRow = utf8ToGbk("<!-- 大图模式增加 thumb -->");
-
 std::string shopSearch(const std::string& params, int offset) {
     return "http://shopsearch.taobao.com/browse/shop_search.htm?1=1" + params +
            "&n=80&s=" + std::to_string(offset);
@@ -92,7 +78,8 @@ TEST_F(DemoServerTest, SameSeedSameBytesOtherSeedOtherMarket) {
     DemoMarketOptions otherSeed;
     otherSeed.seed = 77;
     DemoMarket other(otherSeed);
-    for (const std::string& url : {shop.webAddress(), rateListAddress(shop, 1), item.address()}) {
+    for (const std::string& url : {shop.webAddress(), rateListAddress(shop, 1), item.address(),
+                                   buyerListParams(model, item) + "&page_size=80&&bid_page=1"}) {
         SCOPED_TRACE(url);
         const auto a = viaProxy(market.port(), url);
         EXPECT_EQ(a.body, viaProxy(twin.port(), url).body);
@@ -101,67 +88,6 @@ TEST_F(DemoServerTest, SameSeedSameBytesOtherSeedOtherMarket) {
     EXPECT_NE(other.model().shops()[5].nick, shop.nick);
     EXPECT_EQ(viaProxy(other.port(), shop.webAddress()).status,
               other.model().shopByNo(shop.shopNo) ? 200 : 404);
-}
-
-TEST_F(DemoServerTest, ShopSearchPagesByOffsetAndShowsTheTotal) {
-    ShopQuery query;
-    query.keyword = "店";
-    const auto expected = model.findShops(query);
-    ASSERT_GT(expected.size(), 80u) << "the keyword must give two pages";
-    const std::string params =
-        "&cat=&loc=&q=" + percentEncode(utf8ToGbk("店")) + "&ratesum=&soft=ratesum_desc";
-    const auto first = viaProxy(market.port(), shopSearch(params, 0));
-    const auto second = viaProxy(market.port(), shopSearch(params, 80));
-    EXPECT_EQ(countOf(first.body, kShopRow), 80u);
-    EXPECT_EQ(countOf(second.body, kShopRow), std::min<size_t>(80, expected.size() - 80));
-    const std::string total = "( " + std::to_string(expected.size()) + " )</div>";
-    EXPECT_EQ(countOf(first.body, total), 1u);
-    EXPECT_EQ(countOf(second.body, total), 1u);
-    // Credit order: the first row of page two follows the last of page one.
-    EXPECT_NE(second.body.find(expected[80]->webAddress()), std::string::npos);
-    EXPECT_EQ(first.body.find(expected[80]->webAddress()), std::string::npos);
-}
-
-TEST_F(DemoServerTest, ShopSearchFiltersAsTheProgramAsks) {
-    const auto rowsFor = [&](const std::string& params) {
-        return countOf(viaProxy(market.port(), shopSearch(params, 0) + "%20").body, kShopRow);
-    };
-    // The category id with the trailing double quote the program's table holds.
-    ShopQuery sport;
-    sport.categoryId = "50011699";
-    const size_t sportShops = std::min<size_t>(80, model.findShops(sport).size());
-    ASSERT_GT(sportShops, 0u);
-    EXPECT_EQ(rowsFor("&cat=50011699%22&loc="), sportShops);
-    // Levels 1 to 14 end in commas, 15 to 20 run on without.
-    ShopQuery levels;
-    levels.levels = {3, 6, 7};
-    EXPECT_EQ(rowsFor("&cat=&ratesum=3,6,7,"), std::min<size_t>(80, model.findShops(levels).size()));
-    ShopQuery location;
-    location.location = "广东";
-    const size_t inGuangdong = std::min<size_t>(80, model.findShops(location).size());
-    ASSERT_GT(inGuangdong, 0u);
-    EXPECT_EQ(rowsFor("&loc=" + percentEncode(utf8ToGbk("广东"))), inGuangdong);
-    EXPECT_EQ(rowsFor("&q=" + percentEncode(utf8ToGbk("没有这样的店"))), 0u);
-}
-
-TEST_F(DemoServerTest, RatingPagesFromOneHundredComeFromTheHistoryHost) {
-    const Shop& big = model.shops()[MarketModel::kBigRatingShop];
-    ASSERT_GT(model.ratingPageCount(big), 100);
-    const std::string row = "<td class=\"rate\">";
-    const auto rowsAt = [&](const std::string& host, int page) {
-        std::string url = rateListAddress(big, page);
-        url.replace(0, std::string("http://rate.taobao.com").size(), host);
-        const auto got = viaProxy(market.port(), url);
-        EXPECT_EQ(got.status, 200) << url;
-        return countOf(got.body, row);
-    };
-    EXPECT_EQ(rowsAt("http://rate.taobao.com", 99), 20u);
-    EXPECT_EQ(rowsAt("http://rate.taobao.com", 100), 0u);
-    EXPECT_EQ(rowsAt("http://ratehis.taobao.com", 100), 20u);
-    EXPECT_EQ(rowsAt("http://ratehis.taobao.com", 99), 0u);
-    const size_t lastRows = static_cast<size_t>(big.ratingCount - (model.ratingPageCount(big) - 1) * 20);
-    EXPECT_EQ(rowsAt("http://ratehis.taobao.com", model.ratingPageCount(big)), lastRows);
-    EXPECT_EQ(rowsAt("http://ratehis.taobao.com", model.ratingPageCount(big) + 1), 0u);
 }
 
 TEST_F(DemoServerTest, UnknownPagesAndForeignHosts) {
@@ -182,27 +108,6 @@ TEST_F(DemoServerTest, RequestLogKeepsTheAddressesAsSent) {
     ASSERT_EQ(log.size(), 2u);
     EXPECT_EQ(log[0], shop.webAddress() + "/");
     EXPECT_EQ(log[1], shopSearch("&q=a", 80) + "%20");
-}
-
-TEST(DemoProxyAuthTest, ProxiedRequestsNeedTheCredentials) {
-    DemoMarketOptions options;
-    options.proxyUser = "demo";
-    options.proxyPassword = "s3cret";
-    DemoMarket market(options);
-    const std::string url = market.model().shops()[0].webAddress();
-    const auto withCredentials = [&](const std::string& userPwd) {
-        test::FetchOptions fetchOptions;
-        fetchOptions.proxy = market.proxyUrl();
-        fetchOptions.proxyUserPwd = userPwd;
-        return test::fetch(url, fetchOptions);
-    };
-    const auto none = withCredentials("");
-    EXPECT_EQ(none.status, 407);
-    EXPECT_NE(none.headers.find("Proxy-Authenticate: Basic"), std::string::npos);
-    EXPECT_EQ(withCredentials("demo:wrong").status, 407);
-    const auto good = withCredentials("demo:s3cret");
-    EXPECT_EQ(good.status, 200);
-    EXPECT_NE(good.body.find(utf8ToGbk("信用评价")), std::string::npos);
 }
 
 class DemoFaultTest : public DemoServerTest {};

@@ -19,21 +19,16 @@ MarketModel* MarketModelTest::model = nullptr;
 TEST_F(MarketModelTest, HundredsOfShopsThousandsOfItemsWithUniqueKeys) {
     EXPECT_GE(model->shops().size(), 200u);
     EXPECT_GE(model->items().size(), 2000u);
-    std::set<std::string> nicks, userIds, shopNos, itemIds;
+    std::set<std::string> nicks, itemIds;
     for (const Shop& s : model->shops()) {
-        nicks.insert(s.nick);
-        userIds.insert(s.userId);
-        shopNos.insert(s.shopNo);
+        EXPECT_TRUE(nicks.insert(s.nick).second) << s.nick;
+        // The lookups find each shop itself, so user ids and shop numbers are unique too.
         EXPECT_EQ(model->shopByUserId(s.userId), &s);
         EXPECT_EQ(model->shopByNo(s.shopNo), &s);
         EXPECT_FALSE(s.items.empty());
     }
     for (const Item& it : model->items())
-        itemIds.insert(it.id);
-    EXPECT_EQ(nicks.size(), model->shops().size());
-    EXPECT_EQ(userIds.size(), model->shops().size());
-    EXPECT_EQ(shopNos.size(), model->shops().size());
-    EXPECT_EQ(itemIds.size(), model->items().size());
+        EXPECT_TRUE(itemIds.insert(it.id).second) << it.id;
 }
 
 TEST_F(MarketModelTest, TextsAreWhatTheProgramSeesAndFitGbk) {
@@ -154,33 +149,8 @@ TEST_F(MarketModelTest, SpecialCasesSitWhereDocumented) {
     EXPECT_FALSE(model->itemOf(odd, 2).showsMonthSale);
 }
 
-TEST_F(MarketModelTest, SameSeedSameMarket) {
-    const MarketModel again(1, {2026, 3, 15});
-    const MarketModel other(2, {2026, 3, 15});
-    ASSERT_EQ(again.items().size(), model->items().size());
-    for (size_t i = 0; i < model->shops().size(); i += 31) {
-        EXPECT_EQ(again.shops()[i].nick, model->shops()[i].nick);
-        EXPECT_EQ(again.shops()[i].sellerRates[0].period, model->shops()[i].sellerRates[0].period);
-    }
-    const Item& it = model->items()[100];
-    const auto sales = model->sales(it), salesAgain = again.sales(again.items()[100]);
-    ASSERT_EQ(sales.size(), salesAgain.size());
-    for (size_t k = 0; k < sales.size(); ++k) {
-        EXPECT_EQ(sales[k].time, salesAgain[k].time);
-        EXPECT_EQ(sales[k].buyerName, salesAgain[k].buyerName);
-    }
-    int differing = 0;
-    for (size_t i = 0; i < 20; ++i)
-        differing += other.shops()[i].nick != model->shops()[i].nick;
-    EXPECT_GT(differing, 10);
-}
-
 TEST_F(MarketModelTest, ItemSearchSortsBySalesAndFiltersPrice) {
-    ItemQuery q;
-    q.words = "连衣裙";
-    q.low = 50;
-    q.high = 300;
-    const auto found = model->findItems(q);
+    const auto found = model->findItems({.words = "连衣裙", .low = 50, .high = 300, .location = ""});
     ASSERT_FALSE(found.empty());
     for (size_t k = 0; k < found.size(); ++k) {
         EXPECT_NE(found[k]->title.find("连衣裙"), std::string::npos);

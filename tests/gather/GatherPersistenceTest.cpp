@@ -51,37 +51,29 @@ TRateInfo rating(const std::string& trade, const std::string& pjsj) {
     return r;
 }
 
+// A database holding one saved shop, s.
 class Persistence : public ::testing::Test {
 protected:
+    void SetUp() override { saveShopBase(s, db); }
     std::string text(const std::string& sql) {
         auto st = db.prepare(sql);
         return st.step() ? st.text(0) : "<none>";
     }
-    std::int64_t count(const std::string& sql) {
-        auto st = db.prepare(sql);
-        st.step();
-        return st.integer(0);
-    }
     TempDir dir;
     db::TDM dm{dir / "lmd_pin.db"};
     Database& db = dm.cn1();
+    TDianBaseInfo s = shop("掌柜甲");
 };
 
 } // namespace
 
-TEST_F(Persistence, ANewShopIsInsertedAndGetsItsId) {
-    auto s = shop("掌柜甲");
-    saveShopBase(s, db);
+TEST_F(Persistence, AShopIsInsertedOnceAndAnUpdateKeepsAddressUserIdAndCategory) {
     EXPECT_EQ(s.id, text("select id from dianbase where dianzhu='掌柜甲'"));
     EXPECT_EQ(
         text("select dianming||'|'||addr||'|'||loc||'|'||webaddr||'|'||userId||'|'||commodityKind||'|'||"
              "salerCredit||'|'||createDate||'|'||isSend||flag from dianbase"),
         "小店|浙江 杭州|女装|http://shop1.taobao.com|u1||120|2008-03-01 00:00:00|00");
-}
 
-TEST_F(Persistence, AnUpdateKeepsAddressUserIdAndCategory) {
-    auto s = shop("掌柜甲");
-    saveShopBase(s, db);
     db.exec("update dianbase set commodityKind='kind', isSend=1, flag=1");
     auto again = shop("掌柜甲");
     again.webaddr = "http://elsewhere";
@@ -90,39 +82,14 @@ TEST_F(Persistence, AnUpdateKeepsAddressUserIdAndCategory) {
     again.salerCredit = 999;
     saveShopBase(again, db);
     EXPECT_EQ(again.id, s.id);
-    EXPECT_EQ(count("select count(*) from dianbase"), 1);
     EXPECT_EQ(
-        text("select webaddr||'|'||userId||'|'||commodityKind||'|'||dianming||'|'||salerCredit||'|'||isSend||"
-             "flag from dianbase"),
-        "http://shop1.taobao.com|u1|kind|新店名|999|00");
-}
-
-TEST_F(Persistence, AShopNeedsItsSellerNickname) {
-    TDianBaseInfo nobody;
-    try {
-        saveShopBase(nobody, db);
-        FAIL() << "no exception";
-    } catch (const TSaveException& e) {
-        EXPECT_STREQ(e.what(), "参数错误！");
-    }
-}
-
-TEST(CreditLevels, BoundsOfTheTable) {
-    EXPECT_EQ(creditLevel(3), 0);
-    EXPECT_EQ(creditLevel(4), 1);
-    EXPECT_EQ(creditLevel(10), 1);
-    EXPECT_EQ(creditLevel(11), 2);
-    EXPECT_EQ(creditLevel(250), 5);
-    EXPECT_EQ(creditLevel(251), 6);
-    EXPECT_EQ(creditLevel(100000), 13);
-    EXPECT_EQ(creditLevel(500000), 15);
-    EXPECT_EQ(creditLevel(500001), 0);
-    EXPECT_EQ(creditLevel(-5), 0);
+        text("select "
+             "count(*)||'|'||webaddr||'|'||userId||'|'||commodityKind||'|'||dianming||'|'||salerCredit||"
+             "'|'||isSend||flag from dianbase"),
+        "1|http://shop1.taobao.com|u1|kind|新店名|999|00");
 }
 
 TEST_F(Persistence, RatesWriteCountersScoresAndLevelsWithTheBuyerAsymmetry) {
-    auto s = shop("掌柜甲");
-    saveShopBase(s, db);
     TRateBaseInfo r;
     r.salerGood1 = 1, r.salerNotBad2 = 2, r.salerBad3 = 3, r.buyerGood4 = 4;
     r.itemGoal = "4.8";
@@ -150,8 +117,6 @@ TEST_F(Persistence, RatesWriteCountersScoresAndLevelsWithTheBuyerAsymmetry) {
 }
 
 TEST_F(Persistence, ItemsRememberTheirPreviousSaveTime) {
-    auto s = shop("掌柜甲");
-    saveShopBase(s, db);
     TItemBaseInfo item;
     item.itemId = "1001";
     item.itemTitle = "连衣裙";
@@ -170,31 +135,20 @@ TEST_F(Persistence, ItemsRememberTheirPreviousSaveTime) {
     EXPECT_NE(text("select updateDate from itemInfo"), "2012-01-02 03:04:05");
 }
 
-TEST_F(Persistence, ItemTitlesKeepTheirFirstSixtyCharacters) {
-    auto s = shop("掌柜甲");
-    saveShopBase(s, db);
-    std::string seventy;
-    for (int i = 0; i < 70; ++i)
-        seventy += i < 60 ? "裙" : "尾";
-    TItemBaseInfo item;
-    item.itemId = "1";
-    item.itemTitle = seventy;
-    saveItem(item, s, db);
-    std::string stored = text("select itemTitle from itemInfo");
-    EXPECT_EQ(stored.size(), 60u * 3); // 60 characters of three UTF-8 bytes each
-    EXPECT_EQ(stored.find("尾"), std::string::npos);
-    EXPECT_EQ(count("select length(itemTitle) from itemInfo"), 60);
-}
-
-TEST_F(Persistence, AnItemWithoutIdOrShopIsNotSaved) {
-    auto s = shop("掌柜甲");
-    saveShopBase(s, db);
+TEST_F(Persistence, IncompleteRecordsAreRefused) {
+    TDianBaseInfo nobody;
+    try {
+        saveShopBase(nobody, db);
+        FAIL() << "no exception";
+    } catch (const TSaveException& e) {
+        EXPECT_STREQ(e.what(), "参数错误！");
+    }
     TItemBaseInfo noId;
     saveItem(noId, s, db);
     TItemBaseInfo item;
     item.itemId = "5";
     saveItem(item, TDianBaseInfo{}, db);
-    EXPECT_EQ(count("select count(*) from itemInfo"), 0);
+    EXPECT_EQ(text("select count(*) from itemInfo"), "0");
 }
 
 TEST_F(Persistence, SalesAreReplacedFromTheFromDateAndItsOwnDayIsNotInsertedAgain) {
@@ -221,14 +175,12 @@ TEST_F(Persistence, SalesAreReplacedFromTheFromDateAndItsOwnDayIsNotInsertedAgai
         text("select buyNum||'|'||getNum||'|'||buyerName||'|'||itemTitle||'|'||status from saleInfo where "
              "trade_id='t4'"),
         "2.0|2.0|买家|连衣裙|成交");
-    EXPECT_EQ(count("select count(*) from saleInfo where itemId='i2'"), 1);
+    EXPECT_EQ(text("select count(*) from saleInfo where itemId='i2'"), "1");
     EXPECT_EQ(gauge.maximum, 5);
     EXPECT_EQ(gauge.positions, (std::vector<int>{1, 2, 3, 4, 100}));
 }
 
 TEST_F(Persistence, RatingsOfOneTradeSavedTwiceLeaveTheOlderRow) {
-    auto s = shop("掌柜甲");
-    saveShopBase(s, db);
     RecordList<TRateInfo> first;
     first.add(rating("T1", "2012-01-01 10:00:00"));
     first.add(rating("T2", "2012-01-02 10:00:00"));
@@ -241,7 +193,7 @@ TEST_F(Persistence, RatingsOfOneTradeSavedTwiceLeaveTheOlderRow) {
     second.add(rating("T3", "2012-01-03 10:00:00"));
     Gauge gauge;
     saveRatings(second, s, &gauge, db);
-    EXPECT_EQ(count("select count(*) from pjinfo"), 3);
+    EXPECT_EQ(text("select count(*) from pjinfo"), "3");
     EXPECT_EQ(text("select id||'|'||coalesce(pjInfo,'') from pjinfo where trade_id='T1'"), keptId + "|");
     EXPECT_EQ(gauge.maximum, 2); // 2 + round(0.2)
     EXPECT_EQ(gauge.positions, (std::vector<int>{1, 2}));
@@ -252,30 +204,34 @@ TEST_F(Persistence, RatingsOfOneTradeSavedTwiceLeaveTheOlderRow) {
     RecordList<TRateInfo> theirs;
     theirs.add(rating("T1", "2012-01-05 10:00:00"));
     saveRatings(theirs, other, nullptr, db);
-    EXPECT_EQ(count("select count(*) from pjinfo where trade_id='T1'"), 2);
+    EXPECT_EQ(text("select count(*) from pjinfo where trade_id='T1'"), "2");
 }
 
-TEST_F(Persistence, RaterNamesAndTradeIdsAreCutToTheirCharacterCounts) {
-    auto s = shop("掌柜甲");
-    saveShopBase(s, db);
+TEST_F(Persistence, TextsAreCutToTheirCharacterCounts) {
+    std::string seventy;
+    for (int i = 0; i < 70; ++i)
+        seventy += i < 60 ? "裙" : "尾";
+    TItemBaseInfo item;
+    item.itemId = "1";
+    item.itemTitle = seventy;
+    saveItem(item, s, db);
+    EXPECT_EQ(text("select itemTitle from itemInfo"), seventy.substr(0, 60 * 3)); // three UTF-8 bytes each
+
     RecordList<TRateInfo> list;
     auto r = rating("T1", "2012-01-01 10:00:00");
     r.pjName = "张三abc";
     list.add(r);
-    auto longName = rating("T2", "2012-01-01 11:00:00");
+    auto longName = rating(std::string(30, '9'), "2012-01-01 11:00:00");
     for (int i = 0; i < 25; ++i)
         longName.pjName += "李";
-    longName.tradeId = std::string(30, '9');
     list.add(longName);
     saveRatings(list, s, nullptr, db);
     EXPECT_EQ(text("select pjName from pjinfo where trade_id='T1'"), "张三abc");
-    EXPECT_EQ(count("select length(pjName) from pjinfo where id=(select max(id) from pjinfo)"), 20);
-    EXPECT_EQ(count("select length(trade_id) from pjinfo where id=(select max(id) from pjinfo)"), 20);
+    EXPECT_EQ(text("select length(pjName)||'|'||trade_id from pjinfo where id=(select max(id) from pjinfo)"),
+              "20|" + std::string(20, '9'));
 }
 
 TEST_F(Persistence, RatingBoundsAreTheNewestAndOldestRatingHeld) {
-    auto s = shop("掌柜甲");
-    saveShopBase(s, db);
     RecordList<TRateInfo> list;
     list.add(rating("A", "2012-02-01 10:00:00"));
     list.add(rating("B", "2011-12-31 23:59:59"));
@@ -333,9 +289,9 @@ TEST(PersistenceFile, AFailingSaveInsideTheCallersTransactionLeavesTheFileAsItWa
 }
 
 TEST(SplitText, EveryPieceIncludingTheLast) {
-    EXPECT_EQ(splitText("a,b,,c", ","), (std::vector<std::string>{"a", "b", "", "c"}));
-    EXPECT_EQ(splitText("abc", ","), (std::vector<std::string>{"abc"}));
-    EXPECT_EQ(splitText("a,", ","), (std::vector<std::string>{"a", ""}));
-    EXPECT_EQ(splitText("", ","), (std::vector<std::string>{""}));
-    EXPECT_EQ(splitText("x--y--z", "--"), (std::vector<std::string>{"x", "y", "z"}));
+    using Pieces = std::vector<std::string>;
+    EXPECT_EQ(splitText("a,b,,c", ","), (Pieces{"a", "b", "", "c"}));
+    EXPECT_EQ(splitText("a,", ","), (Pieces{"a", ""}));
+    EXPECT_EQ(splitText("", ","), (Pieces{""}));
+    EXPECT_EQ(splitText("x--y--z", "--"), (Pieces{"x", "y", "z"}));
 }

@@ -5,13 +5,13 @@
 #include "gather/SalesGathering.h"
 #include "gather/ShopSearchJob.h"
 
-#include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 
 namespace vantor::test {
 
-// Network settings that lead to the demo market through its proxy port.
+// Network settings that lead to the demo market through its proxy port, with short time-outs.
 inline std::shared_ptr<const THttpAgent> demoAgent(const demo::DemoMarket& market, std::string user = "",
                                                    std::string password = "") {
     auto agent = std::make_shared<THttpAgent>();
@@ -36,21 +36,18 @@ inline TDianBaseInfo searchRowOf(const demo::Shop& shop) {
     return row;
 }
 
-// Records what a search or a gathering reports and lets the test wait for its end.
+// Records what a search or a gathering reports; the download threads call it concurrently.
 struct Recorder : ShopSearchObserver, SalesGatherObserver {
     std::mutex mutex;
-    std::condition_variable changed;
     std::vector<TDianBaseInfo> shops;
     std::vector<int> totals;
-    std::vector<std::string> statusLines, messages, stages;
-    std::vector<int> shopsStarted;
-    int shopsDone = 0, items = 0;
+    std::vector<std::string> statusLines, stages;
+    int shopsDone = 0, items = 0, currentShop = -1;
     bool ended = false;
     JobEnd end = JobEnd::Finished;
     GatherTally saved;
     std::string detail;
     std::function<void(const std::string& stage, int shopIndex)> onStage;
-    int currentShop = -1;
 
     void searchTotal(int total) override {
         std::lock_guard lock(mutex);
@@ -67,7 +64,6 @@ struct Recorder : ShopSearchObserver, SalesGatherObserver {
     void searchEnded(JobEnd how, int, const std::string& why) override { finish(how, why); }
     void shopStarted(int index, int, const TDianBaseInfo&) override {
         std::lock_guard lock(mutex);
-        shopsStarted.push_back(index);
         currentShop = index;
     }
     void stageText(const std::string& text) override {
@@ -87,10 +83,6 @@ struct Recorder : ShopSearchObserver, SalesGatherObserver {
         std::lock_guard lock(mutex);
         shopsDone = done;
     }
-    void message(const std::string& text) override {
-        std::lock_guard lock(mutex);
-        messages.push_back(text);
-    }
     void gatherEnded(JobEnd how, const std::string& why, const GatherTally& tally) override {
         {
             std::lock_guard lock(mutex);
@@ -98,13 +90,11 @@ struct Recorder : ShopSearchObserver, SalesGatherObserver {
         }
         finish(how, why);
     }
-
     void finish(JobEnd how, const std::string& why) {
         std::lock_guard lock(mutex);
         end = how;
         detail = why;
         ended = true;
-        changed.notify_all();
     }
 };
 

@@ -1,16 +1,13 @@
 #include "ParseError.h"
 #include "parse/SaleListParser.h"
-#include "parse/TParseException.h"
 #include "parse/fixtures/PageFixtures.h"
 
 #include <gtest/gtest.h>
 
 using namespace vantor;
-using fixtures::gbk;
 
 TEST(SaleList, EveryFieldOfEverySale) {
-    std::vector<fixtures::SaleRow> rows{fixtures::sampleSaleRow(0), fixtures::sampleSaleRow(1),
-                                        fixtures::sampleSaleRow(2)};
+    std::vector<fixtures::SaleRow> rows = fixtures::sampleRows(fixtures::sampleSaleRow, 3);
     rows[1].buyerUrl = "";
     rows[1].buyerName = "t**1（匿名）";
     rows[1].badge = false;
@@ -46,12 +43,9 @@ TEST(SaleList, EveryFieldOfEverySale) {
     EXPECT_EQ(list.text(2), "2");
 }
 
-TEST(SaleList, AQuantityThatIsNoNumberRaises) {
+TEST(SaleList, AQuantityThatIsNoNumberRaisesAndNoSalesIsAnEmptyList) {
     std::vector<fixtures::SaleRow> rows{fixtures::sampleSaleRow(0)};
     rows[0].quantity = "若干";
     EXPECT_EQ(test::parseError([&] { parseSaleList(fixtures::salePage(rows)); }), "“若干”不是有效的数字！");
-}
-
-TEST(SaleList, APageWithoutSalesGivesAnEmptyList) {
     EXPECT_TRUE(parseSaleList(fixtures::salePage({})).empty());
 }

@@ -1,4 +1,5 @@
 #include "TinyProxy.h"
+#include "HttpServer.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -17,27 +18,12 @@ extern char** environ;
 namespace vantor::test {
 namespace {
 
-sockaddr_in loopback(std::uint16_t port) {
+bool accepts(std::uint16_t port) {
+    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(port);
-    return address;
-}
-
-std::uint16_t freePort() {
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    socklen_t length = sizeof address;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-    close(fd);
-    return ntohs(address.sin_port);
-}
-
-bool accepts(std::uint16_t port) {
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(port);
     bool connected = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
     close(fd);
     return connected;
@@ -46,7 +32,7 @@ bool accepts(std::uint16_t port) {
 } // namespace
 
 TinyProxy::TinyProxy(const std::string& user, const std::string& password) {
-    port_ = freePort();
+    port_ = ClosedPort().port(); // free again once the object is gone
     std::string config = (dir_ / "tinyproxy.conf").string();
     writeFile(config, "Port " + std::to_string(port_) +
                           "\nListen 127.0.0.1\nTimeout 30\nMaxClients 32\nLogLevel Connect\n"

@@ -1,6 +1,5 @@
 #include "views/CsvExport.h"
 #include "ViewsTest.h"
-#include "views/SalesDataView.h"
 
 using namespace vantor;
 using namespace vantor::views;
@@ -16,11 +15,11 @@ const std::string kHeader =
 const std::string kTitle = "\xb4\xba\xd7\xb0\xd0\xc2\xbf\xee\xa1\xa2\xc1\xac\xd2\xc2\xc8\xb9";
 const std::string kDone = "\xb3\xc9\xbd\xbb"; // 成交
 
-// Newest sale first; the blank between date and time goes too; every data line ends with a comma.
-const std::string kSalesOf1001 = kHeader + "\r\n" +                                                  //
-                                 kTitle + ",20,buyerB,2011-02-0312:30:00,1,1," + kDone + ",\r\n" +   //
-                                 kTitle + ",1000,buyerA,2011-02-0218:00:00,3,3," + kDone + ",\r\n" + //
-                                 kTitle + ",10.5,buyerA,2011-02-0109:00:00,2,2," + kDone + ",\r\n";
+// The blank between date and time goes too; every data line ends with a comma.
+const std::string kT1 = kTitle + ",10.5,buyerA,2011-02-0109:00:00,2,2," + kDone + ",\r\n";
+const std::string kT2 = kTitle + ",20,buyerB,2011-02-0312:30:00,1,1," + kDone + ",\r\n";
+const std::string kT3 = kTitle + ",1000,buyerA,2011-02-0218:00:00,3,3," + kDone + ",\r\n";
+const std::string kSalesOf1001 = kHeader + "\r\n" + kT2 + kT3 + kT1; // newest sale first
 
 class Gauge : public ProgressGauge {
 public:
@@ -33,20 +32,16 @@ public:
     int position = 0;
 };
 
-class CsvExportTest : public test::ViewsTest {
+class CsvExportTest : public test::SalesViewTest {
 protected:
     void SetUp() override {
-        ViewsTest::SetUp();
-        view = std::make_unique<SalesDataView>(*dm, QueryReader::Mode::Background);
-        view->formCreate();
+        SalesViewTest::SetUp();
         view->items().setCurrent(1); // 1001
         ItemSummary summary;
         view->pageChange(SalesDataView::kSalePage, summary);
     }
 
     ExportJob sales() { return view->saleExport(DateTime{2011, 5, 20, 9, 30, 0}); }
-
-    std::unique_ptr<SalesDataView> view;
 };
 
 } // namespace
@@ -54,11 +49,10 @@ protected:
 TEST(CsvSafeText, CommasBecomeEnumerationCommasAndEveryBlankGoes) {
     EXPECT_EQ(csvSafeText("a, b\nc"), "a、bc");
     EXPECT_EQ(csvSafeText("   "), "");
-    EXPECT_EQ(csvSafeText(""), "");
     EXPECT_EQ(csvSafeText("\t1,2\r\n,3 \v\f"), "1、2、3");
+    EXPECT_EQ(csvSafeText(",,"), "、、");
     EXPECT_EQ(csvSafeText("\"quoted\";x"), "\"quoted\";x");         // nothing is quoted or escaped
     EXPECT_EQ(csvSafeText("全角，逗号　空格"), "全角，逗号　空格"); // only ASCII blanks and commas change
-    EXPECT_EQ(csvSafeText(",,"), "、、");
 }
 
 TEST_F(CsvExportTest, TheSaleRecordsExportIsGbkWithCrLfAndATrailingCommaOnEveryDataLine) {
@@ -68,9 +62,8 @@ TEST_F(CsvExportTest, TheSaleRecordsExportIsGbkWithCrLfAndATrailingCommaOnEveryD
     EXPECT_EQ(test::hexBytes(sink.bytes), test::hexBytes(kSalesOf1001));
     EXPECT_EQ(gauge.maximum, 3);
     EXPECT_EQ(gauge.position, 3);
-}
 
-TEST_F(CsvExportTest, AFileGetsTheSameBytesAndAnOldFileIsReplacedWhole) {
+    // A file gets the same bytes, an older and longer file replaced whole.
     const auto file = dir / "sales.csv";
     test::writeFile(file, std::string(4096, 'x'));
     EXPECT_EQ(exportToFile(sales(), file, nullptr), ExportOutcome::Written);
@@ -84,39 +77,30 @@ TEST_F(CsvExportTest, TheProposedNameCarriesTheItemAndTheDate) {
     EXPECT_EQ(safeFileName("女装/女士精品.csv"), "女装_女士精品.csv");
 }
 
-TEST_F(CsvExportTest, AFileThatCannotBeOpenedIsNamedInTheWarningAndLeftAlone) {
+TEST_F(CsvExportTest, NothingIsWrittenWhereTheFileCannotBeOpenedOrCreatedOrThereAreNoRows) {
     // Permission bits do not stop root, so the held file is a folder of that name.
     const auto held = dir / "held.csv";
     std::filesystem::create_directory(held);
     EXPECT_TRUE(isLocked(held));
+    EXPECT_FALSE(isLocked(dir / "new.csv"));
     EXPECT_EQ(exportToFile(sales(), held, nullptr), ExportOutcome::Locked);
-    EXPECT_TRUE(std::filesystem::is_directory(held));
     EXPECT_TRUE(std::filesystem::is_empty(held));
     EXPECT_EQ(lockedWarning(held), held.string() + "文件可能已被打开或损坏，重新选择或关闭文件！");
-    EXPECT_FALSE(isLocked(dir / "new.csv"));
-}
 
-TEST_F(CsvExportTest, AFileThatCannotBeCreatedIsAnErrorForTheErrorHandler) {
+    // A file that cannot be created is an error for the error handler.
     test::writeFile(dir / "plain", "not a folder");
     EXPECT_THROW(exportToFile(sales(), dir / "plain" / "sales.csv", nullptr), std::system_error);
     EXPECT_EQ(test::readFile(dir / "plain"), "not a folder");
-}
 
-TEST_F(CsvExportTest, AGridWithoutRowsWritesNoFile) {
     view->sales().setParameter("item_Id", "1003");
     view->sales().open();
-    const auto file = dir / "empty.csv";
-    EXPECT_EQ(exportToFile(sales(), file, nullptr), ExportOutcome::NoRows);
-    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_EQ(exportToFile(sales(), dir / "empty.csv", nullptr), ExportOutcome::NoRows);
+    EXPECT_FALSE(std::filesystem::exists(dir / "empty.csv"));
 }
 
 TEST_F(CsvExportTest, TheRowsAreExportedInTheGridsSortOrder) {
     view->saleGrid().titleClick(1, view->sales()); // 价格 descending
     StringSink sink;
     writeCsv(sales(), sink, nullptr);
-    const std::string expected = kHeader + "\r\n" +                                                  //
-                                 kTitle + ",1000,buyerA,2011-02-0218:00:00,3,3," + kDone + ",\r\n" + //
-                                 kTitle + ",20,buyerB,2011-02-0312:30:00,1,1," + kDone + ",\r\n" +   //
-                                 kTitle + ",10.5,buyerA,2011-02-0109:00:00,2,2," + kDone + ",\r\n";
-    EXPECT_EQ(test::hexBytes(sink.bytes), test::hexBytes(expected));
+    EXPECT_EQ(test::hexBytes(sink.bytes), test::hexBytes(kHeader + "\r\n" + kT3 + kT2 + kT1));
 }

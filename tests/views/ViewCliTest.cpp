@@ -66,23 +66,17 @@ TEST_F(ViewCli, TablesGoToStandardOutputWithTheWindowsTitlesInRfc4180Csv) {
         << ranking.out;
 
     auto ratingShops = run("export rating-shops");
-    EXPECT_EQ(ratingShops.out.substr(0, ratingShops.out.find("\r\n")),
-              "序号,掌柜,店铺名,卖家信用,卖家等级,卖家好评率,评价记录数,本周评价数,本月评价数,近6月评价数,"
-              "6月前评价数,网址");
+    EXPECT_EQ(ratingShops.status, 0) << ratingShops.out;
+    EXPECT_NE(ratingShops.out.find(
+                  "\r\n2,O'Neil,\"奥尼尔,精品\",300,3,98.25,1,1,2,3,4,http://shop2.taobao.com\r\n"),
+              std::string::npos)
+        << ratingShops.out;
 }
 
 TEST_F(ViewCli, OutWritesTheProgramsGbkExport) {
-    const auto file = dir / "sales.csv";
-    auto r = run("export sales-records --item 1001 --out " + file.string());
-    EXPECT_EQ(r.status, 0) << r.out;
-    EXPECT_EQ(gbkToUtf8(test::readFile(file)),
-              "商品,当前价格,买家,购买日期,购买数量,成交数量,成交状态\r\n"
-              "春装新款、连衣裙,20,buyerB,2011-02-0312:30:00,1,1,成交,\r\n"
-              "春装新款、连衣裙,1000,buyerA,2011-02-0218:00:00,3,3,成交,\r\n"
-              "春装新款、连衣裙,10.5,buyerA,2011-02-0109:00:00,2,2,成交,\r\n");
-    EXPECT_NE(r.out.find("已保存 3/3"), std::string::npos) << r.out;
-
     auto ratings = run("export ratings --shop 2 --out " + (dir / "ratings.csv").string());
+    EXPECT_EQ(ratings.status, 0) << ratings.out;
+    EXPECT_NE(ratings.out.find("已保存 1/1"), std::string::npos) << ratings.out;
     const std::string ratingLines =
         "序号,评价,评价时间,价格,评价人,商品,评语,解释\r\n"
         "1,5,2,好评,,x,2001,WoolScarf羊毛围巾,2011-04-0200:00:00,120,好,,R5,好,\r\n";
@@ -109,6 +103,17 @@ TEST_F(ViewCli, AnOutFileThatCannotBeOpenedFailsWithTheWarning) {
 }
 
 TEST_F(ViewCli, DeleteTakesAShopWithEverythingOfItOrOneItemWithItsSales) {
+    {
+        db::TDM dm(dir / "lmd_pin.db");
+        dm.cn1().exec(
+            "CREATE TRIGGER keep BEFORE DELETE ON dianbase BEGIN SELECT RAISE(ABORT, '只读'); END;");
+    }
+    auto refused = run("delete shop 1");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.out.find("删除数据出错，请联系官方网站! 只读"), std::string::npos) << refused.out;
+    EXPECT_EQ(count("select count(*) from saleInfo"), 5); // rolled back
+    db::TDM(dir / "lmd_pin.db").cn1().exec("DROP TRIGGER keep");
+
     auto item = run("delete item 1001");
     EXPECT_EQ(item.status, 0) << item.out;
     EXPECT_EQ(count("select count(*) from saleInfo where itemId='1001'"), 0);
@@ -127,21 +132,8 @@ TEST_F(ViewCli, DeleteTakesAShopWithEverythingOfItOrOneItemWithItsSales) {
     EXPECT_NE(missing.out.find("店铺不存在：1"), std::string::npos) << missing.out;
 }
 
-TEST_F(ViewCli, AFailedDeleteRollsBackWithTheProgramsMessage) {
-    db::TDM dm(dir / "lmd_pin.db");
-    dm.cn1().exec(
-        "CREATE TRIGGER keep BEFORE DELETE ON dianbase BEGIN SELECT RAISE(ABORT, '店铺表只读'); END;");
-    auto r = run("delete shop 1");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("删除数据出错，请联系官方网站! 店铺表只读"), std::string::npos) << r.out;
-    EXPECT_EQ(count("select count(*) from saleInfo"), 5);
-}
-
 TEST_F(ViewCli, BadArgumentsExitWithTwo) {
-    EXPECT_EQ(run("export").status, 2);
-    EXPECT_EQ(run("export sales-items").status, 2);
-    EXPECT_EQ(run("export ranking --category 0 --month 13").status, 2);
-    EXPECT_EQ(run("export ranking --category 63 --month 1").status, 2);
-    EXPECT_EQ(run("delete shop abc").status, 2);
-    EXPECT_EQ(run("delete").status, 2);
+    for (const char* arguments : {"export", "export sales-items", "export ranking --category 0 --month 13",
+                                  "export ranking --category 63 --month 1", "delete shop abc", "delete"})
+        EXPECT_EQ(run(arguments).status, 2) << arguments;
 }

@@ -45,45 +45,28 @@ VALUES
  (2, '好评', 'x', '2001', 'Wool Scarf 羊毛围巾', '2011-04-02 00:00:00', 120, '好', '', 'R5');
 )sql");
 
-    db::Statement top = db.prepare("INSERT INTO itemTop (typeId, dianzhu, itemUrl, itemTitle, shipping, "
-                                   "favorite, monthSale, amount, place, "
-                                   "updateDate) VALUES (:type, :seller, :url, :title, :shipping, :favorite, "
-                                   ":sold, :price, :place, :date)");
-    struct Top {
-        const char* type;
-        const char* seller;
-        const char* title;
-        double shipping;
-        int favorite;
-        int sold;
-        double price;
-        const char* place;
-        int yearsBack;
-        const char* monthDay;
-    };
-    const Top rows[] = {
-        {"99", "卖家甲", "点卡 100元", 0, 10, 500, 98.5, "浙江", 0, "03-10 08:00:00"},
-        {"99", "卖家乙", "点卡, 50元", 5, 30, 800, 48, "广东", 0, "03-12 09:30:00"},
-        {"99", "卖家丙", "点卡 30元", 0, 20, 800, 29, "上海", 0, "03-15 10:00:00"},
-        {"99", "卖家丁", "四月点卡", 0, 1, 7, 10, "北京", 0, "04-01 00:00:00"},
-        {"99", "去年卖家", "去年点卡", 0, 1, 9999, 10, "北京", 1, "03-10 00:00:00"},
-        {"16", "女装卖家", "连衣裙", 10, 5, 50, 199, "杭州", 0, "03-10 00:00:00"},
-    };
-    for (const auto& row : rows) {
-        char date[32];
-        std::snprintf(date, sizeof date, "%04d-%s", year - row.yearsBack, row.monthDay);
-        top.bind("type", row.type)
-            .bind("seller", row.seller)
-            .bind("url", std::string("http://item.taobao.com/top/") + row.title)
-            .bind("title", row.title)
-            .bind("shipping", row.shipping)
-            .bind("favorite", row.favorite)
-            .bind("sold", row.sold)
-            .bind("price", row.price)
-            .bind("place", row.place)
-            .bind("date", std::string(date));
-        top.execute();
-    }
+    const std::string now = std::to_string(year), before = std::to_string(year - 1);
+    db.exec("INSERT INTO itemTop (typeId, dianzhu, itemTitle, shipping, favorite, monthSale, amount, place, "
+            "updateDate) VALUES "
+            "('99', '卖家甲', '点卡 100元', 0, 10, 500, 98.5, '浙江', '" +
+            now +
+            "-03-10 08:00:00'), "
+            "('99', '卖家乙', '点卡, 50元', 5, 30, 800, 48, '广东', '" +
+            now +
+            "-03-12 09:30:00'), "
+            "('99', '卖家丙', '点卡 30元', 0, 20, 800, 29, '上海', '" +
+            now +
+            "-03-15 10:00:00'), "
+            "('99', '卖家丁', '四月点卡', 0, 1, 7, 10, '北京', '" +
+            now +
+            "-04-01 00:00:00'), "
+            "('99', '去年卖家', '去年点卡', 0, 1, 9999, 10, '北京', '" +
+            before +
+            "-03-10 00:00:00'), "
+            "('16', '女装卖家', '连衣裙', 10, 5, 50, 199, '杭州', '" +
+            now +
+            "-03-10 00:00:00');"
+            "UPDATE itemTop SET itemUrl = 'http://item.taobao.com/top/' || itemTitle;");
 }
 
 void createViewsFixture(const std::filesystem::path& file, int year) {

@@ -4,6 +4,7 @@
 #include "db/TDM.h"
 #include "support/TempDir.h"
 #include "views/Dataset.h"
+#include "views/SalesDataView.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,8 @@
 #include <vector>
 
 namespace vantor::test {
+
+using Texts = std::vector<std::string>;
 
 // A fresh data file with the views fixture, rankings in 2011.
 class ViewsTest : public ::testing::Test {
@@ -23,10 +26,18 @@ protected:
     }
 
     // One field of every row, in view order.
-    static std::vector<std::string> column(const views::Dataset& rows, const std::string& field) {
-        std::vector<std::string> texts;
+    static Texts column(const views::Dataset& rows, const std::string& field) {
+        Texts texts;
         for (std::size_t row = 0; row < rows.rowCount(); ++row)
             texts.push_back(rows.displayText(row, field));
+        return texts;
+    }
+
+    // The cells of one row as a grid shows them.
+    static Texts cells(views::Dataset& rows, views::GridTitles& grid, std::size_t row) {
+        Texts texts;
+        for (int c = 0; c < grid.columnCount(); ++c)
+            texts.push_back(grid.cellText(rows, row, c));
         return texts;
     }
 
@@ -40,6 +51,16 @@ protected:
     std::unique_ptr<db::TDM> dm;
 };
 
-using Texts = std::vector<std::string>;
+// The sales data view on the fixture, opened as its window opens it.
+class SalesViewTest : public ViewsTest {
+protected:
+    void SetUp() override {
+        ViewsTest::SetUp();
+        view = std::make_unique<views::SalesDataView>(*dm, views::QueryReader::Mode::Background);
+        view->formCreate();
+    }
+
+    std::unique_ptr<views::SalesDataView> view;
+};
 
 } // namespace vantor::test

@@ -1,66 +1,39 @@
-#include "UserMessages.h"
-#include "VantorApplication.h"
 #include "demo-market/DemoMarket.h"
 #include "gather/windows/TsaleGatherFrm.h"
-#include "support/TempDir.h"
-
-#include <QCheckBox>
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPlainTextEdit>
-#include <QProgressBar>
-#include <QPushButton>
-#include <QSignalSpy>
-#include <QSlider>
-#include <QSpinBox>
-#include <QStackedWidget>
-#include <QTabWidget>
-#include <QTableWidget>
-#include <QTest>
+#include "windows/WindowTest.h"
 
 using namespace vantor;
 
-class SaleGatherTest : public QObject {
+class SaleGatherTest : public test::WindowTest {
     Q_OBJECT
 
     std::unique_ptr<demo::DemoMarket> market;
-    std::unique_ptr<test::TempDir> dir;
-    std::shared_ptr<const THttpAgent> agent;
     std::unique_ptr<db::TDM> dm;
     std::unique_ptr<TsaleGatherFrm> window;
-    QStringList messages;
 
-    std::int64_t count(const std::string& sql) {
-        auto st = dm->cn1().prepare(sql);
-        st.step();
-        return st.integer(0);
+    QString ticks() {
+        QString marks;
+        for (int row = 0; row < window->searchGrid->rowCount(); ++row)
+            marks += cell(window->searchGrid, row, 1);
+        return marks;
     }
-    QString cell(int row, int column) { return window->searchGrid->item(row, column)->text(); }
 
-private slots:
-    void init() {
+    void prepare() override {
         market = std::make_unique<demo::DemoMarket>();
-        dir = std::make_unique<test::TempDir>();
-        auto throughMarket = std::make_shared<THttpAgent>();
-        throughMarket->AgentType = true;
-        throughMarket->Server = "127.0.0.1";
-        throughMarket->Port = market->port();
-        throughMarket->ConnectTime = 3;
-        agent = throughMarket;
-        dm = std::make_unique<db::TDM>(dir->path() / "lmd_pin.db");
+        auto agent = std::make_shared<const THttpAgent>(
+            THttpAgent{true, "127.0.0.1", std::int32_t(market->port()), "", "", "", 0, 0, 3});
+        dm = std::make_unique<db::TDM>(*dir / "lmd_pin.db");
         dm->open();
-        messages.clear();
-        UserMessages::redirect([this](QWidget*, const QString& text) { messages.append(text); });
-        window = std::make_unique<TsaleGatherFrm>([this] { return agent; }, *dm);
+        window = std::make_unique<TsaleGatherFrm>([agent] { return agent; }, *dm);
         window->show();
     }
-
-    void cleanup() {
+    void finish() override {
         window.reset();
-        UserMessages::redirect({});
+        dm.reset();
+        market.reset();
     }
 
+private slots:
     void aSearchWithoutConditionsIsRefused() {
         QTest::mouseClick(window->search, Qt::LeftButton);
         QCOMPARE(messages, QStringList{"请输入店铺名称或类别等条件进行搜索！"});
@@ -85,29 +58,25 @@ private slots:
                                                   (expected > 160 ? QString("，列出160家") : QString()));
         QCOMPARE(window->pages->currentIndex(), 1);
         QVERIFY(window->searchGrid->isVisible());
-        QCOMPARE(cell(0, 0), QString("1"));
-        QCOMPARE(cell(0, 1), QString(""));
-        QVERIFY(cell(0, 6).startsWith("http://shop"));
+        QCOMPARE(cell(window->searchGrid, 0, 0), QString("1"));
+        QCOMPARE(cell(window->searchGrid, 0, 1), QString(""));
+        QVERIFY(cell(window->searchGrid, 0, 6).startsWith("http://shop"));
         QVERIFY(window->searchMemoLog->toPlainText().startsWith("第1次搜索\n"));
         QVERIFY(window->searchMemoLog->toPlainText().contains("搜索范围：81"));
     }
 
-    void clickingARowTwiceTicksAndUnticksIt() {
-        std::vector<TDianBaseInfo> shops(3);
-        for (int i = 0; i < 3; ++i)
-            shops[size_t(i)].dianzhu = "掌柜" + std::to_string(i);
-        window->takeShops(shops);
+    void rowsAreTickedByClickAndAllAtOnce() {
+        window->takeShops(std::vector<TDianBaseInfo>(3));
         QCOMPARE(window->searchGrid->rowCount(), 3);
-        QTest::mouseClick(window->searchGrid->viewport(), Qt::LeftButton, {},
-                          window->searchGrid->visualItemRect(window->searchGrid->item(1, 2)).center());
-        QCOMPARE(cell(1, 1), QString("Y"));
-        QTest::mouseClick(window->searchGrid->viewport(), Qt::LeftButton, {},
-                          window->searchGrid->visualItemRect(window->searchGrid->item(1, 2)).center());
-        QCOMPARE(cell(1, 1), QString(""));
+        clickRow(window->searchGrid, 1, 2);
+        QCOMPARE(ticks(), QString("Y"));
+        QCOMPARE(cell(window->searchGrid, 1, 1), QString("Y"));
+        clickRow(window->searchGrid, 1, 2);
+        QCOMPARE(ticks(), QString(""));
         QTest::mouseClick(window->selAll, Qt::LeftButton);
-        QCOMPARE(cell(0, 1) + cell(1, 1) + cell(2, 1), QString("YYY"));
+        QCOMPARE(ticks(), QString("YYY"));
         QTest::mouseClick(window->cancelSel, Qt::LeftButton);
-        QCOMPARE(cell(0, 1) + cell(1, 1) + cell(2, 1), QString(""));
+        QCOMPARE(ticks(), QString(""));
         QTest::mouseClick(window->saveSearch, Qt::LeftButton);
         QCOMPARE(messages, QStringList{"请选择需要采集的店铺！"});
     }
@@ -135,13 +104,13 @@ private slots:
         QCOMPARE(window->doneLabel->text(), QString("已下载：2家店铺"));
         QCOMPARE(window->itemsLabel->text(), QString("已采集商品4个"));
         QCOMPARE(window->totalGauge->value(), 2);
-        QCOMPARE(count("select count(*) from dianbase"), 2);
-        QCOMPARE(count("select count(*) from itemInfo"), 4);
+        QCOMPARE(count(*dm, "select count(*) from dianbase"), 2);
+        QCOMPARE(count(*dm, "select count(*) from itemInfo"), 4);
         QVERIFY(messages.isEmpty());
         // What the run saved stays in sight until the next job.
         QVERIFY(window->resultLabel->isVisible());
         QCOMPARE(window->resultLabel->text(), QString("采集完成：已保存店铺2家，商品4个，销售记录%1条。")
-                                                  .arg(count("select count(*) from saleInfo")));
+                                                  .arg(count(*dm, "select count(*) from saleInfo")));
         QVERIFY(window->search->isVisible());
     }
 
@@ -161,10 +130,7 @@ private slots:
 };
 
 int main(int argc, char** argv) {
-    prepareQtEnvironment();
-    VantorApplication app(argc, argv);
-    SaleGatherTest test;
-    return QTest::qExec(&test, argc, argv);
+    return vantor::test::runWindowTest<SaleGatherTest>(argc, argv);
 }
 
 #include "tst_salegather.moc"

@@ -1,40 +1,20 @@
-#include "ChartPage.h"
-#include "MainWindow.h"
 #include "TsaleAnalyseFrm.h"
 #include "TsaleCarrentFrm.h"
 #include "TsaleTimeAreaFrm.h"
-#include "UserMessages.h"
-#include "VantorApplication.h"
 #include "charts/SalesFixture.h"
-#include "support/TempDir.h"
+#include "windows/WindowTest.h"
 
-#include <QAction>
-#include <QComboBox>
-#include <QDateEdit>
-#include <QFileDialog>
-#include <QFileInfo>
-#include <QLabel>
-#include <QLineEdit>
-#include <QMenuBar>
-#include <QPushButton>
-#include <QSignalSpy>
-#include <QTest>
-#include <QTimer>
-#include <QToolBox>
-#include <QToolButton>
 #include <QWebEngineView>
 
 using namespace vantor;
 using namespace vantor::charts;
 
-class SaleAnalysisTest : public QObject {
+class SaleAnalysisTest : public test::WindowTest {
     Q_OBJECT
 
-    std::unique_ptr<test::TempDir> dir;
     std::unique_ptr<db::TDM> dm;
-    QStringList messages;
 
-    DataFolder folder() const { return DataFolder(dir->path() / "data"); }
+    DataFolder folder() const { return DataFolder(*dir / "data"); }
 
     template <class Window> std::unique_ptr<Window> openWindow() {
         auto window = std::make_unique<Window>(*dm, folder());
@@ -43,15 +23,12 @@ class SaleAnalysisTest : public QObject {
         return window;
     }
 
-    static void chooseShop(SaleAnalysisWindow& window, const QString& name, const QString& from,
-                           const QString& to) {
-        window.dianmingList->setCurrentIndex(window.dianmingList->findText(name));
+    // Chooses the shop and the dates, presses "分析" and waits for the page to finish loading.
+    static bool analyse(SaleAnalysisWindow& window, const QString& shop, const QString& from,
+                        const QString& to) {
+        window.dianmingList->setCurrentIndex(window.dianmingList->findText(shop));
         window.date1->setDate(QDate::fromString(from, "yyyy-MM-dd"));
         window.date2->setDate(QDate::fromString(to, "yyyy-MM-dd"));
-    }
-
-    // Presses "分析" and waits for the page to finish loading.
-    static bool analyse(SaleAnalysisWindow& window) {
         QSignalSpy loaded(window.web1, &QWebEngineView::loadFinished);
         QTest::mouseClick(window.bsSkinButton1, Qt::LeftButton);
         return loaded.wait(20000) && loaded.first().first().toBool();
@@ -81,51 +58,26 @@ class SaleAnalysisTest : public QObject {
         return drawn ? points : "not drawn";
     }
 
-    // Answers the save dialog once it shows: the file, or cancel for an empty name. The flag tells
-    // that the dialog came and went.
-    static std::shared_ptr<bool> answerSaveDialog(SaleAnalysisWindow& window, const QString& file) {
-        auto answered = std::make_shared<bool>(false);
-        // As a user would: the dialog opens in the folder, where only the name is typed.
-        if (!file.isEmpty()) window.saveDlg->setDirectory(QFileInfo(file).absolutePath());
-        auto* poll = new QTimer(&window);
-        connect(poll, &QTimer::timeout, poll, [poll, &window, file, answered] {
-            if (!window.saveDlg->isVisible()) return;
-            poll->deleteLater();
-            *answered = true;
-            if (file.isEmpty()) {
-                window.saveDlg->reject();
-                return;
-            }
-            // Typed into the name field: selectFile leaves a focused field alone.
-            window.saveDlg->findChild<QLineEdit*>("fileNameEdit")->setText(QFileInfo(file).fileName());
-            static_cast<QDialog*>(window.saveDlg)->accept(); // QFileDialog's own accept checks the name
-        });
-        poll->start(20);
-        return answered;
+    // Clicks the page's own export link and saves the list as `file`.
+    void exportByLink(SaleAnalysisWindow& window, const QString& marker, const QString& file) {
+        messages.clear();
+        answerSaveDialog(window.saveDlg, file);
+        evaluate(window.web1,
+                 QString("document.querySelector('a[href=\"sale://%1_/\"]').click()").arg(marker));
+        QTRY_COMPARE_WITH_TIMEOUT(messages, QStringList{"文件导出成功！"}, 10000);
     }
 
-    QString target(const char* name) const { return QString::fromStdString((dir->path() / name).string()); }
-
-private slots:
-    void init() {
-        dir = std::make_unique<test::TempDir>();
+    void prepare() override {
         folder().create();
         dm = std::make_unique<db::TDM>(folder().database());
         dm->open();
         test::fillSalesFixture(dm->cn1());
-        messages.clear();
-        UserMessages::redirect([this](QWidget*, const QString& text) { messages.append(text); });
     }
+    void finish() override { dm.reset(); }
 
-    void cleanup() {
-        UserMessages::redirect({});
-        dm.reset();
-        dir.reset();
-    }
-
+private slots:
     void theWindowOpensWithThisYearAndTheShopList() {
         auto window = openWindow<TsaleAnalyseFrm>();
-        QCOMPARE(window->windowTitle(), QString("销售排行分析"));
         QDate today = QDate::currentDate();
         QCOMPARE(window->date1->date(), QDate(today.year(), 1, 1));
         QCOMPARE(window->date2->date(), today);
@@ -134,15 +86,6 @@ private slots:
             shops << window->dianmingList->itemText(i);
         QCOMPARE(shops, (QStringList{"鲍勃", "跨年小铺", "爱丽丝小店", "全天候"}));
         QCOMPARE(window->dianmingList->currentIndex(), 0);
-        QStringList labels;
-        for (auto* label : window->findChildren<QLabel*>(Qt::FindDirectChildrenOnly))
-            labels << label->text();
-        QCOMPARE(labels, (QStringList{"店铺名：", "分析日期：", "到"}));
-        QCOMPARE(window->refresh->text(), QString("刷新列表"));
-        QCOMPARE(window->bsSkinButton1->text(), QString("分析"));
-        QCOMPARE(window->helpButton->text(), QString("操作帮助"));
-        QCOMPARE(openWindow<TsaleTimeAreaFrm>()->windowTitle(), QString("销售时间分布分析"));
-        QCOMPARE(openWindow<TsaleCarrentFrm>()->windowTitle(), QString("销售趋势分析"));
 
         // A shop gathered meanwhile appears after "刷新列表".
         dm->cn1().exec("insert into dianbase(id,dianming,updateDate) values(9,'新店','2013-01-01 00:00:00');"
@@ -162,18 +105,15 @@ private slots:
         QVERIFY(window->web1->url().isEmpty());
     }
 
-    void theRankingPageDrawsAndItsLinksExportTheLists() {
+    void theRankingPageDrawsAndItsLinksExportTheLastRun() {
         auto window = openWindow<TsaleAnalyseFrm>();
-        chooseShop(*window, "爱丽丝小店", "2011-01-01", "2011-12-31");
-        QVERIFY(analyse(*window));
+        QVERIFY(analyse(*window, "爱丽丝小店", "2011-01-01", "2011-12-31"));
         QVERIFY(messages.isEmpty());
         QCOMPARE(window->web1->url().fileName(), QString("saleAnalyse.html"));
         QCOMPARE(drawnPoints(window->web1), QString("3,3"));
 
         // The page's own link, clicked: the host arrives lower-cased and is still recognised.
-        answerSaveDialog(*window, target("count.xml"));
-        evaluate(window->web1, "document.querySelector('a[href=\"sale://saleCount_/\"]').click()");
-        QTRY_COMPARE_WITH_TIMEOUT(messages, QStringList{"文件导出成功！"}, 10000);
+        exportByLink(*window, "saleCount", target("count.xml"));
         QCOMPARE(test::readFile(target("count.xml").toStdString()),
                  test::readFile(window->gallery().document("saleCount.xml")));
         QCOMPARE(window->web1->url().fileName(), QString("saleAnalyse.html")); // the page stays
@@ -181,115 +121,64 @@ private slots:
         // A marker anywhere in an address, in any letter case, is not followed but exported.
         messages.clear();
         test::writeFile(target("amount.xml").toStdString(), "an older file in the way");
-        answerSaveDialog(*window, target("amount.xml"));
+        answerSaveDialog(window->saveDlg, target("amount.xml"));
         window->web1->load(QUrl("http://127.0.0.1:9/next?to=SALE://SALEAMOUNT_/&x=1"));
         QTRY_COMPARE_WITH_TIMEOUT(messages, QStringList{"文件导出成功！"}, 10000);
         QCOMPARE(test::readFile(target("amount.xml").toStdString()),
                  test::readFile(window->gallery().document("saleAmount.xml")));
-    }
 
-    void cancellingTheSaveDialogExportsNothing() {
-        auto window = openWindow<TsaleAnalyseFrm>();
-        chooseShop(*window, "爱丽丝小店", "2011-01-01", "2011-12-31");
-        QVERIFY(analyse(*window));
-        auto answered = answerSaveDialog(*window, QString());
+        // A cancelled save dialog exports nothing.
+        messages.clear();
+        auto answered = answerSaveDialog(window->saveDlg, QString());
         window->web1->load(QUrl("sale://saleCount_/"));
         QTRY_VERIFY_WITH_TIMEOUT(*answered, 10000);
         QTest::qWait(100);
         QVERIFY(messages.isEmpty());
+
+        // Another shop's run is what the next export gets.
+        QVERIFY(analyse(*window, "鲍勃", "2011-01-01", "2011-12-31"));
+        QCOMPARE(drawnPoints(window->web1), QString("1,1"));
+        exportByLink(*window, "saleCount", target("bob.xml"));
+        QVERIFY(test::gbkFileAsUtf8(*dir / "bob.xml").find("<商品>手套</商品>") != std::string::npos);
     }
 
-    void anAddressWithoutAMarkerIsFollowed() {
+    void theTrendLinksExportTheirOwnListsAndOtherAddressesAreFollowed() {
         auto window = openWindow<TsaleCarrentFrm>();
-        chooseShop(*window, "跨年小铺", "2010-01-01", "2011-12-31");
-        QVERIFY(analyse(*window));
+        QVERIFY(analyse(*window, "跨年小铺", "2010-01-01", "2011-12-31"));
         QCOMPARE(drawnPoints(window->web1), QString("5,5,4"));
+        for (QString list : {"saleCarrentDay", "saleCarrentWeek", "saleCarrentMonth"}) {
+            QString file = target(qPrintable(list + "List.xml"));
+            exportByLink(*window, list, file);
+            QCOMPARE(test::readFile(file.toStdString()),
+                     test::readFile(window->gallery().document((list + "List.xml").toStdString())));
+        }
         QSignalSpy loaded(window->web1, &QWebEngineView::loadFinished);
         QUrl other =
             QUrl::fromLocalFile(QString::fromStdString(window->gallery().page("saleTimeArea.html").string()));
         window->web1->load(other);
         QVERIFY(loaded.wait(10000));
         QCOMPARE(window->web1->url(), other);
-        QVERIFY(messages.isEmpty());
-    }
-
-    void theTrendLinksExportTheirOwnLists() {
-        auto window = openWindow<TsaleCarrentFrm>();
-        chooseShop(*window, "跨年小铺", "2010-01-01", "2011-12-31");
-        QVERIFY(analyse(*window));
-        const char* markers[] = {"saleCarrentDay", "saleCarrentWeek", "saleCarrentMonth"};
-        const char* lists[] = {"saleCarrentDayList.xml", "saleCarrentWeekList.xml",
-                               "saleCarrentMonthList.xml"};
-        for (int i = 0; i < 3; ++i) {
-            messages.clear();
-            QString file = target(lists[i]);
-            answerSaveDialog(*window, file);
-            evaluate(window->web1,
-                     QString("document.querySelector('a[href=\"sale://%1_/\"]').click()").arg(markers[i]));
-            QTRY_COMPARE_WITH_TIMEOUT(messages, QStringList{"文件导出成功！"}, 10000);
-            QCOMPARE(test::readFile(file.toStdString()),
-                     test::readFile(window->gallery().document(lists[i])));
-        }
     }
 
     void anExportBeforeAnyRunCannotFindItsList() {
         auto window = openWindow<TsaleAnalyseFrm>();
-        answerSaveDialog(*window, target("none.xml"));
+        answerSaveDialog(window->saveDlg, target("none.xml"));
         window->web1->load(QUrl("sale://saleCount_/"));
         QTRY_COMPARE_WITH_TIMEOUT(messages, QStringList{"文件无法导出，请重新分析后，再进行导出！"}, 10000);
-        QVERIFY(!std::filesystem::exists(dir->path() / "none.xml"));
-    }
-
-    void anotherShopsRunIsWhatTheNextExportGets() {
-        auto window = openWindow<TsaleAnalyseFrm>();
-        chooseShop(*window, "爱丽丝小店", "2011-01-01", "2011-12-31");
-        QVERIFY(analyse(*window));
-        chooseShop(*window, "鲍勃", "2011-01-01", "2011-12-31");
-        QVERIFY(analyse(*window));
-        QCOMPARE(drawnPoints(window->web1), QString("1,1"));
-        answerSaveDialog(*window, target("bob.xml"));
-        window->web1->load(QUrl("sale://saleCount_/"));
-        QTRY_COMPARE_WITH_TIMEOUT(messages, QStringList{"文件导出成功！"}, 10000);
-        QVERIFY(test::gbkFileAsUtf8(dir->path() / "bob.xml").find("<商品>手套</商品>") != std::string::npos);
+        QVERIFY(!std::filesystem::exists(*dir / "none.xml"));
     }
 
     void theTimeDistributionWindowHasNoListsToExport() {
         auto window = openWindow<TsaleTimeAreaFrm>();
         QVERIFY(!window->saveDlg);
-        chooseShop(*window, "全天候", "2011-01-01", "2011-12-31");
-        QVERIFY(analyse(*window));
+        QVERIFY(analyse(*window, "全天候", "2011-01-01", "2011-12-31"));
         QCOMPARE(drawnPoints(window->web1), QString("24,1,1"));
-    }
-
-    void theMainWindowOffersTheThreeAnalysesInTheSalesSection() {
-        TConfig config;
-        MainWindow main(folder(), config, *dm);
-        QCOMPARE(main.startUp(), StartupOutcome::Ready);
-        main.createWorkingWindows([](int) {});
-        QStringList entries;
-        for (QAction* action : main.menuBar()->actions()[1]->menu()->actions())
-            entries << action->objectName() + " " + action->text();
-        QCOMPARE(main.menuBar()->actions()[1]->text(), QString("店铺销售分析"));
-        QVERIFY(entries.indexOf("N25 销售分布分析") >= 0);
-        QCOMPARE(entries.indexOf("N26 销售排行分析"), entries.indexOf("N25 销售分布分析") + 1);
-        QCOMPARE(entries.indexOf("N27 销售趋势分析"), entries.indexOf("N26 销售排行分析") + 1);
-        QCOMPARE(entries.indexOf("N29 操作帮助"), entries.indexOf("N27 销售趋势分析") + 1);
-        QVERIFY(main.navigationBar()->findChild<QToolButton*>("N26Button"));
-
-        const std::pair<const char*, const char*> shown[] = {{"N25", "Vantor专业版--销售时间分布分析"},
-                                                             {"N26", "Vantor专业版--销售排行分析"},
-                                                             {"N27", "Vantor专业版--销售趋势分析"}};
-        for (auto [name, caption] : shown) {
-            main.menuBar()->findChild<QAction*>(name)->trigger();
-            QCOMPARE(main.windowTitle(), QString(caption));
-            QVERIFY(qobject_cast<SaleAnalysisWindow*>(main.currentWorkingWindow()));
-        }
     }
 
     void aFailedRunKeepsThePageAndSaysSo() {
         auto window = openWindow<TsaleAnalyseFrm>();
         test::writeFile(window->gallery().folder(), "a file where the folder belongs");
-        chooseShop(*window, "爱丽丝小店", "2011-01-01", "2011-12-31");
+        window->dianmingList->setCurrentIndex(window->dianmingList->findText("爱丽丝小店"));
         QTest::mouseClick(window->bsSkinButton1, Qt::LeftButton);
         QCOMPARE(messages, QStringList{"生成数据出错！"});
         QVERIFY(window->web1->url().isEmpty());
@@ -297,11 +186,7 @@ private slots:
 };
 
 int main(int argc, char** argv) {
-    registerSaleScheme();
-    prepareQtEnvironment();
-    VantorApplication app(argc, argv);
-    SaleAnalysisTest test;
-    return QTest::qExec(&test, argc, argv);
+    return vantor::test::runWindowTest<SaleAnalysisTest>(argc, argv);
 }
 
 #include "tst_saleanalysis.moc"
