@@ -3,52 +3,22 @@
 // its built-in date expressions (strftime) on the same file.
 //
 // analysis_bench [sales]   (default 1000000)
+#include "../BenchSupport.h"
 #include "charts/SalesAnalysis.h"
 #include "db/TDM.h"
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <random>
-#include <sys/resource.h>
-#include <vector>
 
 using namespace vantor;
-namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
+using namespace vantor::bench;
 
 namespace {
 
 constexpr int kItems = 300;
 constexpr const char* kFrom = "2010-01-01";
 constexpr const char* kTo = "2011-12-31";
-
-double secondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-// Processor time of this process or of its finished children: on a shared machine the wall clock
-// also counts other people's work.
-double cpuSeconds(int who) {
-    rusage usage{};
-    getrusage(who, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-// One measurement: wall and processor seconds.
-struct Timing {
-    double wall;
-    double cpu;
-};
-
-Timing medianOf(std::vector<Timing> runs) {
-    std::sort(runs.begin(), runs.end(), [](const Timing& a, const Timing& b) { return a.wall < b.wall; });
-    return runs[runs.size() / 2];
-}
 
 // Shop 1 is analysed; shop 2 holds a tenth as many sales that the statements must skip.
 void fill(db::Database& db, int sales) {
@@ -127,32 +97,31 @@ long pointsWritten(const charts::Gallery& gallery, const charts::SalesAnalysis& 
 } // namespace
 
 int main(int argc, char** argv) {
-    const int sales = argc > 1 ? std::atoi(argv[1]) : 1000000;
-    fs::path dir = fs::temp_directory_path() / "vantor-bench-analysis";
-    fs::remove_all(dir);
+    const int sales = argument(argc, argv, 1, 1000000);
+    fs::path dir = scratchFolder("vantor-bench-analysis");
     DataFolder data(dir / "data");
     data.create();
     db::TDM dm(data.database());
     dm.open();
 
-    auto start = Clock::now();
-    fill(dm.cn1(), sales);
-    dm.cn1().exec("ANALYZE");
-    std::printf("data: %d sales of the shop (+%d of another) in %.1f s\n", sales, sales / 10,
-                secondsSince(start));
+    Timing filled = measure([&] {
+        fill(dm.cn1(), sales);
+        dm.cn1().exec("ANALYZE");
+    });
+    std::printf("data: %d sales of the shop (+%d of another) in %.1f s\n", sales, sales / 10, filled.wall);
 
     charts::Gallery gallery(data);
     Silent silent;
     std::printf("%-8s %21s %21s %13s %s\n", "window", "vantor wall/cpu [s]", "sqlite3 wall/cpu [s]",
                 "ratio wall/cpu", "points");
     for (const charts::SalesAnalysis* analysis : charts::salesAnalyses()) {
-        std::vector<Timing> ours;
+        std::vector<Timing> ours, theirs;
         for (int run = 0; run < 3; ++run) {
-            auto begin = Clock::now();
-            double cpu = cpuSeconds(RUSAGE_SELF);
-            auto result = charts::runAnalysis(dm.cn1(), gallery, *analysis,
-                                              charts::AnalysisRequest{1, "压力测试店", kFrom, kTo}, silent);
-            ours.push_back({secondsSince(begin), cpuSeconds(RUSAGE_SELF) - cpu});
+            charts::AnalysisResult result;
+            ours.push_back(measure([&] {
+                result = charts::runAnalysis(dm.cn1(), gallery, *analysis,
+                                             charts::AnalysisRequest{1, "压力测试店", kFrom, kTo}, silent);
+            }));
             if (result.outcome != charts::AnalysisOutcome::Written) {
                 std::fprintf(stderr, "run failed: %s\n", result.error.c_str());
                 return 1;
@@ -168,15 +137,13 @@ int main(int argc, char** argv) {
         fs::path output = dir / (std::string(analysis->name) + ".out");
         std::string command =
             "sqlite3 " + data.database().string() + " < " + script.string() + " > " + output.string();
-        std::vector<Timing> theirs;
         for (int run = 0; run < 3; ++run) {
-            auto begin = Clock::now();
-            double cpu = cpuSeconds(RUSAGE_CHILDREN);
-            if (std::system(command.c_str()) != 0) {
+            int status = 0;
+            theirs.push_back(measure([&] { status = std::system(command.c_str()); }, RUSAGE_CHILDREN));
+            if (status != 0) {
                 std::fprintf(stderr, "sqlite3 failed: %s\n", command.c_str());
                 return 1;
             }
-            theirs.push_back({secondsSince(begin), cpuSeconds(RUSAGE_CHILDREN) - cpu});
         }
         long theirRows = 0;
         std::ifstream rows(output);

@@ -6,29 +6,26 @@
 // Each figure is the fastest of the rounds, which alternate between the two, so that a burst of other
 // load on the machine hits both alike and spoils as little as possible.
 
+#include "../BenchSupport.h"
 #include "download/TDownCheck.h"
 #include "download/TThreadDownHtmlCode.h"
 #include "support/HttpServer.h"
 
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
-#include <string>
-#include <vector>
+#include <iterator>
+#include <sstream>
 
 extern char** environ;
 
 using namespace vantor;
-using Clock = std::chrono::steady_clock;
+using namespace vantor::bench;
 
 namespace {
 
@@ -40,16 +37,6 @@ struct Figures {
 
 Figures faster(const Figures& best, const Figures& next) {
     return best.seconds == 0 || next.seconds < best.seconds ? next : best;
-}
-
-double seconds(const timeval& t) {
-    return double(t.tv_sec) + double(t.tv_usec) / 1e6;
-}
-
-double processCpu() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
 double threadCpu() {
@@ -135,14 +122,11 @@ Figures runDriver(const std::string& prefix, int pages, int slots) {
     Counts counts;
     TDownCheck check(param, std::vector<SlotProgress*>(size_t(slots), nullptr), 1, TDownCheck::kPlainMode,
                      counts.handlers());
-    double cpu = processCpu();
-    auto start = Clock::now();
-    check.start();
-    check.wait();
-    Figures figures;
-    figures.seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    figures.cpuSeconds = processCpu() - cpu;
-    figures.driverSeconds = counts.driverCpu;
+    Timing t = measure([&] {
+        check.start();
+        check.wait();
+    });
+    Figures figures{t.wall, t.cpu, counts.driverCpu};
     if (counts.pages != pages || check.getStatus() != "0完成") {
         std::fprintf(stderr, "driver: %ld of %d pages, status %s\n", counts.pages.load(), pages,
                      std::string(check.getStatus()).c_str());
@@ -160,34 +144,26 @@ Figures runCurl(const std::string& prefix, int pages, int slots) {
         for (int page = 1; page <= pages; ++page)
             list << "url = \"" << prefix << page << ".htm\"\noutput = \"/dev/null\"\n";
     }
-    std::string parallel = std::to_string(slots);
-    const char* argv[] = {"curl",
-                          "--silent",
-                          "--no-progress-meter",
-                          "--fail",
-                          "--noproxy",
-                          "*",
-                          "--user-agent",
-                          kUserAgent,
-                          "--parallel",
-                          "--parallel-max",
-                          parallel.c_str(),
-                          "--parallel-immediate",
-                          "--config",
-                          name,
-                          nullptr};
+    std::istringstream line("curl --silent --no-progress-meter --fail --noproxy * --parallel "
+                            "--parallel-immediate --parallel-max " +
+                            std::to_string(slots) + " --config " + name);
+    std::vector<std::string> words{std::istream_iterator<std::string>(line), {}};
+    words.insert(words.end(), {"--user-agent", kUserAgent});
+    std::vector<char*> argv;
+    for (auto& word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
     auto start = Clock::now();
     pid_t pid;
-    if (posix_spawnp(&pid, "curl", nullptr, nullptr, const_cast<char**>(argv), environ) != 0) {
+    if (posix_spawnp(&pid, "curl", nullptr, nullptr, argv.data(), environ) != 0) {
         std::fprintf(stderr, "cannot run curl\n");
         std::exit(1);
     }
     int status = 0;
     rusage usage{};
     wait4(pid, &status, 0, &usage);
-    Figures figures;
-    figures.seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    figures.cpuSeconds = seconds(usage.ru_utime) + seconds(usage.ru_stime);
+    Figures figures{secondsSince(start), double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+                                             double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6};
     unlink(name);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         std::fprintf(stderr, "curl failed\n");
@@ -199,8 +175,8 @@ Figures runCurl(const std::string& prefix, int pages, int slots) {
 } // namespace
 
 int main(int argc, char** argv) {
-    int pages = argc > 1 ? std::atoi(argv[1]) : 2000;
-    int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 3;
+    int pages = argument(argc, argv, 1, 2000);
+    int rounds = std::max(1, argument(argc, argv, 2, 3));
     ServerProcess server;
     std::string prefix = server.prefix();
     runDriver(prefix, 50, 4); // warm-up: libcurl's start, the server's first threads

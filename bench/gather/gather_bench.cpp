@@ -1,18 +1,15 @@
 // Gathering from the demo marketplace: shops per minute, pages per second, peak memory, and where the
 // time went (waiting on the network against handling pages and writing the database).
+#include "../BenchSupport.h"
 #include "base/GbkText.h"
 #include "db/TDM.h"
 #include "demo-market/DemoMarket.h"
 #include "gather/SalesGathering.h"
 
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <sys/resource.h>
 
 using namespace vantor;
-namespace fs = std::filesystem;
+using namespace vantor::bench;
 
 namespace {
 
@@ -28,23 +25,19 @@ struct Quiet : SalesGatherObserver {
 } // namespace
 
 int main(int argc, char** argv) {
-    const int shopCount = argc > 1 ? std::atoi(argv[1]) : 20;
-    const int items = argc > 2 ? std::atoi(argv[2]) : 10;
-    fs::path dir = fs::temp_directory_path() / "vantor-bench-gather";
-    fs::remove_all(dir);
-    fs::create_directories(dir);
+    const int shopCount = argument(argc, argv, 1, 20);
+    const int items = argument(argc, argv, 2, 10);
+    fs::path dir = scratchFolder("vantor-bench-gather");
 
     demo::DemoMarket market;
     std::vector<TDianBaseInfo> shops;
     for (const auto& shop : market.model().shops()) {
         if (int(shops.size()) == shopCount) break;
-        if (shop.index < 3) // the special cases are for the tests
-            continue;
-        TDianBaseInfo row;
-        row.webaddr = shop.webAddress();
-        row.dianzhu = toGbk(shop.nick);
-        row.dianming = toGbk(shop.name);
-        shops.push_back(row);
+        if (shop.index < 3) continue; // the special cases are for the tests
+        shops.emplace_back();
+        shops.back().webaddr = shop.webAddress();
+        shops.back().dianzhu = toGbk(shop.nick);
+        shops.back().dianming = toGbk(shop.name);
     }
     auto agent = std::make_shared<THttpAgent>();
     agent->AgentType = true;
@@ -57,10 +50,10 @@ int main(int argc, char** argv) {
     NoSlotProgress bars[4];
     Quiet quiet;
     SalesGathering gathering(dm.file(), shops, items, agent, {&bars[0], &bars[1], &bars[2], &bars[3]}, quiet);
-    auto start = std::chrono::steady_clock::now();
-    gathering.start();
-    gathering.wait();
-    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    double seconds = measure([&] {
+                         gathering.start();
+                         gathering.wait();
+                     }).wall;
     if (quiet.end != JobEnd::Finished) {
         std::fprintf(stderr, "gathering failed: %s\n", quiet.detail.c_str());
         return 1;
@@ -74,8 +67,6 @@ int main(int argc, char** argv) {
     const auto& timing = gathering.timing();
     double parse = double(timing.parseMicros) / 1e6, save = double(timing.saveMicros) / 1e6;
     double network = seconds - parse - save;
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
 
     std::printf("gathered %d shops x %d items: %lld items, %lld sales in %.2f s\n", shopCount, items,
                 static_cast<long long>(count("select count(*) from itemInfo")),
@@ -84,8 +75,7 @@ int main(int argc, char** argv) {
     std::printf("pages: %d, pages per second: %.0f\n", timing.pages.load(), timing.pages / seconds);
     std::printf("time: network wait %.0f%%, page handling %.0f%%, saving %.0f%%\n", 100 * network / seconds,
                 100 * parse / seconds, 100 * save / seconds);
-    std::printf("peak memory (whole process, demo marketplace included): %.1f MB\n",
-                usage.ru_maxrss / 1024.0);
+    std::printf("peak memory (whole process, demo marketplace included): %.1f MB\n", peakMegabytes());
     fs::remove_all(dir);
     return 0;
 }

@@ -1,27 +1,19 @@
 // Saving gathered sales and ratings: rows per second inside one transaction, against the sqlite3
 // command line importing the same rows into the same schema.
+#include "../BenchSupport.h"
 #include "base/DateTime.h"
 #include "base/GbkText.h"
 #include "db/TDM.h"
 #include "gather/GatherPersistence.h"
 #include "parse/RefCodecs.h"
 
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <string>
 
 using namespace vantor;
-namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
+using namespace vantor::bench;
 
 namespace {
-
-double seconds(Clock::time_point since) {
-    return std::chrono::duration<double>(Clock::now() - since).count();
-}
 
 std::string stamp(int i) {
     // Newest first, one sale every 13 seconds.
@@ -37,12 +29,11 @@ double importSeconds(const fs::path& dir, const std::string& table, const fs::pa
     }
     std::string command =
         "sqlite3 " + file.string() + " \".mode csv\" \".import " + csv.string() + " " + table + "\"";
-    auto start = Clock::now();
-    if (std::system(command.c_str()) != 0) {
-        std::fprintf(stderr, "sqlite3 import failed: %s\n", command.c_str());
-        return -1;
-    }
-    return seconds(start);
+    int status = 0;
+    double wall = measure([&] { status = std::system(command.c_str()); }).wall;
+    if (status == 0) return wall;
+    std::fprintf(stderr, "sqlite3 import failed: %s\n", command.c_str());
+    return -1;
 }
 
 std::string csvField(const std::string& text) {
@@ -52,10 +43,8 @@ std::string csvField(const std::string& text) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const int rows = argc > 1 ? std::atoi(argv[1]) : 100000;
-    fs::path dir = fs::temp_directory_path() / "vantor-bench-persistence";
-    fs::remove_all(dir);
-    fs::create_directories(dir);
+    const int rows = argument(argc, argv, 1, 100000);
+    fs::path dir = scratchFolder("vantor-bench-persistence");
 
     RecordList<TAutionInfo> sales;
     RecordList<TRateInfo> ratings;
@@ -92,17 +81,17 @@ int main(int argc, char** argv) {
     item.itemId = "1234567890";
     item.saleFromDate = "2000-01-01 00:00:00";
 
-    auto start = Clock::now();
-    db.beginTransaction();
-    saveSales(sales, item, nullptr, db);
-    db.commit();
-    double salesTime = seconds(start);
-
-    start = Clock::now();
-    db.beginTransaction();
-    saveRatings(ratings, shop, nullptr, db);
-    db.commit();
-    double ratingsTime = seconds(start);
+    // Each list is saved in one transaction, as a gathering saves a shop.
+    auto inTransaction = [&](const std::function<void()>& save) {
+        return measure([&] {
+                   db.beginTransaction();
+                   save();
+                   db.commit();
+               })
+            .wall;
+    };
+    double salesTime = inTransaction([&] { saveSales(sales, item, nullptr, db); });
+    double ratingsTime = inTransaction([&] { saveRatings(ratings, shop, nullptr, db); });
 
     // The same rows as the sqlite3 command line imports them: UTF-8 CSV, every column of the table.
     fs::path salesCsv = dir / "sales.csv", ratingsCsv = dir / "ratings.csv";

@@ -4,62 +4,23 @@
 // command line writing the same rows as CSV from the same file.
 //
 // views_bench [sales [ratings]]   (default 1000000 100000)
+#include "../BenchSupport.h"
 #include "db/TDM.h"
 #include "views/CsvExport.h"
 #include "views/RatingDataView.h"
 #include "views/SalesDataView.h"
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <functional>
-#include <string>
-#include <sys/resource.h>
 #include <unistd.h>
-#include <vector>
 
 using namespace vantor;
+using namespace vantor::bench;
 using namespace vantor::views;
-namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
 
 namespace {
 
 constexpr const char* kBigItem = "1000000001";
 constexpr auto kBackground = QueryReader::Mode::Background;
-
-// Wall seconds, and the processor seconds of this process (reader threads included) or of the
-// finished children: on a shared machine the wall clock also counts other people's work.
-struct Timing {
-    double wall;
-    double cpu;
-};
-
-double cpuSeconds(int who) {
-    rusage usage{};
-    getrusage(who, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-Timing measure(const std::function<void()>& work, int who = RUSAGE_SELF) {
-    const double cpu = cpuSeconds(who);
-    const auto start = Clock::now();
-    work();
-    return {std::chrono::duration<double>(Clock::now() - start).count(), cpuSeconds(who) - cpu};
-}
-
-// The fastest of a few runs: the machine's other load only ever adds time.
-Timing bestOf(int runs, const std::function<void()>& work, int who = RUSAGE_SELF) {
-    Timing best{1e9, 1e9};
-    for (int i = 0; i < runs; ++i) {
-        Timing t = measure(work, who);
-        if (t.wall < best.wall) best = t;
-    }
-    return best;
-}
 
 void print(const char* what, Timing t, const char* goal = "") {
     std::printf("%-44s %8.3f s wall %8.3f s cpu  %s\n", what, t.wall, t.cpu, goal);
@@ -116,19 +77,12 @@ void openAndLoad(Dataset& rows, const char* what) {
                 all.cpu, rows.rowCount());
 }
 
-long peakMegabytes() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss / 1024;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    const int sales = argc > 1 ? std::atoi(argv[1]) : 1000000;
-    const int ratings = argc > 2 ? std::atoi(argv[2]) : 100000;
-    const fs::path folder = fs::temp_directory_path() / ("views_bench_" + std::to_string(getpid()));
-    fs::create_directories(folder);
+    const int sales = argument(argc, argv, 1, 1000000);
+    const int ratings = argument(argc, argv, 2, 100000);
+    const fs::path folder = scratchFolder("views_bench_" + std::to_string(getpid()));
     const fs::path file = folder / "lmd_pin.db";
     db::TDM dm(file);
     dm.open();
@@ -147,7 +101,7 @@ int main(int argc, char** argv) {
     openAndLoad(ratingView.shops(), "rating view, shops (dianBase_v)");
     ratingView.ratings().setParameter("id", 1);
     openAndLoad(ratingView.ratings(), "rating view, ratings (rateInfo_q)");
-    std::printf("peak memory with every grid held: %ld MB\n\n", peakMegabytes());
+    std::printf("peak memory with every grid held: %ld MB\n\n", long(peakMegabytes()));
 
     std::printf("Title-click sorts of the %d sale records\n", sales);
     Dataset& saleRows = salesView.sales();

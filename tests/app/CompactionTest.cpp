@@ -30,30 +30,41 @@ void makeDatabase(const std::filesystem::path& file) {
 
 } // namespace
 
-TEST(CompactionSchedule, EachScheduleWaitsItsWholePeriod) {
-    const char* last = "2012-01-01 12:00:00";
-    EXPECT_FALSE(compactionDue("1", last, at("2012-01-08 11:59:59"))); // 6 days 23:59:59
-    EXPECT_TRUE(compactionDue("1", last, at("2012-01-08 12:00:00")));  // 7 days
-    last = "2011-12-31 23:30:00";
-    EXPECT_FALSE(compactionDue("0", last, at("2012-01-01 23:29:59")));
-    EXPECT_TRUE(compactionDue("0", last, at("2012-01-01 23:30:00")));
-    EXPECT_FALSE(compactionDue("2", last, at("2012-01-30 23:29:59")));
-    EXPECT_TRUE(compactionDue("2", last, at("2012-01-30 23:30:00")));
-}
-
-TEST(CompactionSchedule, AMissingLastTimeCompactsAtOnceAndOtherSchedulesNever) {
-    EXPECT_TRUE(compactionDue("1", "", at("2012-01-01 00:00:00")));
-    EXPECT_TRUE(compactionDue("7", "", at("2012-01-01 00:00:00")));
-    EXPECT_TRUE(compactionDue("1", "garbage", at("2012-01-01 00:00:00")));
-    EXPECT_FALSE(compactionDue("3", "2000-01-01 00:00:00", at("2012-01-01 00:00:00")));
-    EXPECT_FALSE(compactionDue("", "2000-01-01 00:00:00", at("2012-01-01 00:00:00")));
-    // A clock set back never compacts on a schedule.
-    EXPECT_FALSE(compactionDue("0", "2013-01-01 00:00:00", at("2012-01-01 00:00:00")));
+TEST(CompactionSchedule, EachScheduleWaitsItsWholePeriodAndOthersNeverCompact) {
+    struct Case {
+        const char* schedule;
+        const char* last;
+        const char* now;
+        bool due;
+    };
+    const Case cases[] = {
+        {"1", "2012-01-01 12:00:00", "2012-01-08 11:59:59", false}, // weekly: 6 days 23:59:59
+        {"1", "2012-01-01 12:00:00", "2012-01-08 12:00:00", true},
+        {"0", "2011-12-31 23:30:00", "2012-01-01 23:29:59", false}, // daily
+        {"0", "2011-12-31 23:30:00", "2012-01-01 23:30:00", true},
+        {"2", "2011-12-31 23:30:00", "2012-01-30 23:29:59", false}, // monthly: 30 days
+        {"2", "2011-12-31 23:30:00", "2012-01-30 23:30:00", true},
+        // A missing or unreadable last time compacts at once, whatever the schedule.
+        {"1", "", "2012-01-01 00:00:00", true},
+        {"7", "", "2012-01-01 00:00:00", true},
+        {"1", "garbage", "2012-01-01 00:00:00", true},
+        {"3", "2000-01-01 00:00:00", "2012-01-01 00:00:00", false},
+        {"", "2000-01-01 00:00:00", "2012-01-01 00:00:00", false},
+        {"0", "2013-01-01 00:00:00", "2012-01-01 00:00:00", false}, // a clock set back
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(compactionDue(c.schedule, c.last, at(c.now)), c.due)
+            << c.schedule << " " << c.last << " " << c.now;
 }
 
 TEST(Compaction, ReplacesTheFileWithASmallerCopyKeepingEveryRow) {
     TempDir dir;
+    // No database: nothing done and an empty time, so the next start tries again.
+    EXPECT_EQ(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")), "");
+    EXPECT_FALSE(std::filesystem::exists(dir / "lmd_pin.db"));
+
     makeDatabase(dir / "lmd_pin.db");
+    vantor::test::writeFile(dir / "temp_lmd.db", "half a file"); // left by a crash: replaced
     auto before = std::filesystem::file_size(dir / "lmd_pin.db");
     EXPECT_EQ(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")),
               "2012-02-03 04:05:06");
@@ -63,19 +74,6 @@ TEST(Compaction, ReplacesTheFileWithASmallerCopyKeepingEveryRow) {
     auto count = dm.cn1().prepare("select count(*) from saleInfo");
     ASSERT_TRUE(count.step());
     EXPECT_EQ(count.integer(0), 1000);
-}
-
-TEST(Compaction, NoDatabaseMeansNothingDoneAndAnEmptyTime) {
-    TempDir dir;
-    EXPECT_EQ(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")), "");
-    EXPECT_FALSE(std::filesystem::exists(dir / "lmd_pin.db"));
-}
-
-TEST(Compaction, AStaleTemporaryFileFromACrashIsReplaced) {
-    TempDir dir;
-    makeDatabase(dir / "lmd_pin.db");
-    vantor::test::writeFile(dir / "temp_lmd.db", "half a file");
-    EXPECT_NO_THROW(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")));
 }
 
 class FailingCompaction : public ::testing::Test {

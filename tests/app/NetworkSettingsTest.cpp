@@ -142,28 +142,30 @@ TEST(NetworkPage, TheScheduleIsSavedByIndexAndCompactsAtTheNextStart) {
 }
 
 TEST(ConnectionTestCheck, TheFieldsAreCheckedInTheirOrderWithTheTestsOwnMessages) {
-    NetworkForm form = proxyForm();
-    form.server = "";
-    form.port = "80a";
-    auto check = checkConnectionTest(form);
-    EXPECT_FALSE(check.agent);
-    EXPECT_EQ(check.message, "请输入服务器名！");
-    EXPECT_EQ(check.focus, NetworkField::Server);
-
-    form.server = "proxy.lan";
-    form.connectTime = "x";
-    check = checkConnectionTest(form);
-    EXPECT_FALSE(check.agent);
-    EXPECT_EQ(check.message, "端口号必须是数字！");
-    EXPECT_EQ(form.port, "80a"); // the test resets nothing
-
-    form.port = "3128";
-    check = checkConnectionTest(form);
-    EXPECT_FALSE(check.agent);
-    EXPECT_EQ(check.message, "连接重试、连接超时间隔、读取超时间隔必须是数字！");
-    form.connectTime = "5";
-    form.connectTimeOut = "1e3";
-    EXPECT_EQ(checkConnectionTest(form).message, "连接重试、连接超时间隔、读取超时间隔必须是数字！");
+    const std::string notNumbers = "连接重试、连接超时间隔、读取超时间隔必须是数字！";
+    struct Case {
+        const char *server, *port, *connectTime, *connectTimeOut;
+        std::string message;
+    };
+    const Case cases[] = {
+        {"", "80a", "x", "1500", "请输入服务器名！"},
+        {"proxy.lan", "80a", "x", "1500", "端口号必须是数字！"},
+        {"proxy.lan", "3128", "x", "1500", notNumbers},
+        {"proxy.lan", "3128", "5", "1e3", notNumbers},
+    };
+    for (const auto& c : cases) {
+        NetworkForm form = proxyForm();
+        form.server = c.server;
+        form.port = c.port;
+        form.connectTime = c.connectTime;
+        form.connectTimeOut = c.connectTimeOut;
+        auto check = checkConnectionTest(form);
+        EXPECT_FALSE(check.agent) << c.message;
+        EXPECT_EQ(check.message, c.message);
+        if (form.server.empty()) {
+            EXPECT_EQ(check.focus, NetworkField::Server);
+        }
+    }
 }
 
 TEST(ConnectionTestCheck, PassingFieldsGiveTheTemporaryAgent) {

@@ -18,10 +18,9 @@ TEST(DateTime, ReadsTheProgramsFormsAndRefusesOthers) {
 
 TEST(DateTime, WeekdaysAndDaysOfYearAcrossAYearBoundary) {
     // 2011-01-01 was a Saturday, 2012-01-01 a Sunday, 2012 a leap year.
-    EXPECT_EQ(DateTime::parse("2010-12-31")->dayOfWeek(), 6);
-    EXPECT_EQ(DateTime::parse("2011-01-01")->dayOfWeek(), 7);
-    EXPECT_EQ(DateTime::parse("2011-01-02")->dayOfWeek(), 1);
-    EXPECT_EQ(DateTime::parse("2012-01-01")->dayOfWeek(), 1);
+    for (auto [day, weekday] :
+         {std::pair{"2010-12-31", 6}, {"2011-01-01", 7}, {"2011-01-02", 1}, {"2012-01-01", 1}})
+        EXPECT_EQ(DateTime::parse(day)->dayOfWeek(), weekday) << day;
     EXPECT_EQ(DateTime::parse("2012-12-31")->dayOfYear(), 366);
     EXPECT_EQ(DateTime::parse("2011-12-31")->dayOfYear(), 365);
     EXPECT_EQ(DateTime::parse("1900-01-01")->dayOfWeek(), 2); // a Monday

@@ -1,28 +1,18 @@
 #include "SalesFixture.h"
+#include "cli/RunCli.h"
 #include "db/TDM.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
 
 using vantor::test::readFile;
 using vantor::test::TempDir;
 
 namespace {
 
-struct CliRun {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-// Runs vantor-cli on the data folder, standard output and standard error kept apart.
-CliRun analyse(const TempDir& dir, const std::string& arguments) {
-    std::string command = std::string(VANTOR_CLI) + " --data-dir " + (dir / "data").string() + " analyse " +
-                          arguments + " >" + (dir / "out").string() + " 2>" + (dir / "err").string();
-    int raw = std::system(command.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, readFile(dir / "out"), readFile(dir / "err")};
+// Runs vantor-cli's analyse command on the data folder.
+vantor::test::CliResult analyse(const TempDir& dir, const std::string& arguments) {
+    return vantor::test::runCli("--data-dir " + (dir / "data").string() + " analyse " + arguments);
 }
 
 class AnalyseCli : public ::testing::Test {
@@ -38,21 +28,21 @@ protected:
 };
 
 TEST_F(AnalyseCli, EachKindWritesItsDocumentsAndPrintsTheirPaths) {
-    CliRun ranking = analyse(dir, "ranking --shop 2 --from 2011-01-01 --to 2011-12-31");
-    ASSERT_EQ(ranking.status, 0) << ranking.err;
+    auto ranking = analyse(dir, "ranking --shop 2 --from 2011-01-01 --to 2011-12-31");
+    ASSERT_EQ(ranking.status, 0) << ranking.out;
     EXPECT_EQ(ranking.out, gallery("saleLine2d.xml") + "\n" + gallery("saleCount.xml") + "\n" +
                                gallery("saleAmountLine2d.xml") + "\n" + gallery("saleAmount.xml") + "\n");
     EXPECT_EQ(vantor::test::gbkFileAsUtf8(gallery("saleCount.xml")),
               vantor::test::listDocument({"排名", "商品", "销售量", "销售额", "单价"},
                                          {{"1", "手套", "7", "210.00", "30.00"}}));
 
-    CliRun timeRun = analyse(dir, "time --shop 1 --from 2011-01-01 --to 2011-12-31");
-    ASSERT_EQ(timeRun.status, 0) << timeRun.err;
+    auto timeRun = analyse(dir, "time --shop 1 --from 2011-01-01 --to 2011-12-31");
+    ASSERT_EQ(timeRun.status, 0) << timeRun.out;
     EXPECT_EQ(timeRun.out, gallery("saleTimeAreaHour.xml") + "\n" + gallery("saleTimeAreaWeek.xml") + "\n" +
                                gallery("saleTimeAreaMonth.xml") + "\n");
 
-    CliRun trend = analyse(dir, "trend --shop 3 --from 2010-01-01 --to 2011-12-31");
-    ASSERT_EQ(trend.status, 0) << trend.err;
+    auto trend = analyse(dir, "trend --shop 3 --from 2010-01-01 --to 2011-12-31");
+    ASSERT_EQ(trend.status, 0) << trend.out;
     EXPECT_EQ(std::count(trend.out.begin(), trend.out.end(), '\n'), 6);
     EXPECT_NE(readFile(gallery("saleCarrentWeekList.xml")).find("2011"), std::string::npos);
     // The pages come along, reachable under the other spelling too.
@@ -60,8 +50,8 @@ TEST_F(AnalyseCli, EachKindWritesItsDocumentsAndPrintsTheirPaths) {
 }
 
 TEST_F(AnalyseCli, TheDatesDefaultToThisYearUpToToday) {
-    CliRun run = analyse(dir, "ranking --shop 1");
-    ASSERT_EQ(run.status, 0) << run.err;
+    auto run = analyse(dir, "ranking --shop 1");
+    ASSERT_EQ(run.status, 0) << run.out;
     std::time_t now = std::time(nullptr);
     char today[16];
     std::strftime(today, sizeof today, "%Y-%m-%d", std::localtime(&now));
@@ -70,9 +60,9 @@ TEST_F(AnalyseCli, TheDatesDefaultToThisYearUpToToday) {
 }
 
 TEST_F(AnalyseCli, AShopWithoutItemsOrABadArgumentIsRefused) {
-    CliRun noShop = analyse(dir, "trend --shop 5");
+    auto noShop = analyse(dir, "trend --shop 5");
     EXPECT_EQ(noShop.status, 2);
-    EXPECT_NE(noShop.err.find("没有选择要分析的店铺，请选择！"), std::string::npos) << noShop.err;
+    EXPECT_NE(noShop.out.find("没有选择要分析的店铺，请选择！"), std::string::npos) << noShop.out;
     EXPECT_FALSE(std::filesystem::exists(dir / "data" / "gallery" / "saleCarrentDay.xml"));
 
     EXPECT_EQ(analyse(dir, "ranking --shop 1 --from 2011/01/01").status, 2);
@@ -83,9 +73,9 @@ TEST_F(AnalyseCli, AShopWithoutItemsOrABadArgumentIsRefused) {
 
 TEST_F(AnalyseCli, AnUnwritableGalleryIsAFailedJob) {
     vantor::test::writeFile(dir / "data" / "gallery", "a file where the folder belongs");
-    CliRun run = analyse(dir, "ranking --shop 1");
+    auto run = analyse(dir, "ranking --shop 1");
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.err.find("生成数据出错！"), std::string::npos) << run.err;
+    EXPECT_NE(run.out.find("生成数据出错！"), std::string::npos) << run.out;
 }
 
 } // namespace

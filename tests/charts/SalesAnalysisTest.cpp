@@ -7,7 +7,6 @@
 
 using namespace vantor;
 using namespace vantor::charts;
-using vantor::test::chartStart;
 using vantor::test::crlfLines;
 using vantor::test::gbkFileAsUtf8;
 using vantor::test::listDocument;
@@ -22,8 +21,12 @@ const std::string kBagInList = "Tom's \"AB\" 包"; // the lists drop the "&"
 // A chart document: start tag, the given set lines, end tag.
 std::string chart(const std::string& subcaption, const std::string& caption, const std::string& x,
                   const std::string& y, std::vector<std::string> sets) {
-    sets.insert(sets.begin(),
-                chartStart(subcaption, caption, "' xAxisName='" + x + "' yAxisName='" + y + "' "));
+    sets.insert(sets.begin(), "<graph  subcaption='" + subcaption + "' caption='" + caption +
+                                  "' xAxisName='" + x + "' yAxisName='" + y +
+                                  "'  showNames='1' showValues='0'  showAlternateHGridColor='1' "
+                                  "AlternateHGridColor='ff5904' divLineColor='ff5904' divLineAlpha='20' "
+                                  "alternateHGridAlpha='5'  baseFontSize='12' decimalPrecision='0' "
+                                  "formatNumberScale='0' chartRightMargin='30'  >");
     sets.push_back("</graph>");
     return crlfLines(sets);
 }

@@ -77,11 +77,4 @@ std::string listDocument(const std::vector<std::string>& tags,
     return crlfLines(lines);
 }
 
-std::string chartStart(const std::string& subcaption, const std::string& caption, const std::string& axes) {
-    return "<graph  subcaption='" + subcaption + "' caption='" + caption + axes +
-           " showNames='1' showValues='0'  showAlternateHGridColor='1' AlternateHGridColor='ff5904' "
-           "divLineColor='ff5904' divLineAlpha='20' alternateHGridAlpha='5' "
-           " baseFontSize='12' decimalPrecision='0' formatNumberScale='0' chartRightMargin='30'  >";
-}
-
 } // namespace vantor::test

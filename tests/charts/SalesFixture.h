@@ -27,7 +27,4 @@ std::string crlfLines(const std::vector<std::string>& lines);
 std::string listDocument(const std::vector<std::string>& tags,
                          const std::vector<std::vector<std::string>>& rows);
 
-// The start tag of a sales chart.
-std::string chartStart(const std::string& subcaption, const std::string& caption, const std::string& axes);
-
 } // namespace vantor::test

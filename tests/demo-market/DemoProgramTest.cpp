@@ -2,17 +2,18 @@
 #include "MarketClient.h"
 
 #include "demo-market/DemoMarket.h"
+#include "demo-market/Pages.h"
+#include "support/HttpServer.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <thread>
 #include <vector>
 
 extern char** environ;
@@ -23,17 +24,16 @@ namespace {
 class Program {
 public:
     explicit Program(std::vector<std::string> args) {
-        int out[2];
-        EXPECT_EQ(::pipe(out), 0);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-        posix_spawn_file_actions_addclose(&actions, out[0]);
         args.insert(args.begin(), VANTOR_DEMO_MARKET_EXE);
         std::vector<char*> argv;
         for (std::string& a : args)
             argv.push_back(a.data());
         argv.push_back(nullptr);
+        int out[2];
+        EXPECT_EQ(::pipe2(out, O_CLOEXEC), 0); // the child keeps only its standard output
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
         EXPECT_EQ(posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ), 0);
         posix_spawn_file_actions_destroy(&actions);
         ::close(out[1]);
@@ -41,40 +41,31 @@ public:
     }
 
     ~Program() {
-        if (pid_ > 0 && !exited_) {
+        if (pid_ > 0) {
             ::kill(pid_, SIGKILL);
             ::waitpid(pid_, nullptr, 0);
         }
         ::close(stdout_);
     }
 
-    // The first line the program prints, or empty text when it prints none within ten seconds.
+    // The first line the program prints; it ends early when the program goes quiet for ten seconds.
     std::string firstLine() {
         std::string line;
         char c;
-        for (int waited = 0; waited < 200 && line.find('\n') == std::string::npos;) {
-            pollfd p{stdout_, POLLIN, 0};
-            if (::poll(&p, 1, 50) <= 0) {
-                ++waited;
-                continue;
-            }
-            if (::read(stdout_, &c, 1) != 1) break;
+        pollfd p{stdout_, POLLIN, 0};
+        while (::poll(&p, 1, 10000) == 1 && ::read(stdout_, &c, 1) == 1 && c != '\n')
             line += c;
-        }
-        return line.substr(0, line.find('\n'));
+        return line;
     }
 
     // The exit status, or -1 when the program has not ended within ten seconds.
     int waitForExit() {
         int status = 0;
-        for (int i = 0; i < 500; ++i) {
-            if (::waitpid(pid_, &status, WNOHANG) == pid_) {
-                exited_ = true;
-                return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        return -1;
+        if (!test::HttpServer::waitUntil([&] { return ::waitpid(pid_, &status, WNOHANG) == pid_; },
+                                         std::chrono::seconds(10)))
+            return -1;
+        pid_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
 
     void terminate() { ::kill(pid_, SIGTERM); }
@@ -82,7 +73,6 @@ public:
 private:
     pid_t pid_ = -1;
     int stdout_ = -1;
-    bool exited_ = false;
 };
 
 TEST(DemoProgramTest, PrintsItsPortServesItsSeedAndDateAndEndsOnTerm) {
@@ -90,31 +80,35 @@ TEST(DemoProgramTest, PrintsItsPortServesItsSeedAndDateAndEndsOnTerm) {
                      "--fault", "kind=error&status=502&match=rate.taobao&count=1"});
     const std::string line = program.firstLine();
     ASSERT_FALSE(line.empty());
-    const int port = std::stoi(line);
-    ASSERT_GT(port, 0);
-
-    DemoMarketOptions sameSeed;
-    sameSeed.seed = 3;
-    sameSeed.today = {2025, 6, 30};
-    DemoMarket reference(sameSeed);
-    const Shop& shop = reference.model().shops()[4];
-    const auto get = [&](const std::string& url, const std::string& userPwd) {
-        test::FetchOptions options;
-        options.proxy = "http://127.0.0.1:" + std::to_string(port);
-        options.proxyUserPwd = userPwd;
-        return test::fetch(url, options);
+    const auto port = static_cast<std::uint16_t>(std::stoi(line));
+    const auto get = [&](const std::string& url, const std::string& userPwd = "u:p") {
+        return test::fetch(url, {.proxyPort = port, .proxyUserPwd = userPwd});
     };
+    // The same seed and day in this process make the same market; another seed makes another.
+    DemoMarketOptions options;
+    options.today = {2025, 6, 30};
+    options.seed = 3;
+    DemoMarket reference(options);
+    options.seed = 77;
+    DemoMarket otherSeed(options);
+    const Shop& shop = reference.model().shops()[4];
+    const Item& item = reference.model().itemOf(shop, 0);
+
     const auto refused = get(shop.webAddress(), "");
     EXPECT_EQ(refused.status, 407);
     EXPECT_NE(refused.headers.find("Proxy-Authenticate: Basic"), std::string::npos);
     EXPECT_EQ(get(shop.webAddress(), "u:wrong").status, 407);
-    const auto page = get(shop.webAddress(), "u:p");
-    EXPECT_EQ(page.status, 200);
-    EXPECT_EQ(page.body, test::viaProxy(reference.port(), shop.webAddress()).body);
-    EXPECT_EQ(get(shop.rateAddress(), "u:p").status, 502);
-    const auto rates = get(shop.rateAddress(), "u:p"); // dated ratings: the same day, the same page
-    EXPECT_EQ(rates.status, 200);
-    EXPECT_EQ(rates.body, test::viaProxy(reference.port(), shop.rateAddress()).body);
+    EXPECT_EQ(get(shop.rateAddress()).status, 502);
+    // Ratings and sales are dated, so these pages differ unless the day is the same.
+    for (const std::string& url :
+         {shop.webAddress(), shop.rateAddress(), rateListAddress(shop, 1), item.address(),
+          buyerListParams(reference.model(), item) + "&page_size=80&&bid_page=1"}) {
+        SCOPED_TRACE(url);
+        const auto page = get(url);
+        EXPECT_EQ(page.status, 200);
+        EXPECT_EQ(page.body, test::viaProxy(reference.port(), url).body);
+        EXPECT_NE(page.body, test::viaProxy(otherSeed.port(), url).body);
+    }
 
     program.terminate();
     EXPECT_EQ(program.waitForExit(), 0);

@@ -20,7 +20,9 @@ Fetch fetch(const std::string& url, const FetchOptions& options) {
     curl_slist* headers = nullptr;
     curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
     // Never an environment proxy: only the one the test names.
-    curl_easy_setopt(curl, CURLOPT_PROXY, options.proxy.c_str());
+    const std::string proxy =
+        options.proxyPort ? "http://127.0.0.1:" + std::to_string(options.proxyPort) : "";
+    curl_easy_setopt(curl, CURLOPT_PROXY, proxy.c_str());
     if (!options.proxyUserPwd.empty())
         curl_easy_setopt(curl, CURLOPT_PROXYUSERPWD, options.proxyUserPwd.c_str());
     if (!options.hostHeader.empty()) {
@@ -47,12 +49,6 @@ std::string percentEncode(const std::string& bytes) {
         out += std::isalnum(c) ? std::string(1, static_cast<char>(c))
                                : std::string{'%', hex[c >> 4], hex[c & 15]};
     return out;
-}
-
-Fetch viaProxy(std::uint16_t port, const std::string& url) {
-    FetchOptions options;
-    options.proxy = "http://127.0.0.1:" + std::to_string(port);
-    return fetch(url, options);
 }
 
 } // namespace vantor::test

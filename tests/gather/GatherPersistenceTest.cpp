@@ -42,6 +42,16 @@ TAutionInfo sale(const std::string& sj, const std::string& trade, double num = 1
     return a;
 }
 
+// The message of the save error f raises.
+template <class F> std::string saveError(F f) {
+    try {
+        f();
+    } catch (const TSaveException& e) {
+        return e.what();
+    }
+    return "no exception";
+}
+
 TRateInfo rating(const std::string& trade, const std::string& pjsj) {
     TRateInfo r;
     r.tradeId = trade;
@@ -137,12 +147,7 @@ TEST_F(Persistence, ItemsRememberTheirPreviousSaveTime) {
 
 TEST_F(Persistence, IncompleteRecordsAreRefused) {
     TDianBaseInfo nobody;
-    try {
-        saveShopBase(nobody, db);
-        FAIL() << "no exception";
-    } catch (const TSaveException& e) {
-        EXPECT_STREQ(e.what(), "参数错误！");
-    }
+    EXPECT_EQ(saveError([&] { saveShopBase(nobody, db); }), "参数错误！");
     TItemBaseInfo noId;
     saveItem(noId, s, db);
     TItemBaseInfo item;
@@ -231,7 +236,7 @@ TEST_F(Persistence, TextsAreCutToTheirCharacterCounts) {
               "20|" + std::string(20, '9'));
 }
 
-TEST_F(Persistence, RatingBoundsAreTheNewestAndOldestRatingHeld) {
+TEST_F(Persistence, RatingBoundsAreTheNewestAndOldestRatingHeldAndNeedAKnownShop) {
     RecordList<TRateInfo> list;
     list.add(rating("A", "2012-02-01 10:00:00"));
     list.add(rating("B", "2011-12-31 23:59:59"));
@@ -241,18 +246,12 @@ TEST_F(Persistence, RatingBoundsAreTheNewestAndOldestRatingHeld) {
     updateRatingBounds(s, db);
     EXPECT_EQ(readRatingBound(s, RatingBound::Newest, db), "2012-02-01 10:00:00");
     EXPECT_EQ(readRatingBound(s, RatingBound::Oldest, db), "2011-12-31 23:59:59");
-}
 
-TEST_F(Persistence, AnUnknownShopNamesItselfInTheBoundMessage) {
     auto ghost = shop("掌柜丙");
     ghost.id = "4711";
     ghost.dianming = "幽灵店";
-    try {
-        readRatingBound(ghost, RatingBound::Newest, db);
-        FAIL() << "no exception";
-    } catch (const TSaveException& e) {
-        EXPECT_EQ(std::string(e.what()), "找不到幽灵店店铺，[更新日期]不能更新！");
-    }
+    EXPECT_EQ(saveError([&] { readRatingBound(ghost, RatingBound::Newest, db); }),
+              "找不到幽灵店店铺，[更新日期]不能更新！");
     ghost.id.clear();
     EXPECT_THROW(readRatingBound(ghost, RatingBound::Newest, db), TSaveException);
 }

@@ -49,52 +49,41 @@ struct Recorder : ShopSearchObserver, SalesGatherObserver {
     std::string detail;
     std::function<void(const std::string& stage, int shopIndex)> onStage;
 
-    void searchTotal(int total) override {
+    // Runs f under the lock.
+    template <class F> void locked(F f) {
         std::lock_guard lock(mutex);
-        totals.push_back(total);
+        f();
+    }
+    void searchTotal(int total) override {
+        locked([&] { totals.push_back(total); });
     }
     void shopsFound(const std::vector<TDianBaseInfo>& found) override {
-        std::lock_guard lock(mutex);
-        shops.insert(shops.end(), found.begin(), found.end());
+        locked([&] { shops.insert(shops.end(), found.begin(), found.end()); });
     }
     void statusLine(const std::string& text) override {
-        std::lock_guard lock(mutex);
-        statusLines.push_back(text);
+        locked([&] { statusLines.push_back(text); });
     }
     void searchEnded(JobEnd how, int, const std::string& why) override { finish(how, why); }
     void shopStarted(int index, int, const TDianBaseInfo&) override {
-        std::lock_guard lock(mutex);
-        currentShop = index;
+        locked([&] { currentShop = index; });
     }
     void stageText(const std::string& text) override {
         int shop;
-        {
-            std::lock_guard lock(mutex);
-            stages.push_back(text);
-            shop = currentShop;
-        }
-        if (onStage) onStage(text, shop);
+        locked([&] { stages.push_back(text), shop = currentShop; });
+        if (onStage) onStage(text, shop); // outside the lock: it may stop the job
     }
     void itemsGathered(int count) override {
-        std::lock_guard lock(mutex);
-        items = count;
+        locked([&] { items = count; });
     }
     void shopFinished(int done, int) override {
-        std::lock_guard lock(mutex);
-        shopsDone = done;
+        locked([&] { shopsDone = done; });
     }
     void gatherEnded(JobEnd how, const std::string& why, const GatherTally& tally) override {
-        {
-            std::lock_guard lock(mutex);
-            saved = tally;
-        }
+        locked([&] { saved = tally; });
         finish(how, why);
     }
     void finish(JobEnd how, const std::string& why) {
-        std::lock_guard lock(mutex);
-        end = how;
-        detail = why;
-        ended = true;
+        locked([&] { end = how, detail = why, ended = true; });
     }
 };
 

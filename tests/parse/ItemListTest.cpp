@@ -7,8 +7,17 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace vantor;
 using fixtures::gbk;
+
+namespace {
+// The fields an item list fills, in one comparable value.
+auto fields(const TItemInfo& r) {
+    return std::tie(r.itemUrl, r.itemTitle, r.place, r.price, r.shipping, r.dianzhu, r.cell22, r.cell23);
+}
+} // namespace
 
 TEST(FullRowItemList, MapsTheTwentyThreeGroups) {
     std::vector<fixtures::FullRow> rows = fixtures::sampleRows(fixtures::sampleFullRow, 3);
@@ -22,24 +31,12 @@ TEST(FullRowItemList, MapsTheTwentyThreeGroups) {
         THTMLTools::parseItemList(fixtures::fullRowListPage(rows), fixtures::fullRowExpression());
 
     ASSERT_EQ(list.size(), 2u);
-    const TItemInfo& first = list.record(0);
     EXPECT_EQ(list.text(0), "0");
-    EXPECT_EQ(first.itemUrl, "http://item.taobao.com/item.htm?id=60001");
-    EXPECT_EQ(first.itemTitle, "真皮钱包男款");
-    EXPECT_EQ(first.place, "c7");
-    EXPECT_EQ(first.price, "c16");
-    EXPECT_EQ(first.shipping, "c17");
-    EXPECT_EQ(first.dianzhu, "c20");
-    EXPECT_EQ(first.cell22, "c22");
-    EXPECT_EQ(first.cell23, "c23");
-
-    const TItemInfo& second = list.record(1);
+    EXPECT_EQ(fields(list.record(0)), std::tuple("http://item.taobao.com/item.htm?id=60001", "真皮钱包男款",
+                                                 "c7", "c16", "c17", "c20", "c22", "c23"));
     EXPECT_EQ(list.text(1), "1");
-    EXPECT_EQ(second.itemUrl, "http://item.taobao.com/item.htm?id=60003");
-    EXPECT_EQ(second.itemTitle, "關門钱包&皮夹");
-    EXPECT_EQ(second.place, "江苏苏州");
-    EXPECT_EQ(second.price, "0");
-    EXPECT_EQ(second.shipping, "0");
+    EXPECT_EQ(fields(list.record(1)), std::tuple("http://item.taobao.com/item.htm?id=60003", "關門钱包&皮夹",
+                                                 "江苏苏州", "0", "0", "c20", "c22", "c23"));
 }
 
 TEST(ItemSearch, RowsSoldCountsAndTheTotal) {
@@ -53,13 +50,10 @@ TEST(ItemSearch, RowsSoldCountsAndTheTotal) {
         EXPECT_EQ(list.text(i), std::to_string(i));
         EXPECT_EQ(list.record(i).cell22, std::to_string(500 - int(i))); // 最近售出
     }
-    const TItemInfo& first = list.record(0);
-    EXPECT_EQ(first.itemUrl, "http://item.taobao.com/item.htm?id=400001");
-    EXPECT_EQ(first.itemTitle, "韩版连衣裙春装新款1"); // the highlight span is gone, the word stays
-    EXPECT_EQ(first.place, "浙江 杭州");
-    EXPECT_EQ(first.price, "80.00");
-    EXPECT_EQ(first.shipping, "10.00");
-    EXPECT_EQ(first.dianzhu, "seller1");
+    // The highlight span is gone from the title, the word stays.
+    EXPECT_EQ(fields(list.record(0)),
+              std::tuple("http://item.taobao.com/item.htm?id=400001", "韩版连衣裙春装新款1", "浙江 杭州",
+                         "80.00", "10.00", "seller1", "500", ""));
     EXPECT_EQ(list.record(1).place, "上海");
     EXPECT_EQ(list.record(1).dianzhu, "tea&cup關");
     EXPECT_EQ(list.record(2).price, "82.00");
@@ -92,15 +86,8 @@ TEST(ShopItemList, RowsCarryTheHiddenIdsAndNoShipping) {
     rows[0].title = "纯棉<SPAN class=\"h\">T恤</SPAN>  男款";
     const auto list = parseShopItemList(fixtures::shopItemListPage(rows));
     ASSERT_EQ(list.size(), 2u);
-    const TItemInfo& first = list.record(0);
-    EXPECT_EQ(first.itemUrl, "http://item.taobao.com/item.htm?id=50001");
-    EXPECT_EQ(first.itemTitle, "纯棉t恤男款");
-    EXPECT_EQ(first.place, "广东 广州");
-    EXPECT_EQ(first.price, "30.50");
-    EXPECT_EQ(first.shipping, "0");
-    EXPECT_EQ(first.dianzhu, "cottonshop");
-    EXPECT_EQ(first.cell22, "50001");
-    EXPECT_EQ(first.cell23, "778899");
+    EXPECT_EQ(fields(list.record(0)), std::tuple("http://item.taobao.com/item.htm?id=50001", "纯棉t恤男款",
+                                                 "广东 广州", "30.50", "0", "cottonshop", "50001", "778899"));
     // The second row carries the video markup.
     EXPECT_EQ(list.record(1).cell22, "50002");
     EXPECT_EQ(list.record(1).itemTitle, "纯棉t恤 2");

@@ -4,49 +4,43 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace vantor;
 
 namespace {
 TItemBaseInfo parse(const fixtures::ItemPage& fields) {
     return TParseHtml::parseItemPage(fixtures::itemPage(fields));
 }
+// The fields read from the page but the price, in one comparable value.
+auto fields(const TItemBaseInfo& i) {
+    return std::tie(i.itemId, i.itemTitle, i.curSale, i.monthSale, i.favorite, i.addr);
+}
 } // namespace
 
 TEST(ItemPage, EveryFieldFromItsExpression) {
-    fixtures::ItemPage fields;
-    fields.title = "2010春装  新款 關門韓版";
-    const TItemBaseInfo item = parse(fields);
-    EXPECT_EQ(item.itemId, "3958234761");
-    EXPECT_EQ(item.itemTitle, "2010春装新款 關門韓版");
-    EXPECT_EQ(item.curSale, 12);
-    EXPECT_EQ(item.monthSale, 34);
-    EXPECT_EQ(item.favorite, 567);
-    EXPECT_EQ(item.addr, "浙江 杭州");
+    fixtures::ItemPage page;
+    page.title = "2010春装  新款 關門韓版";
+    const TItemBaseInfo item = parse(page);
+    EXPECT_EQ(fields(item), std::tuple("3958234761", "2010春装新款 關門韓版", 12, 34, 567, "浙江 杭州"));
     EXPECT_DOUBLE_EQ(item.curPrice, 88.0);
     // A price range yields its first number.
-    fields.priceBlock = "88.50 - 120.00";
-    EXPECT_DOUBLE_EQ(parse(fields).curPrice, 88.5);
-    fields.priceBlock = "99";
-    EXPECT_DOUBLE_EQ(parse(fields).curPrice, 99.0);
+    page.priceBlock = "88.50 - 120.00";
+    EXPECT_DOUBLE_EQ(parse(page).curPrice, 88.5);
+    page.priceBlock = "99";
+    EXPECT_DOUBLE_EQ(parse(page).curPrice, 99.0);
 }
 
 TEST(ItemPage, MissingFiguresAndTextsTakeTheirDefaultsEachOnItsOwn) {
-    fixtures::ItemPage fields;
-    fields.monthSale = ""; // hidden: the figures around it are still read
-    TItemBaseInfo item = parse(fields);
-    EXPECT_EQ(item.monthSale, 0);
-    EXPECT_EQ(item.curSale, 12);
-    EXPECT_EQ(item.favorite, 567);
+    fixtures::ItemPage page;
+    page.monthSale = ""; // hidden: the figures around it are still read
+    EXPECT_EQ(fields(parse(page)),
+              std::tuple("3958234761", "2010春装新款 韩版修身连衣裙", 12, 0, 567, "浙江 杭州"));
 
-    fields.itemId = ""; // "itemIdStr":"" does not match `[^"]+`
-    fields.title = "";
-    fields.curSale = fields.favorite = fields.addr = fields.priceBlock = "";
-    item = parse(fields);
-    EXPECT_EQ(item.itemId, "000000000000000");
-    EXPECT_EQ(item.itemTitle, "xxxxxxxxxxxxxxxxxxx");
-    EXPECT_EQ(item.curSale, 0);
-    EXPECT_EQ(item.favorite, 0);
-    EXPECT_EQ(item.addr, "");
+    page.itemId = ""; // "itemIdStr":"" does not match `[^"]+`
+    page.title = page.curSale = page.favorite = page.addr = page.priceBlock = "";
+    const TItemBaseInfo item = parse(page);
+    EXPECT_EQ(fields(item), std::tuple("000000000000000", "xxxxxxxxxxxxxxxxxxx", 0, 0, 0, ""));
     EXPECT_DOUBLE_EQ(item.curPrice, 0.0);
 }
 

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace vantor;
 using fixtures::gbk;
 
@@ -23,14 +25,12 @@ TEST(RateList, EveryFieldOfALinkedRater) {
     const auto list = parse({row});
     ASSERT_EQ(list.size(), 1u);
     const TRateInfo& rate = list.record(0);
-    EXPECT_EQ(rate.pj, "中评");
-    EXPECT_EQ(rate.pjInfo, "质量很好，物流很快 2");
-    EXPECT_EQ(rate.pjjs, "谢谢亲的支持");
-    EXPECT_EQ(rate.pjsj, "2010-01-11 10:11:12");
-    EXPECT_EQ(rate.pjName, "加油buyer2"); // its references read, as the page spells the name
-    EXPECT_EQ(rate.raterLink, "href=\"http://rate.taobao.com/user-rate-b2.htm\" target=\"_blank\"");
-    EXPECT_EQ(rate.tradeId, "43210002");
-    EXPECT_EQ(rate.itemTitle, "羊毛围巾 2");
+    // The name has its references read, as the page spells it.
+    EXPECT_EQ(std::tie(rate.pj, rate.pjInfo, rate.pjjs, rate.pjsj, rate.pjName, rate.raterLink, rate.tradeId,
+                       rate.itemTitle),
+              std::tuple("中评", "质量很好，物流很快 2", "谢谢亲的支持", "2010-01-11 10:11:12", "加油buyer2",
+                         "href=\"http://rate.taobao.com/user-rate-b2.htm\" target=\"_blank\"", "43210002",
+                         "羊毛围巾 2"));
     EXPECT_DOUBLE_EQ(rate.jg, 41.0);
     EXPECT_EQ(list.text(0), "2010-01-11 10:11:12");
 }
@@ -41,9 +41,8 @@ TEST(RateList, ARaterWithoutALinkTakesTheNameFromTheOtherGroup) {
     row.anonymousName = "b***9（匿名）";
     const auto list = parse({row});
     ASSERT_EQ(list.size(), 1u);
-    EXPECT_EQ(list.record(0).pjName, "b***9（匿名）");
-    EXPECT_EQ(list.record(0).raterLink, "");
-    EXPECT_EQ(list.record(0).pjjs, "");
+    const TRateInfo& rate = list.record(0);
+    EXPECT_EQ(std::tie(rate.pjName, rate.raterLink, rate.pjjs), std::tuple("b***9（匿名）", "", ""));
 }
 
 TEST(RateList, RatingTimesAreNormalisedAndKeepDoubleByteCharacters) {

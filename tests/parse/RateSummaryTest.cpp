@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace vantor;
 
 namespace {
@@ -31,14 +33,11 @@ TEST(RateSummary, CountersCreditsSharesScoresAndRates) {
             EXPECT_EQ(counter(info, 0, kind, period), fields.seller[kind][period]) << kind << period;
             EXPECT_EQ(counter(info, 1, kind, period), fields.buyer[kind][period]) << kind << period;
         }
-    EXPECT_EQ(info.rateCount, 1234);
-    EXPECT_EQ(info.salerCredit, 2345);
-    EXPECT_EQ(info.buyerCredit, 67);
+    EXPECT_EQ(std::tie(info.rateCount, info.salerCredit, info.buyerCredit), std::tuple(1234, 2345, 67));
     EXPECT_DOUBLE_EQ(info.virtualGoal, 12.5);
     EXPECT_DOUBLE_EQ(info.realGoal, 87.5);
-    EXPECT_EQ(info.itemGoal, "4.8333");
-    EXPECT_EQ(info.serviceGoal, "4.7");
-    EXPECT_EQ(info.consignGoal, "4.9分以上");
+    EXPECT_EQ(std::tie(info.itemGoal, info.serviceGoal, info.consignGoal),
+              std::tuple("4.8333", "4.7", "4.9分以上"));
     EXPECT_DOUBLE_EQ(info.salerGoodRate, 99.5);
     EXPECT_DOUBLE_EQ(info.buyerGoodRate, 100.0);
 }

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace vantor;
 
 TEST(SaleList, EveryFieldOfEverySale) {
@@ -15,29 +17,25 @@ TEST(SaleList, EveryFieldOfEverySale) {
     const auto list = parseSaleList(fixtures::salePage(rows));
     ASSERT_EQ(list.size(), 3u);
 
+    const auto fields = [](const TAutionInfo& s) {
+        return std::tie(s.buyerName, s.buyerId, s.buyerLink, s.buyerBadge, s.itemTitle, s.tradeId, s.sj,
+                        s.status);
+    };
     const TAutionInfo& first = list.record(0);
     EXPECT_EQ(list.text(0), "0");
-    EXPECT_EQ(first.buyerName, "买家1");
-    EXPECT_EQ(first.buyerId, "p1");
-    EXPECT_EQ(first.buyerLink, "<a href=\"http://rate.taobao.com/user-rate-p1.htm\" target=\"_blank\">");
-    EXPECT_EQ(first.buyerBadge, "<img src=\"vip.gif\" title=\"vip\">");
-    EXPECT_EQ(first.itemTitle, "羊毛围巾");
+    EXPECT_EQ(fields(first),
+              std::tuple("买家1", "p1",
+                         "<a href=\"http://rate.taobao.com/user-rate-p1.htm\" target=\"_blank\">",
+                         "<img src=\"vip.gif\" title=\"vip\">", "羊毛围巾", "987650001",
+                         "2010-01-28 10:11:12", "成交"));
     EXPECT_EQ(
         first.itemLink,
         "href=\"http://trade.taobao.com/trade/detail/tradesnap.htm?trade_id=987650001\" target=\"_blank\"");
-    EXPECT_EQ(first.tradeId, "987650001");
     EXPECT_DOUBLE_EQ(first.amount, 45.5);
     EXPECT_DOUBLE_EQ(first.buyNum, 1.0);
-    EXPECT_EQ(first.sj, "2010-01-28 10:11:12");
-    EXPECT_EQ(first.status, "成交");
-
-    const TAutionInfo& anonymous = list.record(1);
-    EXPECT_EQ(anonymous.buyerName, "t**1（匿名）");
-    EXPECT_EQ(anonymous.buyerId, "");
-    EXPECT_EQ(anonymous.buyerLink, "");
-    EXPECT_EQ(anonymous.buyerBadge, "");
-    EXPECT_DOUBLE_EQ(anonymous.buyNum, 2.0);
-    EXPECT_EQ(anonymous.tradeId, "987650002");
+    EXPECT_EQ(fields(list.record(1)),
+              std::tuple("t**1（匿名）", "", "", "", "羊毛围巾", "987650002", "2010-01-27 10:11:12", "成交"));
+    EXPECT_DOUBLE_EQ(list.record(1).buyNum, 2.0);
 
     EXPECT_EQ(list.record(2).itemTitle, "羊毛&围巾 關門");
     EXPECT_EQ(list.text(2), "2");

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <tuple>
 
 using namespace vantor;
 
@@ -26,14 +27,12 @@ TEST(ShopList, EveryFieldOfEveryRowInPageOrder) {
         EXPECT_EQ(list.text(i), std::to_string(i));
 
     const TDianBaseInfo& shop = list.record(1);
-    EXPECT_EQ(shop.webaddr, "http://shop2.taobao.com/?from=search&id=7"); // lower case, entity decoded
-    EXPECT_EQ(shop.dianming, "韓版女装精品&關門店");                      // highlight and blank run gone
-    EXPECT_EQ(shop.loc, "女装/女士精品 箱包");
-    EXPECT_EQ(shop.commodityNum, 2048);
-    EXPECT_EQ(shop.dianzhu, "maryshop關");
-    EXPECT_EQ(shop.addr, "广东深圳");
-    EXPECT_EQ(shop.salerCredit, 98765);
-    EXPECT_EQ(shop.rateUrl, "http://rate.taobao.com/user-rate-ux2.htm");
+    // Lower case, entities decoded, the highlight and blank runs gone.
+    EXPECT_EQ(std::tie(shop.webaddr, shop.dianming, shop.loc, shop.commodityNum, shop.dianzhu, shop.addr,
+                       shop.salerCredit, shop.rateUrl),
+              std::tuple("http://shop2.taobao.com/?from=search&id=7", "韓版女装精品&關門店",
+                         "女装/女士精品 箱包", 2048, "maryshop關", "广东深圳", 98765,
+                         "http://rate.taobao.com/user-rate-ux2.htm"));
 
     EXPECT_EQ(list.record(0).dianming, "韩版女装精品店1");
     EXPECT_EQ(list.record(0).dianzhu, "tianxin1");

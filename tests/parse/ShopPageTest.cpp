@@ -4,22 +4,19 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace vantor;
 
 TEST(ShopPage, FirstLayoutGivesEveryField) {
     const TDianBaseInfo shop = parseShopPage(fixtures::shopPage(fixtures::ShopPage{}));
-    EXPECT_EQ(shop.rateUrl, "http://rate.taobao.com/user-rate-a1b2c3d4.htm");
-    EXPECT_EQ(shop.userId, "a1b2c3d4");
-    EXPECT_EQ(shop.dianzhu, "甜心小铺mary");
-    EXPECT_EQ(shop.webaddr, ""); // this layout does not show the shop's address
-    EXPECT_EQ(shop.salerCredit, 2345);
-    EXPECT_EQ(shop.buyerCredit, 67);
-    EXPECT_EQ(shop.favorite, 890);
-    EXPECT_EQ(shop.createDate, "2008-05-06");
-    EXPECT_EQ(shop.commodityNum, 321);
-    EXPECT_EQ(shop.addr, "浙江 杭州");
-    EXPECT_EQ(shop.loc, "女装/女士精品");
-    EXPECT_EQ(shop.firstPageUrl, "http://shop35792146.taobao.com/?search=y");
+    // This layout does not show the shop's address (webaddr).
+    EXPECT_EQ(std::tie(shop.rateUrl, shop.userId, shop.dianzhu, shop.webaddr, shop.firstPageUrl),
+              std::tuple("http://rate.taobao.com/user-rate-a1b2c3d4.htm", "a1b2c3d4", "甜心小铺mary", "",
+                         "http://shop35792146.taobao.com/?search=y"));
+    EXPECT_EQ(std::tie(shop.salerCredit, shop.buyerCredit, shop.favorite, shop.createDate, shop.commodityNum,
+                       shop.addr, shop.loc),
+              std::tuple(2345, 67, 890, "2008-05-06", 321, "浙江 杭州", "女装/女士精品"));
 }
 
 TEST(ShopPage, SecondLayoutAlsoGivesTheShopAddress) {
@@ -29,11 +26,9 @@ TEST(ShopPage, SecondLayoutAlsoGivesTheShopAddress) {
     fields.rateUrl = "http://rate.taobao.com/user-rate-QQ77.htm";
     fields.firstPage = "http://shop35792146.taobao.com/index.htm";
     const TDianBaseInfo shop = parseShopPage(fixtures::shopPage(fields));
-    EXPECT_EQ(shop.webaddr, "http://shop35792146.taobao.com/");
-    EXPECT_EQ(shop.dianzhu, "關門小店");
-    EXPECT_EQ(shop.rateUrl, "http://rate.taobao.com/user-rate-qq77.htm");
-    EXPECT_EQ(shop.userId, "qq77");
-    EXPECT_EQ(shop.firstPageUrl, "http://shop35792146.taobao.com/index.htm");
+    EXPECT_EQ(std::tie(shop.rateUrl, shop.userId, shop.dianzhu, shop.webaddr, shop.firstPageUrl),
+              std::tuple("http://rate.taobao.com/user-rate-qq77.htm", "qq77", "關門小店",
+                         "http://shop35792146.taobao.com/", "http://shop35792146.taobao.com/index.htm"));
     EXPECT_EQ(shop.salerCredit, 2345);
 }
 

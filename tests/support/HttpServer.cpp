@@ -5,10 +5,12 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <strings.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <stdexcept>
@@ -37,13 +39,6 @@ int loopbackSocket(bool listening, std::uint16_t& port) {
     getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
     port = ntohs(address.sin_port);
     return fd;
-}
-
-std::string lower(std::string_view text) {
-    std::string out(text);
-    for (char& c : out)
-        if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
-    return out;
 }
 
 // What a wait on a client socket saw.
@@ -86,19 +81,14 @@ bool sendAll(int fd, std::string_view data, int wakeFd) {
 } // namespace
 
 std::string HttpRequest::header(std::string_view name) const {
-    std::string wanted = lower(name) + ":";
-    size_t start = 0;
-    while (start < headers.size()) {
-        size_t end = headers.find("\r\n", start);
-        if (end == std::string::npos) end = headers.size();
+    for (size_t start = 0, end; start < headers.size(); start = end + 2) {
+        end = std::min(headers.find("\r\n", start), headers.size());
         std::string_view line(headers.data() + start, end - start);
-        if (lower(line.substr(0, wanted.size())) == wanted) {
-            line.remove_prefix(wanted.size());
-            while (!line.empty() && line.front() == ' ')
-                line.remove_prefix(1);
+        if (line.size() > name.size() && line[name.size()] == ':' &&
+            strncasecmp(line.data(), name.data(), name.size()) == 0) {
+            line.remove_prefix(std::min(line.find_first_not_of(' ', name.size() + 1), line.size()));
             return std::string(line);
         }
-        start = end + 2;
     }
     return {};
 }
@@ -258,7 +248,8 @@ bool HttpServer::answer(int fd, const HttpRequest& request, const HttpReply& rep
         if (event != Event::TimedOut) return false;
     }
     if (reply.closeBeforeAnyByte) return false;
-    bool hangUp = reply.sendOnly || reply.lengthByClose || lower(request.header("Connection")) == "close";
+    bool hangUp = reply.sendOnly || reply.lengthByClose ||
+                  strcasecmp(request.header("Connection").c_str(), "close") == 0;
     std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " " + reply.reason + "\r\n";
     for (const auto& [name, value] : reply.headers)
         head += name + ": " + value + "\r\n";

@@ -9,9 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <stdexcept>
-#include <thread>
 
 extern char** environ;
 
@@ -44,17 +42,15 @@ TinyProxy::TinyProxy(const std::string& user, const std::string& password) {
     const char* argv[] = {"tinyproxy", "-d", "-c", config.c_str(), nullptr};
     if (posix_spawnp(&pid_, "tinyproxy", nullptr, nullptr, const_cast<char**>(argv), environ) != 0)
         throw std::runtime_error("cannot start tinyproxy (scripts/setup.sh installs it)");
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!accepts(port_)) {
-        int status = 0;
-        if (waitpid(pid_, &status, WNOHANG) == pid_) {
-            pid_ = -1;
-            throw std::runtime_error("tinyproxy ended at start: " + log());
-        }
-        if (std::chrono::steady_clock::now() > deadline)
-            throw std::runtime_error("tinyproxy does not listen on port " + std::to_string(port_));
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    bool ended = false;
+    HttpServer::waitUntil(
+        [&] { return accepts(port_) || (ended = waitpid(pid_, nullptr, WNOHANG) == pid_); });
+    if (ended) {
+        pid_ = -1;
+        throw std::runtime_error("tinyproxy ended at start: " + log());
     }
+    if (!accepts(port_))
+        throw std::runtime_error("tinyproxy does not listen on port " + std::to_string(port_));
 }
 
 TinyProxy::~TinyProxy() {

@@ -6,7 +6,8 @@ using namespace vantor::views;
 
 namespace {
 
-// The GBK bytes of the texts of the sale records export of item 1001, written out by hand.
+// The GBK bytes of the sale records export of item 1001, written out by hand; GoogleTest prints a
+// mismatch with \x escapes.
 const std::string kHeader =
     "\xc9\xcc\xc6\xb7,\xb5\xb1\xc7\xb0\xbc\xdb\xb8\xf1,\xc2\xf2\xbc\xd2,"
     "\xb9\xba\xc2\xf2\xc8\xd5\xc6\xda,\xb9\xba\xc2\xf2\xca\xfd\xc1\xbf,"
@@ -59,7 +60,7 @@ TEST_F(CsvExportTest, TheSaleRecordsExportIsGbkWithCrLfAndATrailingCommaOnEveryD
     StringSink sink;
     Gauge gauge;
     writeCsv(sales(), sink, &gauge);
-    EXPECT_EQ(test::hexBytes(sink.bytes), test::hexBytes(kSalesOf1001));
+    EXPECT_EQ(sink.bytes, kSalesOf1001);
     EXPECT_EQ(gauge.maximum, 3);
     EXPECT_EQ(gauge.position, 3);
 
@@ -67,7 +68,13 @@ TEST_F(CsvExportTest, TheSaleRecordsExportIsGbkWithCrLfAndATrailingCommaOnEveryD
     const auto file = dir / "sales.csv";
     test::writeFile(file, std::string(4096, 'x'));
     EXPECT_EQ(exportToFile(sales(), file, nullptr), ExportOutcome::Written);
-    EXPECT_EQ(test::hexBytes(test::readFile(file)), test::hexBytes(kSalesOf1001));
+    EXPECT_EQ(test::readFile(file), kSalesOf1001);
+
+    // The rows go in the grid's sort order.
+    view->saleGrid().titleClick(1, view->sales()); // 价格 descending
+    sink.bytes.clear();
+    writeCsv(sales(), sink, nullptr);
+    EXPECT_EQ(sink.bytes, kHeader + "\r\n" + kT3 + kT2 + kT1);
 }
 
 TEST_F(CsvExportTest, TheProposedNameCarriesTheItemAndTheDate) {
@@ -96,11 +103,4 @@ TEST_F(CsvExportTest, NothingIsWrittenWhereTheFileCannotBeOpenedOrCreatedOrThere
     view->sales().open();
     EXPECT_EQ(exportToFile(sales(), dir / "empty.csv", nullptr), ExportOutcome::NoRows);
     EXPECT_FALSE(std::filesystem::exists(dir / "empty.csv"));
-}
-
-TEST_F(CsvExportTest, TheRowsAreExportedInTheGridsSortOrder) {
-    view->saleGrid().titleClick(1, view->sales()); // 价格 descending
-    StringSink sink;
-    writeCsv(sales(), sink, nullptr);
-    EXPECT_EQ(test::hexBytes(sink.bytes), test::hexBytes(kHeader + "\r\n" + kT3 + kT2 + kT1));
 }

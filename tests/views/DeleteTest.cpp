@@ -7,16 +7,23 @@ using test::Texts;
 
 using DeleteTest = test::ViewsTest;
 
-TEST_F(DeleteTest, AShopGoesWithItsSalesAndItems) {
+TEST_F(DeleteTest, AnItemGoesWithItsSalesThenTheShopWithTheRestAndTheGridsAreReadAgain) {
     SalesDataView view(*dm, QueryReader::Mode::Now);
     view.formCreate();
+    view.items().setCurrent(1); // 1001
+    DeleteResult result = view.deleteItem();
+    ASSERT_TRUE(result.done) << result.error;
+    EXPECT_EQ(count("select count(*) from itemInfo where itemId='1001'"), 0);
+    EXPECT_EQ(count("select count(*) from saleInfo"), 2);
+    EXPECT_EQ(column(view.items(), "itemId"), (Texts{"1002", "1003"}));
+
     ASSERT_EQ(view.shops().currentText("dianzhu"), "张三");
-    DeleteResult result = view.deleteShop();
+    result = view.deleteShop();
     ASSERT_TRUE(result.done) << result.error;
     EXPECT_EQ(count("select count(*) from saleInfo"), 1);
     EXPECT_EQ(count("select count(*) from itemInfo"), 1);
     EXPECT_EQ(count("select count(*) from dianbase where id=1"), 0);
-    // The grids are read again: the items are those of whichever shop is current now.
+    // The items are those of whichever shop is current now.
     EXPECT_EQ(column(view.shops(), "dianzhu"), (Texts{"O'Neil"}));
     EXPECT_EQ(column(view.items(), "itemId"), (Texts{"2001"}));
     EXPECT_EQ(view.sales().rowCount(), 0u);
@@ -36,18 +43,6 @@ TEST_F(DeleteTest, AFailingStatementRollsBackTheOnesBeforeIt) {
     // The grids keep what they showed.
     EXPECT_EQ(column(view.shops(), "dianzhu"), (Texts{"张三", "O'Neil"}));
     EXPECT_EQ(view.items().rowCount(), 3u);
-}
-
-TEST_F(DeleteTest, AnItemGoesWithItsSalesAndTheItemGridIsReadAgain) {
-    SalesDataView view(*dm, QueryReader::Mode::Now);
-    view.formCreate();
-    view.items().setCurrent(1); // 1001
-    DeleteResult result = view.deleteItem();
-    ASSERT_TRUE(result.done) << result.error;
-    EXPECT_EQ(count("select count(*) from saleInfo where itemId='1001'"), 0);
-    EXPECT_EQ(count("select count(*) from itemInfo where itemId='1001'"), 0);
-    EXPECT_EQ(count("select count(*) from saleInfo"), 2);
-    EXPECT_EQ(column(view.items(), "itemId"), (Texts{"1002", "1003"}));
 }
 
 TEST_F(DeleteTest, TheRatingViewDeletesTheShopWithItsRatings) {

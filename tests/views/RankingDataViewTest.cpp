@@ -1,7 +1,6 @@
 #include "views/RankingDataView.h"
 #include "ViewsTest.h"
 #include "base/GbkText.h"
-#include "market/CategoryTable.h"
 
 using namespace vantor;
 using namespace vantor::views;
@@ -29,7 +28,6 @@ protected:
 } // namespace
 
 TEST_F(RankingDataViewTest, AMonthOfTheCurrentYearInTheChosenOrder) {
-    ASSERT_EQ(categoryBrowseCategories()[0].id, "99");
     // Pieces sold, most first; equal counts by update date.
     EXPECT_EQ(sellers({0, 3, 0, true}), (Texts{"卖家乙", "卖家丙", "卖家甲"}));
     EXPECT_EQ(sellers({0, 3, 0, false}), (Texts{"卖家甲", "卖家乙", "卖家丙"}));
@@ -43,7 +41,6 @@ TEST_F(RankingDataViewTest, AMonthOfTheCurrentYearInTheChosenOrder) {
 
 TEST_F(RankingDataViewTest, OnlyTheChosenMonthOfTheCurrentYearIsShown) {
     // "全年" compares the month with zero and finds nothing.
-    EXPECT_EQ(RankingDataView::monthEntries()[0], "全年");
     EXPECT_EQ(sellers({0, 0, 0, true}), (Texts{}));
     EXPECT_TRUE(view->ranking().isOpen());
     // Last March's 9999 sales show only in last year.

@@ -90,10 +90,7 @@ TEST_F(RatingDataViewTest, TheShopSearchBindsWhatTheUserTyped) {
         {[](auto& in) { in.loc = "杭州"s; }, {"张三"}},   // "地址：" searches addr
         {[](auto& in) { in.tag = "围巾"s; }, {"O'Neil"}}, // "主营：" searches loc
         {[](auto& in) { in.level = 4; }, {"张三"}},       // level 6 >= 4, level 3 is not
-        {[](auto& in) {
-             in = {"张", "", "", "", 6};
-         },
-         {"张三"}},
+        {[](auto& in) { in.nick = "张"s, in.level = 6; }, {"张三"}},
         // The pattern's wildcards keep their meaning, as in the statement written out.
         {[](auto& in) { in.nick = "%"s; }, {"O'Neil", "张三"}},
         {[](auto& in) { in.nick = "_'_"s; }, {"O'Neil"}},

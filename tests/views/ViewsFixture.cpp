@@ -2,8 +2,6 @@
 
 #include "db/TDM.h"
 
-#include <cstdio>
-
 namespace vantor::test {
 
 void fillViewsFixture(db::Database& db, int year) {
@@ -45,44 +43,26 @@ VALUES
  (2, '好评', 'x', '2001', 'Wool Scarf 羊毛围巾', '2011-04-02 00:00:00', 120, '好', '', 'R5');
 )sql");
 
-    const std::string now = std::to_string(year), before = std::to_string(year - 1);
-    db.exec("INSERT INTO itemTop (typeId, dianzhu, itemTitle, shipping, favorite, monthSale, amount, place, "
-            "updateDate) VALUES "
-            "('99', '卖家甲', '点卡 100元', 0, 10, 500, 98.5, '浙江', '" +
-            now +
-            "-03-10 08:00:00'), "
-            "('99', '卖家乙', '点卡, 50元', 5, 30, 800, 48, '广东', '" +
-            now +
-            "-03-12 09:30:00'), "
-            "('99', '卖家丙', '点卡 30元', 0, 20, 800, 29, '上海', '" +
-            now +
-            "-03-15 10:00:00'), "
-            "('99', '卖家丁', '四月点卡', 0, 1, 7, 10, '北京', '" +
-            now +
-            "-04-01 00:00:00'), "
-            "('99', '去年卖家', '去年点卡', 0, 1, 9999, 10, '北京', '" +
-            before +
-            "-03-10 00:00:00'), "
-            "('16', '女装卖家', '连衣裙', 10, 5, 50, 199, '杭州', '" +
-            now +
-            "-03-10 00:00:00');"
-            "UPDATE itemTop SET itemUrl = 'http://item.taobao.com/top/' || itemTitle;");
+    // Y and P stand for `year` and the year before, put in below.
+    db.exec(R"sql(
+INSERT INTO itemTop (typeId, dianzhu, itemTitle, shipping, favorite, monthSale, amount, place, updateDate)
+VALUES
+ ('99', '卖家甲', '点卡 100元', 0, 10, 500, 98.5, '浙江', 'Y-03-10 08:00:00'),
+ ('99', '卖家乙', '点卡, 50元', 5, 30, 800, 48, '广东', 'Y-03-12 09:30:00'),
+ ('99', '卖家丙', '点卡 30元', 0, 20, 800, 29, '上海', 'Y-03-15 10:00:00'),
+ ('99', '卖家丁', '四月点卡', 0, 1, 7, 10, '北京', 'Y-04-01 00:00:00'),
+ ('99', '去年卖家', '去年点卡', 0, 1, 9999, 10, '北京', 'P-03-10 00:00:00'),
+ ('16', '女装卖家', '连衣裙', 10, 5, 50, 199, '杭州', 'Y-03-10 00:00:00');
+)sql");
+    db.exec("UPDATE itemTop SET itemUrl = 'http://item.taobao.com/top/' || itemTitle, updateDate = "
+            "replace(replace(updateDate, 'Y-', '" +
+            std::to_string(year) + "-'), 'P-', '" + std::to_string(year - 1) + "-')");
 }
 
 void createViewsFixture(const std::filesystem::path& file, int year) {
     db::TDM dm(file);
     dm.open();
     fillViewsFixture(dm.cn1(), year);
-}
-
-std::string hexBytes(const std::string& bytes) {
-    std::string out;
-    char buffer[8];
-    for (unsigned char c : bytes) {
-        std::snprintf(buffer, sizeof buffer, c >= 0x20 && c < 0x7f && c != '\\' ? "%c" : "\\x%02x", c);
-        out += buffer;
-    }
-    return out;
 }
 
 } // namespace vantor::test

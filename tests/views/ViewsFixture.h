@@ -20,8 +20,4 @@ void fillViewsFixture(db::Database& db, int year);
 // A data file created with the schema and filled with the fixture.
 void createViewsFixture(const std::filesystem::path& file, int year);
 
-// Bytes with every one outside printable ASCII as a \x escape, so a failed comparison of GBK output
-// can be read in the test log.
-std::string hexBytes(const std::string& bytes);
-
 } // namespace vantor::test

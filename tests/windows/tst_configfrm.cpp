@@ -36,11 +36,9 @@ class ConfigFrmTest : public test::WindowTest {
 private slots:
     void theFieldsShowTheSettingsAndApplyInstallsTheEdits() {
         QCOMPARE(window->netType->currentIndex(), 1);
-        QCOMPARE(window->server->text(), QString("proxy.lan"));
-        QCOMPARE(window->port->text(), QString("3128"));
-        QCOMPARE(window->readTimeOut->text(), QString("100"));
-        QCOMPARE(window->connectTimeOut->text(), QString("200"));
-        QCOMPARE(window->connectTime->text(), QString("5"));
+        QCOMPARE((QStringList{window->server->text(), window->port->text(), window->readTimeOut->text(),
+                              window->connectTimeOut->text(), window->connectTime->text()}),
+                 (QStringList{"proxy.lan", "3128", "100", "200", "5"}));
         QCOMPARE(window->optimizeComb->currentIndex(), 2);
         QVERIFY(!window->useBtn->isEnabled());
         QVERIFY(window->stopBtn->isHidden());
@@ -52,10 +50,9 @@ private slots:
         QTest::mouseClick(window->useBtn, Qt::LeftButton);
         QVERIFY(messages.isEmpty());
         QVERIFY(!window->useBtn->isEnabled());
-        QCOMPARE(config->getHttpAgent()->User, std::string("me"));
-        QCOMPARE(config->getHttpAgent()->Port, 8118);
-        QCOMPARE(stored("Net", "AgentType"), std::string("-1"));
-        QCOMPARE(stored("Net", "Port"), std::string("8118"));
+        QCOMPARE(config->getHttpAgent()->User + ":" + std::to_string(config->getHttpAgent()->Port),
+                 "me:8118");
+        QCOMPARE(stored("Net", "AgentType") + ":" + stored("Net", "Port"), "-1:8118");
         QVERIFY(window->isVisible());
     }
 
@@ -74,9 +71,9 @@ private slots:
         type(window->readTimeOut, "7");
         QTest::mouseClick(window->okbtn, Qt::LeftButton);
         QCOMPARE(messages, QStringList{"保存失败，端口、读取超时间隔、连接超时间隔必须为数字！"});
-        QCOMPARE(window->port->text(), QString("8080"));
-        QCOMPARE(window->readTimeOut->text(), QString("0"));
-        QCOMPARE(window->connectTimeOut->text(), QString("0"));
+        QCOMPARE(
+            (QStringList{window->port->text(), window->readTimeOut->text(), window->connectTimeOut->text()}),
+            (QStringList{"8080", "0", "0"}));
         QVERIFY(window->isVisible());
         QCOMPARE(config->getHttpAgent()->Port, 3128);
     }
@@ -115,14 +112,10 @@ private slots:
         testAgainst(slow.url("/"));
         QCOMPARE(window->testState->text(), QString("正在连接测试,请稍等...."));
         QVERIFY(!window->stopBtn->isHidden());
-        QVERIFY(!window->okbtn->isEnabled());
-        QVERIFY(!window->cancel->isEnabled());
-        QVERIFY(!window->server->isEnabled());
+        QVERIFY(!window->okbtn->isEnabled() && !window->cancel->isEnabled() && !window->server->isEnabled());
         QTest::mouseClick(window->stopBtn, Qt::LeftButton);
         QCOMPARE(window->testState->text(), QString("连接中止！"));
-        QVERIFY(window->stopBtn->isHidden());
-        QVERIFY(window->okbtn->isEnabled());
-        QVERIFY(window->server->isEnabled());
+        QVERIFY(window->stopBtn->isHidden() && window->okbtn->isEnabled() && window->server->isEnabled());
         // The aborted download gives no late verdict over the stop.
         QTest::qWait(300);
         QCOMPARE(window->testState->text(), QString("连接中止！"));
