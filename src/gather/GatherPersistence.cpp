@@ -63,6 +63,19 @@ int creditLevel(std::int64_t credit) {
 
 void saveShopBase(TDianBaseInfo& shop, Database& db) {
     if (shop.dianzhu.empty()) throw TSaveException("参数错误！");
+    // What an update and an insert both write; the two statements spell the credit's name differently.
+    auto bindShopFields = [&shop](Statement& st, const char* creditName) -> Statement& {
+        return st.bind("dianzhu", shop.dianzhu)
+            .bind("addr", shop.addr)
+            .bind("dianming", shop.dianming)
+            .bind("loc", shop.loc)
+            .bind("commodityNum", shop.commodityNum)
+            .bind("updateDate", now())
+            .bind(creditName, shop.salerCredit)
+            .bind("buyerCredit", shop.buyerCredit)
+            .bind("favorite", shop.favorite)
+            .bind("createDate", dateText(shop.createDate));
+    };
     orFail(kShopSaveError, [&] {
         auto find = db.prepare("select * from dianBase where dianzhu=:un");
         find.bind("un", shop.dianzhu);
@@ -75,16 +88,7 @@ void saveShopBase(TDianBaseInfo& shop, Database& db) {
                                      "sellercredit,buyerCredit=:buyerCredit,favorite=:favorite,createDate=:"
                                      "createDate,isSend=0,flag=0 where "
                                      "dianzhu=:dianzhu");
-            update.bind("addr", shop.addr)
-                .bind("dianming", shop.dianming)
-                .bind("loc", shop.loc)
-                .bind("commodityNum", shop.commodityNum)
-                .bind("updateDate", now())
-                .bind("sellercredit", shop.salerCredit)
-                .bind("buyerCredit", shop.buyerCredit)
-                .bind("favorite", shop.favorite)
-                .bind("createDate", dateText(shop.createDate))
-                .bind("dianzhu", shop.dianzhu);
+            bindShopFields(update, "sellercredit");
             update.execute();
             return;
         }
@@ -96,18 +100,9 @@ void saveShopBase(TDianBaseInfo& shop, Database& db) {
                                  "values(:dianzhu,:addr,:dianming,:commodityNum,:loc,:updateDate,:"
                                  "commodityKind,:webaddr,:sellerCredit,:"
                                  "buyerCredit,:favorite,:createDate,:userId)");
-        insert.bind("dianzhu", shop.dianzhu)
-            .bind("addr", shop.addr)
-            .bind("dianming", shop.dianming)
-            .bind("commodityNum", shop.commodityNum)
-            .bind("loc", shop.loc)
-            .bind("updateDate", now())
+        bindShopFields(insert, "sellerCredit")
             .bind("commodityKind", "")
             .bind("webaddr", shop.webaddr)
-            .bind("sellerCredit", shop.salerCredit)
-            .bind("buyerCredit", shop.buyerCredit)
-            .bind("favorite", shop.favorite)
-            .bind("createDate", dateText(shop.createDate))
             .bind("userId", shop.userId);
         insert.execute();
         auto added = db.prepare("select * from dianbase where dianzhu=:dianzhu");
