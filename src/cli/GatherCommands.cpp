@@ -2,7 +2,6 @@
 #include "CsvTable.h"
 #include "DemoMarketProcess.h"
 
-#include "base/GbkText.h"
 #include "base/TextNumbers.h"
 #include "db/TDM.h"
 #include "gather/GatherTexts.h"
@@ -65,6 +64,7 @@ struct SearchOptions {
         std::stringstream list(levels);
         std::string level;
         while (std::getline(list, level, ',')) {
+            if (level.empty()) continue;
             const auto value = parseInt32(level);
             if (!value) throw CLI::ValidationError("--levels", "不是级别：" + level);
             q.levels.insert(*value);
@@ -105,7 +105,7 @@ struct Progress : ShopSearchObserver, SalesGatherObserver {
     void shopStarted(int index, int count, const TDianBaseInfo& shop) override {
         std::lock_guard lock(mutex);
         std::cerr << "[" << index + 1 << "/" << count << "] "
-                  << gbkToUtf8(shop.dianzhu.empty() ? shop.webaddr : shop.dianzhu) << '\n';
+                  << (shop.dianzhu.empty() ? shop.webaddr : shop.dianzhu) << '\n';
     }
     void itemsGathered(int count) override {
         std::lock_guard lock(mutex);

@@ -102,6 +102,9 @@ private slots:
         QVERIFY(ended.wait(30000));
         QVERIFY(!window->busy());
         QCOMPARE(window->doneLabel->text(), QString("已下载：2家店铺"));
+        // Names reach the labels as the records hold them, UTF-8, never decoded a second time.
+        QCOMPARE(window->shopLabel->text(),
+                 "正在处理第2家店铺：" + QString::fromStdString(market->model().shops()[4].nick));
         QCOMPARE(window->itemsLabel->text(), QString("已采集商品4个"));
         QCOMPARE(window->totalGauge->value(), 2);
         QCOMPARE(count(*dm, "select count(*) from dianbase"), 2);

@@ -2,7 +2,6 @@
 
 #include "UserMessages.h"
 #include "WindowSettings.h"
-#include "base/GbkText.h"
 #include "gather/GatherTexts.h"
 #include "market/CategoryTable.h"
 
@@ -61,8 +60,7 @@ public:
         post([end, listed](TsaleGatherFrm* w) { w->searchEnded(end, listed); });
     }
     void shopStarted(int index, int, const TDianBaseInfo& shop) override {
-        post([index,
-              name = q8(gbkToUtf8(shop.dianzhu.empty() ? shop.webaddr : shop.dianzhu))](TsaleGatherFrm* w) {
+        post([index, name = q8(shop.dianzhu.empty() ? shop.webaddr : shop.dianzhu)](TsaleGatherFrm* w) {
             w->shopLabel->setText(QString("正在处理第%1家店铺：%2").arg(index + 1).arg(name));
         });
     }
