@@ -101,7 +101,7 @@ struct Counts {
 
     TDownCheck::Handlers handlers() {
         TDownCheck::Handlers handlers;
-        handlers.page = [this](std::int32_t, const std::string& htmlCode) {
+        handlers.page = [this](std::int32_t, std::int32_t, const std::string& htmlCode) {
             ++pages;
             bytes += long(htmlCode.size());
         };

@@ -13,7 +13,7 @@ using namespace vantor::bench;
 
 namespace {
 
-struct Quiet : SalesGatherObserver {
+struct Quiet : GatherObserver {
     JobEnd end = JobEnd::Finished;
     std::string detail;
     void gatherEnded(JobEnd how, const std::string& why, const GatherTally&) override {

@@ -6,6 +6,7 @@
 #include "db/TDM.h"
 #include "gather/GatherTexts.h"
 #include "gather/KnownShops.h"
+#include "gather/RatingGathering.h"
 #include "gather/SalesGathering.h"
 #include "gather/ShopSearchJob.h"
 
@@ -33,6 +34,7 @@ struct SearchOptions {
     std::string location;
     std::string order = "credit";
     int range = kDefaultSearchRange;
+    bool ratingOrderKeys = false;
 
     void addTo(CLI::App* command) {
         command->add_option("--keyword", keyword, "关键字");
@@ -72,13 +74,14 @@ struct SearchOptions {
         q.location = location;
         q.byPopularity = order == "popularity";
         q.range = range;
+        q.ratingOrderKeys = ratingOrderKeys;
         if (auto refused = validateShopSearch(q)) throw CLI::ValidationError(*refused);
         return q;
     }
 };
 
 // Prints progress to standard error and waits for the end of a search or a gathering.
-struct Progress : ShopSearchObserver, SalesGatherObserver {
+struct Progress : ShopSearchObserver, GatherObserver {
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<TDianBaseInfo> shops;
@@ -110,6 +113,14 @@ struct Progress : ShopSearchObserver, SalesGatherObserver {
     void itemsGathered(int count) override {
         std::lock_guard lock(mutex);
         std::cerr << "  已采集商品" << count << "个\n";
+    }
+    void ratingsGathered(int count) override {
+        std::lock_guard lock(mutex);
+        std::cerr << "  已采集评价" << count << "条\n";
+    }
+    void stageText(const std::string& text) override {
+        std::lock_guard lock(mutex);
+        if (text.find("请稍等") != std::string::npos) std::cerr << "  " << text << '\n';
     }
     void shopFinished(int done, int count) override {
         std::lock_guard lock(mutex);
@@ -160,7 +171,7 @@ void printShops(const std::vector<TDianBaseInfo>& shops) {
         printCsvRow(std::cout, searchGridRow(int(i) + 1, shops[i]));
 }
 
-std::vector<TDianBaseInfo> pick(const std::vector<TDianBaseInfo>& shops, const std::string& choice) {
+std::vector<TDianBaseInfo> pickShops(const std::vector<TDianBaseInfo>& shops, const std::string& choice) {
     if (choice == "all") return shops;
     std::vector<TDianBaseInfo> picked;
     std::stringstream list(choice);
@@ -177,20 +188,31 @@ std::vector<TDianBaseInfo> pick(const std::vector<TDianBaseInfo>& shops, const s
     return picked;
 }
 
-// Gathers the shops into the data folder's database; prints the shops and what was stored.
-void gatherSales(const DataFolder& folder, std::vector<TDianBaseInfo> shops, int items,
-                 std::shared_ptr<const THttpAgent> agent) {
-    if (shops.empty()) throw JobFailed(kNoShopTicked);
+using MakeGathering = std::function<std::unique_ptr<GatherRun>(
+    const std::filesystem::path& database, std::vector<SlotProgress*> slots, GatherObserver& observer)>;
+
+// Runs a gathering into the data folder's database, its progress and outcome on standard error.
+void gather(const DataFolder& folder, size_t shops, const MakeGathering& make) {
+    if (shops == 0) throw JobFailed(kNoShopTicked);
     db::TDM dm(folder.database());
     dm.open();
     Slots slots;
     Progress progress;
-    std::cerr << "共需下载：" << shops.size() << "家店铺\n";
-    SalesGathering gathering(dm.file(), std::move(shops), items, std::move(agent), slots.list(), progress);
-    gathering.start();
-    gathering.wait();
+    std::cerr << "共需下载：" << shops << "家店铺\n";
+    auto gathering = make(dm.file(), slots.list(), progress);
+    gathering->start();
+    gathering->wait();
     std::cerr << gatherSummary(progress.end, progress.saved, progress.detail) << '\n';
     progress.failIfNeeded(kGatherStopped);
+}
+
+void gatherSales(const DataFolder& folder, std::vector<TDianBaseInfo> shops, int items,
+                 std::shared_ptr<const THttpAgent> agent) {
+    const size_t count = shops.size();
+    gather(folder, count, [&](const std::filesystem::path& database, auto slots, GatherObserver& observer) {
+        return std::make_unique<SalesGathering>(database, std::move(shops), items, agent, std::move(slots),
+                                                observer);
+    });
 }
 
 void printStored(const DataFolder& folder) {
@@ -205,6 +227,43 @@ void printStored(const DataFolder& folder) {
         printCsvRow(std::cout, {st.text(0), st.text(1), st.text(2), st.text(3), st.text(4), st.text(5)});
 }
 
+void printStoredRatings(const DataFolder& folder) {
+    db::TDM dm(folder.database());
+    auto st =
+        dm.cn1().prepare("select d.id,d.dianzhu,d.dianming,d.salerCredit,count(p.id),d.pjupdate1,d.pjupdate2 "
+                         "from dianbase d left join pjinfo p on p.dian_id=d.id group by d.id order by d.id");
+    printCsvRow(std::cout, {"序号", "掌柜", "店铺名", "信用", "评价数", "最新评价", "最早评价"});
+    while (st.step())
+        printCsvRow(std::cout,
+                    {st.text(0), st.text(1), st.text(2), st.text(3), st.text(4), st.text(5), st.text(6)});
+}
+
+// The shops of a gathering command: by address, or picked from a search.
+struct ShopChoice {
+    std::shared_ptr<SearchOptions> search = std::make_shared<SearchOptions>();
+    std::shared_ptr<std::vector<std::string>> addresses = std::make_shared<std::vector<std::string>>();
+    std::shared_ptr<std::string> pick = std::make_shared<std::string>();
+
+    void addTo(CLI::App* command) {
+        auto* shopOption = command->add_option("--shop", *addresses, "店铺网址（可多次给出）");
+        search->addTo(command);
+        auto* pickOption = command->add_option("--pick", *pick, "按搜索结果的序号选择：all 或 1,4,7");
+        shopOption->excludes(pickOption);
+    }
+
+    std::vector<TDianBaseInfo> shops(const DataFolder& folder, const TConfig& config) const {
+        std::vector<TDianBaseInfo> chosen;
+        if (!addresses->empty()) {
+            db::TDM dm(folder.database());
+            for (const auto& address : *addresses)
+                chosen.push_back(shopFromAddress(dm.cn1(), address));
+            return chosen;
+        }
+        if (pick->empty()) throw CLI::ValidationError("请给出 --shop 网址，或搜索条件和 --pick");
+        return pickShops(runSearch(search->query(), config.getHttpAgent()), *pick);
+    }
+};
+
 } // namespace
 
 void addGatherCommands(CLI::App& app, Context& context) {
@@ -218,32 +277,44 @@ void addGatherCommands(CLI::App& app, Context& context) {
         printShops(runSearch(query, config.getHttpAgent()));
     });
 
-    auto* gather = app.add_subcommand("gather-sales", "采集店铺的资料、宝贝和销售记录");
-    auto gatherOptions = std::make_shared<SearchOptions>();
-    auto addresses = std::make_shared<std::vector<std::string>>();
-    auto choice = std::make_shared<std::string>();
+    auto* sales = app.add_subcommand("gather-sales", "采集店铺的资料、宝贝和销售记录");
+    ShopChoice salesShops;
+    salesShops.addTo(sales);
     auto items = std::make_shared<int>(kDefaultItemsPerShop);
-    auto* shopOption = gather->add_option("--shop", *addresses, "店铺网址（可多次给出）");
-    gatherOptions->addTo(gather);
-    auto* pickOption = gather->add_option("--pick", *choice, "按搜索结果的序号选择：all 或 1,4,7");
-    gather->add_option("--items", *items, "每家店铺下载前 N 名商品的销售记录（1..200）")
+    sales->add_option("--items", *items, "每家店铺下载前 N 名商品的销售记录（1..200）")
         ->check(CLI::Range(1, kMaxItemsPerShop));
-    shopOption->excludes(pickOption);
-    gather->callback([&context, gatherOptions, addresses, choice, items] {
+    sales->callback([&context, salesShops, items] {
         TConfig config;
         context.loadConfig(config);
         DataFolder folder = context.folder();
-        std::vector<TDianBaseInfo> shops;
-        if (!addresses->empty()) {
-            db::TDM dm(folder.database());
-            for (const auto& address : *addresses)
-                shops.push_back(shopFromAddress(dm.cn1(), address));
-        } else {
-            if (choice->empty()) throw CLI::ValidationError("请给出 --shop 网址，或搜索条件和 --pick");
-            shops = pick(runSearch(gatherOptions->query(), config.getHttpAgent()), *choice);
-        }
-        gatherSales(folder, std::move(shops), *items, config.getHttpAgent());
+        gatherSales(folder, salesShops.shops(folder, config), *items, config.getHttpAgent());
         printStored(folder);
+    });
+
+    auto* ratings = app.add_subcommand("gather-ratings", "采集店铺的资料、信用和评价");
+    ShopChoice ratingShops;
+    ratingShops.search->ratingOrderKeys = true;
+    ratingShops.addTo(ratings);
+    auto range = std::make_shared<std::pair<int, int>>(kDefaultRatingFrom, kDefaultRatingTo);
+    ratings->add_option("--from", range->first, "下载数据范围：从第 N 条评价（1..1000000）")
+        ->check(CLI::Range(kMinRatingRange, kMaxRatingFrom));
+    ratings->add_option("--to", range->second, "下载数据范围：到第 M 条评价（1..100000）")
+        ->check(CLI::Range(kMinRatingRange, kMaxRatingTo));
+    ratings->callback([&context, ratingShops, range] {
+        if (auto refused = validateRatingRange(range->first, range->second))
+            throw CLI::ValidationError(*refused);
+        TConfig config;
+        context.loadConfig(config);
+        DataFolder folder = context.folder();
+        auto shops = ratingShops.shops(folder, config);
+        const size_t count = shops.size();
+        auto agent = config.getHttpAgent();
+        gather(folder, count,
+               [&](const std::filesystem::path& database, auto slots, GatherObserver& observer) {
+                   return std::make_unique<RatingGathering>(database, std::move(shops), range->first,
+                                                            range->second, agent, std::move(slots), observer);
+               });
+        printStoredRatings(folder);
     });
 
     auto* demo = app.add_subcommand("demo", "在本机的演示市场上搜索并采集几家店铺，然后输出采集到的数据");

@@ -26,6 +26,7 @@ std::string pageAddress(const std::string& prefix, std::int32_t page, std::int32
 
 struct Slot {
     std::unique_ptr<TDownBean> bean; // the page in hand; none while the slot is free
+    std::int32_t number = 0;         // the page number of the bean
     // Made with the slot's first page and kept for the run, so the slot's thread and connection serve
     // all its pages. Declared last: it goes first.
     std::unique_ptr<TThreadDownHtmlCode> download;
@@ -135,6 +136,7 @@ void TDownCheck::loop(std::stop_token stop) {
                     onHistoryHost = true;
                 }
                 slot.bean = std::make_unique<TDownBean>();
+                slot.number = param.curPage;
                 std::string url = pageAddress(prefix, param.curPage, pageStep_, suffix);
                 if (slot.download)
                     slot.download->restart(std::move(url), *slot.bean);
@@ -144,7 +146,7 @@ void TDownCheck::loop(std::stop_token stop) {
                 ++param.curPage;
             } else if (slot.bean && slot.bean->status() == PageStatus::Finish) {
                 if (handlers_.page) try {
-                        handlers_.page(pageKind, slot.bean->getHtmlCode());
+                        handlers_.page(pageKind, slot.number, slot.bean->getHtmlCode());
                     } catch (const std::exception& e) {
                         std::lock_guard lock(errorMutex_);
                         lastError_ = e.what();

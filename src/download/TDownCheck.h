@@ -28,8 +28,9 @@ public:
 
     // What a job does; any handler may be empty.
     struct Handlers {
-        // Once for every page that arrived, in order of arrival, not of page number.
-        std::function<void(std::int32_t pageKind, const std::string& htmlCode)> page;
+        // Once for every page that arrived, in order of arrival, not of page number; the number is the
+        // page's own (before the page step multiplies it into the address).
+        std::function<void(std::int32_t pageKind, std::int32_t pageNumber, const std::string& htmlCode)> page;
         // Once when every page is done, or at once when there is nothing to fetch.
         std::function<void(std::int32_t pageKind)> finish;
         // Once when too many downloads failed, before the job is aborted.

@@ -284,6 +284,12 @@ void saveRatings(const RecordList<TRateInfo>& ratings, const TDianBaseInfo& shop
     });
 }
 
+int countRatings(const TDianBaseInfo& shop, Database& db) {
+    auto st = db.prepare("select count(*) from pjinfo where dian_id=:id");
+    st.bind("id", shopId(shop));
+    return st.step() ? int(st.integer(0)) : 0;
+}
+
 std::string readRatingBound(const TDianBaseInfo& shop, RatingBound which, Database& db) {
     if (shop.id.empty()) throw TSaveException("参数出错！");
     std::string bound;

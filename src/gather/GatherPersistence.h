@@ -43,6 +43,9 @@ int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, P
 void saveRatings(const RecordList<TRateInfo>& ratings, const TDianBaseInfo& shop, ProgressGauge* gauge,
                  db::Database& db);
 
+// How many ratings of the shop the database holds.
+int countRatings(const TDianBaseInfo& shop, db::Database& db);
+
 enum class RatingBound { Newest, Oldest };
 
 // pjupdate1 (newest) or pjupdate2 (oldest) of the shop as text. Raises TSaveException.

@@ -50,7 +50,10 @@ std::string shopSearchAddress(const ShopSearchQuery& query) {
     address += "&ratesum=";
     for (int level : query.levels)
         address += std::to_string(level) + (level <= 14 ? "," : "");
-    address += query.byPopularity ? "&sort=default" : "&soft=ratesum_desc";
+    if (query.ratingOrderKeys)
+        address += query.byPopularity ? "&sort=ratesum_desc" : "&soft=default";
+    else
+        address += query.byPopularity ? "&sort=default" : "&soft=ratesum_desc";
     address += "&n=80&s=";
     return address;
 }

@@ -26,8 +26,11 @@ struct ShopSearchQuery {
     bool inTag = false;   // "主营项目"
     int category = 0;     // position in the shop search's category table
     std::string location;
-    std::set<int> levels;            // credit levels 1..kCreditLevels
-    bool byPopularity = false;       // "按人气排序"; otherwise "按信誉排序"
+    std::set<int> levels;      // credit levels 1..kCreditLevels
+    bool byPopularity = false; // "按人气排序"; otherwise "按信誉排序"
+    // The rating gathering writes the order keys the other way round ("&sort=ratesum_desc" for
+    // popularity, "&soft=default" for credit); the marketplace has always been asked so.
+    bool ratingOrderKeys = false;
     int range = kDefaultSearchRange; // how many shops, kMinSearchRange..kMaxSearchRange
 };
 

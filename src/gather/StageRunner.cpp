@@ -1,13 +1,16 @@
 #include "StageRunner.h"
 
 #include "GatherTexts.h"
+#include "market/MarketHosts.h"
 
 namespace vantor {
 
 JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode, PageHandler page) {
     if (stopped()) return JobEnd::Stopped;
     TDownCheck::Handlers handlers;
-    handlers.page = std::move(page);
+    handlers.page = [page = std::move(page)](std::int32_t, std::int32_t number, const std::string& html) {
+        page(number, html);
+    };
     // The driver calls the error handler after the failure handler too; the time-out is the news then.
     bool timedOut = false;
     handlers.failure = [this, &timedOut] {
@@ -18,6 +21,7 @@ JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32
         if (!timedOut && !stopped()) statusLine_(statusLineText(kGatherFailed));
     };
     TDownCheck job(param, gauges_, pageStep, mode, std::move(handlers));
+    if (mode == TDownCheck::kRatingMode) job.setHistoryPrefix(market::kRateHistoryPrefix);
     {
         std::lock_guard lock(mutex_);
         current_ = &job;

@@ -18,7 +18,7 @@ enum class JobEnd { Finished, TimedOut, Failed, Stopped };
 // reason on the main window's status line.
 class StageRunner {
 public:
-    using PageHandler = std::function<void(std::int32_t pageKind, const std::string& page)>;
+    using PageHandler = std::function<void(std::int32_t pageNumber, const std::string& page)>;
     using StatusLine = std::function<void(const std::string& text)>;
 
     StageRunner(std::vector<SlotProgress*> gauges, StatusLine statusLine)

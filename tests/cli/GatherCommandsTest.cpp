@@ -103,3 +103,29 @@ TEST_F(GatherCommands, TheDemoGathersAFewShopsOfItsOwnMarket) {
     EXPECT_EQ(count("select count(*) from itemInfo"), 9);
     EXPECT_TRUE(market.requests().empty()); // the demo starts a market of its own
 }
+
+TEST_F(GatherCommands, GatherRatingsSavesTheRangeAndKeepsNothingOfAFailedRun) {
+    const demo::Shop& shop = market.model().shops()[5];
+    const std::string address = "gather-ratings --shop " + shop.webAddress();
+    auto refused = cli(address + " --from 10 --to 10");
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.out.find("下载范围数据输入错误，起始量要小于结束量！"), std::string::npos)
+        << refused.out;
+    EXPECT_TRUE(market.requests().empty());
+
+    market.faults().add(demo::parseFaultRule("kind=error&match=currentPage"));
+    auto failed = cli(address);
+    EXPECT_EQ(failed.status, 1) << failed.out;
+    EXPECT_NE(failed.out.find("采集失败：本次采集的资料均未保存。"), std::string::npos) << failed.out;
+    EXPECT_EQ(count("select count(*) from dianbase"), 0);
+
+    market.faults().clear();
+    auto r = cli(address + " --from 1 --to 100");
+    ASSERT_EQ(r.status, 0) << r.out;
+    const auto expected = std::min<std::int64_t>(100, std::int64_t(market.model().ratings(shop).size()));
+    EXPECT_EQ(count("select count(*) from pjinfo"), expected);
+    EXPECT_NE(r.out.find("采集完成：已保存店铺1家，评价" + std::to_string(expected) + "条。"),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("序号,掌柜,店铺名,信用,评价数,最新评价,最早评价\r\n"), std::string::npos) << r.out;
+}

@@ -46,7 +46,7 @@ struct RecordingCheck {
 
 private:
     TDownCheck::Handlers handlers() {
-        return {[this](std::int32_t pageKind, const std::string& htmlCode) {
+        return {[this](std::int32_t pageKind, std::int32_t, const std::string& htmlCode) {
                     add("page:" + std::to_string(pageKind) + ":" + htmlCode);
                     if (onPage) onPage(htmlCode);
                 },

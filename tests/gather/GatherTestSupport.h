@@ -37,7 +37,7 @@ inline TDianBaseInfo searchRowOf(const demo::Shop& shop) {
 }
 
 // Records what a search or a gathering reports; the download threads call it concurrently.
-struct Recorder : ShopSearchObserver, SalesGatherObserver {
+struct Recorder : ShopSearchObserver, GatherObserver {
     std::mutex mutex;
     std::vector<TDianBaseInfo> shops;
     std::vector<int> totals;

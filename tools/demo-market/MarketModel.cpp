@@ -130,12 +130,16 @@ Grade drawGrade(Rng& rng) {
 std::vector<RatingCore> ratingCores(const Shop& shop, const MarketCalendar& calendar) {
     Rng rng(mixSeed(shop.seed, "rating-cores"));
     std::vector<RatingCore> cores;
+    const int drawn = shop.ratingCount - shop.newRatings;
     cores.reserve(static_cast<size_t>(shop.ratingCount));
-    for (int i = 0; i < shop.ratingCount; ++i) {
+    for (int i = 0; i < drawn; ++i) {
         const MarketTime t = drawTime(rng, dayOf(calendar.start), dayOf(calendar.now), calendar.now);
         cores.push_back({t, drawGrade(rng)});
     }
     sortNewestFirst(cores, [](const RatingCore& c) { return c.time; });
+    // The newer ratings of a revised view, on top: the last two seconds of the market's history.
+    for (int i = 0; i < shop.newRatings; ++i)
+        cores.insert(cores.begin(), RatingCore{calendar.now - (shop.newRatings - 1 - i), Grade::Good});
     return cores;
 }
 
@@ -261,6 +265,7 @@ MarketModel::MarketModel(std::uint64_t seed, CivilDate today)
             drawTime(rng, daysFromCivil({2003, 5, 10}), daysFromCivil({2009, 12, 31}), calendar_.now));
         shop.favorite = static_cast<int>(20000 * std::pow(rng.unit(), 3));
         shop.hasRatingLink = i != kNoRatingLinkShop;
+        shop.ratingsChange = i % kChangingRatingsEvery == 3;
         shop.ratingCount =
             i == kBigRatingShop ? kBigShopRatings : static_cast<int>(1500 * std::pow(rng.unit(), 3));
 
@@ -361,10 +366,12 @@ std::vector<Sale> MarketModel::sales(const Item& item) const {
 
 std::vector<Rating> MarketModel::ratings(const Shop& shop) const {
     const std::vector<RatingCore> cores = ratingCores(shop, calendar_);
-    Rng rng(mixSeed(shop.seed, "rating-details"));
     std::vector<Rating> ratings;
     ratings.reserve(cores.size());
     for (size_t pos = 0; pos < cores.size(); ++pos) {
+        // Counted from the oldest, so that newer ratings on top leave the older ones as they were.
+        const auto number = static_cast<std::uint64_t>(cores.size() - 1 - pos);
+        Rng rng(mixSeed(shop.seed, "rating-details", number));
         Rating r;
         r.grade = cores[pos].grade;
         r.time = formatDateTime(cores[pos].time);
@@ -373,17 +380,30 @@ std::vector<Rating> MarketModel::ratings(const Shop& shop) const {
                              : r.grade == Grade::Neutral ? kNeutralComments
                                                          : kBadComments);
         if (r.grade != Grade::Good || rng.chance(0.1)) r.explanation = rng.pick(kExplanations);
+        const bool older = number < static_cast<std::uint64_t>(shop.ratingCount - shop.newRatings);
+        if (shop.newRatings > 0 && older && number % 7 == 0) r.explanation = "感谢您的再次评价，欢迎常来";
         r.raterName = rng.pick(kRaterWords) + (rng.chance(0.5) ? std::to_string(rng.range(1, 999)) : "");
         if (rng.chance(0.85)) r.raterId = std::to_string(rng.range(10000000, 999999999));
         const Item& item = itemOf(shop, static_cast<int>(rng.below(shop.items.size())));
         r.itemId = item.id;
         r.itemTitle = item.title;
         r.price = item.secondPrice > 0 && rng.chance(0.5) ? item.secondPrice : item.price;
-        r.tradeId = std::to_string(200000000000000LL + shop.index * 100000LL +
-                                   static_cast<long long>(cores.size() - 1 - pos));
+        r.tradeId =
+            std::to_string(200000000000000LL + shop.index * 100000LL + static_cast<long long>(number));
         ratings.push_back(std::move(r));
     }
     return ratings;
+}
+
+Shop MarketModel::revised(const Shop& shop) const {
+    Shop view = shop;
+    if (!shop.ratingsChange) return view;
+    view.newRatings = 2;
+    view.ratingCount += view.newRatings;
+    for (int i = 0; i < view.newRatings; ++i)
+        countRating(view.sellerRates, Grade::Good, 0);
+    view.sellerGoodRate = goodRate(view.sellerRates);
+    return view;
 }
 
 int MarketModel::ratingPageCount(const Shop& shop) const {

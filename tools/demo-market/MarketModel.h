@@ -42,8 +42,12 @@ struct Shop {
     int sellerCredit = 0; // good minus bad ratings received as seller
     int buyerCredit = 0;
     bool hasRatingLink = true;
-    std::vector<int> items;                  // indexes into MarketModel::items(), in list order
-    int ratingCount = 0;                     // ratings received as seller, all on the rating pages
+    std::vector<int> items; // indexes into MarketModel::items(), in list order
+    int ratingCount = 0;    // ratings received as seller, all on the rating pages
+    // Whether the shop's ratings change after its rating summary was first visited: two newer good
+    // ratings on top, and the seller's explanation changed on some existing trades.
+    bool ratingsChange = false;
+    int newRatings = 0;                      // of ratingCount, the newer ones a revised view adds
     std::array<PeriodCounts, 3> sellerRates; // by Grade
     std::array<PeriodCounts, 3> buyerRates;
     std::array<std::string, 3> scores; // item as described, service, shipping speed: "4.8"
@@ -138,9 +142,10 @@ public:
     static constexpr int kRatingsPerPage = 20;
     static constexpr int kListPageSize = 80;
     // Shops and items the special cases live at.
-    static constexpr int kBigRatingShop = 0;    // more than 100 rating pages
-    static constexpr int kNoRatingLinkShop = 1; // its shop page has no rating link
-    static constexpr int kOddItemsShop = 2;     // items 0, 1, 2: no buyer list, no id, no 30-day figure
+    static constexpr int kBigRatingShop = 0;        // more than 100 rating pages
+    static constexpr int kNoRatingLinkShop = 1;     // its shop page has no rating link
+    static constexpr int kOddItemsShop = 2;         // items 0, 1, 2: no buyer list, no id, no 30-day figure
+    static constexpr int kChangingRatingsEvery = 8; // shops 3, 11, 19, ...: ratings change between visits
 
     explicit MarketModel(std::uint64_t seed, CivilDate today = localToday());
 
@@ -158,6 +163,9 @@ public:
     std::vector<Sale> sales(const Item& item) const;
     std::vector<Rating> ratings(const Shop& shop) const;
     int ratingPageCount(const Shop& shop) const;
+    // The shop as a later visit sees it: for a shop whose ratings change, two more ratings, counted in
+    // its summary, and changed explanations; any other shop as it is.
+    Shop revised(const Shop& shop) const;
 
     std::vector<const Shop*> findShops(const ShopQuery& query) const;
     // Sorted by 30-day sales, most first.

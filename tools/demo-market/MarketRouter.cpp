@@ -159,6 +159,13 @@ HttpResponse notFound(const HttpRequest& request, std::uint64_t seed) {
 
 } // namespace
 
+Shop MarketRouter::ratingView(const Shop& shop, bool summaryVisit) const {
+    std::lock_guard lock(visitsMutex_);
+    int& visits = summaryVisits_[shop.index];
+    if (summaryVisit) ++visits;
+    return visits >= 2 ? model_.revised(shop) : shop;
+}
+
 bool MarketRouter::isMarketHost(const std::string& host) {
     for (const char* h : {market::kShopSearchHost, market::kListHost, market::kItemSearchHost,
                           market::kRateHost, market::kRateHistoryHost, market::kItemHost})
@@ -204,8 +211,9 @@ HttpResponse MarketRouter::route(const HttpRequest& req) const {
     if ((historyHost || host == hostOf(market::kRateHost)) && parseRatePath(path, userId, number)) {
         const Shop* shop = model.shopByUserId(userId);
         if (!shop) return notFound(req, model.seed());
-        return pageResponse(number == 0 ? rateSummaryPage(model, *shop, m)
-                                        : rateListPage(model, *shop, number, historyHost, m));
+        const Shop view = ratingView(*shop, number == 0);
+        return pageResponse(number == 0 ? rateSummaryPage(model, view, m)
+                                        : rateListPage(model, view, number, historyHost, m));
     }
     if (const Shop* shop = model.shopByNo(shopNoOfHost(host))) {
         if (path == "/" || path == "/index.htm") return pageResponse(shopPage(model, *shop, m));

@@ -3,6 +3,9 @@
 #include "Http.h"
 #include "MarketModel.h"
 
+#include <map>
+#include <mutex>
+
 namespace vantor::demo {
 
 // Answers a request for one of the marketplace's hosts with the page its address names, written
@@ -17,7 +20,12 @@ public:
     static bool isMarketHost(const std::string& host);
 
 private:
+    // The shop's ratings as this visit sees them: a second visit of its summary page revises them.
+    Shop ratingView(const Shop& shop, bool summaryVisit) const;
+
     const MarketModel& model_;
+    mutable std::mutex visitsMutex_;
+    mutable std::map<int, int> summaryVisits_; // by shop index
 };
 
 } // namespace vantor::demo

@@ -40,7 +40,7 @@ constexpr int kSelectColumn = 1;
 } // namespace
 
 // Passes what the search and the gathering report on their threads to the window's thread.
-class TsaleGatherFrm::Bridge : public ShopSearchObserver, public SalesGatherObserver {
+class TsaleGatherFrm::Bridge : public ShopSearchObserver, public GatherObserver {
 public:
     explicit Bridge(TsaleGatherFrm* window) : window_(window) {}
 

@@ -1,0 +1,181 @@
+#include "RatingGathering.h"
+
+#include "GatherPersistence.h"
+#include "GatherTexts.h"
+#include "db/TDM.h"
+#include "market/MarketHosts.h"
+#include "parse/Expressions.h"
+#include "parse/TParseHtml.h"
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+
+namespace vantor {
+
+namespace {
+
+constexpr const char* kListParameters =
+    "--detailed%7C1--goodNeutralOrBad%7C--receivedOrPosted%7C0--buyerOrSeller%7C0--ismore%7C1--showContent%7C"
+    "--auctionId%7C--lastModified%7C--snapId%7C0--currentPage%7C";
+constexpr const char* kHistoryParameters =
+    "--isarchive%7Ctrue--buyerOrSeller%7C0--receivedOrPosted%7C--goodNeutralOrBad%7C--timeLine%7C-211"
+    "--detailed%7C1--ismore%7C1--showContent%7C--auctionId%7C--lastModified%7C--snapId%7C0--currentPage%7C";
+// Without the summary's count the list's end shows only as an empty page: the pages are asked for in
+// runs of this many, so an unknown count costs at most one run past the end.
+constexpr int kPagesPerRun = 20;
+
+int pageOf(int rating) {
+    return (rating + kRatingsPerPage - 1) / kRatingsPerPage;
+}
+
+} // namespace
+
+std::optional<std::string> validateRatingRange(int from, int to) {
+    if (from >= to) return std::string("下载范围数据输入错误，起始量要小于结束量！");
+    return std::nullopt;
+}
+
+RatingPages ratingPages(int from, int to, int ratingCount) {
+    RatingPages pages{pageOf(std::max(from, 1)), pageOf(std::max(to, 0))};
+    if (ratingCount > 0) pages.last = std::min(pages.last, pageOf(ratingCount));
+    return pages;
+}
+
+std::string ratingListPrefix(const std::string& userId, int timeLine) {
+    return std::string(market::kRateHost) + "/user-rate-" + userId + "--timeLine%7C-" +
+           std::to_string(timeLine) + kListParameters;
+}
+
+std::string ratingHistoryPrefix(const std::string& userId) {
+    return std::string(market::kRateHost) + "/user-rate-" + userId + kHistoryParameters;
+}
+
+RatingGathering::RatingGathering(std::filesystem::path database, std::vector<TDianBaseInfo> shops, int from,
+                                 int to, std::shared_ptr<const THttpAgent> agent,
+                                 std::vector<SlotProgress*> gauges, GatherObserver& observer,
+                                 ProgressGauge* saveGauge)
+    : database_(std::move(database)),
+      shops_(std::move(shops)),
+      from_(from),
+      to_(to),
+      observer_(observer),
+      saveGauge_(saveGauge),
+      stages_(std::move(agent), std::move(gauges), observer) {}
+
+RatingGathering::~RatingGathering() {
+    stop();
+    wait();
+}
+
+void RatingGathering::setTimeLine(int days) {
+    if (days >= 1 && days <= 210) timeLine_ = days;
+}
+
+void RatingGathering::start() {
+    thread_ = std::jthread([this] { run(); });
+}
+
+void RatingGathering::wait() {
+    if (thread_.joinable()) thread_.join();
+}
+
+void RatingGathering::run() {
+    JobEnd end = JobEnd::Finished;
+    std::string detail;
+    GatherTally tally{GatherKind::Ratings};
+    try {
+        db::Database db = db::TDM(database_).openConnection();
+        db.beginTransaction();
+        try {
+            for (size_t i = 0; i < shops_.size(); ++i) {
+                observer_.shopStarted(int(i), int(shops_.size()), shops_[i]);
+                gatherShop(shops_[i], db);
+                ++saved_.shops;
+                observer_.shopFinished(int(i) + 1, int(shops_.size()));
+            }
+            Stopwatch committing(timing().saveMicros);
+            db.commit();
+            tally = saved_;
+        } catch (...) {
+            end = stages_.ended(detail);
+            db.rollback();
+        }
+    } catch (const std::exception& e) {
+        observer_.statusLine(statusLineText(kGatherFailed));
+        end = JobEnd::Failed;
+        detail = e.what();
+    }
+    observer_.gatherEnded(end, detail, tally);
+}
+
+void RatingGathering::gatherShop(TDianBaseInfo& shop, db::Database& db) {
+    observer_.stageText("正在处理店铺资料");
+    stages_.readShopPage(shop);
+    {
+        Stopwatch saving(timing().saveMicros);
+        saveShopBase(shop, db);
+    }
+    if (!knownUserId(shop)) return;
+
+    observer_.stageText("正在处理信用评价");
+    const TRateBaseInfo summary = stages_.readRateSummary(shop);
+    Stopwatch saving(timing().saveMicros);
+    saveShopRates(summary, shop, db);
+    const int held = countRatings(shop, db);
+    saving.stop();
+
+    const RatingPages pages = ratingPages(from_, to_, summary.rateCount);
+    const int recentLast = std::min(pages.last, kFirstHistoryPage - 1);
+    bool listEnded = false;
+    const bool countKnown = summary.rateCount > 0;
+    if (pages.first <= recentLast)
+        listEnded = gatherPages(shop, {pages.first, recentLast}, false, countKnown, db);
+    if (!listEnded && pages.last >= kFirstHistoryPage)
+        gatherPages(shop, {std::max(pages.first, kFirstHistoryPage), pages.last}, true, countKnown, db);
+
+    Stopwatch bounding(timing().saveMicros);
+    updateRatingBounds(shop, db);
+    saved_.ratings += countRatings(shop, db) - held;
+}
+
+bool RatingGathering::gatherPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
+                                  db::Database& db) {
+    const std::string prefix =
+        history ? ratingHistoryPrefix(shop.userId) : ratingListPrefix(shop.userId, timeLine_);
+    // A known count fixes the end: one job keeps every slot busy to the last page.
+    const int run = countKnown ? pages.last - pages.first + 1 : kPagesPerRun;
+    for (int start = pages.first; start <= pages.last; start += run) {
+        const int end = std::min(pages.last, start + run - 1);
+        std::map<int, RecordList<TRateInfo>> byPage;
+        std::mutex pagesMutex;
+        observer_.stageText(history ? "正在下载历史资料" : "正在下载最近资料");
+        auto param = stages_.job(prefix, ".htm", 3, start, end);
+        stages_.run(param, 1, TDownCheck::kRatingMode, [&](std::int32_t number, const std::string& page) {
+            auto ratings = TParseHtml::parseRateList(page, expression(Expression::RatingRow));
+            std::lock_guard lock(pagesMutex);
+            byPage[number] = std::move(ratings);
+        });
+
+        // Saved in page order, so that the lower id of a repeated trade id is the newer page's.
+        observer_.stageText(history ? "正在保存历史资料，请稍等..." : "正在保存资料，请稍等...");
+        Stopwatch saving(timing().saveMicros);
+        RecordList<TRateInfo> ratings;
+        bool listEnded = false;
+        for (auto& [number, list] : byPage) {
+            if (list.empty()) {
+                listEnded = true;
+                break;
+            }
+            for (auto& entry : list)
+                ratings.add(std::move(entry.text), std::move(entry.record));
+        }
+        if (!ratings.empty()) saveRatings(ratings, shop, saveGauge_, db);
+        fetched_ += int(ratings.size());
+        observer_.ratingsGathered(fetched_);
+        if (listEnded) return true;
+    }
+    return false;
+}
+
+} // namespace vantor

@@ -1,0 +1,90 @@
+#pragma once
+
+#include "ShopStages.h"
+#include "base/ProgressGauge.h"
+#include "db/Database.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace vantor {
+
+// The range form "下载数据范围：从 … 到": which of a shop's ratings, newest first, are fetched.
+inline constexpr int kMinRatingRange = 1;
+inline constexpr int kMaxRatingFrom = 1000000;
+inline constexpr int kMaxRatingTo = 100000;
+inline constexpr int kDefaultRatingFrom = 1;
+inline constexpr int kDefaultRatingTo = 5000;
+// The marketplace lists this many ratings on a page.
+inline constexpr int kRatingsPerPage = 20;
+// From this page on, a shop's ratings are served by the rating-history host only.
+inline constexpr int kFirstHistoryPage = 100;
+
+// The message that refuses the range, or nothing: the one check of the form, for the window and the
+// command line alike.
+std::optional<std::string> validateRatingRange(int from, int to);
+
+// The rating list pages that hold ratings from..to (1-based, newest first), never past the last page of
+// a shop with ratingCount ratings; ratingCount 0 means the count is unknown and leaves the end open.
+struct RatingPages {
+    int first = 1;
+    int last = 0; // below first: nothing to fetch
+};
+RatingPages ratingPages(int from, int to, int ratingCount);
+
+// The address of a shop's rating list pages without the page number: the recent pages on the rating
+// host, the variant for the history host's pages (the driver swaps the host from page 100 on).
+std::string ratingListPrefix(const std::string& userId, int timeLine);
+std::string ratingHistoryPrefix(const std::string& userId);
+
+// Gathers the ratings of shop after shop: the shop page (saved), the rating summary (counters saved),
+// then the rating list pages of the range, recent ones from the rating host and from page 100 on the
+// history host's, saved with duplicates by trade id removed and the shop's rating bounds recomputed.
+// The whole run is one transaction of the gathering's own connection: a stop or a failure anywhere
+// rolls every shop of the run back.
+class RatingGathering : public GatherRun {
+public:
+    // Shops carry what the search row gave; the database must exist. from < to as validateRatingRange
+    // wants it.
+    RatingGathering(std::filesystem::path database, std::vector<TDianBaseInfo> shops, int from, int to,
+                    std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+                    GatherObserver& observer, ProgressGauge* saveGauge = nullptr);
+    ~RatingGathering() override; // stops the run and waits for it
+    RatingGathering(const RatingGathering&) = delete;
+    RatingGathering& operator=(const RatingGathering&) = delete;
+
+    // The rating lists' time line, 1..210 days; other values leave it as it is.
+    void setTimeLine(int days);
+    int timeLine() const { return timeLine_; }
+
+    void start() override;
+    void stop() override { stages_.stop(); }
+    void wait() override;
+    GatherTiming& timing() { return stages_.timing(); }
+
+private:
+    void run();
+    void gatherShop(TDianBaseInfo& shop, db::Database& db);
+    // Fetches the pages of one host and saves their ratings in page order; returns whether the shop's
+    // list ended within them (an empty page).
+    bool gatherPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
+                     db::Database& db);
+
+    std::filesystem::path database_;
+    std::vector<TDianBaseInfo> shops_;
+    int from_;
+    int to_;
+    int timeLine_ = 210;
+    GatherObserver& observer_;
+    ProgressGauge* saveGauge_;
+    ShopStages stages_;
+    GatherTally saved_{GatherKind::Ratings};
+    int fetched_ = 0; // ratings read from the pages so far
+    std::jthread thread_;
+};
+
+} // namespace vantor

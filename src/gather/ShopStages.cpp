@@ -1,0 +1,127 @@
+#include "ShopStages.h"
+
+#include "GatherPersistence.h"
+#include "GatherTexts.h"
+#include "market/MarketHosts.h"
+#include "parse/RateSummaryParser.h"
+#include "parse/ShopPageParser.h"
+
+namespace vantor {
+
+namespace {
+
+// Fields the shop page knows better than the search row; the row's name and shopkeeper stay when the
+// page shows none.
+void takeShopPage(TDianBaseInfo& shop, const TDianBaseInfo& page) {
+    auto take = [](std::string& into, const std::string& from) {
+        if (!from.empty()) into = from;
+    };
+    take(shop.rateUrl, page.rateUrl);
+    if (shop.dianzhu.empty()) shop.dianzhu = page.dianzhu;
+    take(shop.userId, page.userId);
+    take(shop.addr, page.addr);
+    if (shop.loc.empty()) shop.loc = page.loc;
+    take(shop.createDate, page.createDate);
+    take(shop.firstPageUrl, page.firstPageUrl);
+    if (shop.dianming.empty()) shop.dianming = page.dianming;
+    shop.salerCredit = page.salerCredit;
+    shop.buyerCredit = page.buyerCredit;
+    shop.favorite = page.favorite;
+    if (page.commodityNum > 0) shop.commodityNum = page.commodityNum;
+    shop.itemPageCount = page.itemPageCount;
+}
+
+std::string counts(const GatherTally& saved) {
+    if (saved.kind == GatherKind::Ratings)
+        return "店铺" + std::to_string(saved.shops) + "家，评价" + std::to_string(saved.ratings) + "条";
+    return "店铺" + std::to_string(saved.shops) + "家，商品" + std::to_string(saved.items) + "个，销售记录" +
+           std::to_string(saved.sales) + "条";
+}
+
+} // namespace
+
+std::string gatherSummary(JobEnd end, const GatherTally& saved, const std::string& detail) {
+    if (end == JobEnd::Finished) return "采集完成：已保存" + counts(saved) + "。";
+    // A rating run is one transaction: an end before its last shop keeps none of it.
+    const std::string kept = saved.kind == GatherKind::Ratings
+                                 ? std::string("本次采集的资料均未保存。")
+                                 : "已保存" + counts(saved) + "；正在采集的店铺未保存。";
+    if (end == JobEnd::Stopped) return std::string(kGatherStopped) + kept;
+    std::string why = detail.empty() && end == JobEnd::TimedOut ? std::string("连接超时") : detail;
+    return "采集失败：" + kept + (why.empty() ? "" : "原因：" + why);
+}
+
+void Stopwatch::stop() {
+    if (stopped_) return;
+    stopped_ = true;
+    auto spent = std::chrono::steady_clock::now() - start_;
+    total_ += std::chrono::duration_cast<std::chrono::microseconds>(spent).count();
+}
+
+bool knownUserId(const TDianBaseInfo& shop) {
+    return !shop.userId.empty() && shop.userId != kNoUserId;
+}
+
+ShopStages::ShopStages(std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+                       GatherObserver& observer)
+    : agent_(std::move(agent)),
+      observer_(observer),
+      runner_(std::move(gauges), [&observer](const std::string& text) { observer.statusLine(text); }) {}
+
+TDownParamBean ShopStages::job(std::string prefix, std::string suffix, std::int32_t kind, std::int32_t first,
+                               std::int32_t last) const {
+    TDownParamBean param;
+    param.curPage = first;
+    param.endPage = last;
+    param.urlPrefix = std::move(prefix);
+    param.urlSuffix = std::move(suffix);
+    param.pageKind = kind;
+    param.httpAgent = agent_;
+    param.extra = 2500;
+    return param;
+}
+
+void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode,
+                     const StageRunner::PageHandler& page) {
+    auto timed = [this, &page](std::int32_t number, const std::string& html) {
+        Stopwatch watch(timing_.parseMicros);
+        ++timing_.pages;
+        page(number, html);
+    };
+    JobEnd end = runner_.run(param, pageStep, mode, timed);
+    if (end != JobEnd::Finished) throw StageEnded{end};
+}
+
+void ShopStages::readShopPage(TDianBaseInfo& shop) {
+    TDianBaseInfo fromPage;
+    auto profile = job(shop.webaddr, "", 1, 1, 1);
+    run(profile, 1, TDownCheck::kPlainMode,
+        [&](std::int32_t, const std::string& page) { fromPage = parseShopPage(page); });
+    takeShopPage(shop, fromPage);
+}
+
+TRateBaseInfo ShopStages::readRateSummary(const TDianBaseInfo& shop) {
+    TRateBaseInfo summary;
+    auto rates = job(std::string(market::kRateHost) + "/user-rate-" + shop.userId + ".htm", "", 2, 1, 1);
+    run(rates, 1, TDownCheck::kPlainMode,
+        [&](std::int32_t, const std::string& page) { summary = parseRateSummary(page); });
+    return summary;
+}
+
+JobEnd ShopStages::ended(std::string& detail) {
+    try {
+        throw;
+    } catch (const StageEnded& stage) {
+        detail = stage.end == JobEnd::Failed ? runner_.error() : "";
+        return stage.end;
+    } catch (const TSaveException& e) {
+        observer_.message(e.what());
+        detail = e.what();
+    } catch (const std::exception& e) {
+        detail = e.what();
+    }
+    observer_.statusLine(statusLineText(kGatherFailed));
+    return JobEnd::Failed;
+}
+
+} // namespace vantor

@@ -1,0 +1,122 @@
+#pragma once
+
+#include "StageRunner.h"
+#include "download/THttpAgent.h"
+#include "market/Records.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vantor {
+
+enum class GatherKind { Sales, Ratings };
+
+// What a gathering saved. A sales gathering counts only committed shops; a rating gathering commits its
+// whole run at once, so its counts are kept only when it finished.
+struct GatherTally {
+    GatherKind kind = GatherKind::Sales;
+    int shops = 0;
+    int items = 0;
+    int sales = 0;
+    int ratings = 0;
+};
+
+// The words a finished, stopped or failed run leaves for the user: what was saved, and why it ended.
+std::string gatherSummary(JobEnd end, const GatherTally& saved, const std::string& detail);
+
+// What a running gathering reports. Called on the gathering's threads: a window passes the calls on to
+// its own thread, the command line prints them.
+class GatherObserver {
+public:
+    virtual ~GatherObserver() = default;
+    virtual void shopStarted(int index, int count, const TDianBaseInfo& shop) {}
+    virtual void stageText(const std::string& text) {}
+    virtual void itemsGathered(int count) {}
+    virtual void ratingsGathered(int count) {}
+    virtual void shopFinished(int done, int count) {}
+    // The main window's status line after a failure.
+    virtual void statusLine(const std::string& text) {}
+    // A save's own message, shown before the gathering reports its failure.
+    virtual void message(const std::string& text) {}
+    // Last call: how the run ended, what it saved; detail names the failure.
+    virtual void gatherEnded(JobEnd end, const std::string& detail, const GatherTally& saved) {}
+};
+
+// A gathering running on a thread of its own, as the windows and the command line hold it.
+class GatherRun {
+public:
+    virtual ~GatherRun() = default;
+    virtual void start() = 0;
+    // From any thread: ends the job in flight and the run.
+    virtual void stop() = 0;
+    virtual void wait() = 0;
+};
+
+// Where a gathering's time went: handling pages (parsing) and writing the database; the rest of the
+// run waited on the network.
+struct GatherTiming {
+    std::atomic<std::int64_t> parseMicros = 0;
+    std::atomic<std::int64_t> saveMicros = 0;
+    std::atomic<int> pages = 0;
+};
+
+// Adds the time from its start to its stop (or its end) to a total.
+class Stopwatch {
+public:
+    explicit Stopwatch(std::atomic<std::int64_t>& total)
+        : total_(total), start_(std::chrono::steady_clock::now()) {}
+    ~Stopwatch() { stop(); }
+    Stopwatch(const Stopwatch&) = delete;
+    Stopwatch& operator=(const Stopwatch&) = delete;
+    void stop();
+
+private:
+    std::atomic<std::int64_t>& total_;
+    std::chrono::steady_clock::time_point start_;
+    bool stopped_ = false;
+};
+
+// A stage's job ended without finishing: the shop cannot be completed.
+struct StageEnded {
+    JobEnd end;
+};
+
+// The stages every shop's chain is made of, one job each on the gathering's slots, timed.
+class ShopStages {
+public:
+    ShopStages(std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+               GatherObserver& observer);
+
+    TDownParamBean job(std::string prefix, std::string suffix, std::int32_t kind, std::int32_t first,
+                       std::int32_t last) const;
+    // Runs one job to its end; a job that does not finish throws StageEnded.
+    void run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode,
+             const StageRunner::PageHandler& page);
+
+    // The shop's own page: what it knows better than the search row goes into the shop.
+    void readShopPage(TDianBaseInfo& shop);
+    // The shop's rating summary page.
+    TRateBaseInfo readRateSummary(const TDianBaseInfo& shop);
+
+    // Inside a catch block: how what was thrown ends the run, with the detail that names the failure.
+    // Failures also reach the status line, and a save's own message is shown.
+    JobEnd ended(std::string& detail);
+
+    void stop() { runner_.stop(); }
+    GatherTiming& timing() { return timing_; }
+
+private:
+    std::shared_ptr<const THttpAgent> agent_;
+    GatherObserver& observer_;
+    StageRunner runner_;
+    GatherTiming timing_;
+};
+
+// A user id the marketplace's rating and list addresses can be built on.
+bool knownUserId(const TDianBaseInfo& shop);
+
+} // namespace vantor
