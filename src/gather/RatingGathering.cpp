@@ -22,8 +22,9 @@ constexpr const char* kHistoryParameters =
     "--isarchive%7Ctrue--buyerOrSeller%7C0--receivedOrPosted%7C--goodNeutralOrBad%7C--timeLine%7C-211"
     "--detailed%7C1--ismore%7C1--showContent%7C--auctionId%7C--lastModified%7C--snapId%7C0--currentPage%7C";
 // Without the summary's count the list's end shows only as an empty page: the pages are asked for in
-// runs of this many, so an unknown count costs at most one run past the end.
-constexpr int kPagesPerRun = 20;
+// runs that double up to this many, so a shop with no ratings costs one page and a long list still
+// keeps the slots busy.
+constexpr int kLongestRun = 20;
 
 int pageOf(int rating) {
     return (rating + kRatingsPerPage - 1) / kRatingsPerPage;
@@ -144,8 +145,8 @@ bool RatingGathering::gatherPages(const TDianBaseInfo& shop, RatingPages pages, 
     const std::string prefix =
         history ? ratingHistoryPrefix(shop.userId) : ratingListPrefix(shop.userId, timeLine_);
     // A known count fixes the end: one job keeps every slot busy to the last page.
-    const int run = countKnown ? pages.last - pages.first + 1 : kPagesPerRun;
-    for (int start = pages.first; start <= pages.last; start += run) {
+    int run = countKnown ? pages.last - pages.first + 1 : 1;
+    for (int start = pages.first; start <= pages.last; start += run, run = std::min(run * 2, kLongestRun)) {
         const int end = std::min(pages.last, start + run - 1);
         std::map<int, RecordList<TRateInfo>> byPage;
         std::mutex pagesMutex;

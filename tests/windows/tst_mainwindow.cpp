@@ -1,8 +1,11 @@
 #include "BrowserPane.h"
 #include "MainWindow.h"
 #include "SaleAnalysisWindow.h"
+#include "TrateDataViewFrm.h"
 #include "TsaleDataViewFrm.h"
 #include "WelcomeWindow.h"
+#include "demo-market/DemoMarket.h"
+#include "gather/windows/TrateGatherFrm.h"
 #include "gather/windows/TsaleGatherFrm.h"
 #include "support/HttpServer.h"
 #include "views/ViewsFixture.h"
@@ -68,14 +71,14 @@ private slots:
             // The menu may word an entry differently.
             if (entry->objectName() != "N17") QCOMPARE(button->text(), entry->text());
         }
-        QVERIFY(!action("N10")); // windows that are not built are left out, not shown as dead entries
+        QVERIFY(!action("N30")); // windows that are not built are left out, not shown as dead entries
     }
 
     void everyEntryShowsItsWindowUnderItsCaption() {
         const std::pair<const char*, const char*> entries[] = {
-            {"N4", "商品排行数据"},      {"N6", "销售数据采集"},  {"N7", "销售数据浏览"},
-            {"N25", "销售时间分布分析"}, {"N26", "销售排行分析"}, {"N27", "销售趋势分析"},
-            {"N11", "店铺评价数据浏览"}};
+            {"N4", "商品排行数据"},      {"N6", "销售数据采集"},     {"N7", "销售数据浏览"},
+            {"N25", "销售时间分布分析"}, {"N26", "销售排行分析"},    {"N27", "销售趋势分析"},
+            {"N10", "评价数据采集"},     {"N11", "店铺评价数据浏览"}};
         for (auto [name, caption] : entries) {
             window->navigationBar()->findChild<QToolButton*>(QString(name) + "Button")->click();
             QCOMPARE(window->windowTitle(), "Vantor专业版--" + QString(caption));
@@ -166,6 +169,44 @@ private slots:
         view->bsSkinButton2Click();
         QCOMPARE(analysis->dianmingList->count(), 2);
         QVERIFY(analysis->dianmingList->findText(deleted) < 0);
+    }
+
+    void aRatingGatherShowsItsOutcomeAndRefreshesTheRatingDataView() {
+        demo::DemoMarket market;
+        config->setHttpAgent(std::make_shared<const THttpAgent>(
+            THttpAgent{true, "127.0.0.1", std::int32_t(market.port()), "", "", "", 0, 0, 3}));
+        action("N10")->trigger();
+        TrateGatherFrm* gather = window->rateGatherWindow();
+        QCOMPARE(window->currentWorkingWindow(), gather);
+        const demo::Shop& shop = *std::find_if(market.model().shops().begin(), market.model().shops().end(),
+                                               [](const demo::Shop& s) { return s.ratingCount > 40; });
+        TDianBaseInfo row;
+        row.webaddr = shop.webAddress();
+        row.dianzhu = shop.nick;
+        gather->takeShops({row});
+        QTest::mouseClick(gather->selAll, Qt::LeftButton);
+
+        gather->fromData->setValue(10);
+        gather->toData->setValue(10);
+        QTest::mouseClick(gather->saveSearch, Qt::LeftButton);
+        QCOMPARE(messages, QStringList{"下载范围数据输入错误，起始量要小于结束量！"});
+        QVERIFY(!gather->busy());
+
+        gather->fromData->setValue(1);
+        gather->toData->setValue(40);
+        QSignalSpy ended(gather, &TrateGatherFrm::gatheringEnded);
+        QTest::mouseClick(gather->saveSearch, Qt::LeftButton);
+        QVERIFY(gather->busy());
+        QVERIFY(ended.wait(30000));
+        const int gathered = 40;
+        QCOMPARE(count(*dm, "select count(*) from pjinfo"), gathered);
+        QCOMPARE(gather->shopLabel->text(), "正在连接掌柜：" + QString::fromStdString(shop.nick));
+        QCOMPARE(gather->itemsLabel->text(), QString("已采集评价%1条").arg(gathered));
+        QVERIFY(gather->resultLabel->isVisible());
+        QCOMPARE(gather->resultLabel->text(), QString("采集完成：已保存店铺1家，评价%1条。").arg(gathered));
+        // The rating data view shows the shop without being asked.
+        auto* view = window->findChild<views::TrateDataViewFrm*>();
+        QTRY_COMPARE(view->dianbaseGrid->model()->rowCount(), 1);
     }
 
     void closingWhileGatheringAsksThenStopsAndKeepsNothingHalf() {

@@ -12,6 +12,7 @@
 #include "UserMessages.h"
 #include "WelcomeWindow.h"
 #include "WindowSettings.h"
+#include "gather/windows/TrateGatherFrm.h"
 #include "gather/windows/TsaleGatherFrm.h"
 
 #include <QAction>
@@ -92,13 +93,19 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     welcome_ = new WelcomeWindow;
     display_->addWidget(welcome_);
     gauge(25);
+    rateGather_ = new TrateGatherFrm([this] { return config_.getHttpAgent(); }, dm_);
+    display_->addWidget(rateGather_);
+    gauge(30);
     rateDataView_ = new views::TrateDataViewFrm(dm_);
     display_->addWidget(rateDataView_);
     gauge(40);
     saleGather_ = new TsaleGatherFrm([this] { return config_.getHttpAgent(); }, dm_);
-    connect(saleGather_, &TsaleGatherFrm::statusLine, this, &MainWindow::setStatusText);
-    connect(saleGather_, &TsaleGatherFrm::gatheringEnded, this, [this] { refreshData(saleGather_); });
     display_->addWidget(saleGather_);
+    for (ShopGatherWindow* gathering : std::initializer_list<ShopGatherWindow*>{rateGather_, saleGather_}) {
+        connect(gathering, &ShopGatherWindow::statusLine, this, &MainWindow::setStatusText);
+        connect(gathering, &ShopGatherWindow::gatheringEnded, this,
+                [this, gathering] { refreshData(gathering); });
+    }
     gauge(50);
     saleDataView_ = new views::TsaleDataViewFrm(dm_);
     display_->addWidget(saleDataView_);
@@ -143,6 +150,7 @@ void MainWindow::buildNavigation() {
         {"店铺销售分析", "销售排行分析", nullptr, "N26", nullptr, show(saleAnalyse_)},
         {"店铺销售分析", "销售趋势分析", nullptr, "N27", nullptr, show(saleCarrent_)},
         {"店铺销售分析", "操作帮助", nullptr, "N29", nullptr, help("/saleAnalyse.jsp")},
+        {"店铺评价分析", "数据采集", nullptr, "N10", nullptr, show(rateGather_)},
         {"店铺评价分析", "数据浏览", nullptr, "N11", nullptr, show(rateDataView_)},
         {"店铺评价分析", "操作帮助", nullptr, "N32", nullptr, help("/rateAnalyse.jsp")},
         {"帮助", "导航页", nullptr, "N13", nullptr, help("/welcome.jsp")},
@@ -191,12 +199,14 @@ void MainWindow::refreshData(QWidget* changedBy) {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-    if (saleGather_ && saleGather_->busy()) {
+    const bool gathering = (saleGather_ && saleGather_->busy()) || (rateGather_ && rateGather_->busy());
+    if (gathering) {
         if (!UserMessages::confirm(this, kCloseWhileGathering)) {
             event->ignore();
             return;
         }
         saleGather_->stopAndWait();
+        rateGather_->stopAndWait();
     }
     event->accept();
 }

@@ -16,6 +16,8 @@ class QToolBox;
 namespace vantor {
 
 class BrowserPane;
+class ShopGatherWindow;
+class TrateGatherFrm;
 class TsaleGatherFrm;
 class WelcomeWindow;
 
@@ -60,6 +62,7 @@ public:
 
     WelcomeWindow* welcomeWindow() const { return welcome_; }
     TsaleGatherFrm* saleGatherWindow() const { return saleGather_; }
+    TrateGatherFrm* rateGatherWindow() const { return rateGather_; }
     QToolBox* navigationBar() const { return toolBar_; }
 
 protected:
@@ -84,6 +87,7 @@ private:
     QLabel* statusText_;
     WelcomeWindow* welcome_ = nullptr;
     TsaleGatherFrm* saleGather_ = nullptr;
+    TrateGatherFrm* rateGather_ = nullptr;
     views::TrateDataViewFrm* rateDataView_ = nullptr;
     views::TsaleDataViewFrm* saleDataView_ = nullptr;
     charts::SaleAnalysisWindow* saleAnalyse_ = nullptr;

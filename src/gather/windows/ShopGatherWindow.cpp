@@ -1,0 +1,423 @@
+#include "ShopGatherWindow.h"
+
+#include "UserMessages.h"
+#include "WindowSettings.h"
+#include "gather/GatherTexts.h"
+#include "market/CategoryTable.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QDesktopServices>
+#include <QFormLayout>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSlider>
+#include <QSpinBox>
+#include <QStackedWidget>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QUrl>
+#include <QVBoxLayout>
+
+namespace vantor {
+
+namespace {
+
+QString q8(const std::string& utf8) {
+    return QString::fromStdString(utf8);
+}
+
+enum Panel { SearchForm = 0, SearchProgress = 1, GatherProgress = 2 };
+constexpr int kSelectColumn = 1;
+
+} // namespace
+
+// Passes what the search and the gathering report on their threads to the window's thread.
+class ShopGatherWindow::Bridge : public ShopSearchObserver, public GatherObserver {
+public:
+    explicit Bridge(ShopGatherWindow* window) : window_(window) {}
+
+    void searchTotal(int total) override {
+        post([total](ShopGatherWindow* w) {
+            w->totalFound_ = total;
+            w->searchState->setText(QString("共搜索到%1家符合条件的店铺").arg(total));
+        });
+    }
+    void shopsFound(const std::vector<TDianBaseInfo>& shops) override {
+        post([shops](ShopGatherWindow* w) { w->addShops(shops); });
+    }
+    void statusLine(const std::string& text) override {
+        post([text = q8(text)](ShopGatherWindow* w) { emit w->statusLine(text); });
+    }
+    void searchEnded(JobEnd end, int listed, const std::string&) override {
+        post([end, listed](ShopGatherWindow* w) { w->searchEnded(end, listed); });
+    }
+    void shopStarted(int index, int, const TDianBaseInfo& shop) override {
+        post([index, name = q8(shop.dianzhu.empty() ? shop.webaddr : shop.dianzhu)](ShopGatherWindow* w) {
+            w->shopLabel->setText(w->shopText(index, name));
+        });
+    }
+    void stageText(const std::string& text) override {
+        post([text = q8(text)](ShopGatherWindow* w) { w->stageLabel->setText(text); });
+    }
+    void itemsGathered(int count) override { gathered(count); }
+    void ratingsGathered(int count) override { gathered(count); }
+    void gathered(int count) {
+        post(
+            [count](ShopGatherWindow* w) { w->itemsLabel->setText(QString(w->texts_.gathered).arg(count)); });
+    }
+    void shopFinished(int done, int count) override {
+        post([done, count](ShopGatherWindow* w) {
+            w->doneLabel->setText(QString("已下载：%1家店铺").arg(done));
+            w->totalGauge->setRange(0, count);
+            w->totalGauge->setValue(done);
+        });
+    }
+    void message(const std::string& text) override {
+        post([text = q8(text)](ShopGatherWindow* w) { UserMessages::show(w, text); });
+    }
+    void gatherEnded(JobEnd end, const std::string& detail, const GatherTally& saved) override {
+        post([end, summary = q8(gatherSummary(end, saved, detail))](ShopGatherWindow* w) {
+            w->gatherEnded(end, summary);
+        });
+    }
+
+private:
+    template <class Change> void post(Change change) {
+        ShopGatherWindow* window = window_;
+        QMetaObject::invokeMethod(
+            window, [window, change] { change(window); }, Qt::QueuedConnection);
+    }
+    ShopGatherWindow* window_;
+};
+
+ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource agent, db::TDM& dm,
+                                   QWidget* parent)
+    : QWidget(parent),
+      texts_(texts),
+      agent_(std::move(agent)),
+      dm_(dm),
+      bridge_(std::make_unique<Bridge>(this)) {
+    setWindowTitle(texts.caption);
+
+    // The advanced search page.
+    q = new QLineEdit;
+    title = new QCheckBox("店铺名");
+    nick = new QCheckBox("掌柜名");
+    tag = new QCheckBox("主营项目");
+    title->setChecked(true);
+    id = new QComboBox;
+    for (const auto& category : shopSearchCategories())
+        id->addItem(q8(category.name));
+    loc = new QLineEdit;
+    auto* levels = new QGroupBox("掌柜级别");
+    auto* levelGrid = new QGridLayout(levels);
+    for (int i = 0; i < kCreditLevels; ++i) {
+        ratesum[i] = new QCheckBox(QString::number(i + 1));
+        ratesum[i]->setObjectName(QString("ratesum%1").arg(i + 1));
+        levelGrid->addWidget(ratesum[i], i / 10, i % 10);
+    }
+    sort1 = new QRadioButton(texts.byCredit);
+    sort2 = new QRadioButton(texts.byPopularity);
+    sort1->setChecked(true);
+    searchPageSel = new QSlider(Qt::Horizontal);
+    searchPageSel->setRange(kMinSearchRange, kMaxSearchRange);
+    searchPageSel->setValue(kDefaultSearchRange);
+    searchRange = new QLabel(QString::number(kDefaultSearchRange));
+    search = new QPushButton("搜索");
+
+    auto* form = new QWidget;
+    auto* formLayout = new QFormLayout(form);
+    auto* fields = new QHBoxLayout;
+    fields->addWidget(title);
+    fields->addWidget(nick);
+    fields->addWidget(tag);
+    fields->addStretch();
+    formLayout->addRow("关键字：", q);
+    formLayout->addRow("", fields);
+    formLayout->addRow("类别：", id);
+    formLayout->addRow("所在地：", loc);
+    formLayout->addRow(levels);
+    auto* order = new QHBoxLayout;
+    order->addWidget(sort1);
+    order->addWidget(sort2);
+    order->addStretch();
+    formLayout->addRow("排序：", order);
+    auto* range = new QHBoxLayout;
+    range->addWidget(searchPageSel, 1);
+    range->addWidget(searchRange);
+    formLayout->addRow("搜索范围：", range);
+    formLayout->addRow("", search);
+
+    // Progress of a search.
+    auto* searching = new QWidget;
+    auto* searchingLayout = new QVBoxLayout(searching);
+    searchState = new QLabel("正在采集数据");
+    cancelDownSearch = new QPushButton("取消");
+    searchingLayout->addWidget(searchState);
+    for (int i = 0; i < kSlots; ++i) {
+        gauges[i] = new QProgressBar;
+        gauges[i]->setTextVisible(false);
+        progress_.push_back(std::make_unique<QtProgress>(gauges[i]));
+    }
+    auto* searchBars = new QVBoxLayout;
+    searchingLayout->addLayout(searchBars);
+    searchingLayout->addWidget(cancelDownSearch, 0, Qt::AlignLeft);
+    searchingLayout->addStretch();
+
+    // Progress of a gathering.
+    auto* gathering = new QWidget;
+    auto* gatheringLayout = new QVBoxLayout(gathering);
+    needLabel = new QLabel("共需下载：0家店铺");
+    doneLabel = new QLabel("已下载：0家店铺");
+    shopLabel = new QLabel;
+    stageLabel = new QLabel("正在处理");
+    itemsLabel = new QLabel(QString(texts.gathered).arg(0));
+    totalGauge = new QProgressBar;
+    saveGauge = new QProgressBar;
+    saveGauge->setFormat("已保存");
+    saveProgress_ = std::make_unique<QtProgress>(saveGauge);
+    dianStopBtn = new QPushButton("停止下载");
+    for (QWidget* w :
+         std::initializer_list<QWidget*>{needLabel, doneLabel, totalGauge, shopLabel, stageLabel, itemsLabel})
+        gatheringLayout->addWidget(w);
+    auto* gatherBars = new QVBoxLayout;
+    gatheringLayout->addLayout(gatherBars);
+    gatheringLayout->addWidget(saveGauge);
+    gatheringLayout->addWidget(dianStopBtn, 0, Qt::AlignLeft);
+    gatheringLayout->addStretch();
+
+    panels = new QStackedWidget;
+    panels->addWidget(form);
+    panels->addWidget(searching);
+    panels->addWidget(gathering);
+    // The slot bars belong to whichever panel runs a job.
+    connect(panels, &QStackedWidget::currentChanged, this, [this, searchBars, gatherBars](int panel) {
+        QVBoxLayout* into = panel == GatherProgress ? gatherBars : searchBars;
+        for (QProgressBar* bar : gauges)
+            into->addWidget(bar);
+    });
+    for (QProgressBar* bar : gauges)
+        searchBars->addWidget(bar);
+
+    auto* logBox = new QGroupBox("搜索日志");
+    auto* logLayout = new QVBoxLayout(logBox);
+    searchMemoLog = new QPlainTextEdit;
+    searchMemoLog->setReadOnly(true);
+    logLayout->addWidget(searchMemoLog);
+
+    auto* searchPage = new QWidget;
+    auto* searchPageLayout = new QHBoxLayout(searchPage);
+    searchPageLayout->addWidget(panels, 3);
+    searchPageLayout->addWidget(logBox, 2);
+
+    // The result page.
+    searchGrid = new QTableWidget(0, 9);
+    QStringList headers;
+    for (const auto& column : searchGridColumns())
+        headers << q8(column);
+    searchGrid->setHorizontalHeaderLabels(headers);
+    searchGrid->verticalHeader()->hide();
+    searchGrid->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    searchGrid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    searchGrid->setAlternatingRowColors(true);
+    searchGrid->horizontalHeader()->setStretchLastSection(true);
+    searchGrid->setObjectName("searchGrid");
+    searchGrid->horizontalHeader()->setSectionsMovable(true);
+    WindowSettings::keepColumns(searchGrid->horizontalHeader(), "searchGrid");
+    selAll = new QPushButton(texts.selectAll);
+    cancelSel = new QPushButton(texts.cancelAll);
+    saveSearch = new QPushButton(texts.start);
+    auto* resultPage = new QWidget;
+    auto* resultLayout = new QVBoxLayout(resultPage);
+    resultLayout->addWidget(searchGrid);
+    auto* actions = new QHBoxLayout;
+    actions->addWidget(selAll);
+    actions->addWidget(cancelSel);
+    actions->addStretch();
+    gatherOptions = new QHBoxLayout;
+    actions->addLayout(gatherOptions);
+    actions->addWidget(saveSearch);
+    resultLayout->addLayout(actions);
+
+    pages = new QTabWidget;
+    pages->addTab(searchPage, "高级搜索");
+    pages->addTab(resultPage, "搜索结果");
+    resultLabel = new QLabel;
+    resultLabel->setObjectName("resultLabel");
+    resultLabel->setWordWrap(true);
+    resultLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    resultLabel->setStyleSheet("QLabel { padding: 4px; font-weight: bold; }");
+    resultLabel->hide();
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(resultLabel);
+    layout->addWidget(pages, 1);
+
+    connect(searchPageSel, &QSlider::valueChanged, this,
+            [this](int value) { searchRange->setText(QString::number(value)); });
+    connect(search, &QPushButton::clicked, this, &ShopGatherWindow::searchClick);
+    connect(q, &QLineEdit::returnPressed, this, &ShopGatherWindow::searchClick);
+    connect(loc, &QLineEdit::returnPressed, this, &ShopGatherWindow::searchClick);
+    connect(cancelDownSearch, &QPushButton::clicked, this, &ShopGatherWindow::cancelDownSearchClick);
+    connect(searchGrid, &QTableWidget::cellClicked, this, [this](int row, int) { searchGridClick(row); });
+    // A double-click opens the shop in the browser, to look before ticking it.
+    connect(searchGrid, &QTableWidget::cellDoubleClicked, this, [this](int row, int) {
+        if (row >= 0 && row < int(shops_.size()))
+            QDesktopServices::openUrl(QUrl(q8(shops_[size_t(row)].webaddr)));
+    });
+    connect(selAll, &QPushButton::clicked, this, [this] { markAll(true); });
+    connect(cancelSel, &QPushButton::clicked, this, [this] { markAll(false); });
+    connect(saveSearch, &QPushButton::clicked, this, &ShopGatherWindow::saveSearchClick);
+    connect(dianStopBtn, &QPushButton::clicked, this, &ShopGatherWindow::dianStopBtnClick);
+}
+
+ShopGatherWindow::~ShopGatherWindow() {
+    stopAndWait();
+}
+
+void ShopGatherWindow::stopAndWait() {
+    // The jobs call back into this window: they end before it does, and their last reports, still
+    // queued, are dropped (no message box on the way out).
+    search_.reset();
+    gathering_.reset();
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
+}
+
+void ShopGatherWindow::showOutcome(const QString& text) {
+    resultLabel->setText(text);
+    resultLabel->setVisible(!text.isEmpty());
+}
+
+std::vector<SlotProgress*> ShopGatherWindow::slotGauges() {
+    std::vector<SlotProgress*> list;
+    for (auto& p : progress_)
+        list.push_back(p.get());
+    return list;
+}
+
+void ShopGatherWindow::searchClick() {
+    if (busy()) return;
+    ShopSearchQuery query;
+    query.keyword = q->text().toStdString();
+    query.inTitle = title->isChecked();
+    query.inNick = nick->isChecked();
+    query.inTag = tag->isChecked();
+    query.category = id->currentIndex();
+    query.location = loc->text().toStdString();
+    for (int i = 0; i < kCreditLevels; ++i)
+        if (ratesum[i]->isChecked()) query.levels.insert(i + 1);
+    query.byPopularity = sort2->isChecked();
+    query.ratingOrderKeys = texts_.ratingOrderKeys;
+    query.range = searchPageSel->value();
+    if (auto refused = validateShopSearch(query)) {
+        UserMessages::show(this, *refused);
+        return;
+    }
+    searchMemoLog->appendPlainText(q8(shopSearchLog(query, ++searches_, DateTime::now())));
+    searchGrid->setRowCount(0);
+    shops_.clear();
+    totalFound_ = 0;
+    showOutcome({});
+    searchState->setText("正在采集数据");
+    panels->setCurrentIndex(SearchProgress);
+    search_ = std::make_unique<ShopSearchJob>(query, agent_(), slotGauges(), *bridge_);
+    search_->start();
+}
+
+void ShopGatherWindow::cancelDownSearchClick() {
+    if (search_) search_->stop();
+}
+
+void ShopGatherWindow::addShops(const std::vector<TDianBaseInfo>& shops) {
+    for (const auto& shop : shops) {
+        shops_.push_back(shop);
+        int row = searchGrid->rowCount();
+        searchGrid->insertRow(row);
+        auto cells = searchGridRow(row + 1, shop);
+        for (int c = 0; c < int(cells.size()); ++c)
+            searchGrid->setItem(row, c, new QTableWidgetItem(q8(cells[size_t(c)])));
+    }
+}
+
+void ShopGatherWindow::searchEnded(JobEnd end, int listed) {
+    search_.reset();
+    panels->setCurrentIndex(SearchForm);
+    const QString outcome = q8(searchSummary(end, listed, totalFound_));
+    searchState->setText(outcome);
+    showOutcome(outcome);
+    if (listed > 0) pages->setCurrentIndex(1);
+}
+
+void ShopGatherWindow::takeShops(const std::vector<TDianBaseInfo>& shops) {
+    if (busy()) return;
+    searchGrid->setRowCount(0);
+    shops_.clear();
+    addShops(shops);
+    pages->setCurrentIndex(1);
+}
+
+void ShopGatherWindow::searchGridClick(int row) {
+    if (busy() || row < 0 || row >= searchGrid->rowCount()) return;
+    QTableWidgetItem* mark = searchGrid->item(row, kSelectColumn);
+    mark->setText(mark->text() == "Y" ? "" : "Y");
+}
+
+void ShopGatherWindow::markAll(bool ticked) {
+    if (busy()) return;
+    for (int row = 0; row < searchGrid->rowCount(); ++row)
+        searchGrid->item(row, kSelectColumn)->setText(ticked ? "Y" : "");
+}
+
+void ShopGatherWindow::saveSearchClick() {
+    if (busy() || !formAccepted()) return;
+    std::vector<TDianBaseInfo> ticked;
+    for (int row = 0; row < searchGrid->rowCount(); ++row)
+        if (searchGrid->item(row, kSelectColumn)->text() == "Y" &&
+            !searchGrid->item(row, 0)->text().isEmpty())
+            ticked.push_back(shops_[size_t(row)]);
+    if (ticked.empty()) {
+        UserMessages::show(this, kNoShopTicked);
+        return;
+    }
+    needLabel->setText(QString("共需下载：%1家店铺").arg(ticked.size()));
+    doneLabel->setText("已下载：0家店铺");
+    itemsLabel->setText(QString(texts_.gathered).arg(0));
+    totalGauge->setRange(0, int(ticked.size()));
+    totalGauge->setValue(0);
+    showOutcome({});
+    pages->setCurrentIndex(0);
+    panels->setCurrentIndex(GatherProgress);
+    dm_.open();
+    gathering_ = makeGathering(std::move(ticked), dm_.file(), slotGauges(), *bridge_, saveProgress_.get());
+    gathering_->start();
+}
+
+void ShopGatherWindow::dianStopBtnClick() {
+    if (!gathering_) return;
+    gathering_->stop();
+    stageLabel->setText(kGatherStopped);
+}
+
+void ShopGatherWindow::gatherEnded(JobEnd end, const QString& summary) {
+    gathering_.reset();
+    stageLabel->setText(end == JobEnd::Finished  ? "采集完成"
+                        : end == JobEnd::Stopped ? kGatherStopped
+                                                 : kGatherFailed);
+    panels->setCurrentIndex(SearchForm);
+    searchMemoLog->appendPlainText(summary);
+    showOutcome(summary);
+    if (end == JobEnd::Stopped) UserMessages::show(this, kGatherStopped);
+    emit gatheringEnded();
+}
+
+} // namespace vantor

@@ -1,0 +1,129 @@
+#pragma once
+
+#include "QtProgress.h"
+#include "db/TDM.h"
+#include "download/THttpAgent.h"
+#include "gather/ShopSearchJob.h"
+#include "gather/ShopStages.h"
+
+#include <QWidget>
+
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+class QCheckBox;
+class QComboBox;
+class QHBoxLayout;
+class QLabel;
+class QLineEdit;
+class QPlainTextEdit;
+class QProgressBar;
+class QPushButton;
+class QRadioButton;
+class QSlider;
+class QSpinBox;
+class QStackedWidget;
+class QTableWidget;
+class QTabWidget;
+
+namespace vantor {
+
+// What tells the gathering windows apart on screen.
+struct ShopGatherTexts {
+    const char* caption;
+    const char* byCredit; // the order radio boxes
+    const char* byPopularity;
+    bool ratingOrderKeys; // see ShopSearchQuery
+    const char* selectAll;
+    const char* cancelAll;
+    const char* start;
+    const char* gathered; // the running count, "%1" the number
+};
+
+// A gathering window: the shop search, the result grid where shops are ticked, and the gathering of the
+// ticked shops that the subclass starts. Searching and gathering are the core's; this window shows
+// them and never lets a second job start while one runs.
+class ShopGatherWindow : public QWidget {
+    Q_OBJECT
+public:
+    static constexpr int kSlots = 4;
+
+    ~ShopGatherWindow() override;
+
+    // Shows these shops as the search result, as a search would have listed them.
+    void takeShops(const std::vector<TDianBaseInfo>& shops);
+    bool busy() const { return search_ || gathering_; }
+    // Stops a running job and waits for it; what it had not committed is rolled back. For the exit.
+    void stopAndWait();
+
+    // Controls, by their names.
+    QLineEdit *q, *loc;
+    QCheckBox *title, *nick, *tag;
+    QComboBox* id;
+    QCheckBox* ratesum[kCreditLevels];
+    QRadioButton *sort1, *sort2;
+    QSlider* searchPageSel;
+    QLabel* searchRange;
+    QPushButton *search, *cancelDownSearch, *selAll, *cancelSel, *saveSearch, *dianStopBtn;
+    QTableWidget* searchGrid;
+    QPlainTextEdit* searchMemoLog;
+    QTabWidget* pages;
+    QStackedWidget* panels; // search form, search progress, gathering progress
+    // The outcome of the last search or gathering, above the pages, until the next one begins.
+    QLabel* resultLabel;
+    QLabel *searchState, *needLabel, *doneLabel, *stageLabel, *itemsLabel, *shopLabel;
+    QProgressBar *totalGauge, *saveGauge;
+    QProgressBar* gauges[kSlots];
+
+signals:
+    // The main window's status line ("操作提示：").
+    void statusLine(const QString& text);
+    // A gathering has ended; the data views refresh after it.
+    void gatheringEnded();
+
+protected:
+    ShopGatherWindow(const ShopGatherTexts& texts, AgentSource agent, db::TDM& dm, QWidget* parent);
+
+    // The form's own controls, before the start button.
+    QHBoxLayout* gatherOptions;
+    std::shared_ptr<const THttpAgent> agent() const { return agent_(); }
+
+    // Whether the form allows a run; a refusal has been shown. Asked before the ticked shops.
+    virtual bool formAccepted() { return true; }
+    virtual std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops,
+                                                     const std::filesystem::path& database,
+                                                     std::vector<SlotProgress*> gauges,
+                                                     GatherObserver& observer, ProgressGauge* saveGauge) = 0;
+    // The progress line of the shop being gathered.
+    virtual QString shopText(int index, const QString& name) const = 0;
+
+private:
+    class Bridge;
+
+    void searchClick();
+    void cancelDownSearchClick();
+    void searchGridClick(int row);
+    void markAll(bool ticked);
+    void saveSearchClick();
+    void dianStopBtnClick();
+    void addShops(const std::vector<TDianBaseInfo>& shops);
+    void searchEnded(JobEnd end, int listed);
+    void gatherEnded(JobEnd end, const QString& summary);
+    void showOutcome(const QString& text);
+    std::vector<SlotProgress*> slotGauges();
+
+    ShopGatherTexts texts_;
+    AgentSource agent_;
+    db::TDM& dm_;
+    std::vector<TDianBaseInfo> shops_; // row i of the grid
+    int searches_ = 0;
+    int totalFound_ = 0;
+    std::vector<std::unique_ptr<QtProgress>> progress_;
+    std::unique_ptr<QtProgress> saveProgress_;
+    std::unique_ptr<Bridge> bridge_;
+    std::unique_ptr<ShopSearchJob> search_;
+    std::unique_ptr<GatherRun> gathering_;
+};
+
+} // namespace vantor

@@ -1,0 +1,48 @@
+#include "TrateGatherFrm.h"
+
+#include "UserMessages.h"
+#include "gather/RatingGathering.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QSpinBox>
+
+namespace vantor {
+
+TrateGatherFrm::TrateGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
+    : ShopGatherWindow({"评价数据采集", "按信用排序", "按人气排序", true, "全选 ", "取消全选", "开始挖掘",
+                        "已采集评价%1条"},
+                       std::move(agent), dm, parent) {
+    fromData = new QSpinBox;
+    fromData->setRange(kMinRatingRange, kMaxRatingFrom);
+    fromData->setValue(kDefaultRatingFrom);
+    toData = new QSpinBox;
+    toData->setRange(kMinRatingRange, kMaxRatingTo);
+    toData->setValue(kDefaultRatingTo);
+    gatherOptions->addWidget(new QLabel("下载数据范围：从"));
+    gatherOptions->addWidget(fromData);
+    gatherOptions->addWidget(new QLabel("到"));
+    gatherOptions->addWidget(toData);
+}
+
+bool TrateGatherFrm::formAccepted() {
+    if (auto refused = validateRatingRange(fromData->value(), toData->value())) {
+        UserMessages::show(this, *refused);
+        return false;
+    }
+    return true;
+}
+
+std::unique_ptr<GatherRun> TrateGatherFrm::makeGathering(std::vector<TDianBaseInfo> shops,
+                                                         const std::filesystem::path& database,
+                                                         std::vector<SlotProgress*> gauges,
+                                                         GatherObserver& observer, ProgressGauge* saveGauge) {
+    return std::make_unique<RatingGathering>(database, std::move(shops), fromData->value(), toData->value(),
+                                             agent(), std::move(gauges), observer, saveGauge);
+}
+
+QString TrateGatherFrm::shopText(int, const QString& name) const {
+    return "正在连接掌柜：" + name;
+}
+
+} // namespace vantor

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "ShopGatherWindow.h"
+
+namespace vantor {
+
+// The rating gathering window "评价数据采集": every ticked shop's profile, credit and the ratings of
+// the range, the whole run in one transaction.
+class TrateGatherFrm : public ShopGatherWindow {
+    Q_OBJECT
+public:
+    TrateGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent = nullptr);
+
+    QSpinBox *fromData, *toData; // "下载数据范围：从" … "到"
+
+protected:
+    bool formAccepted() override;
+    std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops,
+                                             const std::filesystem::path& database,
+                                             std::vector<SlotProgress*> gauges, GatherObserver& observer,
+                                             ProgressGauge* saveGauge) override;
+    QString shopText(int index, const QString& name) const override;
+};
+
+} // namespace vantor
