@@ -207,6 +207,7 @@ private slots:
         // The rating data view shows the shop without being asked.
         auto* view = window->findChild<views::TrateDataViewFrm*>();
         QTRY_COMPARE(view->dianbaseGrid->model()->rowCount(), 1);
+        QCOMPARE(view->findResult_l->text(), QString("共有1店铺"));
     }
 
     void closingWhileGatheringAsksThenStopsAndKeepsNothingHalf() {

@@ -216,7 +216,10 @@ void TrateDataViewFrm::bsSkinButton3Click() {
 }
 
 void TrateDataViewFrm::reload() {
-    guarded([this] { data_.reload(); });
+    guarded([this] {
+        data_.reload();
+        findResult_l->setText(QString::fromStdString(data_.findResultText()));
+    });
     rateDataPageChange(rateData->currentIndex());
 }
 
