@@ -39,7 +39,7 @@ public:
     void start() override;
     void stop() override { stages_.stop(); }
     void wait() override;
-    const GatherTiming& timing() { return stages_.timing(); }
+    GatherTiming& timing() { return stages_.timing(); }
 
 private:
     void run();
