@@ -78,13 +78,13 @@ void emit(views::ExportJob job, const views::GridTitles& grid, const ExportOptio
         return;
     }
     StderrGauge gauge;
-    switch (views::exportToFile(job, out, &gauge, *views::exportEncodingNamed(options.encoding))) {
-    case views::ExportOutcome::Locked:
-        throw JobFailed(views::lockedWarning(out));
-    case views::ExportOutcome::NoRows:
+    switch (exportToFile(job, out, &gauge, *exportEncodingNamed(options.encoding))) {
+    case ExportOutcome::Locked:
+        throw JobFailed(lockedWarning(out));
+    case ExportOutcome::NoRows:
         std::cerr << "没有数据，没有写文件。\n";
         break;
-    case views::ExportOutcome::Written:
+    case ExportOutcome::Written:
         break;
     }
 }

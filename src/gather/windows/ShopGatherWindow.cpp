@@ -1,6 +1,7 @@
 #include "ShopGatherWindow.h"
 
 #include "UserMessages.h"
+#include "WindowActions.h"
 #include "WindowSettings.h"
 #include "gather/GatherTexts.h"
 #include "market/CategoryTable.h"
@@ -8,7 +9,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
-#include <QDesktopServices>
 #include <QFormLayout>
 #include <QGridLayout>
 #include <QGroupBox>
@@ -25,7 +25,6 @@
 #include <QStackedWidget>
 #include <QTabWidget>
 #include <QTableWidget>
-#include <QUrl>
 #include <QVBoxLayout>
 
 namespace vantor {
@@ -272,8 +271,7 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     connect(searchGrid, &QTableWidget::cellClicked, this, [this](int row, int) { searchGridClick(row); });
     // A double-click opens the shop in the browser, to look before ticking it.
     connect(searchGrid, &QTableWidget::cellDoubleClicked, this, [this](int row, int) {
-        if (row >= 0 && row < int(shops_.size()))
-            QDesktopServices::openUrl(QUrl(q8(shops_[size_t(row)].webaddr)));
+        if (row >= 0 && row < int(shops_.size())) openAddress(shops_[size_t(row)].webaddr);
     });
     connect(selAll, &QPushButton::clicked, this, [this] { markAll(true); });
     connect(cancelSel, &QPushButton::clicked, this, [this] { markAll(false); });

@@ -1,58 +1,20 @@
 #pragma once
 
-#include "views/CsvExport.h"
+#include "WindowActions.h"
+#include "views/Dataset.h"
 #include "views/DeleteRoutine.h"
 
 #include <QString>
 
-#include <exception>
 #include <functional>
-#include <initializer_list>
-#include <string>
 
-class QFileDialog;
-class QLineEdit;
-class QPushButton;
-class QProgressBar;
 class QWidget;
 
 namespace vantor::views {
-
-// What the data views' buttons share, the same for every view: the export with its save dialog, the
-// confirmation before a delete, the system's browser for a double click, the gauge of an export.
-
-// A control with the object name the view's handlers and tests know it by.
-template <class Widget> Widget* named(Widget* widget, const char* name) {
-    widget->setObjectName(name);
-    return widget;
-}
-
-// The export progress bar of a view: hidden until an export runs, its text "已保存".
-QProgressBar* makeSaveGauge(QWidget* parent);
-// The save dialog of a view: the filter "All files" with the mask "*.csv" writes the program's GBK,
-// a second filter UTF-8 with a byte-order mark; the choice is remembered in the settings file.
-QFileDialog* makeSaveDialog(QWidget* parent);
-
-// The export of a grid: nothing without rows; else the dialog proposes the job's file name (used too
-// when the chosen name is empty). A file that exists but cannot be opened is named in a warning and
-// left alone. Otherwise the file is written anew while the grid is disabled and the gauge follows the
-// rows. Other failures go to the application's error handler.
-void exportRows(QWidget* parent, QFileDialog& dialog, QProgressBar& gauge, QWidget& grid, ExportJob job);
 
 // Asks the question (Yes/No); any answer but No runs the delete. A failed delete shows `failure`.
 // Nothing happens without a current row. True when the rows were deleted.
 bool confirmAndDelete(QWidget* parent, const Dataset& rows, const QString& question,
                       const std::function<DeleteResult()>& remove, const QString& failure);
-
-// Enter in any of these boxes presses the button, as the user expects of a search or filter box.
-void clickOnEnter(std::initializer_list<QLineEdit*> boxes, QPushButton* button);
-
-// Opens a web address with the system's handler.
-void openAddress(const std::string& address);
-
-// Runs a handler; what it raises goes to the application's error handler (the error log) instead of
-// through the toolkit's frames.
-void guarded(const std::function<void()>& handler);
-void passToErrorHandler(std::exception_ptr error);
 
 } // namespace vantor::views

@@ -1,0 +1,141 @@
+#include "WindowActions.h"
+
+#include "UserMessages.h"
+#include "WindowSettings.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QUrl>
+
+namespace vantor {
+namespace {
+
+// The gauge repaints only when its percentage changes: a repaint for each of a million lines would
+// cost more than the export.
+class BarGauge : public ProgressGauge {
+public:
+    explicit BarGauge(QProgressBar& bar) : bar_(bar) {}
+    void setMaximum(int maximum) override {
+        bar_.setMaximum(qMax(1, maximum));
+        maximum_ = qMax(1, maximum);
+    }
+    void setPosition(int position) override {
+        int percent = int(qint64(position) * 100 / maximum_);
+        bar_.setValue(position);
+        if (percent != shown_) {
+            shown_ = percent;
+            bar_.repaint();
+        }
+    }
+
+private:
+    QProgressBar& bar_;
+    int maximum_ = 1;
+    int shown_ = -1;
+};
+
+// The program's own GBK first; UTF-8 with a byte-order mark for spreadsheet programs that misread GBK.
+const QString kGbkFilter = "All files (*.csv)";
+const QString kUtf8Filter = "UTF-8 带 BOM，供 Excel 等表格软件 (*.csv)";
+
+QString fromUtf8(const std::string& text) {
+    return QString::fromStdString(text);
+}
+
+// The wait cursor and the disabled grid last as long as the export, however it ends.
+class ExportScope {
+public:
+    explicit ExportScope(QWidget& grid) : grid_(grid) { QApplication::setOverrideCursor(Qt::WaitCursor); }
+    ~ExportScope() {
+        grid_.setEnabled(true);
+        QApplication::restoreOverrideCursor();
+    }
+    ExportScope(const ExportScope&) = delete;
+    ExportScope& operator=(const ExportScope&) = delete;
+
+private:
+    QWidget& grid_;
+};
+
+} // namespace
+
+QProgressBar* makeSaveGauge(QWidget* parent) {
+    auto* gauge = new QProgressBar(parent);
+    gauge->setObjectName("saveProgress");
+    gauge->setFormat("已保存");
+    gauge->setTextVisible(true);
+    gauge->setValue(0);
+    gauge->hide();
+    return gauge;
+}
+
+QFileDialog* makeSaveDialog(QWidget* parent) {
+    auto* dialog = new QFileDialog(parent, "导出");
+    dialog->setObjectName("saveDialog");
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setNameFilters({kGbkFilter, kUtf8Filter});
+    dialog->setDefaultSuffix("csv");
+    // The export's own check decides about an existing file.
+    dialog->setOption(QFileDialog::DontConfirmOverwrite);
+    dialog->setOption(QFileDialog::DontUseNativeDialog);
+    return dialog;
+}
+
+void exportRows(QWidget* parent, QFileDialog& dialog, QProgressBar& gauge, QWidget& grid, const CsvJob& job) {
+    guarded([&] {
+        if (job.rowCount() == 0) return;
+        ExportScope scope(grid);
+        dialog.selectFile(fromUtf8(job.fileName));
+        dialog.selectNameFilter(WindowSettings::exportEncoding() == "utf8" ? kUtf8Filter : kGbkFilter);
+        if (dialog.exec() != QDialog::Accepted) return;
+        const ExportEncoding encoding =
+            dialog.selectedNameFilter() == kUtf8Filter ? ExportEncoding::Utf8Bom : ExportEncoding::Gbk;
+        WindowSettings::setExportEncoding(exportEncodingName(encoding));
+        QString chosen = dialog.selectedFiles().value(0);
+        if (chosen.isEmpty() || QFileInfo(chosen).fileName().isEmpty()) chosen = fromUtf8(job.fileName);
+        const std::filesystem::path file = chosen.toStdString();
+        if (isLocked(file)) {
+            UserMessages::show(parent, lockedWarning(file));
+            return;
+        }
+        grid.setEnabled(false);
+        gauge.setValue(0);
+        gauge.show();
+        BarGauge progress(gauge);
+        const ExportOutcome outcome = exportToFile(job, file, &progress, encoding);
+        gauge.hide();
+        gauge.setValue(0);
+        if (outcome == ExportOutcome::Locked) UserMessages::show(parent, lockedWarning(file));
+    });
+}
+
+void clickOnEnter(std::initializer_list<QLineEdit*> boxes, QPushButton* button) {
+    for (QLineEdit* box : boxes)
+        QObject::connect(box, &QLineEdit::returnPressed, button, &QPushButton::click);
+}
+
+void openAddress(const std::string& address) {
+    if (!address.empty()) QDesktopServices::openUrl(QUrl(fromUtf8(address)));
+}
+
+void passToErrorHandler(std::exception_ptr error) {
+    // Raised again from an event of its own, the error reaches the application's notify(), which
+    // writes the error log, without unwinding through the toolkit's code in between.
+    QMetaObject::invokeMethod(
+        qApp, [error] { std::rethrow_exception(error); }, Qt::QueuedConnection);
+}
+
+void guarded(const std::function<void()>& handler) {
+    try {
+        handler();
+    } catch (...) {
+        passToErrorHandler(std::current_exception());
+    }
+}
+
+} // namespace vantor
