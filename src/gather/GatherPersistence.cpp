@@ -4,6 +4,7 @@
 #include "base/TDateTools.h"
 
 #include <cmath>
+#include <cstdlib>
 
 namespace vantor {
 
@@ -282,6 +283,36 @@ void saveRatings(const RecordList<TRateInfo>& ratings, const TDianBaseInfo& shop
         dedupe.bind("dian_id1", id).bind("dian_id2", id).bind("dian_id3", id);
         dedupe.execute();
     });
+}
+
+int saveRankingSnapshot(const std::string& categoryId, const std::vector<TItemInfo>& rows,
+                        const DateTime& now, Database& db) {
+    orFail("保存商品排行数据出错！", [&] {
+        // The month's snapshot goes by the ranking view's own selection, so what it shows is replaced.
+        auto remove =
+            db.prepare("delete from itemTop where typeid=:typeId and datePart('m',updateDate)=:date1 and "
+                       "datePart('yyyy',updateDate)=datePart('yyyy',:now)");
+        remove.bind("typeId", categoryId).bind("date1", now.month).bind("now", now.toString());
+        remove.execute();
+        auto insert = db.prepare(
+            "insert into itemTop(typeId,dianzhu,itemUrl,itemTitle,shipping,favorite,monthSale,amount,place,"
+            "updateDate) values(:typeId,:dianzhu,:itemUrl,:itemTitle,:shipping,:favorite,:monthSale,:amount,"
+            ":place,:updateDate)");
+        for (const TItemInfo& row : rows) {
+            insert.bind("typeId", categoryId)
+                .bind("dianzhu", row.dianzhu)
+                .bind("itemUrl", row.itemUrl)
+                .bind("itemTitle", row.itemTitle)
+                .bind("shipping", std::strtod(row.shipping.c_str(), nullptr))
+                .bind("favorite", std::int64_t(std::strtoll(row.cell23.c_str(), nullptr, 10)))
+                .bind("monthSale", std::int64_t(std::strtoll(row.cell22.c_str(), nullptr, 10)))
+                .bind("amount", std::strtod(row.price.c_str(), nullptr))
+                .bind("place", row.place)
+                .bind("updateDate", now.toString());
+            insert.execute();
+        }
+    });
+    return int(rows.size());
 }
 
 int countRatings(const TDianBaseInfo& shop, Database& db) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/DateTime.h"
 #include "base/ProgressGauge.h"
 #include "db/Database.h"
 #include "market/Records.h"
@@ -53,6 +54,12 @@ std::string readRatingBound(const TDianBaseInfo& shop, RatingBound which, db::Da
 
 // Recomputes pjupdate1 and pjupdate2 from the ratings held.
 void updateRatingBounds(const TDianBaseInfo& shop, db::Database& db);
+
+// Replaces the category's ranking snapshot of now's month with these rows (list order), each saved
+// with updateDate = now: price as amount, cell22 as the 30-day sales, cell23 as the bookmarks. Returns
+// the rows saved. Raises TSaveException.
+int saveRankingSnapshot(const std::string& categoryId, const std::vector<TItemInfo>& rows,
+                        const DateTime& now, db::Database& db);
 
 // The level 0-15 of a credit count.
 int creditLevel(std::int64_t credit);

@@ -15,7 +15,7 @@ JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32
     bool timedOut = false;
     handlers.failure = [this, &timedOut] {
         timedOut = true;
-        statusLine_(statusLineText(kConnectionTimedOut));
+        statusLine_(statusLineText(timedOutText_));
     };
     handlers.error = [this, &timedOut](std::int32_t) {
         if (!timedOut && !stopped()) statusLine_(statusLineText(kGatherFailed));

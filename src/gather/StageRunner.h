@@ -1,5 +1,6 @@
 #pragma once
 
+#include "GatherTexts.h"
 #include "download/TDownCheck.h"
 
 #include <atomic>
@@ -21,8 +22,10 @@ public:
     using PageHandler = std::function<void(std::int32_t pageNumber, const std::string& page)>;
     using StatusLine = std::function<void(const std::string& text)>;
 
-    StageRunner(std::vector<SlotProgress*> gauges, StatusLine statusLine)
-        : gauges_(std::move(gauges)), statusLine_(std::move(statusLine)) {}
+    // The status line after too many failed downloads: the moment, then timedOutText.
+    StageRunner(std::vector<SlotProgress*> gauges, StatusLine statusLine,
+                const char* timedOutText = kConnectionTimedOut)
+        : gauges_(std::move(gauges)), statusLine_(std::move(statusLine)), timedOutText_(timedOutText) {}
 
     // Runs the job to its end. The page handler runs on the driver thread; when it throws, the job ends
     // as Failed and error() holds the message.
@@ -37,6 +40,7 @@ public:
 private:
     std::vector<SlotProgress*> gauges_;
     StatusLine statusLine_;
+    const char* timedOutText_;
     std::atomic<bool> stopped_ = false;
     std::mutex mutex_;
     TDownCheck* current_ = nullptr;

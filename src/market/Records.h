@@ -58,6 +58,8 @@ struct TItemInfo {
     std::string reserved;
     std::string dianzhu;
     std::string cell23;
+
+    bool operator==(const TItemInfo&) const = default;
 };
 
 // One sale of an item's buyer list.

@@ -66,6 +66,7 @@ enum class Expression {
     TradeId,
     RatingRow,
     ItemSearchTotal,
+    CategoryItemRow,
     ItemSearchRow,
 };
 

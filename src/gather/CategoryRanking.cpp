@@ -1,0 +1,201 @@
+#include "CategoryRanking.h"
+
+#include "GatherPersistence.h"
+#include "GatherTexts.h"
+#include "db/TDM.h"
+#include "market/CategoryTable.h"
+#include "market/MarketHosts.h"
+#include "parse/Expressions.h"
+#include "parse/THTMLTools.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <mutex>
+
+namespace vantor {
+
+namespace {
+
+constexpr int kPageSize = 80;
+
+std::string salesAmount(const TItemInfo& item) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.2f",
+                  std::strtod(item.price.c_str(), nullptr) * std::strtod(item.cell22.c_str(), nullptr));
+    return text;
+}
+
+const std::string& categoryName(int position) {
+    return categoryBrowseCategories().at(size_t(position)).name;
+}
+
+} // namespace
+
+// The shop stages report through a gathering's observer; a ranking passes on what it says.
+class CategoryRanking::Relay : public GatherObserver {
+public:
+    explicit Relay(CategoryRankingObserver& observer) : observer_(observer) {}
+    void statusLine(const std::string& text) override { observer_.statusLine(text); }
+    void message(const std::string& text) override { observer_.message(text); }
+
+private:
+    CategoryRankingObserver& observer_;
+};
+
+std::optional<std::string> validateCategoryRanking(const std::vector<int>& categories, int depth) {
+    if (categories.empty()) return std::string(kNoCategoryChosen);
+    for (int position : categories)
+        if (position < 0 || position >= int(categoryBrowseCategories().size()))
+            return std::string("类别不存在！");
+    if (depth < kMinRankingDepth || depth > kMaxRankingDepth)
+        return "排行深度必须在 " + std::to_string(kMinRankingDepth) + " 到 " +
+               std::to_string(kMaxRankingDepth) + " 之间！";
+    return std::nullopt;
+}
+
+std::string categoryRankingLog(const std::vector<int>& categories, int depth, int runNumber,
+                               const DateTime& now) {
+    std::string names;
+    for (int position : categories) {
+        std::string name = categoryName(position);
+        name.erase(name.find_last_not_of(' ') + 1);
+        names += (names.empty() ? "" : "、") + name;
+    }
+    return "第" + std::to_string(runNumber) + "次采集\n时间：" + now.toString() + "\n类目：" + names +
+           "\n每个类目：前" + std::to_string(depth) + "个商品\n";
+}
+
+std::string categoryBrowsePrefix(const std::string& categoryId) {
+    return std::string(market::kListHost) + "/browse/" + categoryId +
+           "/n-1----------------------0-false-----------------------------------------80--sale-desc-";
+}
+
+const std::vector<std::string>& categoryRankingColumns() {
+    static const std::vector<std::string> columns = {"序号",     "更新日期", "卖家",     "商品名",
+                                                     "价格",     "运费",     "30天售出", "销售额",
+                                                     "收藏人数", "地点",     "链接"};
+    return columns;
+}
+
+std::vector<std::string> categoryRankingRow(const RankedItem& row, const DateTime& saved) {
+    const TItemInfo& item = row.item;
+    return {std::to_string(row.rank),
+            saved.toString(),
+            item.dianzhu,
+            item.itemTitle,
+            item.price,
+            item.shipping,
+            item.cell22,
+            salesAmount(item),
+            item.cell23,
+            item.place,
+            item.itemUrl};
+}
+
+CsvJob categoryRankingExport(const std::vector<RankedItem>& rows, const DateTime& saved) {
+    return {[&rows] { return rows.size(); },
+            "序号,更新日期,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接", "商品排行数据.csv",
+            [&rows, saved](std::string& line, std::size_t row) {
+                for (const std::string& cell : categoryRankingRow(rows[row], saved)) {
+                    appendCsvSafe(line, cell);
+                    line += ',';
+                }
+            }};
+}
+
+std::string categoryRankingSummary(JobEnd end, int categories, int items, const std::string& detail) {
+    const std::string saved =
+        "已保存" + std::to_string(categories) + "个类目的排行，商品" + std::to_string(items) + "个";
+    if (end == JobEnd::Finished) return "采集完成：" + saved + "。";
+    const std::string kept = saved + "；正在采集的类目未保存。";
+    if (end == JobEnd::Stopped) return std::string(kGatherStopped) + kept;
+    std::string why = detail.empty() && end == JobEnd::TimedOut ? std::string("连接超时") : detail;
+    return "采集失败：" + kept + (why.empty() ? "" : "原因：" + why);
+}
+
+CategoryRanking::CategoryRanking(std::filesystem::path database, std::vector<int> categories, int depth,
+                                 std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+                                 CategoryRankingObserver& observer, DateTime now)
+    : database_(std::move(database)),
+      categories_(std::move(categories)),
+      depth_(depth),
+      now_(now),
+      observer_(observer),
+      relay_(std::make_unique<Relay>(observer)),
+      stages_(std::move(agent), std::move(gauges), *relay_) {}
+
+CategoryRanking::~CategoryRanking() {
+    stop();
+    wait();
+}
+
+void CategoryRanking::start() {
+    thread_ = std::jthread([this] { run(); });
+}
+
+void CategoryRanking::wait() {
+    if (thread_.joinable()) thread_.join();
+}
+
+void CategoryRanking::run() {
+    JobEnd end = JobEnd::Finished;
+    std::string detail;
+    int categoriesSaved = 0, itemsSaved = 0;
+    try {
+        db::Database db = db::TDM(database_).openConnection();
+        for (size_t i = 0; i < categories_.size() && end == JobEnd::Finished; ++i) {
+            const int position = categories_[i];
+            observer_.categoryStarted(int(i), int(categories_.size()), categoryName(position));
+            try {
+                std::vector<TItemInfo> rows =
+                    readCategory(categoryBrowseCategories().at(size_t(position)).id);
+                db.beginTransaction();
+                try {
+                    itemsSaved += saveRankingSnapshot(categoryBrowseCategories().at(size_t(position)).id,
+                                                      rows, now_, db);
+                    db.commit();
+                } catch (...) {
+                    db.rollback();
+                    throw;
+                }
+                ++categoriesSaved;
+                observer_.categorySaved(categoryName(position), rows);
+            } catch (...) {
+                end = stages_.ended(detail);
+            }
+        }
+    } catch (const std::exception& e) {
+        observer_.statusLine(statusLineText(kGatherFailed));
+        end = JobEnd::Failed;
+        detail = e.what();
+    }
+    observer_.rankingEnded(end, categoriesSaved, itemsSaved, detail);
+}
+
+std::vector<TItemInfo> CategoryRanking::readCategory(const std::string& categoryId) {
+    std::map<int, std::vector<TItemInfo>> pages;
+    std::mutex pagesMutex;
+    const int lastPage = (depth_ + kPageSize - 1) / kPageSize - 1;
+    auto param = stages_.job(categoryBrowsePrefix(categoryId), "-all-0.htm", 3, 0, lastPage);
+    stages_.run(param, kPageSize, TDownCheck::kPlainMode, [&](std::int32_t number, const std::string& page) {
+        std::vector<TItemInfo> rows;
+        for (auto& entry : THTMLTools::parseItemList(page, expression(Expression::CategoryItemRow)))
+            rows.push_back(std::move(entry.record));
+        int read;
+        {
+            std::lock_guard lock(pagesMutex);
+            read = read_ += int(rows.size());
+            pages[number] = std::move(rows);
+        }
+        observer_.itemsRead(read);
+    });
+    // Best sellers first: pages in page order, cut at the depth.
+    std::vector<TItemInfo> ranked;
+    for (auto& [number, rows] : pages)
+        for (auto& row : rows)
+            if (int(ranked.size()) < depth_) ranked.push_back(std::move(row));
+    return ranked;
+}
+
+} // namespace vantor

@@ -1,0 +1,157 @@
+#include "ItemRanking.h"
+
+#include "GatherTexts.h"
+#include "ShopSearch.h"
+#include "market/MarketHosts.h"
+#include "parse/ItemSearchParser.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace vantor {
+
+namespace {
+
+bool isWhitespace(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+}
+
+// A price as typed: digits with at most one decimal point.
+bool isPrice(const std::string& text) {
+    char* end = nullptr;
+    std::strtod(text.c_str(), &end);
+    return !text.empty() && end == text.c_str() + text.size() &&
+           text.find_first_not_of("0123456789.") == std::string::npos;
+}
+
+double number(const std::string& text) {
+    return std::strtod(text.c_str(), nullptr);
+}
+
+} // namespace
+
+std::optional<std::string> validateItemRanking(const ItemRankingQuery& query) {
+    if (query.name.find_first_not_of(" \t\r\n\v\f") == std::string::npos)
+        return std::string(kItemNameMissing);
+    for (const std::string* price : {&query.low, &query.high})
+        if (!price->empty() && !isPrice(*price)) return "价格区间只能填写数字：" + *price;
+    if (query.range < kMinRankingRange || query.range > kMaxRankingRange)
+        return "排名范围必须在 " + std::to_string(kMinRankingRange) + " 到 " +
+               std::to_string(kMaxRankingRange) + " 之间！";
+    return std::nullopt;
+}
+
+std::string itemRankingAddress(const ItemRankingQuery& query) {
+    std::string name = query.name;
+    for (char& c : name)
+        if (isWhitespace(c)) c = ' '; // every whitespace goes out as "%20"
+    std::string address = std::string(market::kItemSearchHost) + "/search?sort=sale-desc&tab=coefp";
+    address += "&q=" + gbkQueryText(name);
+    if (!query.low.empty() && query.high.empty())
+        address += "&filter=reserve_price[" + query.low + ",100000000]";
+    else if (query.low.empty() && !query.high.empty())
+        address += "&filter=reserve_price[0," + query.high + "]";
+    else if (!query.low.empty())
+        address += "&filter=reserve_price[" + query.low + "," + query.high + "]";
+    address += "&loc=" + gbkQueryText(query.location) + "&" + "&style=list&n=80&s=";
+    return address;
+}
+
+std::string itemRankingLog(const ItemRankingQuery& query, int searchNumber, const DateTime& now) {
+    return "第" + std::to_string(searchNumber) + "次搜索\n时间：" + now.toString() + "\n商品名：" +
+           query.name + "\n价格大于：" + query.low + "\n价格小于：" + query.high + "\n所在地：" +
+           query.location + "\n排名范围：" + std::to_string(query.range) + "\n";
+}
+
+const std::vector<std::string>& itemRankingColumns() {
+    static const std::vector<std::string> columns = {"序号",     "卖家",   "商品名",   "价格", "运费",
+                                                     "30天售出", "销售额", "收藏人数", "地点", "链接"};
+    return columns;
+}
+
+std::vector<std::string> itemRankingRow(int number, const TItemInfo& item) {
+    char amount[32];
+    std::snprintf(amount, sizeof amount, "%.2f", vantor::number(item.price) * vantor::number(item.cell22));
+    // The search page shows no bookmarks: the column stays empty rather than claim a zero.
+    return {std::to_string(number),
+            item.dianzhu,
+            item.itemTitle,
+            item.price,
+            item.shipping,
+            item.cell22,
+            amount,
+            "",
+            item.place,
+            item.itemUrl};
+}
+
+CsvJob itemRankingExport(const std::vector<TItemInfo>& rows) {
+    return {[&rows] { return rows.size(); }, "序号,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接",
+            "指定商品排行数据.csv",
+            [&rows](std::string& line, std::size_t row) {
+                for (const std::string& cell : itemRankingRow(int(row) + 1, rows[row])) {
+                    appendCsvSafe(line, cell);
+                    line += ',';
+                }
+            }};
+}
+
+std::string itemRankingSummary(JobEnd end, int total) {
+    if (end == JobEnd::Stopped) return kSearchStopped;
+    if (end != JobEnd::Finished) return "搜索失败，请查看状态栏的提示。";
+    return "共搜索到" + std::to_string(total) + "个符合条件的商品";
+}
+
+ItemRankingJob::ItemRankingJob(const ItemRankingQuery& query, std::shared_ptr<const THttpAgent> agent,
+                               std::vector<SlotProgress*> gauges, ItemRankingObserver& observer)
+    : range_(query.range),
+      runner_(
+          std::move(gauges), [&observer](const std::string& text) { observer.statusLine(text); },
+          kRankingTimedOut),
+      observer_(observer) {
+    param_.curPage = 0;
+    param_.endPage = itemRankingPages(query.range) - 1;
+    param_.urlPrefix = itemRankingAddress(query);
+    param_.urlSuffix = " "; // as the shop search: a blank after the offset
+    param_.pageKind = 0;
+    param_.httpAgent = std::move(agent);
+}
+
+ItemRankingJob::~ItemRankingJob() {
+    stop();
+    wait();
+}
+
+void ItemRankingJob::start() {
+    thread_ = std::jthread([this] { run(); });
+}
+
+void ItemRankingJob::wait() {
+    if (thread_.joinable()) thread_.join();
+}
+
+void ItemRankingJob::run() {
+    JobEnd end =
+        runner_.run(param_, 80, TDownCheck::kPlainMode, [this](std::int32_t number, const std::string& html) {
+            total_ = parseItemSearchTotal(html);
+            observer_.rankingTotal(total_);
+            std::vector<TItemInfo> rows;
+            for (auto& entry : parseItemSearchList(html))
+                rows.push_back(std::move(entry.record));
+            int read;
+            {
+                std::lock_guard lock(mutex_);
+                read = read_ += int(rows.size());
+                pages_[number] = std::move(rows);
+            }
+            observer_.itemsRead(read);
+        });
+    // Pages in page order, then the range: the best sellers first, numbered from 1.
+    std::vector<TItemInfo> ranked;
+    for (auto& [number, rows] : pages_)
+        for (auto& row : rows)
+            if (int(ranked.size()) < range_) ranked.push_back(std::move(row));
+    observer_.rankingEnded(end, ranked, total_);
+}
+
+} // namespace vantor
