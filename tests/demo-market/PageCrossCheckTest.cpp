@@ -6,11 +6,13 @@
 #include "demo-market/Gbk.h"
 #include "demo-market/Markup.h"
 #include "demo-market/Pages.h"
+#include "market/CategoryTable.h"
 #include "parse/Expressions.h"
 #include "parse/ItemSearchParser.h"
 #include "parse/RateSummaryParser.h"
 #include "parse/SaleListParser.h"
 #include "parse/ShopPageParser.h"
+#include "parse/THTMLTools.h"
 #include "parse/TParseHtml.h"
 
 #include <gtest/gtest.h>
@@ -280,6 +282,35 @@ TEST_F(PageCrossCheckTest, ItemSearchBySalesWithPriceFilter) {
             EXPECT_EQ(row.shipping, money(it.shipping));
             EXPECT_EQ(row.dianzhu, shop(it.shopIndex).nick);
             EXPECT_EQ(row.cell22, std::to_string(it.monthSale));
+        }
+    }
+}
+
+TEST_F(PageCrossCheckTest, CategoryBrowsePagesRankTheMonthsBestSellers) {
+    const std::string id = categoryBrowseCategories().front().id;
+    const auto expected = model().categoryItems(id);
+    ASSERT_GT(expected.size(), 80u) << "two pages";
+    for (size_t offset = 0; offset < 160; offset += 80) {
+        const auto rows = THTMLTools::parseItemList(
+            get("http://list.taobao.com/browse/" + id +
+                "/n-1----------------------0-false-----------------------------------------80--sale-desc-" +
+                std::to_string(offset) + "-all-0.htm"),
+            expression(Expression::CategoryItemRow));
+        EXPECT_EQ(rows.skippedRows(), 0u);
+        ASSERT_EQ(rows.size(), std::min<size_t>(80, expected.size() - offset));
+        for (size_t i = 0; i < rows.size(); ++i) {
+            const Item& it = *expected[offset + i];
+            SCOPED_TRACE(it.id);
+            TItemInfo want;
+            want.itemUrl = it.address();
+            want.itemTitle = it.title;
+            want.place = it.location;
+            want.price = money(it.price);
+            want.shipping = money(it.shipping);
+            want.dianzhu = shop(it.shopIndex).nick;
+            want.cell22 = std::to_string(it.categorySale);
+            want.cell23 = std::to_string(it.favorite);
+            EXPECT_EQ(rows.record(i), want);
         }
     }
 }

@@ -120,4 +120,46 @@ std::string itemSearchPage(const MarketModel& model, const ItemQuery& query, int
     return m.page(query.words + " 搜索结果", body);
 }
 
+std::string categoryBrowsePage(const MarketModel& model, const std::string& browseId, int offset, Markup& m) {
+    const std::vector<const Item*> found = model.categoryItems(browseId);
+    const std::string prefix =
+        std::string(market::kListHost) + "/browse/" + browseId +
+        "/n-1----------------------0-false-----------------------------------------80--"
+        "sale-desc-";
+    std::string body = "<div class=\"list-head\"><span class=\"page-info\">共" +
+                       std::to_string(found.size()) +
+                       "件宝贝</span></div>\n<ul class=\"list-view\" id=\"ListView\">\n";
+    const size_t end = std::min(found.size(), static_cast<size_t>(offset + MarketModel::kListPageSize));
+    for (size_t i = static_cast<size_t>(offset); i < end; ++i) {
+        const Item& it = *found[i];
+        const Shop& s = model.shops()[static_cast<size_t>(it.shopIndex)];
+        const std::string url = it.address();
+        body += "<li class=\"list-item\"><h3 class=\"summary\"><a href=\"" + url +
+                "\" target=\"_blank\" title=\"" + m.text(it.title) + "\">" + m.text(it.title) +
+                "</a></h3><div class=\"photo\"><a href=\"" + url + "\" target=\"_blank\"><span><img src=\"" +
+                itemImage(it) + "\" alt=\"\" /></span></a>";
+        if (i % 5 == 1) body += "<!-- 视频 --><span class=\"video\"></span><!-- end -->";
+        body += "</div><ul class=\"attribute\"><li class=\"place\">" + m.text(it.location);
+        if (i % 7 == 2)
+            body += "<a href=\"http://list.taobao.com/browse/local.htm\" target=\"_blank\">同城</a>";
+        body += "</li><li class=\"legend\">";
+        if (i % 3 == 0)
+            body += "<a href=\"http://www.taobao.com/go/act/xiaobao.php\" "
+                    "target=\"_blank\"><span>消保</span></a>";
+        // The marketplace prints the rank on the first pages only.
+        body += "</li><li class=\"rank\">" + (i < 200 ? "第" + std::to_string(i + 1) + "名" : std::string()) +
+                "</li><li class=\"mark\">";
+        if (i % 4 == 0) body += "<img src=\"http://pics.taobao.com/mark/hot.gif\" alt=\"\" />";
+        body += "</li><li class=\"price\"><em>" + money(it.price) + "</em> <span class=\"fee\">运费：" +
+                money(it.shipping) +
+                "</span></li></ul><div class=\"extend\"></div><p class=\"seller\"><a href=\"" +
+                s.webAddress() + "\" target=\"_blank\">" + m.text(s.nick) +
+                "</a><span class=\"j_wangwang\" data-nick=\"" + m.text(s.nick) +
+                "\"></span></p><span class=\"other\"><em class=\"sale\">" + std::to_string(it.categorySale) +
+                "</em><em class=\"favorite\">" + std::to_string(it.favorite) + "</em></span></li>\n";
+    }
+    body += "</ul>\n" + pager(prefix, offset, MarketModel::kListPageSize, found.size()) + "</div>\n";
+    return m.page("类目热卖宝贝", body);
+}
+
 } // namespace vantor::demo

@@ -2,6 +2,7 @@
 
 #include "Gbk.h"
 #include "Rng.h"
+#include "market/CategoryTable.h"
 #include "market/MarketHosts.h"
 
 #include <algorithm>
@@ -308,6 +309,13 @@ MarketModel::MarketModel(std::uint64_t seed, CivilDate today)
             item.monthSale = static_cast<int>(std::lround(item.saleCount * (0.02 + 0.25 * itemRng.unit())));
             for (MarketTime t : recentSaleTimes(item, calendar_))
                 item.curSale += dayOf(t) >= monthStart ? 1 : 0;
+            // A few categories hold many items, so a deep ranking spans several pages; the month's
+            // sales vary around the 30-day figure from month to month, so rankings move.
+            item.browseCategory = static_cast<int>(std::pow(itemRng.unit(), 2) *
+                                                   static_cast<double>(categoryBrowseCategories().size()));
+            Rng monthRng(
+                mixSeed(item.seed, "month", static_cast<std::uint64_t>(today.year * 12 + today.month)));
+            item.categorySale = static_cast<int>(std::lround(item.monthSale * (0.5 + monthRng.unit())));
             if (i == kOddItemsShop) {
                 item.hasBuyerList = k != 0;
                 item.hasItemId = k != 1;
@@ -455,6 +463,16 @@ std::vector<const Item*> MarketModel::findItems(const ItemQuery& query) const {
     std::stable_sort(found.begin(), found.end(), [](const Item* a, const Item* b) {
         return a->monthSale != b->monthSale ? a->monthSale > b->monthSale : a->saleCount > b->saleCount;
     });
+    return found;
+}
+
+std::vector<const Item*> MarketModel::categoryItems(const std::string& browseId) const {
+    const auto& table = categoryBrowseCategories();
+    std::vector<const Item*> found;
+    for (const Item& item : items_)
+        if (table[static_cast<size_t>(item.browseCategory)].id == browseId) found.push_back(&item);
+    std::stable_sort(found.begin(), found.end(),
+                     [](const Item* a, const Item* b) { return a->categorySale > b->categorySale; });
     return found;
 }
 

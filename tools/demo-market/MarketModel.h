@@ -78,6 +78,8 @@ struct Item {
     bool hasBuyerList = true;   // false: the item page has no buyer-list button
     bool hasItemId = true;      // false: the item page lacks the embedded item id
     bool showsMonthSale = true; // false: the item page hides the 30-day figure
+    int browseCategory = 0;     // position in the program's category-browse table
+    int categorySale = 0;       // the 30-day sales the category pages show this month
     std::uint64_t seed = 0;
 
     std::string address() const; // "http://item.taobao.com/item.htm?id=<id>"
@@ -170,6 +172,8 @@ public:
     std::vector<const Shop*> findShops(const ShopQuery& query) const;
     // Sorted by 30-day sales, most first.
     std::vector<const Item*> findItems(const ItemQuery& query) const;
+    // The items of a category of the category-browse table (by id), best sellers of this month first.
+    std::vector<const Item*> categoryItems(const std::string& browseId) const;
 
 private:
     std::uint64_t seed_;

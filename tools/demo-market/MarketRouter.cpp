@@ -123,6 +123,17 @@ bool parseItemListPath(const std::string& path, std::string& userId, int& offset
     return true;
 }
 
+// "/browse/<category id>/n-1---...-80--sale-desc-<offset>-all-0.htm"
+bool parseCategoryPath(const std::string& path, std::string& categoryId, int& offset) {
+    const size_t sale = path.find("--sale-desc-");
+    const size_t slash = path.find('/', 8);
+    if (path.rfind("/browse/", 0) != 0 || sale == std::string::npos || slash == std::string::npos)
+        return false;
+    categoryId = path.substr(8, slash - 8);
+    offset = std::atoi(path.c_str() + sale + 12);
+    return true;
+}
+
 // "/user-rate-<userId>.htm" is the summary; "/user-rate-<userId>--key%7Cvalue--...--currentPage%7C<n>[.htm]"
 // a rating list page (a missing page number means the first).
 bool parseRatePath(const std::string& path, std::string& userId, int& page) {
@@ -207,6 +218,9 @@ HttpResponse MarketRouter::route(const HttpRequest& req) const {
         if (!shop) return notFound(req, model.seed());
         return pageResponse(itemListPage(model, *shop, std::max(0, number), m));
     }
+    if (std::string categoryId;
+        host == hostOf(market::kListHost) && parseCategoryPath(path, categoryId, number))
+        return pageResponse(categoryBrowsePage(model, categoryId, std::max(0, number), m));
     const bool historyHost = host == hostOf(market::kRateHistoryHost);
     if ((historyHost || host == hostOf(market::kRateHost)) && parseRatePath(path, userId, number)) {
         const Shop* shop = model.shopByUserId(userId);

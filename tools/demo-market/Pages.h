@@ -24,6 +24,10 @@ std::string buyerListPage(const MarketModel& model, const Item& item, int page, 
 // Item search sorted by 30-day sales: the total and rows from offset on.
 std::string itemSearchPage(const MarketModel& model, const ItemQuery& query, int offset, int pageSize,
                            Markup& markup);
+// A category's browse page sorted by this month's sales: rows from offset on, 80 to a page, each with
+// its rank, 30-day sales and bookmarks.
+std::string categoryBrowsePage(const MarketModel& model, const std::string& browseId, int offset,
+                               Markup& markup);
 // The shop's credit summary: seller and buyer tables, cumulative credits, scores, good-rating rates.
 std::string rateSummaryPage(const MarketModel& model, const Shop& shop, Markup& markup);
 // One page (from 1) of 20 ratings, newest first. The rating host holds pages 1 to 99, the
