@@ -2,10 +2,12 @@
 
 namespace vantor::views {
 
-std::function<void(std::string&, std::size_t)> gridCells(const Dataset& rows, const GridTitles& grid) {
-    return [&rows, &grid, fields = grid.resolve(rows), cell = std::string()](std::string& line,
-                                                                             std::size_t row) mutable {
-        for (int c = 0; c < grid.columnCount(); ++c) {
+std::function<void(std::string&, std::size_t)> gridCells(const Dataset& rows, const GridTitles& grid,
+                                                         int columns) {
+    if (columns < 0) columns = grid.columnCount();
+    return [&rows, &grid, columns, fields = grid.resolve(rows),
+            cell = std::string()](std::string& line, std::size_t row) mutable {
+        for (int c = 0; c < columns; ++c) {
             cell.clear();
             grid.appendCellText(cell, rows, row, c, fields[size_t(c)]);
             appendCsvSafe(line, cell);

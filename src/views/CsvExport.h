@@ -24,7 +24,8 @@ struct ExportJob {
 };
 
 // The usual line: the cell of every grid column in column order, each followed by ",".
-std::function<void(std::string&, std::size_t)> gridCells(const Dataset& rows, const GridTitles& grid);
+std::function<void(std::string&, std::size_t)> gridCells(const Dataset& rows, const GridTitles& grid,
+                                                         int columns = -1);
 // Every field of the query in its order ("xh" first where the query has it), each followed by ",".
 std::function<void(std::string&, std::size_t)> allFields(const Dataset& rows);
 

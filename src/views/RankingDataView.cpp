@@ -2,10 +2,14 @@
 
 #include "market/CategoryTable.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace vantor::views {
 namespace {
+
+// The export keeps the ranking's own columns; the movement is for the screen.
+constexpr int kExportedColumns = 11;
 
 constexpr const char* kRankingSelection = "typeid=:typeId and datePart('m',updateDate)=:date1 and "
                                           "datePart('yyyy',updateDate)=datePart('yyyy',:now)";
@@ -34,6 +38,29 @@ Parameters selection(const RankingChoice& choice, const DateTime& now) {
             {"now", now.toString()}};
 }
 
+// "yyyy-MM-01 00:00:00" of a month counted from year 0, so the month before January is December.
+std::string monthStart(int months) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d-%02d-01 00:00:00", months / 12, months % 12 + 1);
+    return text;
+}
+
+// A row's rank is its place in its snapshot, saved best seller first; the movement is the rank in the
+// previous month's snapshot of the category minus today's, null for an item new to the list.
+constexpr const char* kRankMove =
+    "(select (select count(*) from itemTop c where c.typeId=p.typeId and c.updateDate>=:prevFrom and "
+    "c.updateDate<:monthFrom and c.id<=p.id) - (select count(*) from itemTop c where c.typeId=t.typeId and "
+    "c.updateDate>=:monthFrom and c.updateDate<:monthTo and c.id<=t.id) from itemTop p where "
+    "p.typeId=t.typeId and p.itemUrl=t.itemUrl and p.updateDate>=:prevFrom and p.updateDate<:monthFrom "
+    "order by p.id limit 1) as rankMove";
+
+std::string rankMove(const Dataset& rows, std::size_t row) {
+    const auto move = rows.integer(row, "rankMove");
+    if (!move) return "新上榜";
+    if (*move == 0) return "–";
+    return (*move > 0 ? "↑" : "↓") + std::to_string(*move > 0 ? *move : -*move);
+}
+
 } // namespace
 
 RankingDataView::RankingDataView(const db::TDM& dm, QueryReader::Mode mode)
@@ -49,7 +76,8 @@ RankingDataView::RankingDataView(const db::TDM& dm, QueryReader::Mode mode)
              money({"", "销售额", 80, salesAmount}),
              {"favorite", "收藏人数", 60},
              {"place", "地点", 80},
-             {"itemUrl", "链接", 200}},
+             {"itemUrl", "链接", 200},
+             {"rankMove", "排名变化", 70, rankMove}},
             true) {}
 
 const std::vector<std::string>& RankingDataView::monthEntries() {
@@ -73,9 +101,14 @@ std::string RankingDataView::sortKey(int sortName, bool descending) {
 }
 
 void RankingDataView::query(const RankingChoice& choice, const DateTime& now) {
-    ranking_.setSql(std::string("select * from itemTop where ") + kRankingSelection + " order by typeId," +
-                        sortKey(choice.sortName, choice.descending) + ",updateDate",
-                    selection(choice, now));
+    Parameters parameters = selection(choice, now);
+    const int month = now.year * 12 + std::max(choice.month, 1) - 1;
+    parameters.push_back({"prevFrom", monthStart(month - 1)});
+    parameters.push_back({"monthFrom", monthStart(month)});
+    parameters.push_back({"monthTo", monthStart(month + 1)});
+    ranking_.setSql(std::string("select t.*,") + kRankMove + " from itemTop t where " + kRankingSelection +
+                        " order by typeId," + sortKey(choice.sortName, choice.descending) + ",updateDate",
+                    std::move(parameters));
     ranking_.open();
 }
 
@@ -88,7 +121,7 @@ DeleteResult RankingDataView::deleteRanking(const RankingChoice& choice, const D
 
 ExportJob RankingDataView::exportJob() {
     return {&ranking_, "序号,更新日期,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接",
-            "商品排行数据.csv", gridCells(ranking_, grid_)};
+            "商品排行数据.csv", gridCells(ranking_, grid_, kExportedColumns)};
 }
 
 std::string RankingDataView::itemLink() const {

@@ -52,7 +52,7 @@ TEST_F(RankingDataViewTest, TheGridAndItsExportShowTheRowNumberAndTheSalesAmount
     view->query({0, 3, 0, true}, kNow);
     EXPECT_EQ(cells(view->ranking(), view->grid(), 0),
               (Texts{"1", "2011-03-12 09:30:00", "卖家乙", "点卡, 50元", "48", "5", "800", "38400.00", "30",
-                     "广东", "http://item.taobao.com/top/点卡, 50元"}));
+                     "广东", "http://item.taobao.com/top/点卡, 50元", "新上榜"}));
     EXPECT_EQ(view->itemLink(), "http://item.taobao.com/top/点卡, 50元");
     ExportJob job = view->exportJob();
     EXPECT_EQ(job.fileName, "商品排行数据.csv");
@@ -66,6 +66,32 @@ TEST_F(RankingDataViewTest, TheGridAndItsExportShowTheRowNumberAndTheSalesAmount
               "点卡30元,\r\n"
               "3,2011-03-1008:00:00,卖家甲,点卡100元,98.5,0,500,49250.00,10,浙江,http://item.taobao.com/top/"
               "点卡100元,\r\n");
+}
+
+TEST_F(RankingDataViewTest, TheMovementComparesEachItemsPlaceWithThePreviousMonthsSnapshot) {
+    // February, saved best first: 丙, 乙, 甲; March saved 甲, 乙, 丙. April's 丁 was not in March.
+    // Last December and this January hold the same item at the same place: the year turns over.
+    dm->cn1().exec("INSERT INTO itemTop (typeId, dianzhu, itemUrl, monthSale, amount, updateDate) VALUES "
+                   "('99', '丙', 'http://item.taobao.com/top/点卡 30元', 9, 1, '2011-02-03 00:00:00'),"
+                   "('99', '乙', 'http://item.taobao.com/top/点卡, 50元', 8, 1, '2011-02-03 00:00:00'),"
+                   "('99', '甲', 'http://item.taobao.com/top/点卡 100元', 7, 1, '2011-02-03 00:00:00'),"
+                   "('99', '旧', 'http://item.taobao.com/top/x', 7, 1, '2010-12-31 23:59:59'),"
+                   "('99', '新', 'http://item.taobao.com/top/x', 7, 1, '2011-01-01 00:00:00')");
+    auto movement = [this](int month) {
+        view->query({0, month, 0, true}, kNow);
+        Texts texts;
+        for (std::size_t row = 0; row < view->ranking().rowCount(); ++row)
+            texts.push_back(view->ranking().displayText(row, "dianzhu") + " " +
+                            view->grid().cellText(view->ranking(), row, 11));
+        return texts;
+    };
+    EXPECT_EQ(movement(3), (Texts{"卖家乙 –", "卖家丙 ↓2", "卖家甲 ↑2"}));
+    EXPECT_EQ(movement(4), (Texts{"卖家丁 新上榜"}));
+    EXPECT_EQ(movement(1), (Texts{"新 –"}));
+    // A click on its title sorts by it, most risen first.
+    view->query({0, 3, 0, true}, kNow);
+    ASSERT_TRUE(view->grid().titleClick(11, view->ranking()));
+    EXPECT_EQ(column(view->ranking(), "dianzhu"), (Texts{"卖家甲", "卖家乙", "卖家丙"}));
 }
 
 TEST_F(RankingDataViewTest, DeletingRemovesOnlyTheShownRanking) {

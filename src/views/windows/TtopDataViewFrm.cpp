@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QSignalBlocker>
 #include <QVBoxLayout>
 
 namespace vantor::views {
@@ -32,7 +33,7 @@ TtopDataViewFrm::TtopDataViewFrm(const db::TDM& dm, QWidget* parent)
     queryBtn = named(new QPushButton("查询"), "queryBtn");
     exportBtn = named(new QPushButton("导出"), "exportBtn");
     deleteBtn = named(new QPushButton("删除"), "deleteBtn");
-    itemTopGrid = named(new GridView(data_.ranking(), data_.grid(), GridView::Titles::Plain), "itemTopGrid");
+    itemTopGrid = named(new GridView(data_.ranking(), data_.grid(), GridView::Titles::Sort), "itemTopGrid");
 
     auto* bar = new QHBoxLayout;
     bar->addWidget(new QLabel("类别："));
@@ -66,6 +67,13 @@ RankingChoice TtopDataViewFrm::choice() const {
 
 void TtopDataViewFrm::queryBtnClick() {
     guarded([this] { data_.query(choice(), DateTime::now()); });
+}
+
+void TtopDataViewFrm::showRanking(int category, int month) {
+    const QSignalBlocker categoryQuiet(id), monthQuiet(updateDate);
+    id->setCurrentIndex(category);
+    updateDate->setCurrentIndex(month);
+    queryBtnClick();
 }
 
 void TtopDataViewFrm::exportBtnClick() {

@@ -24,6 +24,8 @@ public:
     RankingChoice choice() const;
 
     void queryBtnClick();
+    // Shows a category's ranking of a month, as a gathering has just saved it.
+    void showRanking(int category, int month);
     void exportBtnClick();
     void deleteBtnClick();
     void itemTopGridDblClick();
