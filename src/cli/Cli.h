@@ -41,6 +41,8 @@ void addCompactCommand(CLI::App& app, Context& context);
 void addNetworkCommands(CLI::App& app, Context& context);
 void addAnalyseCommand(CLI::App& app, Context& context);
 void addGatherCommands(CLI::App& app, Context& context);
+// rank-items and rank-category: the item sales ranking and the category rankings.
+void addRankingCommands(CLI::App& app, Context& context);
 // export and delete: the data views' tables, exports and deletes.
 void addViewCommands(CLI::App& app, Context& context);
 

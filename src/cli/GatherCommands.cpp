@@ -19,12 +19,6 @@ namespace vantor::cli {
 
 namespace {
 
-// Download slots of the command line: as many as the windows show bars, with nothing to draw.
-struct Slots {
-    NoSlotProgress bars[4];
-    std::vector<SlotProgress*> list() { return {&bars[0], &bars[1], &bars[2], &bars[3]}; }
-};
-
 // The search options the window's advanced search page has.
 struct SearchOptions {
     std::string keyword;

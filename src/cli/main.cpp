@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
     cli::addNetworkCommands(app, context);
     cli::addAnalyseCommand(app, context);
     cli::addGatherCommands(app, context);
+    cli::addRankingCommands(app, context);
     cli::addViewCommands(app, context);
 
     try {

@@ -1,4 +1,6 @@
 #include "RunCli.h"
+#include "base/DateTime.h"
+#include "base/GbkText.h"
 #include "db/TDM.h"
 #include "demo-market/DemoMarket.h"
 #include "support/TempDir.h"
@@ -130,4 +132,36 @@ TEST_F(GatherCommands, GatherRatingsSavesTheRangeAndKeepsNothingOfAFailedRun) {
               std::string::npos)
         << r.out;
     EXPECT_NE(r.out.find("序号,掌柜,店铺名,信用,评价数,最新评价,最早评价\r\n"), std::string::npos) << r.out;
+}
+
+TEST_F(GatherCommands, RankItemsPrintsTheRankingAndRefusesAMissingName) {
+    auto refused = cli("rank-items --range 20");
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.out.find("请输入商品名称或类别等条件进行搜索！"), std::string::npos) << refused.out;
+    EXPECT_TRUE(market.requests().empty());
+
+    auto r = cli("rank-items --name 新款 --range 10 --out " + (dir / "rank.csv").string());
+    ASSERT_EQ(r.status, 0) << r.out;
+    const auto found = market.model().findItems({.words = "新款", .low = {}, .high = {}, .location = ""});
+    EXPECT_NE(r.out.find("共搜索到" + std::to_string(found.size()) + "个符合条件的商品"), std::string::npos);
+    const std::string file = test::readFile(dir / "rank.csv");
+    EXPECT_EQ(lines(file, ""), 11u) << "header and ten rows, each ending in CR LF";
+}
+
+TEST_F(GatherCommands, RankCategorySavesTheMonthAndTheExportShowsTheMovementOnScreenOnly) {
+    auto r = cli("rank-category --category 0 --depth 20");
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find("采集完成：已保存1个类目的排行，商品20个。"), std::string::npos) << r.out;
+    EXPECT_EQ(count("select count(*) from itemTop where typeId='99'"), 20);
+    const std::string month = std::to_string(DateTime::now().month);
+    auto shown = cli("export ranking --category 0 --month " + month);
+    EXPECT_NE(shown.out.find(",收藏人数,地点,链接,排名变化\r\n1,"), std::string::npos) << shown.out;
+    EXPECT_NE(shown.out.find(",新上榜\r\n"), std::string::npos);
+    ASSERT_EQ(
+        cli("export ranking --category 0 --month " + month + " --out " + (dir / "top.csv").string()).status,
+        0);
+    const std::string exported = test::readFile(dir / "top.csv");
+    EXPECT_NE(exported.find(toGbk(",地点,链接\r\n")), std::string::npos);
+    EXPECT_EQ(exported.find(toGbk("排名变化")), std::string::npos);
+    EXPECT_EQ(cli("rank-category --category 0 --depth 401").status, 2);
 }
