@@ -12,8 +12,10 @@
 #include "UserMessages.h"
 #include "WelcomeWindow.h"
 #include "WindowSettings.h"
+#include "gather/windows/TitemTopSaleGatherFrm.h"
 #include "gather/windows/TrateGatherFrm.h"
 #include "gather/windows/TsaleGatherFrm.h"
+#include "gather/windows/TtopListGatherFrm.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -116,6 +118,14 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
                 showWorkingWindow(saleGather_);
             });
     gauge(60);
+    itemTopSale_ = new TitemTopSaleGatherFrm([this] { return config_.getHttpAgent(); });
+    display_->addWidget(itemTopSale_);
+    connect(itemTopSale_, &RankingWindow::statusLine, this, &MainWindow::setStatusText);
+    gauge(70);
+    topListGather_ = new TtopListGatherFrm([this] { return config_.getHttpAgent(); }, dm_);
+    display_->addWidget(topListGather_);
+    connect(topListGather_, &RankingWindow::statusLine, this, &MainWindow::setStatusText);
+    gauge(75);
     saleAnalyse_ = new charts::TsaleAnalyseFrm(dm_, folder_);
     display_->addWidget(saleAnalyse_);
     gauge(10);
@@ -127,6 +137,8 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     gauge(85);
     topDataView_ = new views::TtopDataViewFrm(dm_);
     display_->addWidget(topDataView_);
+    connect(topListGather_, &TtopListGatherFrm::rankingsSaved, topDataView_,
+            &views::TtopDataViewFrm::showRanking);
     connect(saleDataView_, &views::TsaleDataViewFrm::dataChanged, this,
             [this] { refreshData(saleDataView_); });
     connect(rateDataView_, &views::TrateDataViewFrm::dataChanged, this,
@@ -142,6 +154,8 @@ void MainWindow::buildNavigation() {
         return [this, window] { showWorkingWindow(window); };
     };
     const std::vector<NavigationEntry> entries = {
+        {"热卖商品排行", "按类目采集热卖商品", nullptr, "N3", nullptr, show(topListGather_)},
+        {"热卖商品排行", "指定商品销售排行", nullptr, "N2", nullptr, show(itemTopSale_)},
         {"热卖商品排行", "类目热卖商品历史", nullptr, "N4", nullptr, show(topDataView_)},
         {"热卖商品排行", "操作帮助", nullptr, "N24", nullptr, help("/topList.jsp")},
         {"店铺销售分析", "店铺销售采集", nullptr, "N6", "采集你关所要注的店铺的销售数据", show(saleGather_)},
@@ -199,7 +213,9 @@ void MainWindow::refreshData(QWidget* changedBy) {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-    const bool gathering = (saleGather_ && saleGather_->busy()) || (rateGather_ && rateGather_->busy());
+    const bool gathering = (saleGather_ && saleGather_->busy()) || (rateGather_ && rateGather_->busy()) ||
+                           (topListGather_ && topListGather_->busy()) ||
+                           (itemTopSale_ && itemTopSale_->busy());
     if (gathering) {
         if (!UserMessages::confirm(this, kCloseWhileGathering)) {
             event->ignore();
@@ -207,6 +223,8 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         }
         saleGather_->stopAndWait();
         rateGather_->stopAndWait();
+        topListGather_->stopAndWait();
+        itemTopSale_->stopAndWait();
     }
     event->accept();
 }

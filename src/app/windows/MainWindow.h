@@ -17,8 +17,10 @@ namespace vantor {
 
 class BrowserPane;
 class ShopGatherWindow;
+class TitemTopSaleGatherFrm;
 class TrateGatherFrm;
 class TsaleGatherFrm;
+class TtopListGatherFrm;
 class WelcomeWindow;
 
 namespace charts {
@@ -63,6 +65,8 @@ public:
     WelcomeWindow* welcomeWindow() const { return welcome_; }
     TsaleGatherFrm* saleGatherWindow() const { return saleGather_; }
     TrateGatherFrm* rateGatherWindow() const { return rateGather_; }
+    TitemTopSaleGatherFrm* itemRankingWindow() const { return itemTopSale_; }
+    TtopListGatherFrm* categoryRankingWindow() const { return topListGather_; }
     QToolBox* navigationBar() const { return toolBar_; }
 
 protected:
@@ -90,6 +94,8 @@ private:
     TrateGatherFrm* rateGather_ = nullptr;
     views::TrateDataViewFrm* rateDataView_ = nullptr;
     views::TsaleDataViewFrm* saleDataView_ = nullptr;
+    TitemTopSaleGatherFrm* itemTopSale_ = nullptr;
+    TtopListGatherFrm* topListGather_ = nullptr;
     charts::SaleAnalysisWindow* saleAnalyse_ = nullptr;
     charts::SaleAnalysisWindow* saleTimeArea_ = nullptr;
     charts::SaleAnalysisWindow* saleCarrent_ = nullptr;

@@ -1,0 +1,138 @@
+#include "RankingWindow.h"
+
+#include "WindowActions.h"
+#include "WindowSettings.h"
+
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStackedWidget>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QVBoxLayout>
+
+namespace vantor {
+
+namespace {
+enum Panel { FormPanel = 0, ProgressPanel = 1 };
+} // namespace
+
+RankingWindow::RankingWindow(const char* caption, const char* formTab, const char* resultTab,
+                             const std::vector<std::string>& columns, const char* gridName, QWidget* parent)
+    : QWidget(parent) {
+    setWindowTitle(caption);
+    auto* formPage = new QWidget;
+    form = new QFormLayout(formPage);
+
+    auto* running = new QWidget;
+    auto* runningLayout = new QVBoxLayout(running);
+    progressLabel = named(new QLabel, "progressLabel");
+    runningLayout->addWidget(progressLabel);
+    for (int i = 0; i < kSlots; ++i) {
+        gauges[i] = new QProgressBar;
+        gauges[i]->setTextVisible(false);
+        runningLayout->addWidget(gauges[i]);
+        progress_.push_back(std::make_unique<QtProgress>(gauges[i]));
+    }
+    stopButton = named(new QPushButton("停止"), "stopButton");
+    runningLayout->addWidget(stopButton, 0, Qt::AlignLeft);
+    runningLayout->addStretch();
+
+    panels = new QStackedWidget;
+    panels->addWidget(formPage);
+    panels->addWidget(running);
+    auto* logBox = new QGroupBox("搜索日志");
+    auto* logLayout = new QVBoxLayout(logBox);
+    searchMemoLog = named(new QPlainTextEdit, "searchMemoLog");
+    searchMemoLog->setReadOnly(true);
+    logLayout->addWidget(searchMemoLog);
+    auto* searchPage = new QWidget;
+    auto* searchLayout = new QHBoxLayout(searchPage);
+    searchLayout->addWidget(panels, 3);
+    searchLayout->addWidget(logBox, 2);
+
+    resultGrid = named(new QTableWidget(0, int(columns.size())), gridName);
+    QStringList headers;
+    for (const auto& column : columns)
+        headers << QString::fromStdString(column);
+    resultGrid->setHorizontalHeaderLabels(headers);
+    for (int c = 0; c < int(columns.size()); ++c)
+        resultGrid->setColumnWidth(c, columns[size_t(c)] == "商品名" ? 260
+                                      : columns[size_t(c)] == "序号" ? 50
+                                                                     : 100);
+    resultGrid->verticalHeader()->hide();
+    resultGrid->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    resultGrid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    resultGrid->setAlternatingRowColors(true);
+    resultGrid->horizontalHeader()->setSectionsMovable(true);
+    resultGrid->horizontalHeader()->setStretchLastSection(true);
+    WindowSettings::keepColumns(resultGrid->horizontalHeader(), gridName);
+    exportButton = named(new QPushButton("导出列表"), "exportButton");
+    saveProgress = makeSaveGauge(this);
+    saveDialog = makeSaveDialog(this);
+    auto* resultPage = new QWidget;
+    auto* resultLayout = new QVBoxLayout(resultPage);
+    resultLayout->addWidget(resultGrid, 1);
+    auto* actions = new QHBoxLayout;
+    actions->addWidget(saveProgress, 1);
+    actions->addStretch();
+    actions->addWidget(exportButton);
+    resultLayout->addLayout(actions);
+
+    pages = new QTabWidget;
+    pages->addTab(searchPage, formTab);
+    pages->addTab(resultPage, resultTab);
+    resultLabel = named(new QLabel, "resultLabel");
+    resultLabel->setWordWrap(true);
+    resultLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    resultLabel->setStyleSheet("QLabel { padding: 4px; font-weight: bold; }");
+    resultLabel->hide();
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(resultLabel);
+    layout->addWidget(pages, 1);
+
+    connect(stopButton, &QPushButton::clicked, this, [this] { stopClick(); });
+    connect(exportButton, &QPushButton::clicked, this,
+            [this] { exportRows(this, *saveDialog, *saveProgress, *resultGrid, exportJob()); });
+    // A double-click opens the item in the browser.
+    connect(resultGrid, &QTableWidget::cellDoubleClicked, this,
+            [this](int row, int) { openAddress(rowLink(row)); });
+}
+
+std::vector<SlotProgress*> RankingWindow::slotGauges() {
+    std::vector<SlotProgress*> list;
+    for (auto& p : progress_)
+        list.push_back(p.get());
+    return list;
+}
+
+void RankingWindow::showRunning(const QString& progress) {
+    resultLabel->hide();
+    resultGrid->setRowCount(0);
+    progressLabel->setText(progress);
+    pages->setCurrentIndex(0);
+    panels->setCurrentIndex(ProgressPanel);
+}
+
+void RankingWindow::showEnded(const QString& outcome) {
+    panels->setCurrentIndex(FormPanel);
+    searchMemoLog->appendPlainText(outcome);
+    resultLabel->setText(outcome);
+    resultLabel->show();
+    if (resultGrid->rowCount() > 0) pages->setCurrentIndex(1);
+}
+
+void RankingWindow::appendRow(const std::vector<std::string>& cells) {
+    const int row = resultGrid->rowCount();
+    resultGrid->insertRow(row);
+    for (int c = 0; c < int(cells.size()); ++c)
+        resultGrid->setItem(row, c, new QTableWidgetItem(QString::fromStdString(cells[size_t(c)])));
+}
+
+} // namespace vantor

@@ -1,0 +1,114 @@
+#include "TitemTopSaleGatherFrm.h"
+
+#include "UserMessages.h"
+#include "WindowActions.h"
+
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSlider>
+
+namespace vantor {
+
+// Passes what the search reports on its threads to the window's thread.
+class TitemTopSaleGatherFrm::Bridge : public ItemRankingObserver {
+public:
+    explicit Bridge(TitemTopSaleGatherFrm* window) : window_(window) {}
+    void itemsRead(int count) override {
+        post(window_, [count](TitemTopSaleGatherFrm* w) {
+            w->progressLabel->setText(QString("正在采集：%1个商品").arg(count));
+        });
+    }
+    void statusLine(const std::string& text) override {
+        post(window_,
+             [text = QString::fromStdString(text)](TitemTopSaleGatherFrm* w) { emit w->statusLine(text); });
+    }
+    void rankingEnded(JobEnd end, const std::vector<TItemInfo>& rows, int total) override {
+        post(window_, [end, rows, total](TitemTopSaleGatherFrm* w) { w->rankingEnded(end, rows, total); });
+    }
+
+private:
+    TitemTopSaleGatherFrm* window_;
+};
+
+TitemTopSaleGatherFrm::TitemTopSaleGatherFrm(AgentSource agent, QWidget* parent)
+    : RankingWindow("指定商品销售排行", "高级搜索", "分析结果", itemRankingColumns(), "searchGrid", parent),
+      agent_(std::move(agent)),
+      bridge_(std::make_unique<Bridge>(this)) {
+    q = named(new QLineEdit, "q");
+    loc = named(new QLineEdit, "loc");
+    jg1 = named(new QLineEdit, "jg1");
+    jg2 = named(new QLineEdit, "jg2");
+    searchPageSel = named(new QSlider(Qt::Horizontal), "searchPageSel");
+    searchPageSel->setRange(kMinRankingRange, kMaxRankingRange);
+    searchPageSel->setValue(kDefaultRankingRange);
+    searchRange = named(new QLabel(QString::number(kDefaultRankingRange)), "searchRange");
+    search = named(new QPushButton("搜索"), "search");
+    stopButton->setText("取消");
+
+    form->addRow("商品名：", q);
+    form->addRow("所在地：", loc);
+    auto* prices = new QHBoxLayout;
+    prices->addWidget(jg1);
+    prices->addWidget(new QLabel("－"));
+    prices->addWidget(jg2);
+    form->addRow("价格区间：", prices);
+    auto* range = new QHBoxLayout;
+    range->addWidget(searchPageSel, 1);
+    range->addWidget(searchRange);
+    form->addRow("排名范围：", range);
+    form->addRow("", search);
+
+    connect(searchPageSel, &QSlider::valueChanged, this,
+            [this](int value) { searchRange->setText(QString::number(value)); });
+    connect(search, &QPushButton::clicked, this, &TitemTopSaleGatherFrm::searchClick);
+    clickOnEnter({q, loc, jg1, jg2}, search);
+}
+
+TitemTopSaleGatherFrm::~TitemTopSaleGatherFrm() {
+    stopAndWait();
+}
+
+void TitemTopSaleGatherFrm::stopAndWait() {
+    job_.reset();
+    dropQueuedReports();
+}
+
+void TitemTopSaleGatherFrm::searchClick() {
+    if (busy()) return;
+    ItemRankingQuery query{q->text().toStdString(), jg1->text().trimmed().toStdString(),
+                           jg2->text().trimmed().toStdString(), loc->text().toStdString(),
+                           searchPageSel->value()};
+    if (auto refused = validateItemRanking(query)) {
+        UserMessages::show(this, *refused);
+        return;
+    }
+    searchMemoLog->appendPlainText(
+        QString::fromStdString(itemRankingLog(query, ++searches_, DateTime::now())));
+    rows_.clear();
+    showRunning("正在采集：0个商品");
+    job_ = std::make_unique<ItemRankingJob>(query, agent_(), slotGauges(), *bridge_);
+    job_->start();
+}
+
+void TitemTopSaleGatherFrm::stopClick() {
+    if (job_) job_->stop();
+}
+
+std::string TitemTopSaleGatherFrm::rowLink(int row) const {
+    return row >= 0 && row < int(rows_.size()) ? rows_[size_t(row)].itemUrl : std::string();
+}
+
+void TitemTopSaleGatherFrm::rankingEnded(JobEnd end, std::vector<TItemInfo> rows, int total) {
+    job_.reset();
+    rows_ = std::move(rows);
+    for (size_t i = 0; i < rows_.size(); ++i)
+        appendRow(itemRankingRow(int(i) + 1, rows_[i]));
+    showEnded(QString::fromStdString(itemRankingSummary(end, total)));
+    if (end == JobEnd::Stopped) UserMessages::show(this, kSearchStopped);
+}
+
+} // namespace vantor

@@ -1,0 +1,147 @@
+#include "TtopListGatherFrm.h"
+
+#include "UserMessages.h"
+#include "WindowActions.h"
+#include "market/CategoryTable.h"
+
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSpinBox>
+
+namespace vantor {
+
+// Passes what the gathering reports on its threads to the window's thread.
+class TtopListGatherFrm::Bridge : public CategoryRankingObserver {
+public:
+    explicit Bridge(TtopListGatherFrm* window) : window_(window) {}
+    void categoryStarted(int index, int count, const std::string& name) override {
+        post(window_, [text = QString("正在采集第%1/%2个类目：%3")
+                                  .arg(index + 1)
+                                  .arg(count)
+                                  .arg(QString::fromStdString(name).trimmed())](TtopListGatherFrm* w) {
+            w->progressLabel->setText(text);
+        });
+    }
+    void categorySaved(const std::string&, const std::vector<TItemInfo>& rows) override {
+        post(window_, [rows](TtopListGatherFrm* w) { w->categorySaved(rows); });
+    }
+    void statusLine(const std::string& text) override {
+        post(window_,
+             [text = QString::fromStdString(text)](TtopListGatherFrm* w) { emit w->statusLine(text); });
+    }
+    void message(const std::string& text) override {
+        post(window_,
+             [text = QString::fromStdString(text)](TtopListGatherFrm* w) { UserMessages::show(w, text); });
+    }
+    void rankingEnded(JobEnd end, int categories, int items, const std::string& detail) override {
+        post(window_, [end, categories,
+                       summary = QString::fromStdString(
+                           categoryRankingSummary(end, categories, items, detail))](TtopListGatherFrm* w) {
+            w->rankingEnded(categories, summary);
+            if (end == JobEnd::Stopped) UserMessages::show(w, kGatherStopped);
+        });
+    }
+
+private:
+    TtopListGatherFrm* window_;
+};
+
+TtopListGatherFrm::TtopListGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
+    : RankingWindow("淘宝商品排行采集", "类目选择", "采集结果", categoryRankingColumns(), "itemTopGrid",
+                    parent),
+      agent_(std::move(agent)),
+      dm_(dm),
+      bridge_(std::make_unique<Bridge>(this)) {
+    categories = named(new QListWidget, "categories");
+    for (const auto& category : categoryBrowseCategories()) {
+        auto* entry = new QListWidgetItem(QString::fromStdString(category.name).trimmed(), categories);
+        entry->setFlags(entry->flags() | Qt::ItemIsUserCheckable);
+        entry->setCheckState(Qt::Unchecked);
+    }
+    depth = named(new QSpinBox, "depth");
+    depth->setRange(kMinRankingDepth, kMaxRankingDepth);
+    depth->setSingleStep(20);
+    depth->setValue(kDefaultRankingDepth);
+    depth->setSuffix(" 个商品");
+    selAll = named(new QPushButton("全选"), "selAll");
+    cancelSel = named(new QPushButton("取消全选"), "cancelSel");
+    start = named(new QPushButton("开始采集"), "start");
+    stopButton->setText("停止采集");
+
+    form->addRow("类目：", categories);
+    auto* marks = new QHBoxLayout;
+    marks->addWidget(selAll);
+    marks->addWidget(cancelSel);
+    marks->addStretch();
+    form->addRow("", marks);
+    form->addRow("每个类目采集前：", depth);
+    form->addRow("",
+                 new QLabel("按销量排序读取类目页面，保存为本月排行；同月再次采集会替换该类目本月的排行。"));
+    form->addRow("", start);
+
+    connect(selAll, &QPushButton::clicked, this, [this] { markAll(true); });
+    connect(cancelSel, &QPushButton::clicked, this, [this] { markAll(false); });
+    connect(start, &QPushButton::clicked, this, &TtopListGatherFrm::startClick);
+}
+
+TtopListGatherFrm::~TtopListGatherFrm() {
+    stopAndWait();
+}
+
+void TtopListGatherFrm::stopAndWait() {
+    job_.reset();
+    dropQueuedReports();
+}
+
+void TtopListGatherFrm::markAll(bool ticked) {
+    for (int i = 0; i < categories->count(); ++i)
+        categories->item(i)->setCheckState(ticked ? Qt::Checked : Qt::Unchecked);
+}
+
+void TtopListGatherFrm::startClick() {
+    if (busy()) return;
+    std::vector<int> chosen;
+    for (int i = 0; i < categories->count(); ++i)
+        if (categories->item(i)->checkState() == Qt::Checked) chosen.push_back(i);
+    if (auto refused = validateCategoryRanking(chosen, depth->value())) {
+        UserMessages::show(this, *refused);
+        return;
+    }
+    rows_.clear();
+    firstCategory_ = chosen.front();
+    saved_ = DateTime::now();
+    searchMemoLog->appendPlainText(
+        QString::fromStdString(categoryRankingLog(chosen, depth->value(), ++runs_, saved_)));
+    showRunning("正在连接");
+    dm_.open();
+    job_ = std::make_unique<CategoryRanking>(dm_.file(), std::move(chosen), depth->value(), agent_(),
+                                             slotGauges(), *bridge_, saved_);
+    job_->start();
+}
+
+void TtopListGatherFrm::stopClick() {
+    if (job_) job_->stop();
+}
+
+std::string TtopListGatherFrm::rowLink(int row) const {
+    return row >= 0 && row < int(rows_.size()) ? rows_[size_t(row)].item.itemUrl : std::string();
+}
+
+void TtopListGatherFrm::categorySaved(const std::vector<TItemInfo>& rows) {
+    for (size_t i = 0; i < rows.size(); ++i) {
+        rows_.push_back({int(i) + 1, rows[i]});
+        appendRow(categoryRankingRow(rows_.back(), saved_));
+    }
+}
+
+void TtopListGatherFrm::rankingEnded(int categories, const QString& summary) {
+    job_.reset();
+    showEnded(summary);
+    if (categories > 0) emit rankingsSaved(firstCategory_, saved_.month);
+}
+
+} // namespace vantor
