@@ -7,9 +7,12 @@
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QHeaderView>
+#include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QTableWidget>
 #include <QUrl>
 
 namespace vantor {
@@ -72,6 +75,36 @@ QProgressBar* makeSaveGauge(QWidget* parent) {
     gauge->setValue(0);
     gauge->hide();
     return gauge;
+}
+
+QTableWidget* makeResultGrid(const std::vector<std::string>& titles, const char* name,
+                             const std::vector<int>& widths) {
+    auto* grid = new QTableWidget(0, int(titles.size()));
+    grid->setObjectName(name);
+    QStringList headers;
+    for (const auto& title : titles)
+        headers << fromUtf8(title);
+    grid->setHorizontalHeaderLabels(headers);
+    for (int c = 0; c < int(widths.size()); ++c)
+        if (widths[size_t(c)] > 0) grid->setColumnWidth(c, widths[size_t(c)]);
+    grid->verticalHeader()->hide();
+    grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    grid->setSelectionBehavior(QAbstractItemView::SelectRows);
+    grid->setAlternatingRowColors(true);
+    grid->horizontalHeader()->setSectionsMovable(true);
+    grid->horizontalHeader()->setStretchLastSection(true);
+    WindowSettings::keepColumns(grid->horizontalHeader(), name);
+    return grid;
+}
+
+QLabel* makeOutcomeLabel() {
+    auto* label = new QLabel;
+    label->setObjectName("resultLabel");
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    label->setStyleSheet("QLabel { padding: 4px; font-weight: bold; }");
+    label->hide();
+    return label;
 }
 
 QFileDialog* makeSaveDialog(QWidget* parent) {

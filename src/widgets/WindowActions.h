@@ -6,11 +6,14 @@
 #include <functional>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 class QFileDialog;
+class QLabel;
 class QLineEdit;
 class QPushButton;
 class QProgressBar;
+class QTableWidget;
 class QWidget;
 
 namespace vantor {
@@ -26,6 +29,13 @@ template <class Widget> Widget* named(Widget* widget, const char* name) {
 
 // The export progress bar of a window: hidden until an export runs, its text "已保存".
 QProgressBar* makeSaveGauge(QWidget* parent);
+// A read-only grid of whole rows with these titles and first widths (0: the default), its column
+// widths and order kept under its name.
+QTableWidget* makeResultGrid(const std::vector<std::string>& titles, const char* name,
+                             const std::vector<int>& widths = {});
+// The line above a window's pages that keeps the outcome of its last job in sight: bold, selectable,
+// hidden until there is one.
+QLabel* makeOutcomeLabel();
 // The save dialog of a window: the filter "All files" with the mask "*.csv" writes the program's GBK,
 // a second filter UTF-8 with a byte-order mark; the choice is remembered in the settings file.
 QFileDialog* makeSaveDialog(QWidget* parent);

@@ -1,12 +1,10 @@
 #include "RankingWindow.h"
 
 #include "WindowActions.h"
-#include "WindowSettings.h"
 
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QProgressBar>
@@ -56,22 +54,10 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
     searchLayout->addWidget(panels, 3);
     searchLayout->addWidget(logBox, 2);
 
-    resultGrid = named(new QTableWidget(0, int(columns.size())), gridName);
-    QStringList headers;
-    for (const auto& column : columns)
-        headers << QString::fromStdString(column);
-    resultGrid->setHorizontalHeaderLabels(headers);
-    for (int c = 0; c < int(columns.size()); ++c)
-        resultGrid->setColumnWidth(c, columns[size_t(c)] == "商品名" ? 260
-                                      : columns[size_t(c)] == "序号" ? 50
-                                                                     : 100);
-    resultGrid->verticalHeader()->hide();
-    resultGrid->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    resultGrid->setSelectionBehavior(QAbstractItemView::SelectRows);
-    resultGrid->setAlternatingRowColors(true);
-    resultGrid->horizontalHeader()->setSectionsMovable(true);
-    resultGrid->horizontalHeader()->setStretchLastSection(true);
-    WindowSettings::keepColumns(resultGrid->horizontalHeader(), gridName);
+    std::vector<int> widths;
+    for (const std::string& column : columns)
+        widths.push_back(column == "商品名" ? 260 : column == "序号" ? 50 : 100);
+    resultGrid = makeResultGrid(columns, gridName, widths);
     exportButton = named(new QPushButton("导出列表"), "exportButton");
     saveProgress = makeSaveGauge(this);
     saveDialog = makeSaveDialog(this);
@@ -87,11 +73,7 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
     pages = new QTabWidget;
     pages->addTab(searchPage, formTab);
     pages->addTab(resultPage, resultTab);
-    resultLabel = named(new QLabel, "resultLabel");
-    resultLabel->setWordWrap(true);
-    resultLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    resultLabel->setStyleSheet("QLabel { padding: 4px; font-weight: bold; }");
-    resultLabel->hide();
+    resultLabel = makeOutcomeLabel();
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(resultLabel);

@@ -2,7 +2,6 @@
 
 #include "UserMessages.h"
 #include "WindowActions.h"
-#include "WindowSettings.h"
 #include "gather/GatherTexts.h"
 #include "market/CategoryTable.h"
 
@@ -13,7 +12,6 @@
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -220,19 +218,7 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     searchPageLayout->addWidget(logBox, 2);
 
     // The result page.
-    searchGrid = new QTableWidget(0, 9);
-    QStringList headers;
-    for (const auto& column : searchGridColumns())
-        headers << q8(column);
-    searchGrid->setHorizontalHeaderLabels(headers);
-    searchGrid->verticalHeader()->hide();
-    searchGrid->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    searchGrid->setSelectionBehavior(QAbstractItemView::SelectRows);
-    searchGrid->setAlternatingRowColors(true);
-    searchGrid->horizontalHeader()->setStretchLastSection(true);
-    searchGrid->setObjectName("searchGrid");
-    searchGrid->horizontalHeader()->setSectionsMovable(true);
-    WindowSettings::keepColumns(searchGrid->horizontalHeader(), "searchGrid");
+    searchGrid = makeResultGrid(searchGridColumns(), "searchGrid");
     selAll = new QPushButton(texts.selectAll);
     cancelSel = new QPushButton(texts.cancelAll);
     saveSearch = new QPushButton(texts.start);
@@ -251,12 +237,7 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     pages = new QTabWidget;
     pages->addTab(searchPage, "高级搜索");
     pages->addTab(resultPage, "搜索结果");
-    resultLabel = new QLabel;
-    resultLabel->setObjectName("resultLabel");
-    resultLabel->setWordWrap(true);
-    resultLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    resultLabel->setStyleSheet("QLabel { padding: 4px; font-weight: bold; }");
-    resultLabel->hide();
+    resultLabel = makeOutcomeLabel();
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(resultLabel);

@@ -35,7 +35,8 @@ private:
 };
 
 TitemTopSaleGatherFrm::TitemTopSaleGatherFrm(AgentSource agent, QWidget* parent)
-    : RankingWindow("指定商品销售排行", "高级搜索", "分析结果", itemRankingColumns(), "searchGrid", parent),
+    : RankingWindow("指定商品销售排行", "高级搜索", "分析结果", itemRankingColumns(), "itemRankingGrid",
+                    parent),
       agent_(std::move(agent)),
       bridge_(std::make_unique<Bridge>(this)) {
     q = named(new QLineEdit, "q");

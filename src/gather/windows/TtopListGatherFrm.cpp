@@ -51,8 +51,8 @@ private:
 };
 
 TtopListGatherFrm::TtopListGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
-    : RankingWindow("淘宝商品排行采集", "类目选择", "采集结果", categoryRankingColumns(), "itemTopGrid",
-                    parent),
+    : RankingWindow("淘宝商品排行采集", "类目选择", "采集结果", categoryRankingColumns(),
+                    "categoryRankingGrid", parent),
       agent_(std::move(agent)),
       dm_(dm),
       bridge_(std::make_unique<Bridge>(this)) {
