@@ -2,6 +2,7 @@
 
 #include "GatherPersistence.h"
 #include "GatherTexts.h"
+#include "ItemRanking.h"
 #include "db/TDM.h"
 #include "market/CategoryTable.h"
 #include "market/MarketHosts.h"
@@ -18,13 +19,6 @@ namespace vantor {
 namespace {
 
 constexpr int kPageSize = 80;
-
-std::string salesAmount(const TItemInfo& item) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.2f",
-                  std::strtod(item.price.c_str(), nullptr) * std::strtod(item.cell22.c_str(), nullptr));
-    return text;
-}
 
 const std::string& categoryName(int position) {
     return categoryBrowseCategories().at(size_t(position)).name;
@@ -87,7 +81,7 @@ std::vector<std::string> categoryRankingRow(const RankedItem& row, const DateTim
             item.price,
             item.shipping,
             item.cell22,
-            salesAmount(item),
+            rankingSalesAmount(item),
             item.cell23,
             item.place,
             item.itemUrl};

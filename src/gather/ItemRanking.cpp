@@ -69,20 +69,16 @@ const std::vector<std::string>& itemRankingColumns() {
     return columns;
 }
 
-std::vector<std::string> itemRankingRow(int number, const TItemInfo& item) {
+std::string rankingSalesAmount(const TItemInfo& item) {
     char amount[32];
     std::snprintf(amount, sizeof amount, "%.2f", vantor::number(item.price) * vantor::number(item.cell22));
+    return amount;
+}
+
+std::vector<std::string> itemRankingRow(int number, const TItemInfo& item) {
     // The search page shows no bookmarks: the column stays empty rather than claim a zero.
-    return {std::to_string(number),
-            item.dianzhu,
-            item.itemTitle,
-            item.price,
-            item.shipping,
-            item.cell22,
-            amount,
-            "",
-            item.place,
-            item.itemUrl};
+    return {std::to_string(number),   item.dianzhu, item.itemTitle, item.price,  item.shipping, item.cell22,
+            rankingSalesAmount(item), "",           item.place,     item.itemUrl};
 }
 
 CsvJob itemRankingExport(const std::vector<TItemInfo>& rows) {

@@ -44,7 +44,9 @@ inline int itemRankingPages(int range) {
     return (range + 79) / 80;
 }
 
-// The grid's columns and one item as a row (UTF-8): 销售额 is price × 30-day sales, two decimals.
+// 销售额 of a ranked item: price × 30-day sales (cell22), two decimals.
+std::string rankingSalesAmount(const TItemInfo& item);
+// The grid's columns and one item as a row (UTF-8).
 const std::vector<std::string>& itemRankingColumns();
 std::vector<std::string> itemRankingRow(int number, const TItemInfo& item);
 // The window's export of the rows, "指定商品排行数据.csv".
