@@ -9,8 +9,6 @@
 #include "parse/Expressions.h"
 #include "parse/THTMLTools.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <mutex>
 
