@@ -64,7 +64,7 @@ private:
 
 // Every page answers with its own path.
 HttpReply echoPath(const HttpRequest& request) {
-    return HttpReply::page(request.path());
+    return HttpReply::page(request.resource());
 }
 
 TDownParamBean job(std::string prefix, std::int32_t first, std::int32_t last, std::string suffix = ".htm",
@@ -90,7 +90,7 @@ std::vector<SlotProgress*> gaugesOf(std::vector<GaugeLog>& logs) {
 
 TEST(Driver, ThreeSlotsShareTenPagesWithThePageStepInTheAddress) {
     HttpServer server([](const HttpRequest& request) {
-        return HttpReply::late(request.path(), std::chrono::milliseconds(100)); // long enough to overlap
+        return HttpReply::late(request.resource(), std::chrono::milliseconds(100)); // long enough to overlap
     });
     auto param = job(server.url("/shops?s="), 1, 10, "&n=40");
     std::vector<GaugeLog> gauges(3);
@@ -167,8 +167,9 @@ TEST(Driver, JobsThatCannotFetchAnythingEndWithoutARequest) {
 }
 
 TEST(Driver, AStopEndsTheJobWithoutHandlersAndAbortsTheDownloads) {
-    HttpServer server(
-        [](const HttpRequest& request) { return HttpReply::late(request.path(), std::chrono::seconds(30)); });
+    HttpServer server([](const HttpRequest& request) {
+        return HttpReply::late(request.resource(), std::chrono::seconds(30));
+    });
     auto param = job(server.url("/p"), 1, 10);
     RecordingCheck rec(param, {nullptr, nullptr, nullptr}, 1, TDownCheck::kPlainMode);
     rec.check.start();
@@ -190,7 +191,8 @@ TEST(Driver, FailuresCountOverTheWholeJobNotPerPage) {
     std::set<std::string> failedOnce;
     HttpServer server([&](const HttpRequest& request) {
         std::lock_guard lock(mutex);
-        if (failedOnce.insert(request.path()).second) return HttpReply::failure(500, "Internal Server Error");
+        if (failedOnce.insert(request.resource()).second)
+            return HttpReply::failure(500, "Internal Server Error");
         return echoPath(request);
     });
     THttpAgent agent;
@@ -204,7 +206,7 @@ TEST(Driver, FailuresCountOverTheWholeJobNotPerPage) {
     EXPECT_FALSE(rec.check.getFinished());
     std::map<std::string, int> tries;
     for (const auto& request : server.requests())
-        ++tries[request.path()];
+        ++tries[request.resource()];
     EXPECT_EQ(tries["/p1.htm"], 2);
     EXPECT_EQ(tries["/p3.htm"], 2);
     // The retry started with the fourth failure is abandoned with the job, sent or not.
@@ -216,7 +218,7 @@ TEST(Driver, FailuresCountOverTheWholeJobNotPerPage) {
 TEST(Driver, AFailedPageIsFetchedAgainInItsSlot) {
     std::atomic<int> thirdPageTries = 0;
     HttpServer server([&](const HttpRequest& request) {
-        if (request.path() == "/p3.htm" && thirdPageTries++ < 2)
+        if (request.resource() == "/p3.htm" && thirdPageTries++ < 2)
             return HttpReply::failure(503, "Service Unavailable");
         return echoPath(request);
     });
@@ -249,7 +251,7 @@ TEST(Driver, OnlyRatingModeFetchesPagesFromOneHundredOnFromTheHistoryHost) {
         std::string later = mode == TDownCheck::kRatingMode ? "ratehis.market.test" : "rate.market.test";
         std::map<std::string, std::string> hostByPath;
         for (const auto& request : server.requests())
-            hostByPath[request.path()] = request.header("Host");
+            hostByPath[request.resource()] = request.header("Host");
         EXPECT_EQ(hostByPath, (std::map<std::string, std::string>{
                                   {"/user-rate-9--currentPage%7C99&v=1", "rate.market.test"},
                                   {"/user-rate-9--currentPage%7C100&v=1", later},

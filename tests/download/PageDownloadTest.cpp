@@ -75,13 +75,13 @@ TEST(PageDownload, ALargeBinaryBodyArrivesWholeAndTheGaugeFollowsIt) {
 TEST(PageDownload, AHangUpEndsAPageOnlyWhereTheServerAnnouncedNoEnd) {
     HttpServer server([](const HttpRequest& request) {
         HttpReply reply = HttpReply::page("whole page, no length");
-        if (request.path() == "/by-close") {
+        if (request.resource() == "/by-close") {
             reply.lengthByClose = true;
             return reply;
         }
         reply.body = std::string(1000, 'x');
         reply.sendOnly = 100; // hangs up after 100 of the 1000 bytes
-        reply.chunked = request.path() == "/chunks";
+        reply.chunked = request.resource() == "/chunks";
         return reply;
     });
     GaugeLog gauge;
@@ -97,12 +97,12 @@ TEST(PageDownload, AHangUpEndsAPageOnlyWhereTheServerAnnouncedNoEnd) {
 
 TEST(PageDownload, FailuresEndInStopWithTheirKindAndTheErrorCode) {
     HttpServer server([](const HttpRequest& request) {
-        if (request.path() == "/hang-up") {
+        if (request.resource() == "/hang-up") {
             HttpReply reply;
             reply.closeBeforeAnyByte = true;
             return reply;
         }
-        if (request.path() == "/missing") return HttpReply::failure(404, "Not Found");
+        if (request.resource() == "/missing") return HttpReply::failure(404, "Not Found");
         return HttpReply::failure(500, "Internal Server Error"); // its error page is no page
     });
     ClosedPort closed;
@@ -117,7 +117,7 @@ TEST(PageDownload, FailuresEndInStopWithTheirKindAndTheErrorCode) {
 TEST(PageDownload, RedirectsAreFollowedUpToTen) {
     // /hop/N sends the client on to /hop/N-1; /hop/0 is the page.
     HttpServer server([](const HttpRequest& request) {
-        int left = std::stoi(request.path().substr(5));
+        int left = std::stoi(request.resource().substr(5));
         if (left == 0) return HttpReply::page("arrived");
         return HttpReply::redirect("/hop/" + std::to_string(left - 1));
     });
@@ -133,7 +133,7 @@ TEST(PageDownload, RedirectsAreFollowedUpToTen) {
 TEST(PageDownload, TheReadTimeOutIsSilenceOnTopOfThirtySeconds) {
     HttpServer server([](const HttpRequest& request) {
         return HttpReply::late("late page",
-                               std::chrono::milliseconds(request.path() == "/slow" ? 300 : 20000));
+                               std::chrono::milliseconds(request.resource() == "/slow" ? 300 : 20000));
     });
     THttpAgent patient;
     patient.ReadTimeOut = -29000; // 1 s without a byte
@@ -194,8 +194,8 @@ TEST(PageDownload, StoppingAbortsTheTransferAndLeavesNoErrorCode) {
 
 TEST(PageDownload, TheNextPageOfASlotKeepsTheThreadAndTheConnection) {
     HttpServer server([](const HttpRequest& request) {
-        HttpReply reply = HttpReply::page(request.path());
-        reply.lengthByClose = request.path() == "/last-before-close"; // the server ends this connection
+        HttpReply reply = HttpReply::page(request.resource());
+        reply.lengthByClose = request.resource() == "/last-before-close"; // the server ends this connection
         return reply;
     });
     DownSignal signal;

@@ -6,9 +6,46 @@ std::string HttpRequest::url() const {
     return "http://" + host + path + (query.empty() ? "" : "?" + query);
 }
 
-std::string HttpRequest::header(const std::string& lowerName) const {
-    auto it = headers.find(lowerName);
+std::string HttpRequest::resource() const {
+    if (!absoluteForm) return target;
+    const size_t slash = target.find('/', target.find("://") + 3);
+    return slash == std::string::npos ? "/" : target.substr(slash);
+}
+
+std::string HttpRequest::header(const std::string& name) const {
+    std::string lower = name;
+    for (char& c : lower)
+        c = c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
+    auto it = headers.find(lower);
     return it == headers.end() ? std::string() : it->second;
+}
+
+HttpResponse HttpResponse::page(std::string body) {
+    HttpResponse r;
+    r.body = std::move(body);
+    return r;
+}
+
+HttpResponse HttpResponse::late(std::string body, std::chrono::milliseconds delay) {
+    HttpResponse r = page(std::move(body));
+    r.delay = delay;
+    return r;
+}
+
+HttpResponse HttpResponse::redirect(std::string location) {
+    HttpResponse r;
+    r.status = 302;
+    r.headers = {{"Location", std::move(location)}};
+    r.body = "moved";
+    return r;
+}
+
+HttpResponse HttpResponse::failure(int status, std::string reason) {
+    HttpResponse r;
+    r.status = status;
+    r.reason = std::move(reason);
+    r.body = "error page";
+    return r;
 }
 
 namespace {

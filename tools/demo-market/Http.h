@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,14 +20,30 @@ struct HttpRequest {
 
     // "http://" + host + path + "?" + query
     std::string url() const;
-    std::string header(const std::string& lowerName) const;
+    // The target without scheme and host: path and query as sent.
+    std::string resource() const;
+    // A header's value, its name found without regard to letter case; empty when absent.
+    std::string header(const std::string& name) const;
 };
 
+// An answer, and the ways a real server misbehaves while giving it.
 struct HttpResponse {
     int status = 200;
+    std::string reason; // empty: the usual phrase of the status
     std::string contentType = "text/html; charset=GBK";
     std::string body;
     std::vector<std::pair<std::string, std::string>> headers;
+    std::chrono::milliseconds delay{0}; // before the first byte; a client hanging up meanwhile is noticed
+    bool closeBeforeAnyByte = false;
+    std::optional<size_t> sendOnly; // hang up after this many bytes of the body (the length says all)
+    bool lengthByClose = false;     // no Content-Length: the body ends when the server hangs up
+    bool chunked = false;           // the body as one chunk; with sendOnly the closing chunk never comes
+
+    static HttpResponse page(std::string body);
+    // A page held back before its first byte.
+    static HttpResponse late(std::string body, std::chrono::milliseconds delay);
+    static HttpResponse redirect(std::string location);
+    static HttpResponse failure(int status, std::string reason);
 };
 
 // Query keys and values, percent-decoded ("+" as blank), in order; a key may repeat. Values stay in

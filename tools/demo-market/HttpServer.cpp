@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <stdexcept>
 
@@ -76,16 +78,6 @@ bool parseHead(const std::string& head, HttpRequest& req, std::string& version) 
     return true;
 }
 
-std::string responseHead(const HttpResponse& r, size_t length, bool keepAlive) {
-    std::string head = "HTTP/1.1 " + std::to_string(r.status) + " " + reasonPhrase(r.status) + "\r\n";
-    head += "Server: vantor-demo-market\r\nContent-Type: " + r.contentType + "\r\n";
-    head += "Content-Length: " + std::to_string(length) + "\r\n";
-    for (const auto& [name, value] : r.headers)
-        head += name + ": " + value + "\r\n";
-    head += keepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n";
-    return head;
-}
-
 } // namespace
 
 HttpServer::HttpServer(Options options, Handler handler, FaultPlan& faults, FaultScope faultScope)
@@ -134,12 +126,26 @@ void HttpServer::stop() {
 
 std::vector<std::string> HttpServer::requests() const {
     std::lock_guard lock(logMutex_);
+    std::vector<std::string> urls;
+    for (const HttpRequest& request : log_)
+        urls.push_back(request.url());
+    return urls;
+}
+
+std::vector<HttpRequest> HttpServer::requestLog() const {
+    std::lock_guard lock(logMutex_);
     return {log_.begin(), log_.end()};
 }
 
-void HttpServer::log(const std::string& url) {
+std::size_t HttpServer::requestCount() const {
     std::lock_guard lock(logMutex_);
-    log_.push_back(url);
+    return requestCount_;
+}
+
+void HttpServer::log(const HttpRequest& request) {
+    std::lock_guard lock(logMutex_);
+    ++requestCount_;
+    log_.push_back(request);
     if (log_.size() > kRequestLogSize) log_.pop_front();
 }
 
@@ -172,6 +178,9 @@ void HttpServer::acceptLoop() {
         if (::poll(fds, 2, kPollSliceMs) <= 0 || !(fds[0].revents & POLLIN)) continue;
         const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0) continue;
+        const int one = 1;
+        ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        ++accepted_;
         auto connection = std::make_unique<Connection>();
         connection->fd = fd;
         Connection& c = *connection;
@@ -179,6 +188,8 @@ void HttpServer::acceptLoop() {
         connections_.push_back(std::move(connection));
         c.thread = std::thread([this, &c] {
             serve(c);
+            // A half-close at once, so a client reading to the end of the stream gets it now.
+            ::shutdown(c.fd, SHUT_WR);
             c.done = true;
         });
     }
@@ -201,11 +212,71 @@ bool HttpServer::sendAll(int fd, const std::string& data) const {
     return sent == data.size();
 }
 
-void HttpServer::sleepUnlessStopped(std::chrono::milliseconds delay) const {
+bool HttpServer::holdBack(int fd, std::chrono::milliseconds delay) {
     const auto until = std::chrono::steady_clock::now() + std::min(delay, FaultPlan::kLongestDelay);
-    while (!stopping_ && std::chrono::steady_clock::now() < until)
-        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(
-            std::chrono::milliseconds(kPollSliceMs), until - std::chrono::steady_clock::now()));
+    while (!stopping_ && std::chrono::steady_clock::now() < until) {
+        pollfd p{fd, POLLRDHUP, 0};
+        if (::poll(&p, 1, kPollSliceMs) > 0 && (p.revents & (POLLRDHUP | POLLHUP | POLLERR))) {
+            ++hangUps_;
+            return false;
+        }
+    }
+    return !stopping_;
+}
+
+HttpResponse HttpServer::respond(const HttpRequest& req) {
+    if (!options_.proxyUser.empty() && req.absoluteForm &&
+        req.header("proxy-authorization") !=
+            "Basic " + base64(options_.proxyUser + ":" + options_.proxyPassword)) {
+        HttpResponse r = textResponse(407, "proxy authentication required");
+        r.headers.emplace_back("Proxy-Authenticate", "Basic realm=\"vantor demo market\"");
+        return r;
+    }
+    if (req.method != "GET" && req.method != "HEAD") return textResponse(405, "only GET and HEAD");
+    const std::optional<FaultRule> fault = faultScope_(req) ? faults_.fire(req.url()) : std::nullopt;
+    HttpResponse r;
+    if (fault && fault->kind == FaultRule::Kind::Error) {
+        r = textResponse(fault->status, "injected fault");
+    } else if (!fault || fault->kind != FaultRule::Kind::Drop) {
+        try {
+            r = handler_(req);
+        } catch (const std::exception& e) {
+            r = textResponse(500, std::string("demo market error: ") + e.what());
+        }
+    }
+    if (fault) {
+        r.delay += fault->delay;
+        r.closeBeforeAnyByte = fault->kind == FaultRule::Kind::Drop;
+        if (fault->kind == FaultRule::Kind::Truncate) r.sendOnly = r.body.size() / 2;
+    }
+    return r;
+}
+
+bool HttpServer::answer(int fd, const HttpRequest& req, const HttpResponse& r, bool keepAlive) {
+    if (r.delay.count() > 0 && !holdBack(fd, r.delay)) return false;
+    if (r.closeBeforeAnyByte) return false;
+    const bool hangUp = r.sendOnly || r.lengthByClose || !keepAlive;
+    std::string head = "HTTP/1.1 " + std::to_string(r.status) + " " +
+                       (r.reason.empty() ? std::string(reasonPhrase(r.status)) : r.reason) + "\r\n";
+    head += "Server: vantor-demo-market\r\nContent-Type: " + r.contentType + "\r\n";
+    for (const auto& [name, value] : r.headers)
+        head += name + ": " + value + "\r\n";
+    if (r.chunked)
+        head += "Transfer-Encoding: chunked\r\n";
+    else if (!r.lengthByClose)
+        head += "Content-Length: " + std::to_string(r.body.size()) + "\r\n";
+    head += hangUp ? "Connection: close\r\n\r\n" : "Connection: keep-alive\r\n\r\n";
+    std::string body =
+        req.method == "HEAD" ? std::string() : r.body.substr(0, r.sendOnly.value_or(r.body.size()));
+    if (r.chunked) {
+        char size[24];
+        std::snprintf(size, sizeof size, "%zx\r\n", body.size());
+        body = size + body + "\r\n" + (r.sendOnly ? "" : "0\r\n\r\n");
+    }
+    // One write for head and body, so a small reply is one segment.
+    if (!sendAll(fd, head + body)) return false;
+    if (!r.sendOnly) ++repliesSent_;
+    return !hangUp;
 }
 
 void HttpServer::serve(Connection& connection) {
@@ -224,23 +295,21 @@ void HttpServer::serve(Connection& connection) {
         return true;
     };
     while (!stopping_) {
+        HttpRequest req;
         size_t headEnd;
         while ((headEnd = buffer.find("\r\n\r\n")) == std::string::npos) {
             if (stopping_ || !receive()) return;
             if (buffer.size() > kMaxHeadBytes) {
-                const HttpResponse r = textResponse(400, "request head too long");
-                sendAll(fd, responseHead(r, r.body.size(), false) + r.body);
+                answer(fd, req, textResponse(400, "request head too long"), false);
                 return;
             }
         }
         idleMs = 0;
-        HttpRequest req;
         std::string version;
         const bool parsed = parseHead(buffer.substr(0, headEnd), req, version);
         buffer.erase(0, headEnd + 4);
         if (!parsed) {
-            const HttpResponse r = textResponse(400, "bad request line");
-            sendAll(fd, responseHead(r, r.body.size(), false) + r.body);
+            answer(fd, req, textResponse(400, "bad request line"), false);
             return;
         }
         // A body is not used by any page; it is read past so the next request on the line is found.
@@ -255,40 +324,14 @@ void HttpServer::serve(Connection& connection) {
         const bool keepAlive = version == "HTTP/1.1"
                                    ? connectionHeader.find("close") == std::string::npos
                                    : connectionHeader.find("keep-alive") != std::string::npos;
-        log(req.url());
-
-        HttpResponse response;
-        std::optional<FaultRule> fault;
-        if (!options_.proxyUser.empty() && req.absoluteForm &&
-            req.header("proxy-authorization") !=
-                "Basic " + base64(options_.proxyUser + ":" + options_.proxyPassword)) {
-            response = textResponse(407, "proxy authentication required");
-            response.headers.emplace_back("Proxy-Authenticate", "Basic realm=\"vantor demo market\"");
-        } else if (req.method != "GET" && req.method != "HEAD") {
-            response = textResponse(405, "only GET and HEAD");
-        } else {
-            if (faultScope_(req)) fault = faults_.fire(req.url());
-            if (fault) {
-                sleepUnlessStopped(fault->delay);
-                if (fault->kind == FaultRule::Kind::Drop || stopping_) return;
-            }
-            if (fault && fault->kind == FaultRule::Kind::Error) {
-                response = textResponse(fault->status, "injected fault");
-            } else {
-                try {
-                    response = handler_(req);
-                } catch (const std::exception& e) {
-                    response = textResponse(500, std::string("demo market error: ") + e.what());
-                }
-            }
+        log(req);
+        const int inHand = ++inFlight_;
+        for (int most = maxInFlight_.load();
+             inHand > most && !maxInFlight_.compare_exchange_weak(most, inHand);) {
         }
-        const std::string body = req.method == "HEAD" ? std::string() : response.body;
-        const std::string head = responseHead(response, response.body.size(), keepAlive);
-        if (fault && fault->kind == FaultRule::Kind::Truncate) {
-            sendAll(fd, head + body.substr(0, body.size() / 2));
-            return;
-        }
-        if (!sendAll(fd, head + body) || !keepAlive) return;
+        const bool open = answer(fd, req, respond(req), keepAlive);
+        --inFlight_;
+        if (!open) return;
     }
 }
 

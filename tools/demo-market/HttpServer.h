@@ -17,8 +17,9 @@
 namespace vantor::demo {
 
 // An HTTP/1.1 server on 127.0.0.1 that takes requests in absolute form (as a forward proxy) and in
-// origin form (with a Host header), with persistent connections. A thread per connection, at most
-// kMaxConnections at once; every wait is cut into short polls that watch for stop().
+// origin form (with a Host header), with persistent connections, and answers with whatever
+// misbehaviour a response asks for. A thread per connection, at most kMaxConnections at once; every
+// wait is cut into short polls that watch for stop(). It is the demo market's server and the tests'.
 class HttpServer {
 public:
     using Handler = std::function<HttpResponse(const HttpRequest&)>;
@@ -46,6 +47,13 @@ public:
 
     // The addresses of the requests received (request.url()), oldest first, the last kRequestLogSize.
     std::vector<std::string> requests() const;
+    // The same requests whole, headers included.
+    std::vector<HttpRequest> requestLog() const;
+    std::size_t requestCount() const;                       // every request received, the log's limit aside
+    int maxInFlight() const { return maxInFlight_.load(); } // most requests in hand at one time
+    int repliesSent() const { return repliesSent_.load(); } // replies sent to the end
+    int hangUps() const { return hangUps_.load(); }         // clients that left during a delay
+    int connections() const { return accepted_.load(); }    // connections accepted
 
 private:
     struct Connection {
@@ -56,11 +64,15 @@ private:
 
     void acceptLoop();
     void serve(Connection& connection);
+    HttpResponse respond(const HttpRequest& req);
+    // Returns whether the connection stays open for another request.
+    bool answer(int fd, const HttpRequest& req, const HttpResponse& response, bool keepAlive);
     bool waitReadable(int fd, int timeoutMs) const;
     bool sendAll(int fd, const std::string& data) const;
-    void sleepUnlessStopped(std::chrono::milliseconds delay) const;
+    // Holds the answer back; false when the client hung up meanwhile or the server stops.
+    bool holdBack(int fd, std::chrono::milliseconds delay);
     void reap(bool all);
-    void log(const std::string& url);
+    void log(const HttpRequest& request);
 
     Options options_;
     Handler handler_;
@@ -74,7 +86,9 @@ private:
     std::mutex connectionsMutex_;
     std::list<std::unique_ptr<Connection>> connections_;
     mutable std::mutex logMutex_;
-    std::deque<std::string> log_;
+    std::deque<HttpRequest> log_;
+    std::size_t requestCount_ = 0;
+    std::atomic<int> inFlight_{0}, maxInFlight_{0}, repliesSent_{0}, hangUps_{0}, accepted_{0};
 };
 
 } // namespace vantor::demo
