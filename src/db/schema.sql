@@ -95,6 +95,14 @@ CREATE TABLE IF NOT EXISTS pjinfo (
 CREATE INDEX IF NOT EXISTS pjinfo_dian_id_pjsj ON pjinfo (dian_id, pjsj);
 CREATE INDEX IF NOT EXISTS pjinfo_trade_id ON pjinfo (trade_id);
 
+-- Ratings the marketplace shows as "[不计分]": they add nothing to the credit. Kept apart from pjinfo so
+-- its rows and exports stay as they are.
+CREATE TABLE IF NOT EXISTS pjNoEffect (
+    dian_id INTEGER,
+    trade_id TEXT,
+    PRIMARY KEY (dian_id, trade_id)
+);
+
 CREATE TABLE IF NOT EXISTS itemTop (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
     typeId TEXT,

@@ -274,6 +274,13 @@ void saveRatings(const RecordList<TRateInfo>& ratings, const TDianBaseInfo& shop
             insert.execute();
             if (gauge) gauge->setPosition(++position);
         }
+        auto noEffect =
+            db.prepare("insert or ignore into pjNoEffect(dian_id,trade_id) values(:dianId,:tradeId)");
+        for (const auto& [text, rating] : ratings)
+            if (!rating.counts) {
+                noEffect.bind("dianId", id).bind("tradeId", firstCharacters(rating.tradeId, 20));
+                noEffect.execute();
+            }
         auto dedupe =
             db.prepare(std::string("delete from pjinfo where trade_id  in ") +
                        " (select trade_id from pjinfo where dian_id=:dian_id1 group by " +

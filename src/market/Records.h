@@ -97,6 +97,7 @@ struct TRateInfo {
     std::string tradeId;
     std::string raterLink; // attributes of the rater's link, not saved
     double jg = 0;
+    bool counts = true; // false: shown "[不计分]", it adds nothing to the credit
 };
 
 // A shop's credit summary. Period 1 is the last week, 2 the last month, 3 the last half year, 4 before.

@@ -132,6 +132,7 @@ RecordList<TRateInfo> TParseHtml::parseRateList(std::string_view page, std::stri
             rate.tradeId = row.text(14);
             rate.itemTitle = row.text(15);
             rate.jg = detail::numberField(row.group(17));
+            rate.counts = row.group(2).empty();
             detail::decodeText(rate);
             std::string time = rate.pjsj;
             list.add(std::move(time), std::move(rate));

@@ -12,6 +12,7 @@ void addContains(RowFilter& filter, const char* field, const std::string& text, 
 const std::vector<std::string_view>& deleteShopRatingsStatements() {
     static const std::vector<std::string_view> statements = {
         "delete from pjinfo where dian_id=:dianId",
+        "delete from pjNoEffect where dian_id=:dianId",
         "delete from dianbase where id=:dianId",
     };
     return statements;

@@ -234,6 +234,7 @@ void expectRating(const std::string& listText, const TRateInfo& row, const Ratin
     EXPECT_EQ(row.itemTitle, r.itemTitle);
     EXPECT_EQ(row.tradeId, r.tradeId);
     EXPECT_DOUBLE_EQ(row.jg, r.price);
+    EXPECT_EQ(row.counts, r.counts);
 }
 
 TEST_F(PageCrossCheckTest, RatingListPagesOnBothHosts) {

@@ -73,6 +73,10 @@ TEST_F(GatherRatings, ABigShopCostsItsPagesOnlyAndTakesPagesFrom100FromTheHistor
     const auto ratings = market.model().ratings(big);
     EXPECT_EQ(number("select count(*) from pjinfo"), std::int64_t(ratings.size()));
     EXPECT_EQ(number("select count(distinct trade_id) from pjinfo"), std::int64_t(ratings.size()));
+    // The "[不计分]" ones are kept beside them.
+    std::int64_t noEffect = std::count_if(ratings.begin(), ratings.end(), [](auto& r) { return !r.counts; });
+    ASSERT_GT(noEffect, 0);
+    EXPECT_EQ(number("select count(*) from pjNoEffect n join pjinfo p on p.trade_id=n.trade_id"), noEffect);
     EXPECT_EQ(recorder->saved.ratings, int(ratings.size()));
     EXPECT_EQ(recorder->saved.shops, 1);
     // The bounds are the newest and the oldest rating held.

@@ -32,6 +32,7 @@ TEST(RateList, EveryFieldOfALinkedRater) {
                          "href=\"http://rate.taobao.com/user-rate-b2.htm\" target=\"_blank\"", "43210002",
                          "羊毛围巾 2"));
     EXPECT_DOUBLE_EQ(rate.jg, 41.0);
+    EXPECT_FALSE(rate.counts);
     EXPECT_EQ(list.text(0), "2010-01-11 10:11:12");
 }
 
@@ -43,6 +44,7 @@ TEST(RateList, ARaterWithoutALinkTakesTheNameFromTheOtherGroup) {
     ASSERT_EQ(list.size(), 1u);
     const TRateInfo& rate = list.record(0);
     EXPECT_EQ(std::tie(rate.pjName, rate.raterLink, rate.pjjs), std::tuple("b***9（匿名）", "", ""));
+    EXPECT_TRUE(rate.counts);
 }
 
 TEST(RateList, RatingTimesAreNormalisedAndKeepDoubleByteCharacters) {
