@@ -26,9 +26,15 @@ ChartDocument::ChartDocument(std::string_view subcaption, std::string_view capti
     startTag_.append(axisText).append(kChartLook).append(kChartNumbers);
 }
 
+ChartDocument ChartDocument::pie() {
+    ChartDocument document;
+    document.startTag_ = "<graph showNames='1'  decimalPrecision='0' baseFontSize='12' >";
+    return document;
+}
+
 void ChartDocument::add(const ChartPoint& point, bool showName) {
-    std::string line =
-        "<set name='" + point.name + "' hoverText='" + point.hoverText + "' value='" + point.value + "'";
+    std::string line = "<set name='" + point.name + "' hoverText='" + point.hoverText + "' value='" +
+                       point.value + "'" + point.extra;
     if (!showName) line += " showName='0'";
     line += " />";
     points_.push_back(std::move(line));

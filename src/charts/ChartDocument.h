@@ -29,6 +29,7 @@ struct ChartPoint {
     std::string name;
     std::string hoverText;
     std::string value;
+    std::string extra = {}; // further attributes after the value, each behind a blank
 };
 
 // A chart document: the graph start tag, one set line per point, the end tag. Attribute values go
@@ -37,11 +38,14 @@ class ChartDocument {
 public:
     // axisText runs from "' xAxisName='" up to and including the blank after the last axis name.
     ChartDocument(std::string_view subcaption, std::string_view caption, std::string_view axisText);
+    // A pie chart: the short start tag.
+    static ChartDocument pie();
 
     void add(const ChartPoint& point, bool showName);
     std::vector<std::string> lines() const;
 
 private:
+    ChartDocument() = default;
     std::string startTag_;
     std::vector<std::string> points_;
 };

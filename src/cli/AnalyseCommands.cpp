@@ -1,6 +1,7 @@
 #include "Cli.h"
 
-#include "charts/SalesAnalysis.h"
+#include "charts/Analysis.h"
+#include "charts/RatingAnalysis.h"
 #include "db/TDM.h"
 
 #include <iostream>
@@ -16,6 +17,11 @@ class PathPrinter : public charts::AnalysisObserver {
 public:
     void showMessage(const std::string& text) override { message = text; }
     void documentWritten(const std::filesystem::path& file) override { std::cout << file.string() << '\n'; }
+    void reportCard(const std::vector<charts::CheckLine>& lines) override {
+        for (const auto& line : lines)
+            std::cout << (line.pass ? "【通过】" : "【警告】") << line.item << "：" << line.figure
+                      << "（阈值：" << line.threshold << "）\n";
+    }
     std::string message;
 };
 
@@ -45,17 +51,17 @@ void analyse(const Context& context, const AnalyseOptions& options) {
         throw JobFailed(std::string(kDataFileError) + " " + e.what());
     }
 
+    const charts::Analysis* analysis = nullptr;
+    for (const auto* candidate : charts::allAnalyses())
+        if (candidate->name == options.kind) analysis = candidate;
+
     charts::DateRange range = charts::defaultDateRange(DateTime::now());
     std::optional<charts::AnalysisRequest> request;
-    for (const auto& shop : charts::loadShopList(dm.cn1()))
+    for (const auto& shop : charts::loadShopList(dm.cn1(), *analysis))
         if (shop.id == options.shop)
             request =
                 charts::AnalysisRequest{shop.id, shop.name, options.from.empty() ? range.from : options.from,
                                         options.to.empty() ? range.to : options.to};
-
-    const charts::SalesAnalysis* analysis = nullptr;
-    for (const auto* candidate : charts::salesAnalyses())
-        if (candidate->name == options.kind) analysis = candidate;
 
     PathPrinter printer;
     auto result = charts::runAnalysis(dm.cn1(), charts::Gallery(data), *analysis, request, printer);
@@ -69,12 +75,15 @@ void analyse(const Context& context, const AnalyseOptions& options) {
 void addAnalyseCommand(CLI::App& app, Context& context) {
     auto options = std::make_shared<AnalyseOptions>();
     std::vector<std::string> kinds;
-    for (const auto* analysis : charts::salesAnalyses())
+    for (const auto* analysis : charts::allAnalyses())
         kinds.emplace_back(analysis->name);
 
     auto* command =
-        app.add_subcommand("analyse", "销售分析：把图表和列表文档写入数据目录的 gallery，并列出它们");
-    command->add_option("kind", options->kind, "ranking 销售排行 | time 销售时间分布 | trend 销售趋势")
+        app.add_subcommand("analyse", "销售与评价分析：把图表和列表文档写入数据目录的 gallery，并列出它们");
+    command
+        ->add_option("kind", options->kind,
+                     "ranking 销售排行 | time 销售时间分布 | trend 销售趋势 | rating-trend 评价走势 | "
+                     "rating-check 评价真实度（另列出体检表）")
         ->required()
         ->check(CLI::IsMember(kinds));
     command->add_option("--shop", options->shop, "店铺序号（dianbase.id）")->required();

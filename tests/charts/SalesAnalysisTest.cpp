@@ -78,7 +78,7 @@ protected:
         test::fillSalesFixture(dm.cn1());
     }
 
-    AnalysisResult run(const SalesAnalysis& analysis, std::int64_t shop, const std::string& name,
+    AnalysisResult run(const Analysis& analysis, std::int64_t shop, const std::string& name,
                        const std::string& from = "2011-01-01", const std::string& to = "2011-12-31") {
         return runAnalysis(dm.cn1(), gallery, analysis, AnalysisRequest{shop, name, from, to}, recorder);
     }
@@ -190,7 +190,7 @@ TEST_F(SalesAnalysisTest, TwentyFourPointsShowEverySecondName) {
 }
 
 TEST_F(SalesAnalysisTest, AnEmptyRangeLeavesOnlyTheFrames) {
-    for (const SalesAnalysis* analysis : salesAnalyses())
+    for (const Analysis* analysis : salesAnalyses())
         ASSERT_EQ(run(*analysis, 1, "爱丽丝小店", "2009-01-01", "2009-12-31").outcome,
                   AnalysisOutcome::Written);
     EXPECT_EQ(recorder.written.size(), 13u);
@@ -231,7 +231,7 @@ TEST_F(SalesAnalysisTest, AFailureStopsTheRunAndKeepsWhatWasWritten) {
 TEST_F(SalesAnalysisTest, EveryStatementReadsTheSalesFromAnIndexAlone) {
     // A shop's sales lie scattered over the table; reading them row by row is what makes a large
     // shop slow, so the plan must find sj, amount and getNum in the index it searches by item.
-    for (const SalesAnalysis* analysis : salesAnalyses())
+    for (const Analysis* analysis : salesAnalyses())
         for (const ChartSpec& chart : analysis->charts) {
             auto plan = dm.cn1().prepare("explain query plan " + std::string(chart.statement));
             plan.bind("id", 1).bind("sj1", "2011-01-01 00:00:00").bind("sj2", "2011-12-31 00:00:00");
@@ -255,7 +255,7 @@ TEST_F(SalesAnalysisTest, TheRangeStartsAtTheFirstDaysMidnightAndEqualCountsRank
 
 TEST_F(SalesAnalysisTest, TheShopListPutsTheNewestUpdateThenTheHigherCreditFirst) {
     std::vector<std::pair<std::int64_t, std::string>> got;
-    for (const auto& shop : loadShopList(dm.cn1()))
+    for (const auto& shop : loadShopList(dm.cn1(), salesRanking()))
         got.emplace_back(shop.id, shop.name);
     // Shop 5 has no items and is not offered.
     EXPECT_EQ(got, (std::vector<std::pair<std::int64_t, std::string>>{
@@ -266,7 +266,7 @@ TEST(SalesAnalysisLinks, AMarkerAnywhereInTheAddressNamesItsList) {
     // The browser hands the host lower-cased; a marker inside another address counts too; each window
     // answers only its own markers ("": no list, the address is followed).
     const struct {
-        const SalesAnalysis& analysis;
+        const Analysis& analysis;
         const char* address;
         const char* list;
     } cases[] = {

@@ -38,6 +38,9 @@ const std::vector<std::string> kColours = {"红色", "黑色", "白色", "蓝色
 const std::vector<std::string> kRaterWords = {"快乐的小猪", "雨后彩虹", "冰淇淋",    "小小鱼",
                                               "风中的叶子", "大白兔",   "开心果",    "星空下",
                                               "lily",       "coco",     "運動機器貓"};
+// The rater accounts of a shop that buys credit.
+const std::vector<std::string> kHiredRaters = {"好评小能手88", "cici的小店铺", "阿杰8866", "快乐的小猪520"};
+const std::string kDefaultComment = "评价方未及时做出评价,系统默认好评!";
 const std::vector<std::string> kGoodComments = {"宝贝收到了，质量很好，和描述的一样",
                                                 "物流很快，包装也不错",
                                                 "性价比高 推荐购买",
@@ -121,6 +124,7 @@ std::vector<MarketTime> saleTimes(const Item& item, const MarketCalendar& calend
 struct RatingCore {
     MarketTime time;
     Grade grade;
+    bool bought = false; // one of a burst of bought good ratings
 };
 
 Grade drawGrade(Rng& rng) {
@@ -137,6 +141,14 @@ std::vector<RatingCore> ratingCores(const Shop& shop, const MarketCalendar& cale
         const MarketTime t = drawTime(rng, dayOf(calendar.start), dayOf(calendar.now), calendar.now);
         cores.push_back({t, drawGrade(rng)});
     }
+    // Bought credit arrives in bursts: an eighth of the ratings on three days of the last half year.
+    if (shop.boughtCredit)
+        for (int burst = 0; burst < 3; ++burst) {
+            const std::int64_t day = rng.range(dayOf(calendar.now) - 180, dayOf(calendar.now) - 1);
+            for (int i = burst; i < drawn; i += 24)
+                cores[static_cast<size_t>(i)] = {day * kSecondsPerDay + rng.range(9 * 3600, 23 * 3600),
+                                                 Grade::Good, true};
+        }
     sortNewestFirst(cores, [](const RatingCore& c) { return c.time; });
     // The newer ratings of a revised view, on top: the last two seconds of the market's history.
     for (int i = 0; i < shop.newRatings; ++i)
@@ -267,8 +279,10 @@ MarketModel::MarketModel(std::uint64_t seed, CivilDate today)
         shop.favorite = static_cast<int>(20000 * std::pow(rng.unit(), 3));
         shop.hasRatingLink = i != kNoRatingLinkShop;
         shop.ratingsChange = i % kChangingRatingsEvery == 3;
+        shop.boughtCredit = i % kBoughtCreditEvery == 6;
         shop.ratingCount =
             i == kBigRatingShop ? kBigShopRatings : static_cast<int>(1500 * std::pow(rng.unit(), 3));
+        if (shop.boughtCredit) shop.ratingCount = std::max(shop.ratingCount, 600);
 
         for (const RatingCore& core : ratingCores(shop, calendar_))
             countRating(shop.sellerRates, core.grade, todayDay - dayOf(core.time));
@@ -387,15 +401,20 @@ std::vector<Rating> MarketModel::ratings(const Shop& shop) const {
         r.comment = rng.pick(r.grade == Grade::Good      ? kGoodComments
                              : r.grade == Grade::Neutral ? kNeutralComments
                                                          : kBadComments);
+        if (r.grade == Grade::Good && rng.chance(shop.boughtCredit ? 0.6 : 0.04)) r.comment = kDefaultComment;
         if (r.grade != Grade::Good || rng.chance(0.1)) r.explanation = rng.pick(kExplanations);
         const bool older = number < static_cast<std::uint64_t>(shop.ratingCount - shop.newRatings);
         if (shop.newRatings > 0 && older && number % 7 == 0) r.explanation = "感谢您的再次评价，欢迎常来";
-        r.raterName = rng.pick(kRaterWords) + (rng.chance(0.5) ? std::to_string(rng.range(1, 999)) : "");
+        r.raterName = rng.pick(kRaterWords) + std::to_string(rng.range(1, 99999));
         if (rng.chance(0.85)) r.raterId = std::to_string(rng.range(10000000, 999999999));
         const Item& item = itemOf(shop, static_cast<int>(rng.below(shop.items.size())));
         r.itemId = item.id;
         r.itemTitle = item.title;
         r.price = item.secondPrice > 0 && rng.chance(0.5) ? item.secondPrice : item.price;
+        if (cores[pos].bought) {
+            r.raterName = rng.pick(kHiredRaters);
+            r.price = static_cast<double>(rng.range(10, 99)) / 10; // a trade of one to ten yuan
+        }
         r.tradeId =
             std::to_string(200000000000000LL + shop.index * 100000LL + static_cast<long long>(number));
         ratings.push_back(std::move(r));

@@ -47,6 +47,9 @@ struct Shop {
     // Whether the shop's ratings change after its rating summary was first visited: two newer good
     // ratings on top, and the seller's explanation changed on some existing trades.
     bool ratingsChange = false;
+    // Whether the shop bought credit: ratings from a few raters, bursts of good ratings on cheap
+    // trades on a few days, many automatic good ratings.
+    bool boughtCredit = false;
     int newRatings = 0;                      // of ratingCount, the newer ones a revised view adds
     std::array<PeriodCounts, 3> sellerRates; // by Grade
     std::array<PeriodCounts, 3> buyerRates;
@@ -148,6 +151,7 @@ public:
     static constexpr int kNoRatingLinkShop = 1;     // its shop page has no rating link
     static constexpr int kOddItemsShop = 2;         // items 0, 1, 2: no buyer list, no id, no 30-day figure
     static constexpr int kChangingRatingsEvery = 8; // shops 3, 11, 19, ...: ratings change between visits
+    static constexpr int kBoughtCreditEvery = 8;    // shops 6, 14, 22, ...: bought credit
 
     explicit MarketModel(std::uint64_t seed, CivilDate today = localToday());
 

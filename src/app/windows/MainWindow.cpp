@@ -3,6 +3,8 @@
 #include "AboutDialog.h"
 #include "BrowserPane.h"
 #include "TconfigFrm.h"
+#include "TrateAnalyseTopFrm.h"
+#include "TrateDataAnalyseFrm.h"
 #include "TrateDataViewFrm.h"
 #include "TsaleAnalyseFrm.h"
 #include "TsaleCarrentFrm.h"
@@ -98,9 +100,15 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     rateGather_ = new TrateGatherFrm([this] { return config_.getHttpAgent(); }, dm_);
     display_->addWidget(rateGather_);
     gauge(30);
+    rateCheck_ = new charts::TrateDataAnalyseFrm(dm_, folder_);
+    display_->addWidget(rateCheck_);
+    gauge(35);
     rateDataView_ = new views::TrateDataViewFrm(dm_);
     display_->addWidget(rateDataView_);
     gauge(40);
+    rateTrend_ = new charts::TrateAnalyseTopFrm(dm_, folder_);
+    display_->addWidget(rateTrend_);
+    gauge(45);
     saleGather_ = new TsaleGatherFrm([this] { return config_.getHttpAgent(); }, dm_);
     display_->addWidget(saleGather_);
     for (ShopGatherWindow* gathering : std::initializer_list<ShopGatherWindow*>{rateGather_, saleGather_}) {
@@ -166,6 +174,8 @@ void MainWindow::buildNavigation() {
         {"店铺销售分析", "操作帮助", nullptr, "N29", nullptr, help("/saleAnalyse.jsp")},
         {"店铺评价分析", "数据采集", nullptr, "N10", nullptr, show(rateGather_)},
         {"店铺评价分析", "数据浏览", nullptr, "N11", nullptr, show(rateDataView_)},
+        {"店铺评价分析", "成长分析", "信用成长分析", "N30", nullptr, show(rateTrend_)},
+        {"店铺评价分析", "评价真实度分析", "信用真实度分析", "N31", nullptr, show(rateCheck_)},
         {"店铺评价分析", "操作帮助", nullptr, "N32", nullptr, help("/rateAnalyse.jsp")},
         {"帮助", "导航页", nullptr, "N13", nullptr, help("/welcome.jsp")},
         {"帮助", "系统选项", "选项", "N17", nullptr,
@@ -208,7 +218,8 @@ void MainWindow::buildNavigation() {
 void MainWindow::refreshData(QWidget* changedBy) {
     if (saleDataView_ != changedBy) saleDataView_->reload();
     if (rateDataView_ != changedBy) rateDataView_->reload();
-    for (charts::SaleAnalysisWindow* analysis : {saleAnalyse_, saleTimeArea_, saleCarrent_})
+    for (charts::AnalysisWindow* analysis :
+         {saleAnalyse_, saleTimeArea_, saleCarrent_, rateTrend_, rateCheck_})
         analysis->refreshClick();
 }
 

@@ -24,7 +24,7 @@ class TtopListGatherFrm;
 class WelcomeWindow;
 
 namespace charts {
-class SaleAnalysisWindow;
+class AnalysisWindow;
 } // namespace charts
 
 namespace views {
@@ -96,9 +96,11 @@ private:
     views::TsaleDataViewFrm* saleDataView_ = nullptr;
     TitemTopSaleGatherFrm* itemTopSale_ = nullptr;
     TtopListGatherFrm* topListGather_ = nullptr;
-    charts::SaleAnalysisWindow* saleAnalyse_ = nullptr;
-    charts::SaleAnalysisWindow* saleTimeArea_ = nullptr;
-    charts::SaleAnalysisWindow* saleCarrent_ = nullptr;
+    charts::AnalysisWindow* saleAnalyse_ = nullptr;
+    charts::AnalysisWindow* saleTimeArea_ = nullptr;
+    charts::AnalysisWindow* saleCarrent_ = nullptr;
+    charts::AnalysisWindow* rateTrend_ = nullptr;
+    charts::AnalysisWindow* rateCheck_ = nullptr;
     views::TtopDataViewFrm* topDataView_ = nullptr;
 };
 

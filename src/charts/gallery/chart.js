@@ -67,7 +67,45 @@
         return isFinite(value) ? Number(value).toFixed(decimals) : '';
     }
 
+    // A pie: the short start tag, one slice a point.
+    function pieOption(doc) {
+        return {
+            animation: false,
+            textStyle: { fontFamily: FONT },
+            tooltip: { trigger: 'item', formatter: '{b}：{c}（{d}%）' },
+            legend: { top: 8 },
+            series: [{
+                type: 'pie',
+                radius: '60%',
+                top: 30,
+                data: doc.sets.map(function (set) { return { name: set.name, value: numberOr(set.value, 0) }; })
+            }]
+        };
+    }
+
+    // Credit growth: good, neutral and bad ratings stacked per period, the cumulative credit as a line.
+    function creditSeries(option, doc) {
+        var stack = [['good', '好评', '#26a269'], ['neutral', '中评', '#e5a50a'], ['bad', '差评', '#c01c28']];
+        option.series = stack.map(function (s) {
+            return {
+                type: 'bar', stack: 'ratings', name: s[1], itemStyle: { color: s[2] },
+                data: doc.sets.map(function (set) { return numberOr(set[s[0]], 0); })
+            };
+        });
+        option.series.push({
+            type: 'line', name: '累计信用', yAxisIndex: 1, itemStyle: { color: '#1a5fb4' },
+            data: doc.sets.map(function (set) { return numberOr(set.cumulative, 0); })
+        });
+        option.yAxis = [option.yAxis, { type: 'value', name: '累计信用', scale: true, splitLine: { show: false } }];
+        option.yAxis[0].name = '评价数';
+        option.legend = { top: 44 };
+        option.grid.top = 100;
+        option.tooltip = { trigger: 'axis' };
+        return option;
+    }
+
     function chartOption(doc, kind) {
+        if (kind === 'pie') return pieOption(doc);
         var g = doc.graph;
         var fontSize = numberOr(g.basefontsize, 12);
         var decimals = Math.max(0, Math.min(10, numberOr(g.decimalprecision, 2)));
@@ -75,11 +113,13 @@
         var names = doc.sets.map(function (set) { return set.name === undefined ? '' : set.name; });
         var hidden = doc.sets.map(function (set) { return set.showname === '0'; });
         var points = doc.sets.map(function (set, i) {
-            return { value: numberOr(set.value, 0), name: names[i], hoverText: set.hovertext };
+            var point = { value: numberOr(set.value, 0), name: names[i], hoverText: set.hovertext };
+            if (set.burst === '1') point.itemStyle = { color: '#c01c28' };
+            return point;
         });
         var divLine = colour(g.divlinecolor, numberOr(g.divlinealpha, 100));
         var band = colour(g.alternatehgridcolor, numberOr(g.alternatehgridalpha, 100));
-        return {
+        var option = {
             animation: false,
             textStyle: { fontFamily: FONT, fontSize: fontSize },
             title: {
@@ -127,9 +167,53 @@
             }],
             graphic: points.length ? [] : [{
                 type: 'text', left: 'center', top: 'middle',
-                style: { text: '所选日期内没有销售记录', fontFamily: FONT, fontSize: fontSize + 2, fill: '#999' }
+                style: { text: '所选日期内没有记录', fontFamily: FONT, fontSize: fontSize + 2, fill: '#999' }
             }]
         };
+        return kind === 'credit' ? creditSeries(option, doc) : option;
+    }
+
+    // A list document's rows: one object per "sale" block, its elements by their names.
+    function parseListDocument(text) {
+        var rows = [];
+        var row = null;
+        text.split(/\r?\n/).forEach(function (line) {
+            if (/^\s*<sale>\s*$/.test(line)) row = {};
+            else if (/^\s*<\/sale>\s*$/.test(line)) { if (row) rows.push(row); row = null; }
+            else {
+                var match = /^\s*<([^>\/]+)>([\s\S]*)<\/\1>\s*$/.exec(line);
+                if (row && match) row[match[1]] = match[2];
+            }
+        });
+        return rows;
+    }
+
+    // The report card: every line with its figure, threshold, verdict and the link to its evidence.
+    function drawCard(table) {
+        return readDocument(table.dataset.card).then(function (text) {
+            var rows = text === null ? [] : parseListDocument(text);
+            if (!rows.length) {
+                var note = table.insertRow().insertCell();
+                note.textContent = '还没有分析结果：请选择店铺和日期，按“分析”。';
+                return;
+            }
+            var head = table.createTHead().insertRow();
+            ['项目', '数值', '阈值', '结论', '证据'].forEach(function (title) {
+                var th = document.createElement('th');
+                th.textContent = title;
+                head.appendChild(th);
+            });
+            var body = table.createTBody();
+            rows.forEach(function (row) {
+                var tr = body.insertRow();
+                ['项目', '数值', '阈值', '结论'].forEach(function (name) { tr.insertCell().textContent = row[name] || ''; });
+                tr.cells[3].className = row['结论'] === '警告' ? 'warn' : 'pass';
+                var link = document.createElement('a');
+                link.href = row['证据'] || '#';
+                link.textContent = '导出明细';
+                tr.insertCell().appendChild(link);
+            });
+        });
     }
 
     function showNote(element, text) {
@@ -154,12 +238,15 @@
     var ready = new Promise(function (resolve) {
         document.addEventListener('DOMContentLoaded', function () {
             var elements = Array.prototype.slice.call(document.querySelectorAll('[data-document]'));
+            var cards = Array.prototype.slice.call(document.querySelectorAll('[data-card]'));
             if (typeof echarts === 'undefined') {
                 elements.forEach(function (element) { showNote(element, '图表组件 echarts.min.js 缺失，无法绘图。'); });
                 resolve([]);
                 return;
             }
-            Promise.all(elements.map(drawChart)).then(resolve);
+            Promise.all(cards.map(drawCard)).then(function () {
+                return Promise.all(elements.map(drawChart));
+            }).then(resolve);
         });
     });
 

@@ -31,7 +31,7 @@ void registerSaleScheme() {
     QWebEngineUrlScheme::registerScheme(scheme);
 }
 
-ChartPage::ChartPage(const SalesAnalysis& analysis, std::function<void(const ListLink&)> exportList,
+ChartPage::ChartPage(const Analysis& analysis, std::function<void(const ListLink&)> exportList,
                      QObject* parent)
     : QWebEnginePage(parent), analysis_(analysis), exportList_(std::move(exportList)) {
     QWebEngineProfile* profile = this->profile();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "charts/SalesAnalysis.h"
+#include "charts/Analysis.h"
 
 #include <QWebEnginePage>
 
@@ -17,14 +17,14 @@ void registerSaleScheme();
 class ChartPage : public QWebEnginePage {
     Q_OBJECT
 public:
-    ChartPage(const SalesAnalysis& analysis, std::function<void(const ListLink&)> exportList,
+    ChartPage(const Analysis& analysis, std::function<void(const ListLink&)> exportList,
               QObject* parent = nullptr);
 
 protected:
     bool acceptNavigationRequest(const QUrl& url, NavigationType type, bool isMainFrame) override;
 
 private:
-    const SalesAnalysis& analysis_;
+    const Analysis& analysis_;
     std::function<void(const ListLink&)> exportList_;
 };
 

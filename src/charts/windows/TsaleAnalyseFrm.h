@@ -1,15 +1,16 @@
 #pragma once
 
-#include "SaleAnalysisWindow.h"
+#include "AnalysisWindow.h"
+#include "charts/SalesAnalysis.h"
 
 namespace vantor::charts {
 
 // Sales ranking: items by pieces sold and by turnover, each with its list to export.
-class TsaleAnalyseFrm : public SaleAnalysisWindow {
+class TsaleAnalyseFrm : public AnalysisWindow {
     Q_OBJECT
 public:
     TsaleAnalyseFrm(db::TDM& dm, const DataFolder& folder, QWidget* parent = nullptr)
-        : SaleAnalysisWindow(salesRanking(), dm, folder, parent) {}
+        : AnalysisWindow(salesRanking(), dm, folder, parent) {}
 };
 
 } // namespace vantor::charts

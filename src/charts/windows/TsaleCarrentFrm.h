@@ -1,15 +1,16 @@
 #pragma once
 
-#include "SaleAnalysisWindow.h"
+#include "AnalysisWindow.h"
+#include "charts/SalesAnalysis.h"
 
 namespace vantor::charts {
 
 // Sales trend: pieces, turnover and mean price by day, week and month, with their lists.
-class TsaleCarrentFrm : public SaleAnalysisWindow {
+class TsaleCarrentFrm : public AnalysisWindow {
     Q_OBJECT
 public:
     TsaleCarrentFrm(db::TDM& dm, const DataFolder& folder, QWidget* parent = nullptr)
-        : SaleAnalysisWindow(salesTrend(), dm, folder, parent) {}
+        : AnalysisWindow(salesTrend(), dm, folder, parent) {}
 };
 
 } // namespace vantor::charts

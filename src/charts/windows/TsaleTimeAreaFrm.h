@@ -1,15 +1,16 @@
 #pragma once
 
-#include "SaleAnalysisWindow.h"
+#include "AnalysisWindow.h"
+#include "charts/SalesAnalysis.h"
 
 namespace vantor::charts {
 
 // Sales time distribution: sale records by hour, weekday and month; no lists.
-class TsaleTimeAreaFrm : public SaleAnalysisWindow {
+class TsaleTimeAreaFrm : public AnalysisWindow {
     Q_OBJECT
 public:
     TsaleTimeAreaFrm(db::TDM& dm, const DataFolder& folder, QWidget* parent = nullptr)
-        : SaleAnalysisWindow(salesTimeDistribution(), dm, folder, parent) {}
+        : AnalysisWindow(salesTimeDistribution(), dm, folder, parent) {}
 };
 
 } // namespace vantor::charts

@@ -26,8 +26,7 @@ class SaleAnalysisTest : public test::WindowTest {
     }
 
     // Chooses the shop and the dates, presses "分析" and waits for the page to finish loading.
-    static bool analyse(SaleAnalysisWindow& window, const QString& shop, const QString& from,
-                        const QString& to) {
+    static bool analyse(AnalysisWindow& window, const QString& shop, const QString& from, const QString& to) {
         window.dianmingList->setCurrentIndex(window.dianmingList->findText(shop));
         window.date1->setDate(QDate::fromString(from, "yyyy-MM-dd"));
         window.date2->setDate(QDate::fromString(to, "yyyy-MM-dd"));
@@ -61,7 +60,7 @@ class SaleAnalysisTest : public test::WindowTest {
     }
 
     // Clicks the page's own export link and saves the list as `file`.
-    void exportByLink(SaleAnalysisWindow& window, const QString& marker, const QString& file) {
+    void exportByLink(AnalysisWindow& window, const QString& marker, const QString& file) {
         messages.clear();
         answerSaveDialog(window.saveDlg, file);
         evaluate(window.web1,

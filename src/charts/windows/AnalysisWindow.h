@@ -1,8 +1,8 @@
 #pragma once
 
 #include "base/DataFolder.h"
+#include "charts/Analysis.h"
 #include "charts/Gallery.h"
-#include "charts/SalesAnalysis.h"
 #include "db/TDM.h"
 
 #include <QWidget>
@@ -19,16 +19,16 @@ namespace vantor::charts {
 
 // What the three sales analysis windows share: the shop list, the date range, "分析", the chart
 // page and the export of the page's list links. The work is the core's; the window only asks it.
-class SaleAnalysisWindow : public QWidget {
+class AnalysisWindow : public QWidget {
     Q_OBJECT
 public:
-    SaleAnalysisWindow(const SalesAnalysis& analysis, db::TDM& dm, const DataFolder& folder,
-                       QWidget* parent = nullptr);
+    AnalysisWindow(const Analysis& analysis, db::TDM& dm, const DataFolder& folder,
+                   QWidget* parent = nullptr);
 
     void refreshClick(); // "刷新列表": the current shop stays where it still exists
     void bsSkinButton1Click();
 
-    const SalesAnalysis& analysis() const { return analysis_; }
+    const Analysis& analysis() const { return analysis_; }
     const Gallery& gallery() const { return gallery_; }
 
     QComboBox* dianmingList;
@@ -47,7 +47,7 @@ signals:
 private:
     void exportList(const ListLink& link);
 
-    const SalesAnalysis& analysis_;
+    const Analysis& analysis_;
     db::TDM& dm_;
     Gallery gallery_;
     std::vector<std::int64_t> shopIds_; // entry k of dianmingList is shop shopIds_[k]

@@ -1,4 +1,4 @@
-#include "SaleAnalysisWindow.h"
+#include "AnalysisWindow.h"
 
 #include "ChartPage.h"
 #include "UserMessages.h"
@@ -41,8 +41,8 @@ QDateEdit* dateEdit(const std::string& text, const char* name) {
 
 } // namespace
 
-SaleAnalysisWindow::SaleAnalysisWindow(const SalesAnalysis& analysis, db::TDM& dm, const DataFolder& folder,
-                                       QWidget* parent)
+AnalysisWindow::AnalysisWindow(const Analysis& analysis, db::TDM& dm, const DataFolder& folder,
+                               QWidget* parent)
     : QWidget(parent), analysis_(analysis), dm_(dm), gallery_(folder) {
     setWindowTitle(QString::fromUtf8(analysis.caption.data(), qsizetype(analysis.caption.size())));
 
@@ -91,20 +91,20 @@ SaleAnalysisWindow::SaleAnalysisWindow(const SalesAnalysis& analysis, db::TDM& d
     layout->addLayout(controls);
     layout->addWidget(web1, 1);
 
-    connect(refresh, &QPushButton::clicked, this, &SaleAnalysisWindow::refreshClick);
-    connect(bsSkinButton1, &QPushButton::clicked, this, &SaleAnalysisWindow::bsSkinButton1Click);
+    connect(refresh, &QPushButton::clicked, this, &AnalysisWindow::refreshClick);
+    connect(bsSkinButton1, &QPushButton::clicked, this, &AnalysisWindow::bsSkinButton1Click);
 
     refreshClick();
 }
 
-void SaleAnalysisWindow::refreshClick() {
+void AnalysisWindow::refreshClick() {
     const int index = dianmingList->currentIndex();
     const std::optional<std::int64_t> was =
         index >= 0 ? std::optional(shopIds_[size_t(index)]) : std::optional<std::int64_t>();
     shopIds_.clear();
     dianmingList->clear();
     int keep = 0;
-    for (const ShopChoice& shop : loadShopList(dm_.cn1())) {
+    for (const ShopChoice& shop : loadShopList(dm_.cn1(), analysis_)) {
         if (was && shop.id == *was) keep = dianmingList->count();
         dianmingList->addItem(QString::fromStdString(shop.name));
         shopIds_.push_back(shop.id);
@@ -112,7 +112,7 @@ void SaleAnalysisWindow::refreshClick() {
     if (dianmingList->count() > 0) dianmingList->setCurrentIndex(keep);
 }
 
-void SaleAnalysisWindow::bsSkinButton1Click() {
+void AnalysisWindow::bsSkinButton1Click() {
     std::optional<AnalysisRequest> request;
     if (int index = dianmingList->currentIndex(); index >= 0)
         request = AnalysisRequest{shopIds_[size_t(index)], dianmingList->currentText().toStdString(),
@@ -124,7 +124,7 @@ void SaleAnalysisWindow::bsSkinButton1Click() {
     emit chartsWritten();
 }
 
-void SaleAnalysisWindow::exportList(const ListLink& link) {
+void AnalysisWindow::exportList(const ListLink& link) {
     saveDlg->selectFile(QString::fromUtf8(link.listFile.data(), qsizetype(link.listFile.size())));
     if (saveDlg->exec() != QDialog::Accepted || saveDlg->selectedFiles().isEmpty()) return;
     WindowObserver observer(this);

@@ -1,0 +1,114 @@
+#include "Analysis.h"
+
+#include "RatingAnalysis.h"
+#include "SalesAnalysis.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <stdexcept>
+
+namespace vantor::charts {
+namespace fs = std::filesystem;
+
+namespace {
+
+// The sale times are stored as "yyyy-MM-dd HH:mm:ss" text; limits in the same form compare as the
+// dates they stand for, so a sale at midnight of the last day is still in the range.
+std::string boundDate(const std::string& text) {
+    auto date = DateTime::parse(text);
+    if (!date) throw std::runtime_error("not a date: " + text);
+    return date->toString();
+}
+
+void writeChart(db::Database& db, const Gallery& gallery, const ChartSpec& chart,
+                const AnalysisRequest& request, AnalysisObserver& observer) {
+    auto statement = db.prepare(chart.statement);
+    statement.bind("id", request.shopId)
+        .bind("sj1", boundDate(request.from))
+        .bind("sj2", boundDate(request.to));
+
+    // The label step depends on the number of rows, so the points wait until all are read.
+    std::vector<ChartPoint> points;
+    ListDocument list;
+    for (int rank = 1; statement.step(); ++rank) {
+        points.push_back(chart.point(statement, rank));
+        if (!chart.listFile.empty()) list.add(chart.listRow(statement, rank));
+    }
+
+    ChartDocument document(request.from + "~" + request.to + std::string(chart.title), request.shopName,
+                           chart.axisText);
+    int step = labelStep(int(points.size()));
+    for (size_t i = 0; i < points.size(); ++i)
+        document.add(points[i], labelShown(int(i + 1), step));
+
+    saveDocument(gallery.document(chart.chartFile), document.lines());
+    observer.documentWritten(gallery.document(chart.chartFile));
+    if (chart.listFile.empty()) return;
+    saveDocument(gallery.document(chart.listFile), list.lines());
+    observer.documentWritten(gallery.document(chart.listFile));
+}
+
+char lowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
+}
+
+bool containsIgnoringCase(std::string_view text, std::string_view part) {
+    auto equal = [](char a, char b) { return lowerAscii(a) == lowerAscii(b); };
+    return std::search(text.begin(), text.end(), part.begin(), part.end(), equal) != text.end();
+}
+
+} // namespace
+
+const std::vector<const Analysis*>& allAnalyses() {
+    static const std::vector<const Analysis*> all = {&salesRanking(), &salesTimeDistribution(), &salesTrend(),
+                                                     &creditGrowth(), &ratingCheck()};
+    return all;
+}
+
+const ListLink* Analysis::linkFor(std::string_view address) const {
+    for (const ListLink& link : links)
+        if (containsIgnoringCase(address, link.marker)) return &link;
+    return nullptr;
+}
+
+std::vector<ShopChoice> loadShopList(db::Database& db, const Analysis& analysis) {
+    auto statement = db.prepare(analysis.shopListSql);
+    std::vector<ShopChoice> shops;
+    while (statement.step())
+        shops.push_back({statement.integer(0), statement.text(1)});
+    return shops;
+}
+
+DateRange defaultDateRange(const DateTime& today) {
+    char firstOfYear[16];
+    std::snprintf(firstOfYear, sizeof firstOfYear, "%04d-01-01", today.year);
+    return {firstOfYear, today.toDateString()};
+}
+
+AnalysisResult runAnalysis(db::Database& db, const Gallery& gallery, const Analysis& analysis,
+                           const std::optional<AnalysisRequest>& request, AnalysisObserver& observer) {
+    if (!request) {
+        observer.showMessage(kNoShopChosen);
+        return {AnalysisOutcome::NoShop, {}};
+    }
+    try {
+        gallery.prepare();
+        if (analysis.write) analysis.write(db, gallery, *request, observer);
+        for (const ChartSpec& chart : analysis.charts)
+            writeChart(db, gallery, chart, *request, observer);
+    } catch (const std::exception& e) {
+        observer.showMessage(kGenerateFailed);
+        return {AnalysisOutcome::Failed, e.what()};
+    }
+    return {AnalysisOutcome::Written, {}};
+}
+
+bool exportListDocument(const Gallery& gallery, const ListLink& link, const fs::path& destination,
+                        AnalysisObserver& observer) {
+    std::error_code error;
+    fs::copy_file(gallery.document(link.listFile), destination, fs::copy_options::overwrite_existing, error);
+    observer.showMessage(error ? kExportFailed : kExportDone);
+    return !error;
+}
+
+} // namespace vantor::charts

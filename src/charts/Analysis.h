@@ -1,0 +1,128 @@
+#pragma once
+
+#include "ChartDocument.h"
+#include "Gallery.h"
+#include "base/DateTime.h"
+#include "db/Database.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantor::charts {
+
+inline constexpr const char* kNoShopChosen = "没有选择要分析的店铺，请选择！";
+inline constexpr const char* kGenerateFailed = "生成数据出错！";
+inline constexpr const char* kExportDone = "文件导出成功！";
+inline constexpr const char* kExportFailed = "文件无法导出，请重新分析后，再进行导出！";
+
+// The shops that have items, newest update and higher seller credit first.
+inline constexpr const char* kShopListSql =
+    "select distinct dian_id,dianming,dianUpdateDate,salerCredit from "
+    "iteminfoV order by dianUpdateDate desc,salerCredit desc ";
+
+// One chart of an analysis window: its statement, its document and, where the window offers one,
+// its list document. The formatters turn the statement's current row into a point and a list row.
+struct ChartSpec {
+    std::string_view statement;
+    std::string_view chartFile;
+    std::string_view title;
+    std::string_view axisText;
+    ChartPoint (*point)(const db::Statement& row, int rank);
+    std::string_view listFile; // empty: no list
+    std::vector<ListField> (*listRow)(const db::Statement& row, int rank);
+};
+
+// A link of a page: an address containing the marker exports the list document.
+struct ListLink {
+    std::string_view marker;
+    std::string_view listFile;
+};
+
+// What gathers the rows of an analysis that is no list of statements: it writes its documents itself,
+// saying each to the observer, and raises on a failure.
+struct AnalysisRequest;
+class AnalysisObserver;
+using DocumentWriter = void (*)(db::Database& db, const Gallery& gallery, const AnalysisRequest& request,
+                                AnalysisObserver& observer);
+
+// An analysis window's work: its charts (statement by statement) or its own writer, its page and the
+// page's list links, and the shops it offers.
+struct Analysis {
+    std::string_view name; // as the command line names it
+    std::string_view caption;
+    std::string_view page;
+    std::vector<ChartSpec> charts;
+    std::vector<ListLink> links;
+    const char* shopListSql = kShopListSql;
+    DocumentWriter write = nullptr;
+
+    // The link whose marker the address contains, letter case aside (a browser lower-cases the host
+    // part of "sale://saleCount_/"); null for an address to follow.
+    const ListLink* linkFor(std::string_view address) const;
+};
+
+struct ShopChoice {
+    std::int64_t id;
+    std::string name;
+};
+
+std::vector<ShopChoice> loadShopList(db::Database& db, const Analysis& analysis);
+
+// The analysed range the windows start with: 1 January of this year up to today.
+struct DateRange {
+    std::string from;
+    std::string to;
+};
+DateRange defaultDateRange(const DateTime& today);
+
+// One line of a report card: what was measured, its figure, the threshold it is held against, the
+// verdict, and the link marker of its evidence list.
+struct CheckLine {
+    std::string item;
+    std::string figure;
+    std::string threshold;
+    bool pass = true;
+    std::string marker;
+};
+
+// What a run tells its front end.
+class AnalysisObserver {
+public:
+    virtual ~AnalysisObserver() = default;
+    virtual void showMessage(const std::string& text) = 0;
+    virtual void documentWritten(const std::filesystem::path& file) = 0;
+    // The lines of a report card, as an analysis that makes one has judged them.
+    virtual void reportCard(const std::vector<CheckLine>& lines) {}
+};
+
+struct AnalysisRequest {
+    std::int64_t shopId;
+    std::string shopName;
+    std::string from; // yyyy-MM-dd as the user gave them; the subcaption shows them unchanged
+    std::string to;
+};
+
+enum class AnalysisOutcome { Written, NoShop, Failed };
+
+struct AnalysisResult {
+    AnalysisOutcome outcome;
+    std::string error; // what went wrong underneath, for a Failed run
+};
+
+// The analyses of the program, sales first, in the order of their windows.
+const std::vector<const Analysis*>& allAnalyses();
+
+// Writes every document of the analysis for the shop, chart by chart. Without a shop nothing is
+// written. A failure stops the run; the documents written before it stay.
+AnalysisResult runAnalysis(db::Database& db, const Gallery& gallery, const Analysis& analysis,
+                           const std::optional<AnalysisRequest>& request, AnalysisObserver& observer);
+
+// Copies the list document the last run left to the destination, overwriting it, and tells the user.
+bool exportListDocument(const Gallery& gallery, const ListLink& link,
+                        const std::filesystem::path& destination, AnalysisObserver& observer);
+
+} // namespace vantor::charts

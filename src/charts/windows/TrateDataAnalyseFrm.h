@@ -1,0 +1,16 @@
+#pragma once
+
+#include "AnalysisWindow.h"
+#include "charts/RatingAnalysis.h"
+
+namespace vantor::charts {
+
+// Rating authenticity: the report card of repeat raters, price bands, default ratings and burst days.
+class TrateDataAnalyseFrm : public AnalysisWindow {
+    Q_OBJECT
+public:
+    TrateDataAnalyseFrm(db::TDM& dm, const DataFolder& folder, QWidget* parent = nullptr)
+        : AnalysisWindow(ratingCheck(), dm, folder, parent) {}
+};
+
+} // namespace vantor::charts
