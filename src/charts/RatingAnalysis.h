@@ -9,10 +9,12 @@
 
 namespace vantor::charts {
 
-// The shops with gathered ratings, the most recently rated first, then the higher seller credit.
+// The shops with gathered ratings, the most recently rated first, then the higher seller credit. A
+// shop gathered by its address alone has no name yet: its shopkeeper's stands in.
 inline constexpr const char* kRatedShopListSql =
-    "select d.id,d.dianming from dianbase d where exists (select 1 from pjinfo p where p.dian_id=d.id) "
-    "order by d.pjupdate1 desc,d.salerCredit desc";
+    "select d.id,coalesce(nullif(d.dianming,''),d.dianzhu) from dianbase d where exists (select 1 from "
+    "pjinfo p "
+    "where p.dian_id=d.id) order by d.pjupdate1 desc,d.salerCredit desc";
 
 // One rating as the analyses read it.
 struct RatingRecord {

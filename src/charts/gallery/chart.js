@@ -98,8 +98,8 @@
         });
         option.yAxis = [option.yAxis, { type: 'value', name: '累计信用', scale: true, splitLine: { show: false } }];
         option.yAxis[0].name = '评价数';
-        option.legend = { top: 44 };
-        option.grid.top = 100;
+        option.legend = { top: 64 };
+        option.grid.top = 112;
         option.tooltip = { trigger: 'axis' };
         return option;
     }
