@@ -26,6 +26,12 @@ function fillDatabase() {
         rows.push(`insert into itemInfo(dian_id,itemId,itemTitle) values(1,'i${k}','${titles(k)}');`);
         rows.push(`insert into saleInfo(itemId,amount,sj,buyNum,getNum) values('i${k}',10,'2011-03-${day} ${hour}:00:00',${k},${k});`);
     }
+    // Ratings: a good one a day in March 2011, a bad one on 3 March, nine good ones on 20 March.
+    for (let d = 1; d <= 31; ++d)
+        rows.push(`insert into pjinfo(dian_id,pj,pjsj,trade_id,jg,pjName,pjInfo) values(1,'好评','2011-03-${String(d).padStart(2, '0')} 10:00:00','g${d}',20,'买家${d}','好');`);
+    rows.push(`insert into pjinfo(dian_id,pj,pjsj,trade_id,jg,pjName,pjInfo) values(1,'差评','2011-03-03 11:00:00','b1',5,'买家3','差');`);
+    for (let k = 0; k < 9; ++k)
+        rows.push(`insert into pjinfo(dian_id,pj,pjsj,trade_id,jg,pjName,pjInfo) values(1,'好评','2011-03-20 1${k}:30:00','s${k}',2,'小号','');`);
     const sql = `insert into dianbase(id,dianzhu,dianming,updateDate) values(1,'t','测试小店','2012-01-01 00:00:00');\n${rows.join('\n')}\n`;
     execFileSync('mkdir', ['-p', data]);
     execFileSync(sqlitePath, [join(data, 'lmd_pin.db')], { input: `.read ${schemaPath}\n${sql}` });
@@ -195,4 +201,57 @@ test('a page whose documents were never written says so instead of drawing', asy
     assert.equal(charts[1].document, 'saleCarrentWeek.xml');
     assert.match(charts[1].note, /还没有分析结果/);
     assert.equal(charts[0].points, 28);
+});
+
+// The rating pages: every chart's series with the points it drew, the report card, the links.
+const readRatingPage = `
+    while (!window.vantorGallery) await new Promise((r) => setTimeout(r, 20));
+    await window.vantorGallery.ready;
+    // Per series: its type and name, the points drawn, and the sum of a bar's or pie's values or the
+    // last value of a line.
+    const charts = [...document.querySelectorAll('[data-document]')].map((element) => {
+        const chart = echarts.getInstanceByDom(element);
+        const options = chart.getOption().series;
+        return chart.getModel().getSeries().map((s, i) => {
+            const data = s.getData();
+            const values = options[i].data.map((p) => (typeof p === 'object' ? p.value : p));
+            const drawn = values.filter((v, k) => data.getItemGraphicEl(k)).length;
+            const figure = s.subType === 'line' ? values[values.length - 1] : values.reduce((a, b) => a + b, 0);
+            return [s.subType, options[i].name || '', drawn, figure].join(':');
+        });
+    });
+    const card = [...document.querySelectorAll('.card tbody tr')].map((tr) =>
+        [tr.cells[0].textContent, tr.cells[3].textContent, tr.cells[4].querySelector('a').getAttribute('href')]);
+    const links = [...document.querySelectorAll('p.links a')].map((a) => a.getAttribute('href'));
+    return { charts, card, links };
+`;
+
+async function loadRatingPage(page) {
+    const session = await browser.open(pathToFileURL(join(data, 'Gallery', page)).href);
+    return browser.evaluate(session, readRatingPage);
+}
+
+test('the credit page stacks the ratings of every week and month under the cumulative credit', async () => {
+    analyse('rating-trend');
+    const { charts, links } = await loadRatingPage('Line2D.html');
+    assert.deepEqual(links, ['sale://rateTrendWeek_/', 'sale://rateTrendMonth_/']);
+    // March 2011: Tuesday the 1st is in week 10, the 31st in week 14.
+    assert.deepEqual(charts, [
+        ['bar:好评:5:40', 'bar:中评:5:0', 'bar:差评:5:1', 'line:累计信用:5:39'],
+        ['bar:好评:1:40', 'bar:中评:1:0', 'bar:差评:1:1', 'line:累计信用:1:39'],
+    ]);
+});
+
+test('the check page fills its report card and draws price bands, days and the pie', async () => {
+    analyse('rating-check');
+    const { charts, card, links } = await loadRatingPage('Column2D.html');
+    assert.deepEqual(links, ['sale://rateCheck_/', 'sale://ratePrice_/', 'sale://rateBurst_/', 'sale://rateDefault_/']);
+    assert.deepEqual(card, [
+        ['重复评价买家', '警告', 'sale://rateRepeat_/'],
+        ['同日重复评价', '警告', 'sale://rateRepeat_/'],
+        ['低价商品评价', '通过', 'sale://ratePrice_/'],
+        ['默认好评与空评语', '通过', 'sale://rateDefault_/'],
+        ['评价突增日', '通过', 'sale://rateBurst_/'],
+    ]);
+    assert.deepEqual(charts, [['bar::5:41'], ['bar::31:41'], ['pie::3:41']]);
 });

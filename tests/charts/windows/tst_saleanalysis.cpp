@@ -1,3 +1,5 @@
+#include "TrateAnalyseTopFrm.h"
+#include "TrateDataAnalyseFrm.h"
 #include "TsaleAnalyseFrm.h"
 #include "TsaleCarrentFrm.h"
 #include "TsaleTimeAreaFrm.h"
@@ -163,6 +165,33 @@ private slots:
         auto window = openWindow<TsaleTimeAreaFrm>();
         QVERIFY(analyse(*window, "全天候", "2011-01-01", "2011-12-31"));
         QCOMPARE(drawnPoints(window->web1), QString("24,1,1"));
+    }
+
+    // The rating windows offer only shops with ratings; the credit page stacks one bar per week and
+    // month, the check page fills its card and draws bands, days and the pie; both export by link.
+    void theRatingWindowsDrawTheirPagesAndExportTheirLists() {
+        dm->cn1().exec("insert into pjinfo(dian_id,pj,pjsj,trade_id,jg,pjName,pjInfo) values"
+                       "(2,'好评','2011-03-01 10:00:00','r1',5,'回头客','好'),"
+                       "(2,'差评','2011-03-09 10:00:00','r2',5,'回头客','差'),"
+                       "(2,'好评','2011-04-02 10:00:00','r3',80,'新客','')");
+        auto credit = openWindow<TrateAnalyseTopFrm>();
+        QCOMPARE(credit->dianmingList->count(), 1);
+        QVERIFY(analyse(*credit, "鲍勃", "2011-01-01", "2011-12-31"));
+        QCOMPARE(credit->web1->url().fileName(), QString("Line2D.html"));
+        QCOMPARE(drawnPoints(credit->web1), QString("3,2"));
+        exportByLink(*credit, "rateTrendMonth", target("months.xml"));
+        QCOMPARE(test::readFile(target("months.xml").toStdString()),
+                 test::readFile(credit->gallery().document("rateTrendMonthList.xml")));
+
+        auto check = openWindow<TrateDataAnalyseFrm>();
+        QVERIFY(analyse(*check, "鲍勃", "2011-01-01", "2011-12-31"));
+        QCOMPARE(drawnPoints(check->web1), QString("5,33,3"));
+        QCOMPARE(evaluate(check->web1, "document.querySelectorAll('.card tbody tr').length").toInt(), 5);
+        QCOMPARE(evaluate(check->web1, "document.querySelectorAll('.card .warn').length").toInt(),
+                 2); // repeats, cheap
+        exportByLink(*check, "rateRepeat", target("repeat.xml"));
+        QVERIFY(test::gbkFileAsUtf8(target("repeat.xml").toStdString()).find("<买家>回头客</买家>") !=
+                std::string::npos);
     }
 
     void aFailedRunKeepsThePageAndSaysSo() {
