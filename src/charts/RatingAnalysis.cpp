@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
+#include <optional>
 #include <stdexcept>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace vantor::charts {
 namespace {
@@ -27,15 +29,38 @@ Bounds boundsOf(const AnalysisRequest& request) {
 constexpr const char* kNoEffect =
     "exists(select 1 from pjNoEffect n where n.dian_id=p.dian_id and n.trade_id=p.trade_id)";
 
-std::vector<RatingRecord> readRatings(db::Database& db, std::int64_t shop, const Bounds& bounds) {
+// The shop's ratings of the range in time order, through the (dian_id, pjsj) index. The credit
+// needs time, grade and the "[不计分]" mark, which comes from one read of the shop's marks rather than
+// a lookup per rating; the check needs rater, price and comment, and an item title only where the
+// comment is a default one.
+enum class Columns { Credit, Check };
+std::vector<RatingRecord> readRatings(db::Database& db, std::int64_t shop, const Bounds& bounds,
+                                      Columns columns) {
+    std::unordered_set<std::string> noEffect;
+    if (columns == Columns::Credit) {
+        auto marks = db.prepare("select trade_id from pjNoEffect where dian_id=:id");
+        marks.bind("id", shop);
+        while (marks.step())
+            noEffect.insert(marks.text(0));
+    }
     auto st =
-        db.prepare(std::string("select p.pjsj,p.pj,p.pjName,p.jg,p.pjInfo,p.itemTitle,") + kNoEffect +
-                   " from pjinfo p where p.dian_id=:id and p.pjsj>=:sj1 and p.pjsj<:sj2 order by p.pjsj");
+        db.prepare("select p.pjsj,p.pj,p.trade_id,p.pjName,p.jg,p.pjInfo,p.itemTitle from pjinfo p where "
+                   "p.dian_id=:id and p.pjsj>=:sj1 and p.pjsj<:sj2 order by p.pjsj");
     st.bind("id", shop).bind("sj1", bounds.from).bind("sj2", bounds.before);
     std::vector<RatingRecord> ratings;
-    while (st.step())
-        ratings.push_back(
-            {st.text(0), st.text(1), st.integer(6) == 0, st.text(2), st.real(3), st.text(4), st.text(5)});
+    while (st.step()) {
+        RatingRecord& r = ratings.emplace_back();
+        r.time = st.textView(0);
+        r.grade = st.textView(1);
+        if (columns == Columns::Credit) {
+            r.counts = noEffect.empty() || !noEffect.contains(std::string(st.textView(2)));
+            continue;
+        }
+        r.rater = st.textView(3);
+        r.price = st.real(4);
+        r.comment = st.textView(5);
+        if (isDefaultRating(r.comment)) r.itemTitle = st.textView(6);
+    }
     return ratings;
 }
 
@@ -48,6 +73,24 @@ long long creditBefore(db::Database& db, std::int64_t shop, const Bounds& bounds
     return st.step() ? st.integer(0) : 0;
 }
 
+// Year, month and day of a time in the one text form, read where they stand.
+struct Ymd {
+    int year = 0, month = 0, day = 0;
+};
+std::optional<Ymd> ymdOf(std::string_view time) {
+    auto digits = [&](size_t at, size_t count) {
+        int value = 0;
+        for (size_t i = at; i < at + count; ++i) {
+            if (i >= time.size() || time[i] < '0' || time[i] > '9') return -1;
+            value = value * 10 + (time[i] - '0');
+        }
+        return value;
+    };
+    const Ymd ymd{digits(0, 4), digits(5, 2), digits(8, 2)};
+    if (ymd.year < 0 || ymd.month < 1 || ymd.month > 12 || ymd.day < 1 || ymd.day > 31) return std::nullopt;
+    return ymd;
+}
+
 std::string percent(double value) {
     return fixedTwoDecimals(value) + "%";
 }
@@ -58,10 +101,6 @@ double shareOf(int part, int whole) {
 
 int gradeIndex(const std::string& grade) {
     return grade == "好评" ? 0 : grade == "中评" ? 1 : grade == "差评" ? 2 : -1;
-}
-
-std::string dayOf(const std::string& time) {
-    return time.substr(0, 10);
 }
 
 bool masked(const std::string& rater) {
@@ -108,7 +147,7 @@ void writeCreditChart(const Gallery& gallery, const AnalysisRequest& request,
 void writeCreditGrowth(db::Database& db, const Gallery& gallery, const AnalysisRequest& request,
                        AnalysisObserver& observer) {
     const Bounds bounds = boundsOf(request);
-    const auto ratings = readRatings(db, request.shopId, bounds);
+    const auto ratings = readRatings(db, request.shopId, bounds, Columns::Credit);
     const long long before = creditBefore(db, request.shopId, bounds);
     writeCreditChart(gallery, request, creditPeriods(ratings, Period::Week, before), "Line2d.xml",
                      "周信用走势图", "' xAxisName='年-周' yAxisName='信用' ", "rateTrendWeekList.xml",
@@ -120,7 +159,7 @@ void writeCreditGrowth(db::Database& db, const Gallery& gallery, const AnalysisR
 
 void writeRatingCheck(db::Database& db, const Gallery& gallery, const AnalysisRequest& request,
                       AnalysisObserver& observer) {
-    const auto ratings = readRatings(db, request.shopId, boundsOf(request));
+    const auto ratings = readRatings(db, request.shopId, boundsOf(request), Columns::Check);
     const RatingCheck check = checkRatings(ratings);
     const std::string range = request.from + "~" + request.to;
 
@@ -198,7 +237,7 @@ std::vector<CreditPeriod> creditPeriods(const std::vector<RatingRecord>& ratings
     long long credit = creditBefore;
     int lastYear = 0, lastKey = 0;
     for (const RatingRecord& r : ratings) {
-        const auto time = DateTime::parse(r.time);
+        const auto time = ymdOf(r.time);
         const int grade = gradeIndex(r.grade);
         if (!time) continue;
         const int key =
@@ -258,44 +297,58 @@ double poissonTail(double lambda, int k) {
 RatingCheck checkRatings(const std::vector<RatingRecord>& ratings) {
     RatingCheck check;
     check.total = int(ratings.size());
-    std::map<std::string, RatingCheck::Rater> raters;
-    std::map<std::pair<std::string, std::string>, int> raterDays;
-    std::map<std::string, RatingCheck::Day> days;
+    // Keys point into the ratings, which outlive the maps: no copy of a name per rating.
+    struct Seen {
+        int ratings = 0, sameDay = 0;
+        size_t first = 0, last = 0;
+    };
+    std::unordered_map<std::string_view, Seen> raters;
+    raters.reserve(ratings.size());
+    std::vector<RatingCheck::Day> ratedDays; // in time order, as the ratings come
     int cheap = 0;
-    for (const RatingRecord& r : ratings) {
+    for (size_t i = 0; i < ratings.size(); ++i) {
+        const RatingRecord& r = ratings[i];
+        const std::string_view day = std::string_view(r.time).substr(0, 10);
         if (!masked(r.rater) && !r.rater.empty()) {
-            RatingCheck::Rater& rater = raters[r.rater];
-            if (rater.ratings++ == 0) rater.name = r.rater, rater.first = r.time;
-            rater.last = r.time;
-            if (raterDays[{r.rater, dayOf(r.time)}]++ > 0) ++rater.sameDay;
+            Seen& seen = raters[r.rater];
+            if (seen.ratings++ == 0)
+                seen.first = i;
+            else if (std::string_view(ratings[seen.last].time).substr(0, 10) == day)
+                ++seen.sameDay;
+            seen.last = i;
         }
         const auto band = std::upper_bound(kPriceBandLimits.begin(), kPriceBandLimits.end(), r.price);
         ++check.bands[size_t(band - kPriceBandLimits.begin())];
         cheap += r.price < kCheapItemPrice;
         if (isDefaultRating(r.comment)) check.defaults.push_back(r);
-        RatingCheck::Day& day = days[dayOf(r.time)];
-        ++day.ratings;
-        day.good += r.grade == "好评";
+        if (ratedDays.empty() || ratedDays.back().date != day) ratedDays.push_back({std::string(day)});
+        ++ratedDays.back().ratings;
+        ratedDays.back().good += r.grade == "好评";
     }
 
     int repeatRatings = 0, sameDay = 0;
-    for (auto& [name, rater] : raters)
-        if (rater.ratings > 1) {
-            repeatRatings += rater.ratings;
-            sameDay += rater.sameDay;
-            check.repeatRaters.push_back(rater);
+    for (const auto& [name, seen] : raters)
+        if (seen.ratings > 1) {
+            repeatRatings += seen.ratings;
+            sameDay += seen.sameDay;
+            check.repeatRaters.push_back({std::string(name), seen.ratings, seen.sameDay,
+                                          ratings[seen.first].time, ratings[seen.last].time});
         }
-    std::stable_sort(check.repeatRaters.begin(), check.repeatRaters.end(),
-                     [](const auto& a, const auto& b) { return a.ratings > b.ratings; });
+    // The most ratings first, then the earliest first rating: the same order on every run.
+    std::sort(check.repeatRaters.begin(), check.repeatRaters.end(), [](const auto& a, const auto& b) {
+        return a.ratings != b.ratings ? a.ratings > b.ratings : a.first < b.first;
+    });
 
     // Every day between the first rating and the last, the quiet ones too, so the norm is per day.
-    if (!ratings.empty()) {
-        const DateTime first = *DateTime::parse(dayOf(ratings.front().time));
-        const DateTime last = *DateTime::parse(dayOf(ratings.back().time));
-        for (DateTime d = first; d.toString() <= last.toString(); d = d.addDays(1)) {
-            RatingCheck::Day day = days[d.toDateString()];
-            day.date = d.toDateString();
-            check.days.push_back(day);
+    if (!ratedDays.empty()) {
+        auto next = ratedDays.begin();
+        const DateTime last = *DateTime::parse(ratedDays.back().date);
+        for (DateTime d = *DateTime::parse(ratedDays.front().date); !(last < d); d = d.addDays(1)) {
+            const std::string date = d.toDateString();
+            if (next != ratedDays.end() && next->date == date)
+                check.days.push_back(*next++);
+            else
+                check.days.push_back({date});
         }
         check.dailyNorm = double(check.total) / double(check.days.size());
     }

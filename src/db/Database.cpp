@@ -272,10 +272,14 @@ double Statement::real(int column) const {
 }
 
 std::string Statement::text(int column) const {
+    return std::string(textView(column));
+}
+
+std::string_view Statement::textView(int column) const {
     const unsigned char* data = sqlite3_column_text(stmt_, column);
-    return data
-               ? std::string(reinterpret_cast<const char*>(data), size_t(sqlite3_column_bytes(stmt_, column)))
-               : std::string();
+    return data ? std::string_view(reinterpret_cast<const char*>(data),
+                                   size_t(sqlite3_column_bytes(stmt_, column)))
+                : std::string_view();
 }
 
 } // namespace vantor::db

@@ -99,6 +99,8 @@ public:
     std::int64_t integer(int column) const;
     double real(int column) const;
     std::string text(int column) const;
+    // The same text without a copy, valid until the statement moves on.
+    std::string_view textView(int column) const;
 
 private:
     int parameterIndex(std::string_view name) const;
