@@ -79,3 +79,23 @@ TEST_F(AnalyseCli, AnUnwritableGalleryIsAFailedJob) {
 }
 
 } // namespace
+
+TEST_F(AnalyseCli, TheRatingAnalysesNeedGatheredRatingsAndTheCheckPrintsItsCard) {
+    auto none = analyse(dir, "rating-check --shop 1");
+    EXPECT_EQ(none.status, 2);
+    EXPECT_NE(none.out.find("没有选择要分析的店铺，请选择！"), std::string::npos) << none.out;
+    {
+        vantor::db::TDM dm(dir / "data" / "lmd_pin.db");
+        dm.cn1().exec("insert into pjinfo(dian_id,pj,pjsj,trade_id,jg,pjName,pjInfo) values"
+                      "(1,'好评','2011-05-01 10:00:00','a',2,'小号','好'),(1,'好评','2011-05-01 "
+                      "11:00:00','b',2,'小号','')");
+    }
+    auto check = analyse(dir, "rating-check --shop 1 --from 2011-01-01 --to 2011-12-31");
+    ASSERT_EQ(check.status, 0) << check.out;
+    EXPECT_NE(check.out.find(gallery("rateCheck.xml") + "\n"), std::string::npos);
+    EXPECT_NE(check.out.find("【警告】重复评价买家：1位买家，2条评价，占100.00%（阈值：不超过10.00%）\n"),
+              std::string::npos)
+        << check.out;
+    EXPECT_NE(check.out.find("【通过】评价突增日"), std::string::npos);
+    EXPECT_EQ(analyse(dir, "rating-trend --shop 1").status, 0);
+}
