@@ -128,6 +128,24 @@ long pointsWritten(const charts::Gallery& gallery, const charts::Analysis& analy
     return points;
 }
 
+// Three runs of a window for shop 1 over the two years; none when a run fails.
+std::vector<Timing> runWindow(db::TDM& dm, const charts::Gallery& gallery, const charts::Analysis& analysis) {
+    Silent silent;
+    std::vector<Timing> runs;
+    for (int run = 0; run < 3; ++run) {
+        charts::AnalysisResult result;
+        runs.push_back(measure([&] {
+            result = charts::runAnalysis(dm.cn1(), gallery, analysis,
+                                         charts::AnalysisRequest{1, "压力测试店", kFrom, kTo}, silent);
+        }));
+        if (result.outcome != charts::AnalysisOutcome::Written) {
+            std::fprintf(stderr, "run failed: %s\n", result.error.c_str());
+            return {};
+        }
+    }
+    return runs;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -146,22 +164,11 @@ int main(int argc, char** argv) {
     std::printf("data: %d sales of the shop (+%d of another) in %.1f s\n", sales, sales / 10, filled.wall);
 
     charts::Gallery gallery(data);
-    Silent silent;
     std::printf("%-8s %21s %21s %13s %s\n", "window", "vantor wall/cpu [s]", "sqlite3 wall/cpu [s]",
                 "ratio wall/cpu", "points");
     for (const charts::Analysis* analysis : charts::salesAnalyses()) {
-        std::vector<Timing> ours, theirs;
-        for (int run = 0; run < 3; ++run) {
-            charts::AnalysisResult result;
-            ours.push_back(measure([&] {
-                result = charts::runAnalysis(dm.cn1(), gallery, *analysis,
-                                             charts::AnalysisRequest{1, "压力测试店", kFrom, kTo}, silent);
-            }));
-            if (result.outcome != charts::AnalysisOutcome::Written) {
-                std::fprintf(stderr, "run failed: %s\n", result.error.c_str());
-                return 1;
-            }
-        }
+        std::vector<Timing> ours = runWindow(dm, gallery, *analysis), theirs;
+        if (ours.empty()) return 1;
 
         fs::path script = dir / (std::string(analysis->name) + ".sql");
         {
@@ -211,19 +218,10 @@ int main(int argc, char** argv) {
     std::printf("%-13s %21s %21s %13s\n", "window", "vantor wall/cpu [s]", "sqlite3 read wall/cpu [s]",
                 "ratio wall/cpu");
     for (const charts::Analysis* analysis : {&charts::creditGrowth(), &charts::ratingCheck()}) {
-        std::vector<Timing> ours, theirs;
-        for (int run = 0; run < 3; ++run) {
-            charts::AnalysisResult result;
-            ours.push_back(measure([&] {
-                result = charts::runAnalysis(dm.cn1(), gallery, *analysis,
-                                             charts::AnalysisRequest{1, "压力测试店", kFrom, kTo}, silent);
-            }));
-            if (result.outcome != charts::AnalysisOutcome::Written) {
-                std::fprintf(stderr, "run failed: %s\n", result.error.c_str());
-                return 1;
-            }
+        std::vector<Timing> ours = runWindow(dm, gallery, *analysis), theirs;
+        if (ours.empty()) return 1;
+        for (int run = 0; run < 3; ++run)
             theirs.push_back(measure([&] { (void)std::system(command.c_str()); }, RUSAGE_CHILDREN));
-        }
         Timing us = medianOf(ours), them = medianOf(theirs);
         std::printf("%-13s %10.3f / %-8.3f %10.3f / %-8.3f %5.2f / %-5.2f\n",
                     std::string(analysis->name).c_str(), us.wall, us.cpu, them.wall, them.cpu,
