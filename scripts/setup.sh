@@ -7,7 +7,9 @@ packages=(
   # toolchain
   build-essential cmake ninja-build ccache pkg-config clang-format
   # core libraries
-  libpcre2-dev libcurl4-openssl-dev libsqlite3-dev sqlite3 libcli11-dev
+  libpcre2-dev libcurl4-openssl-dev libsqlite3-dev sqlite3 libcli11-dev libssl-dev
+  # the Debian package: dependencies computed from the binaries, the package unpacked in its test
+  dpkg-dev file openssl
   # windows
   qt6-base-dev qt6-webengine-dev libqt6webenginecore6-bin qt6-tools-dev libgl-dev
   # Qt's own texts (buttons, dialogs, menus of text boxes) in Chinese

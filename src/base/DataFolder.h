@@ -7,13 +7,22 @@ namespace vantor {
 
 std::filesystem::path executablePath();
 
+// Whether the program runs installed: its folder is <prefix>/bin beside <prefix>/share/vantor, a system
+// location it cannot write to. A build tree or an unpacked folder is not.
+bool runsInstalled();
+
+// Where downloaded updates go: $XDG_CACHE_HOME/vantor/update (default ~/.cache/vantor/update) for an
+// installed program, else "../update" beside the program's folder.
+std::filesystem::path updateFolder();
+
 // The folder that holds the settings, the database and the chart documents: "../data" beside the
-// program's folder, unless --data-dir or VANTOR_DATA_DIR name another.
+// program's folder, or $XDG_DATA_HOME/vantor (default ~/.local/share/vantor) for an installed program,
+// unless --data-dir or VANTOR_DATA_DIR name another.
 class DataFolder {
 public:
     explicit DataFolder(std::filesystem::path root) : root_(std::move(root)) {}
 
-    // Order of precedence: the command line's folder, then VANTOR_DATA_DIR, then ../data.
+    // Order of precedence: the command line's folder, then VANTOR_DATA_DIR, then the program's own.
     static DataFolder locate(const std::optional<std::filesystem::path>& commandLine = std::nullopt);
 
     const std::filesystem::path& root() const { return root_; }

@@ -9,7 +9,8 @@ Gallery::Gallery(const DataFolder& data, fs::path pageSource)
       pageSource_(std::move(pageSource)) {}
 
 fs::path Gallery::programPages() {
-    return (executablePath().parent_path().parent_path() / "share" / "gallery").lexically_normal();
+    const fs::path share = executablePath().parent_path().parent_path() / "share";
+    return (runsInstalled() ? share / "vantor" / "gallery" : share / "gallery").lexically_normal();
 }
 
 void Gallery::prepare() const {

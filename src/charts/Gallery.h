@@ -15,7 +15,7 @@ public:
     // pageSource holds the chart pages and the chart library that ship with the program.
     explicit Gallery(const DataFolder& data, std::filesystem::path pageSource = programPages());
 
-    // <program folder>/../share/gallery, where the build puts the pages.
+    // <program folder>/../share/gallery, where the build puts the pages; share/vantor/gallery installed.
     static std::filesystem::path programPages();
 
     const std::filesystem::path& folder() const { return folder_; }
