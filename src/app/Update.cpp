@@ -3,6 +3,7 @@
 #include "download/TThreadDownHtmlCode.h"
 
 #include <openssl/evp.h>
+#include <spawn.h>
 
 #include <algorithm>
 #include <chrono>
@@ -174,6 +175,14 @@ std::string packageFileName(const std::string& version) {
 
 std::string packageAddress(const std::string& service, const std::string& version) {
     return service + "/download/" + packageFileName(version);
+}
+
+bool openPackage(const fs::path& package) {
+    const std::string path = package.string();
+    char* const arguments[] = {const_cast<char*>("xdg-open"), const_cast<char*>(path.c_str()), nullptr};
+    pid_t child = 0;
+    // The handler lives on after this program has ended: nobody waits for it.
+    return posix_spawnp(&child, "xdg-open", nullptr, nullptr, arguments, environ) == 0;
 }
 
 std::string sha256Hex(std::string_view bytes) {

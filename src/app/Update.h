@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Version.h"
 #include "download/SlotProgress.h"
 #include "download/THttpAgent.h"
 
@@ -59,6 +60,9 @@ std::string updateFailedMessage();
 // signature lies beside it under the same name + ".sig".
 std::string packageFileName(const std::string& version);
 std::string packageAddress(const std::string& service, const std::string& version);
+
+// Opens a verified package with the system's handler for it (xdg-open); false when that cannot start.
+bool openPackage(const std::filesystem::path& package);
 
 std::string sha256Hex(std::string_view bytes);
 // Whether the signature is the Ed25519 signature of data under the key (hex of its raw 32 bytes).

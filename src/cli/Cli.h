@@ -43,6 +43,8 @@ void addAnalyseCommand(CLI::App& app, Context& context);
 void addGatherCommands(CLI::App& app, Context& context);
 // rank-items and rank-category: the item sales ranking and the category rankings.
 void addRankingCommands(CLI::App& app, Context& context);
+// check-update and update: the program's own updates.
+void addUpdateCommands(CLI::App& app, Context& context);
 // export and delete: the data views' tables, exports and deletes.
 void addViewCommands(CLI::App& app, Context& context);
 

@@ -1,5 +1,7 @@
 #include "Cli.h"
 
+#include "base/Version.h"
+
 #include <iostream>
 
 using namespace vantor;
@@ -39,6 +41,8 @@ int main(int argc, char** argv) {
     cli::addGatherCommands(app, context);
     cli::addRankingCommands(app, context);
     cli::addViewCommands(app, context);
+    cli::addUpdateCommands(app, context);
+    app.set_version_flag("--version", std::string("vantor-cli ") + kVersion);
 
     try {
         app.parse(argc, argv);

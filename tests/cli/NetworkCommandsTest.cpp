@@ -1,12 +1,18 @@
 #include "RunCli.h"
+#include "app/Update.h"
+#include "base/DataFolder.h"
 #include "base/IniFile.h"
 #include "support/HttpServer.h"
 #include "support/TempDir.h"
+#include "support/UpdateService.h"
 
 #include <gtest/gtest.h>
 
 using namespace vantor::test;
 using vantor::IniFile;
+using vantor::kVersion;
+using vantor::packageFileName;
+using vantor::updateFolder;
 
 namespace {
 
@@ -118,4 +124,28 @@ TEST(NetworkCommands, TestConnectionGoesThroughTheSavedProxyAndNeedsItsServer) {
     r = folder.run("test-connection --url http://127.0.0.1:9/");
     EXPECT_EQ(r.status, 2);
     EXPECT_NE(r.out.find("请输入服务器名！"), std::string::npos) << r.out;
+}
+
+TEST(UpdateCommands, CheckAndUpdateOfferOnlyANewerVerifiedPackage) {
+    TempDir dir;
+    UpdateService service;
+    SigningKey key;
+    auto cli = [&](const std::string& arguments) {
+        return runCli("--data-dir " + dir.path().string() + " " + arguments + " --service " + service.url());
+    };
+    EXPECT_EQ(runCli("--version").out, std::string("vantor-cli ") + kVersion + "\n");
+    service.offer(kVersion, "same", key);
+    EXPECT_EQ(cli("check-update").out, "已是最新版本\n");
+    service.offer("99.0", "newer", key);
+    auto newer = cli("check-update");
+    EXPECT_EQ(newer.status, 0);
+    EXPECT_EQ(newer.out, "最新版本：99.0\n更新日期：2026-11-20\n更新内容：修复了若干问题\n");
+    // This build trusts no test key: the package is downloaded, refused, and nothing is left.
+    auto refused = cli("update --no-start");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.out.find("无法升级程序，请访问官方网站"), std::string::npos) << refused.out;
+    EXPECT_NE(refused.out.find("安装包签名无效"), std::string::npos) << refused.out;
+    EXPECT_FALSE(std::filesystem::exists(updateFolder() / packageFileName("99.0")));
+    service.setReply("99.0|2026-11-20");
+    EXPECT_EQ(cli("check-update").status, 1);
 }
