@@ -1,15 +1,28 @@
 #include "SplashWindow.h"
 
 #include <QApplication>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QProgressBar>
+#include <QTimer>
 #include <QVBoxLayout>
 
 namespace vantor {
 
 SplashWindow::SplashWindow(QWidget* parent)
-    : QWidget(parent, Qt::SplashScreen | Qt::FramelessWindowHint), progress_(new QProgressBar(this)) {
-    setFixedSize(420, 180);
+    : QWidget(parent, Qt::SplashScreen | Qt::FramelessWindowHint),
+      progress_(new QProgressBar(this)),
+      timer1_(new QTimer(this)) {
+    setWindowTitle("闪屏");
+    setFixedSize(420, 200);
+    stateLabel = new QLabel(" 运行状态...", this);
+    stateLabel->setObjectName("stateLabel");
+    versionLabel = new QLabel(QString("ver ") + kVersion, this);
+    versionLabel->setObjectName("versionLabel");
+    timer1_->setSingleShot(true);
+    timer1_->setInterval(1000);
+    connect(timer1_, &QTimer::timeout, this,
+            [this] { stateLabel->setText(QString(kCheckingVersion).arg(++attempts_)); });
     auto* layout = new QVBoxLayout(this);
     auto* title = new QLabel("Vantor专业版", this);
     QFont font = title->font();
@@ -25,6 +38,10 @@ SplashWindow::SplashWindow(QWidget* parent)
     layout->addWidget(title);
     layout->addWidget(subtitle);
     layout->addStretch();
+    auto* footer = new QHBoxLayout;
+    footer->addWidget(stateLabel, 1);
+    footer->addWidget(versionLabel);
+    layout->addLayout(footer);
     layout->addWidget(progress_);
     setStyleSheet("SplashWindow { background: #f4f7fb; border: 1px solid #7a9cc6; }");
 }
@@ -37,6 +54,36 @@ void SplashWindow::setGauge(int value) {
 
 int SplashWindow::gauge() const {
     return progress_->value();
+}
+
+SplashWindow::~SplashWindow() {
+    // A check still asking is not waited for longer than its own time-outs.
+    if (check_.joinable()) check_.join();
+}
+
+void SplashWindow::startVersionCheck(std::shared_ptr<const THttpAgent> agent, std::string service) {
+    checking_ = true;
+    connect(timer1_, &QTimer::timeout, this, [this, agent, service] {
+        // Asked off the window's thread, so the splash keeps painting while the service answers.
+        check_ = std::jthread([this, agent, service] {
+            const UpdateCheck check = checkForUpdate(agent, service, kVersion);
+            QMetaObject::invokeMethod(
+                this, [this, check] { checkFinished(check); }, Qt::QueuedConnection);
+        });
+    });
+    timer1_->start();
+}
+
+bool SplashWindow::checking() const {
+    return checking_;
+}
+
+void SplashWindow::checkFinished(const UpdateCheck& check) {
+    // Once per start, whatever the answer; a failed check is silent.
+    attempts_ = 3;
+    stateLabel->setText(kInitialising);
+    checking_ = false;
+    if (check.state == UpdateCheck::State::Newer) offered_ = check.info;
 }
 
 } // namespace vantor

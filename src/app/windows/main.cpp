@@ -2,6 +2,8 @@
 #include "MainWindow.h"
 #include "ScreenCheck.h"
 #include "SplashWindow.h"
+#include "TupdateVantorFrm.h"
+#include "UserMessages.h"
 #include "VantorApplication.h"
 #include "WelcomeWindow.h"
 
@@ -69,6 +71,19 @@ int main(int argc, char** argv) {
     MainWindow window(folder, config, dm);
     if (window.startUp() == StartupOutcome::Exit) return 1;
     splash.setGauge(20);
+
+    // The start-up waits for the one version check; an offered update ends the program either way.
+    splash.startVersionCheck(config.getHttpAgent(), updateService());
+    while (splash.checking())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    if (const auto& offered = splash.offered()) {
+        UserMessages::show(nullptr, updateFoundMessage(*offered));
+        splash.hide();
+        TupdateVantorFrm update(config.getHttpAgent(), updateService(), *offered, updateFolder(),
+                                updatePublicKey());
+        update.exec();
+        return 0;
+    }
 
     window.createWorkingWindows([&splash](int value) { splash.setGauge(value); });
     splash.close();
