@@ -185,17 +185,21 @@ bool openPackage(const fs::path& package) {
     return posix_spawnp(&child, "xdg-open", nullptr, nullptr, arguments, environ) == 0;
 }
 
+std::string toHex(std::string_view bytes) {
+    std::string hex;
+    char pair[3];
+    for (unsigned char byte : bytes) {
+        std::snprintf(pair, sizeof pair, "%02x", byte);
+        hex += pair;
+    }
+    return hex;
+}
+
 std::string sha256Hex(std::string_view bytes) {
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int length = 0;
     EVP_Digest(bytes.data(), bytes.size(), digest, &length, EVP_sha256(), nullptr);
-    std::string hex;
-    char pair[3];
-    for (unsigned i = 0; i < length; ++i) {
-        std::snprintf(pair, sizeof pair, "%02x", digest[i]);
-        hex += pair;
-    }
-    return hex;
+    return toHex(std::string_view(reinterpret_cast<const char*>(digest), length));
 }
 
 bool signatureValid(std::string_view data, std::string_view signature, std::string_view publicKeyHex) {

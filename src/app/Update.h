@@ -64,6 +64,8 @@ std::string packageAddress(const std::string& service, const std::string& versio
 // Opens a verified package with the system's handler for it (xdg-open); false when that cannot start.
 bool openPackage(const std::filesystem::path& package);
 
+// Bytes as lower-case hex, two digits a byte.
+std::string toHex(std::string_view bytes);
 std::string sha256Hex(std::string_view bytes);
 // Whether the signature is the Ed25519 signature of data under the key (hex of its raw 32 bytes).
 bool signatureValid(std::string_view data, std::string_view signature, std::string_view publicKeyHex);

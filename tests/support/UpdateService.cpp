@@ -26,13 +26,7 @@ std::string SigningKey::publicKeyHex() const {
     unsigned char raw[32];
     size_t length = sizeof raw;
     EVP_PKEY_get_raw_public_key(key_, raw, &length);
-    std::string hex;
-    char pair[3];
-    for (size_t i = 0; i < length; ++i) {
-        std::snprintf(pair, sizeof pair, "%02x", raw[i]);
-        hex += pair;
-    }
-    return hex;
+    return toHex(std::string_view(reinterpret_cast<const char*>(raw), length));
 }
 
 std::string SigningKey::sign(const std::string& data) const {
