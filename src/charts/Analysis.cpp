@@ -12,6 +12,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
+char lowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
+}
+
 // The sale times are stored as "yyyy-MM-dd HH:mm:ss" text; limits in the same form compare as the
 // dates they stand for, so a sale at midnight of the last day is still in the range.
 std::string boundDate(const std::string& text) {
@@ -20,19 +24,31 @@ std::string boundDate(const std::string& text) {
     return date->toString();
 }
 
-void writeChart(db::Database& db, const Gallery& gallery, const ChartSpec& chart,
-                const AnalysisRequest& request, AnalysisObserver& observer) {
+std::vector<ValueRow> statementRows(db::Database& db, const ChartSpec& chart,
+                                    const AnalysisRequest& request) {
     auto statement = db.prepare(chart.statement);
     statement.bind("id", request.shopId)
         .bind("sj1", boundDate(request.from))
         .bind("sj2", boundDate(request.to));
+    std::vector<ValueRow> rows;
+    while (statement.step()) {
+        ValueRow row;
+        for (int c = 0; c < statement.columnCount(); ++c)
+            row.add(statement.columnName(c), statement.value(c));
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
 
+void writeChart(const Gallery& gallery, const ChartSpec& chart, const std::vector<ValueRow>& rows,
+                const AnalysisRequest& request, AnalysisObserver& observer) {
     // The label step depends on the number of rows, so the points wait until all are read.
     std::vector<ChartPoint> points;
     ListDocument list;
-    for (int rank = 1; statement.step(); ++rank) {
-        points.push_back(chart.point(statement, rank));
-        if (!chart.listFile.empty()) list.add(chart.listRow(statement, rank));
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const int rank = int(i + 1);
+        points.push_back(chart.point(rows[i], rank));
+        if (!chart.listFile.empty()) list.add(chart.listRow(rows[i], rank));
     }
 
     ChartDocument document(request.from + "~" + request.to + std::string(chart.title), request.shopName,
@@ -48,16 +64,26 @@ void writeChart(db::Database& db, const Gallery& gallery, const ChartSpec& chart
     observer.documentWritten(gallery.document(chart.listFile));
 }
 
-char lowerAscii(char c) {
-    return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
-}
-
 bool containsIgnoringCase(std::string_view text, std::string_view part) {
     auto equal = [](char a, char b) { return lowerAscii(a) == lowerAscii(b); };
     return std::search(text.begin(), text.end(), part.begin(), part.end(), equal) != text.end();
 }
 
 } // namespace
+
+ValueRow::ValueRow(std::initializer_list<std::pair<std::string_view, db::Value>> fields) {
+    for (const auto& [column, value] : fields)
+        add(column, value);
+}
+
+db::Value ValueRow::value(std::string_view column) const {
+    for (const auto& [name, value] : fields_)
+        if (name.size() == column.size() &&
+            std::equal(name.begin(), name.end(), column.begin(),
+                       [](char a, char b) { return lowerAscii(a) == lowerAscii(b); }))
+            return value;
+    return {};
+}
 
 const std::vector<const Analysis*>& allAnalyses() {
     static const std::vector<const Analysis*> all = {&salesRanking(), &salesTimeDistribution(), &salesTrend(),
@@ -94,8 +120,11 @@ AnalysisResult runAnalysis(db::Database& db, const Gallery& gallery, const Analy
     try {
         gallery.prepare();
         if (analysis.write) analysis.write(db, gallery, *request, observer);
-        for (const ChartSpec& chart : analysis.charts)
-            writeChart(db, gallery, chart, *request, observer);
+        const ChartRows rows = analysis.rows ? analysis.rows(db, *request) : ChartRows();
+        for (size_t c = 0; c < analysis.charts.size(); ++c)
+            writeChart(gallery, analysis.charts[c],
+                       analysis.rows ? rows.at(c) : statementRows(db, analysis.charts[c], *request), *request,
+                       observer);
     } catch (const std::exception& e) {
         observer.showMessage(kGenerateFailed);
         return {AnalysisOutcome::Failed, e.what()};

@@ -24,16 +24,36 @@ inline constexpr const char* kShopListSql =
     "select distinct dian_id,dianming,dianUpdateDate,salerCredit from "
     "iteminfoV order by dianUpdateDate desc,salerCredit desc ";
 
+// A result row of a chart: a statement's current row, or one computed in a single pass over the sales.
+// Columns are found without regard to letter case; an absent one is NULL.
+class ResultRow {
+public:
+    virtual ~ResultRow() = default;
+    virtual db::Value value(std::string_view column) const = 0;
+};
+
+// A row made of named values.
+class ValueRow : public ResultRow {
+public:
+    ValueRow() = default;
+    ValueRow(std::initializer_list<std::pair<std::string_view, db::Value>> fields);
+    void add(std::string_view column, db::Value value) { fields_.emplace_back(column, std::move(value)); }
+    db::Value value(std::string_view column) const override;
+
+private:
+    std::vector<std::pair<std::string, db::Value>> fields_;
+};
+
 // One chart of an analysis window: its statement, its document and, where the window offers one,
-// its list document. The formatters turn the statement's current row into a point and a list row.
+// its list document. The formatters turn a result row into a point and a list row.
 struct ChartSpec {
     std::string_view statement;
     std::string_view chartFile;
     std::string_view title;
     std::string_view axisText;
-    ChartPoint (*point)(const db::Statement& row, int rank);
+    ChartPoint (*point)(const ResultRow& row, int rank);
     std::string_view listFile; // empty: no list
-    std::vector<ListField> (*listRow)(const db::Statement& row, int rank);
+    std::vector<ListField> (*listRow)(const ResultRow& row, int rank);
 };
 
 // A link of a page: an address containing the marker exports the list document.
@@ -48,6 +68,10 @@ struct AnalysisRequest;
 class AnalysisObserver;
 using DocumentWriter = void (*)(db::Database& db, const Gallery& gallery, const AnalysisRequest& request,
                                 AnalysisObserver& observer);
+// What computes the rows of every chart of a window at once, in the order its statements give them;
+// the statements stay as the reference of what the rows are.
+using ChartRows = std::vector<std::vector<ValueRow>>;
+using RowsInOnePass = ChartRows (*)(db::Database& db, const AnalysisRequest& request);
 
 // An analysis window's work: its charts (statement by statement) or its own writer, its page and the
 // page's list links, and the shops it offers.
@@ -59,6 +83,7 @@ struct Analysis {
     std::vector<ListLink> links;
     const char* shopListSql = kShopListSql;
     DocumentWriter write = nullptr;
+    RowsInOnePass rows = nullptr; // set: the charts' rows come from it, not from their statements
 
     // The link whose marker the address contains, letter case aside (a browser lower-cases the host
     // part of "sale://saleCount_/"); null for an address to follow.

@@ -3,28 +3,31 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 
 namespace vantor::charts {
 
 namespace {
 
-std::string textOf(const db::Statement& row, std::string_view column) {
+std::string textOf(const ResultRow& row, std::string_view column) {
     return db::valueToText(row.value(column));
 }
 
 // A missing value counts as zero, as the desktop database reads it.
-double numberOf(const db::Statement& row, std::string_view column) {
-    auto index = row.columnIndex(column);
-    if (!index) throw db::DbError("no column " + std::string(column));
-    return row.real(*index);
+double numberOf(const ResultRow& row, std::string_view column) {
+    const db::Value value = row.value(column);
+    if (auto* i = std::get_if<std::int64_t>(&value)) return double(*i);
+    if (auto* d = std::get_if<double>(&value)) return *d;
+    if (auto* t = std::get_if<std::string>(&value)) return std::strtod(t->c_str(), nullptr);
+    return 0;
 }
 
-std::string integerOf(const db::Statement& row, std::string_view column) {
+std::string integerOf(const ResultRow& row, std::string_view column) {
     return std::to_string(std::llround(numberOf(row, column)));
 }
 
-std::string moneyOf(const db::Statement& row, std::string_view column) {
+std::string moneyOf(const ResultRow& row, std::string_view column) {
     return fixedTwoDecimals(numberOf(row, column));
 }
 
@@ -35,21 +38,21 @@ std::string withoutAmpersands(std::string text) {
 
 // Sales ranking: a point per item and price, labelled by its rank.
 
-ChartPoint rankedPoint(const db::Statement& row, int rank, std::string_view valueColumn) {
+ChartPoint rankedPoint(const ResultRow& row, int rank, std::string_view valueColumn) {
     std::string label = "(";
     label.append(std::to_string(rank)).append(")");
     return {label, textOf(row, "itemTitle"), integerOf(row, valueColumn)};
 }
 
-ChartPoint countPoint(const db::Statement& row, int rank) {
+ChartPoint countPoint(const ResultRow& row, int rank) {
     return rankedPoint(row, rank, "num");
 }
 
-ChartPoint amountPoint(const db::Statement& row, int rank) {
+ChartPoint amountPoint(const ResultRow& row, int rank) {
     return rankedPoint(row, rank, "totalAmount");
 }
 
-std::vector<ListField> rankingRow(const db::Statement& row, int rank) {
+std::vector<ListField> rankingRow(const ResultRow& row, int rank) {
     return {{"排名", std::to_string(rank)},
             {"商品", withoutAmpersands(textOf(row, "itemTitle"))},
             {"销售量", textOf(row, "num")},
@@ -59,71 +62,71 @@ std::vector<ListField> rankingRow(const db::Statement& row, int rank) {
 
 // Sales time distribution: sale records counted per hour, weekday or month, carried in hour1.
 
-ChartPoint countedPoint(const db::Statement& row, std::string_view before, std::string_view after) {
+ChartPoint countedPoint(const ResultRow& row, std::string_view before, std::string_view after) {
     std::string name = std::string(before) + textOf(row, "hour1") + std::string(after);
     return {name, name, integerOf(row, "num")};
 }
 
-ChartPoint hourPoint(const db::Statement& row, int) {
+ChartPoint hourPoint(const ResultRow& row, int) {
     return countedPoint(row, "", "点");
 }
 
-ChartPoint weekdayPoint(const db::Statement& row, int) {
+ChartPoint weekdayPoint(const ResultRow& row, int) {
     return countedPoint(row, "星期", "");
 }
 
-ChartPoint monthPoint(const db::Statement& row, int) {
+ChartPoint monthPoint(const ResultRow& row, int) {
     return countedPoint(row, "", "月");
 }
 
 // Sales trend: quantity, turnover and mean price per day, week or month.
 
-ChartPoint trendPoint(const db::Statement& row, std::string name, const std::string& period) {
+ChartPoint trendPoint(const ResultRow& row, std::string name, const std::string& period) {
     std::string hover =
         period + ",金额：" + moneyOf(row, "totalAmount") + ",均价：" + moneyOf(row, "avgAmount") + ",销售量";
     return {std::move(name), std::move(hover), moneyOf(row, "num")};
 }
 
-std::string dayText(const db::Statement& row) {
+std::string dayText(const ResultRow& row) {
     return textOf(row, "year1") + "-" + textOf(row, "month1") + "-" + textOf(row, "day1");
 }
 
-std::string weekText(const db::Statement& row) {
+std::string weekText(const ResultRow& row) {
     return textOf(row, "year1") + "年第" + textOf(row, "week1") + "周";
 }
 
-std::string monthText(const db::Statement& row) {
+std::string monthText(const ResultRow& row) {
     return textOf(row, "year1") + "年" + textOf(row, "month1") + "月";
 }
 
-ChartPoint dayPoint(const db::Statement& row, int) {
+ChartPoint dayPoint(const ResultRow& row, int) {
     return trendPoint(row, textOf(row, "month1") + "-" + textOf(row, "day1"), dayText(row));
 }
 
-ChartPoint weekPoint(const db::Statement& row, int) {
+ChartPoint weekPoint(const ResultRow& row, int) {
     return trendPoint(row, "第" + textOf(row, "week1") + "周", weekText(row));
 }
 
-ChartPoint trendMonthPoint(const db::Statement& row, int) {
+ChartPoint trendMonthPoint(const ResultRow& row, int) {
     return trendPoint(row, textOf(row, "month1"), monthText(row));
 }
 
-std::vector<ListField> trendRow(const db::Statement& row, const std::string& period) {
+std::vector<ListField> trendRow(const ResultRow& row, const std::string& period) {
     return {{"日期", period},
             {"销售量", textOf(row, "num")},
             {"销售额", moneyOf(row, "totalAmount")},
             {"均价", moneyOf(row, "avgAmount")}};
 }
 
-std::vector<ListField> dayRow(const db::Statement& row, int) {
+std::vector<ListField> dayRow(const ResultRow& row, int) {
     return trendRow(row, dayText(row));
 }
 
-std::vector<ListField> weekRow(const db::Statement& row, int) {
+std::vector<ListField> weekRow(const ResultRow& row, int) {
     return trendRow(row, weekText(row));
 }
 
-std::vector<ListField> monthRow(const db::Statement& row, int) {
+std::vector<ListField> monthRow(const ResultRow& row, int) {
     return trendRow(row, monthText(row));
 }
 
