@@ -1,5 +1,7 @@
 #include "SalesAnalysis.h"
 
+#include "SalesPass.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -149,7 +151,10 @@ const Analysis& salesRanking() {
           "a.itemId,a.itemTitle,amount order by sum(amount*getNum) desc,sum(getNum) desc,amount desc",
           "saleAmountLine2d.xml", "销售额排行", "' xAxisName='商品' yAxisName='销售额' ", amountPoint,
           "saleAmount.xml", rankingRow}},
-        {{"sale://saleCount_/", "saleCount.xml"}, {"sale://saleAmount_/", "saleAmount.xml"}}};
+        {{"sale://saleCount_/", "saleCount.xml"}, {"sale://saleAmount_/", "saleAmount.xml"}},
+        kShopListSql,
+        nullptr,
+        salesRankingRows};
     return analysis;
 }
 
@@ -174,7 +179,10 @@ const Analysis& salesTimeDistribution() {
           "desc",
           "saleTimeAreaMonth.xml", "销售月分布图", "' xAxisName='月份' yAxisName='销售数' ", monthPoint, "",
           nullptr}},
-        {}};
+        {},
+        kShopListSql,
+        nullptr,
+        salesTimeRows};
     return analysis;
 }
 
@@ -202,7 +210,10 @@ const Analysis& salesTrend() {
           "saleCarrentMonthList.xml", monthRow}},
         {{"sale://saleCarrentDay_/", "saleCarrentDayList.xml"},
          {"sale://saleCarrentWeek_/", "saleCarrentWeekList.xml"},
-         {"sale://saleCarrentMonth_/", "saleCarrentMonthList.xml"}}};
+         {"sale://saleCarrentMonth_/", "saleCarrentMonthList.xml"}},
+        kShopListSql,
+        nullptr,
+        salesTrendRows};
     return analysis;
 }
 

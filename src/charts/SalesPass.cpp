@@ -1,0 +1,276 @@
+#include "SalesPass.h"
+
+#include "db/SqlFunctions.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <tuple>
+
+namespace vantor::charts {
+namespace {
+
+// A sum as SQL makes it: NULL until a value is added.
+struct Sum {
+    double value = 0;
+    bool any = false;
+    void add(double v) { value += v, any = true; }
+    db::Value get() const { return any ? db::Value(value) : db::Value(); }
+};
+
+// Money summed in whole cents; a term that is no whole number of cents falls back to the plain sum.
+struct Money {
+    std::int64_t cents = 0;
+    double plain = 0;
+    bool exact = true, any = false;
+    void add(double v) {
+        const double c = v * 100;
+        const double whole = std::nearbyint(c);
+        exact = exact && std::fabs(c - whole) < 1e-6;
+        cents += std::int64_t(whole), plain += v, any = true;
+    }
+    double total() const { return exact ? double(cents) / 100 : plain; }
+    db::Value get() const { return any ? db::Value(total()) : db::Value(); }
+    // SQL orders NULL below every number.
+    bool operator<(const Money& o) const {
+        if (any != o.any) return !any;
+        return exact && o.exact ? cents < o.cents : total() < o.total();
+    }
+    bool operator==(const Money& o) const { return !(*this < o) && !(o < *this); }
+};
+
+struct Sale {
+    int year, month, day, hour;
+    std::optional<double> amount, quantity;
+};
+
+// What a period (a day, a week, a month) of the trend adds up.
+struct Period {
+    std::int64_t rows = 0;
+    Sum num;
+    Money total, prices;
+    std::int64_t priced = 0;
+    void add(const Sale& s) {
+        ++rows;
+        if (s.quantity) num.add(*s.quantity);
+        if (s.quantity && s.amount) total.add(*s.quantity * *s.amount);
+        if (s.amount) prices.add(*s.amount), ++priced;
+    }
+    void add(const Period& p) {
+        rows += p.rows, priced += p.priced;
+        if (p.num.any) num.add(p.num.value);
+        if (p.total.any)
+            total.cents += p.total.cents, total.plain += p.total.plain, total.exact &= p.total.exact,
+                total.any = true;
+        if (p.prices.any)
+            prices.cents += p.prices.cents, prices.plain += p.prices.plain, prices.exact &= p.prices.exact,
+                prices.any = true;
+    }
+    db::Value average() const { return priced ? db::Value(prices.total() / double(priced)) : db::Value(); }
+};
+
+int digits(const char* text, int count) {
+    int value = 0;
+    for (int i = 0; i < count; ++i) {
+        if (text[i] < '0' || text[i] > '9') return -1;
+        value = value * 10 + (text[i] - '0');
+    }
+    return value;
+}
+
+// The date parts of a sale time; the stored form is read where its digits stand.
+std::optional<Sale> saleTime(std::string_view sj) {
+    if (sj.size() == 19 && sj[4] == '-' && sj[7] == '-' && sj[10] == ' ') {
+        const Sale s{digits(sj.data(), 4),
+                     digits(sj.data() + 5, 2),
+                     digits(sj.data() + 8, 2),
+                     digits(sj.data() + 11, 2),
+                     {},
+                     {}};
+        if (s.year >= 0 && s.month >= 1 && s.day >= 1 && s.hour >= 0) return s;
+    }
+    const auto parsed = DateTime::parse(sj);
+    if (!parsed) return std::nullopt;
+    return Sale{parsed->year, parsed->month, parsed->day, parsed->hour, {}, {}};
+}
+
+std::optional<double> number(const db::Statement& st, int column) {
+    if (st.isNull(column)) return std::nullopt;
+    return st.real(column);
+}
+
+struct Item {
+    std::string id, title;
+};
+
+// Every sale of the shop's items in the range, item by item, through the (itemId, sj) index.
+template <class Visit> void forEachSale(db::Database& db, const AnalysisRequest& request, Visit visit) {
+    auto from = DateTime::parse(request.from), to = DateTime::parse(request.to);
+    if (!from || !to) throw std::runtime_error("not a date: " + request.from + " / " + request.to);
+    std::vector<Item> items;
+    auto list = db.prepare("select itemId,itemTitle from itemInfo where dian_id=:id and itemId is not null");
+    list.bind("id", request.shopId);
+    while (list.step())
+        items.push_back({list.text(0), list.text(1)});
+    auto sales =
+        db.prepare("select sj,amount,getNum from saleInfo where itemId=:item and sj>=:sj1 and sj<=:sj2");
+    for (size_t i = 0; i < items.size(); ++i) {
+        sales.bind("item", items[i].id).bind("sj1", from->toString()).bind("sj2", to->toString());
+        while (sales.step()) {
+            auto sale = saleTime(sales.textView(0));
+            if (!sale) continue;
+            sale->amount = number(sales, 1);
+            sale->quantity = number(sales, 2);
+            visit(items[i], *sale);
+        }
+        sales.reset();
+    }
+}
+
+// Days of the range, keyed yyyyMMdd, in order.
+using Days = std::map<int, Period>;
+
+Days salesByDay(db::Database& db, const AnalysisRequest& request,
+                std::array<std::int64_t, 24>* hours = nullptr) {
+    Days days;
+    Period* current = nullptr;
+    int currentKey = -1;
+    forEachSale(db, request, [&](const Item&, const Sale& s) {
+        const int key = s.year * 10000 + s.month * 100 + s.day;
+        if (key != currentKey) current = &days[key], currentKey = key;
+        current->add(s);
+        if (hours && s.hour < 24) ++(*hours)[size_t(s.hour)];
+    });
+    return days;
+}
+
+int yearOf(int key) {
+    return key / 10000;
+}
+int monthOf(int key) {
+    return key / 100 % 100;
+}
+int dayOf(int key) {
+    return key % 100;
+}
+
+} // namespace
+
+ChartRows salesRankingRows(db::Database& db, const AnalysisRequest& request) {
+    // A group is an item id, its title and a price, as the statements group them.
+    struct Group {
+        std::string id, title;
+        std::optional<double> amount;
+        Sum num;
+        Money total;
+    };
+    std::map<std::tuple<std::string, std::string, bool, double>, Group> groups;
+    // An item's few prices are looked up in a short list; the map sees each item's groups once.
+    const Item* item = nullptr;
+    std::vector<Group> prices;
+    auto flush = [&] {
+        for (Group& g : prices) {
+            Group& into = groups[{g.id, g.title, g.amount.has_value(), g.amount.value_or(0)}];
+            if (into.id.empty()) into.id = g.id, into.title = g.title, into.amount = g.amount;
+            if (g.num.any) into.num.add(g.num.value);
+            if (g.total.any) {
+                into.total.cents += g.total.cents, into.total.plain += g.total.plain;
+                into.total.exact = into.total.exact && g.total.exact, into.total.any = true;
+            }
+        }
+        prices.clear();
+    };
+    forEachSale(db, request, [&](const Item& sold, const Sale& s) {
+        if (&sold != item) flush(), item = &sold;
+        auto g =
+            std::find_if(prices.begin(), prices.end(), [&](const Group& p) { return p.amount == s.amount; });
+        if (g == prices.end()) g = prices.insert(prices.end(), Group{sold.id, sold.title, s.amount, {}, {}});
+        if (s.quantity) g->num.add(*s.quantity);
+        if (s.quantity && s.amount) g->total.add(*s.quantity * *s.amount);
+    });
+    flush();
+    std::vector<const Group*> order; // the groups' own order: id, title, price
+    for (const auto& [key, group] : groups)
+        order.push_back(&group);
+
+    auto below = [](const Sum& a, const Sum& b) { return a.any != b.any ? !a.any : a.value < b.value; };
+    auto priceBelow = [](const std::optional<double>& a, const std::optional<double>& b) {
+        return a.has_value() != b.has_value() ? !a : a && *a < *b;
+    };
+    auto rows = [&](bool byCount) {
+        std::vector<const Group*> ranked = order;
+        std::stable_sort(ranked.begin(), ranked.end(), [&](const Group* a, const Group* b) {
+            const bool numTie = !below(a->num, b->num) && !below(b->num, a->num);
+            const bool totalTie = a->total == b->total;
+            if (byCount) {
+                if (!numTie) return below(b->num, a->num);
+                if (!totalTie) return b->total < a->total;
+            } else {
+                if (!totalTie) return b->total < a->total;
+                if (!numTie) return below(b->num, a->num);
+            }
+            return priceBelow(b->amount, a->amount);
+        });
+        std::vector<ValueRow> out;
+        for (const Group* g : ranked)
+            out.push_back({{"num", g->num.get()},
+                           {"amount", g->amount ? db::Value(*g->amount) : db::Value()},
+                           {"itemTitle", g->title},
+                           {"totalAmount", g->total.get()}});
+        return out;
+    };
+    return {rows(true), rows(false)};
+}
+
+ChartRows salesTimeRows(db::Database& db, const AnalysisRequest& request) {
+    std::array<std::int64_t, 24> hours{};
+    const Days days = salesByDay(db, request, &hours);
+    std::array<std::int64_t, 8> weekdays{};
+    std::array<std::int64_t, 13> months{};
+    for (const auto& [key, period] : days) {
+        weekdays[size_t(DateTime{yearOf(key), monthOf(key), dayOf(key)}.dayOfWeek())] += period.rows;
+        months[size_t(monthOf(key))] += period.rows;
+    }
+    // Each in descending order of hour, weekday and month, the parts without sales left out.
+    auto rows = [](const auto& counts, int first) {
+        std::vector<ValueRow> out;
+        for (int part = int(counts.size()) - 1; part >= first; --part)
+            if (counts[size_t(part)] > 0)
+                out.push_back({{"num", counts[size_t(part)]}, {"hour1", std::int64_t(part)}});
+        return out;
+    };
+    return {rows(hours, 0), rows(weekdays, 1), rows(months, 1)};
+}
+
+ChartRows salesTrendRows(db::Database& db, const AnalysisRequest& request) {
+    const Days days = salesByDay(db, request);
+    std::map<std::pair<int, int>, Period> weeks, months;
+    std::vector<ValueRow> dayRows;
+    for (const auto& [key, period] : days) {
+        const int year = yearOf(key), month = monthOf(key), day = dayOf(key);
+        weeks[{year, db::weekOfYear(year, month, day)}].add(period);
+        months[{year, month}].add(period);
+        dayRows.push_back({{"num", period.num.get()},
+                           {"totalAmount", period.total.get()},
+                           {"avgAmount", period.average()},
+                           {"year1", std::int64_t(year)},
+                           {"month1", std::int64_t(month)},
+                           {"day1", std::int64_t(day)}});
+    }
+    auto rows = [](const std::map<std::pair<int, int>, Period>& periods, const char* part) {
+        std::vector<ValueRow> out;
+        for (const auto& [key, period] : periods)
+            out.push_back({{"num", period.num.get()},
+                           {"totalAmount", period.total.get()},
+                           {"avgAmount", period.average()},
+                           {"year1", std::int64_t(key.first)},
+                           {part, std::int64_t(key.second)}});
+        return out;
+    };
+    return {dayRows, rows(weeks, "week1"), rows(months, "month1")};
+}
+
+} // namespace vantor::charts

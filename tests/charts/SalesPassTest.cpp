@@ -1,0 +1,117 @@
+// The one pass over a shop's sales against the windows' own statements, on randomized shops: every
+// document both write must be the same to the byte.
+#include "charts/SalesAnalysis.h"
+#include "db/TDM.h"
+#include "support/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <random>
+#include <sstream>
+
+using namespace vantor;
+using namespace vantor::charts;
+
+namespace {
+
+std::string fileBytes(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::stringstream bytes;
+    bytes << in.rdbuf();
+    return bytes.str();
+}
+
+// Shop 1 of a random market: items with titles that repeat or carry "&", one item at two prices, items
+// whose sales tie completely, quarter-yuan prices (sums exact in binary, as in cents), sales across the
+// turn of 2010 and at midnight of the range's last day and one second after it. Shop 2 sells too.
+void fillMarket(db::Database& db, unsigned seed) {
+    std::mt19937 random(seed);
+    auto pick = [&](int n) { return int(random() % unsigned(n)); };
+    db.exec("insert into dianbase(id,dianming) values(1,'随机小店'),(2,'别家')");
+    auto item = db.prepare("insert into itemInfo(dian_id,itemId,itemTitle) values(:shop,:id,:title)");
+    auto sale = db.prepare("insert into saleInfo(itemId,amount,sj,getNum) values(:id,:amount,:sj,:num)");
+    const char* titles[] = {"围巾", "A&B 手套", "围巾", "帽子&&", "袜子"};
+    const std::vector<std::string> times = {"2010-12-26 00:00:00", "2010-12-31 23:59:59",
+                                            "2011-01-01 00:00:00", "2011-01-02 12:00:00",
+                                            "2011-01-31 00:00:00", "2011-01-31 00:00:01"};
+    const int items = 3 + pick(8);
+    for (int i = 0; i < items + 2; ++i) {
+        const std::string id = "i" + std::to_string(i);
+        item.bind("shop", i < items ? 1 : 2).bind("id", id).bind("title", titles[pick(5)]);
+        item.execute();
+        item.reset();
+        const double price = 0.25 * (4 + pick(200)), other = price + 0.5 * (1 + pick(3));
+        const int count = pick(40);
+        for (int k = 0; k < count; ++k) {
+            const std::string sj = pick(4) == 0 ? times[size_t(pick(int(times.size())))]
+                                                : "2010-" + std::to_string(10 + pick(3)) + "-1" +
+                                                      std::to_string(pick(10)) + " " +
+                                                      std::to_string(10 + pick(14)) + ":05:00";
+            sale.bind("id", id)
+                .bind("amount", k % 5 == 4 ? other : price)
+                .bind("sj", sj)
+                .bind("num", double(1 + pick(3)));
+            sale.execute();
+            sale.reset();
+        }
+        if (i == 0) // an exact twin of item 0 under another id: a complete tie in every ranking
+            db.exec(
+                "insert into itemInfo(dian_id,itemId,itemTitle) select 1,'i0twin',itemTitle from itemInfo "
+                "where "
+                "itemId='i0'; insert into saleInfo(itemId,amount,sj,getNum) select 'i0twin',amount,sj,getNum "
+                "from saleInfo where itemId='i0'");
+    }
+}
+
+// The window's statements, with the order among complete ties that the one pass defines appended.
+Analysis byStatements(const Analysis& analysis, std::vector<std::string>& statements) {
+    Analysis reference = analysis;
+    reference.rows = nullptr;
+    for (ChartSpec& chart : reference.charts) {
+        std::string sql(chart.statement);
+        if (sql.find("group by a.itemId") != std::string::npos) sql += ",a.itemId,a.itemTitle";
+        statements.push_back(sql);
+    }
+    for (size_t c = 0; c < reference.charts.size(); ++c)
+        reference.charts[c].statement = statements[c];
+    return reference;
+}
+
+struct Quiet : AnalysisObserver {
+    void showMessage(const std::string& text) override { ADD_FAILURE() << text; }
+    void documentWritten(const std::filesystem::path& file) override { files.push_back(file.filename()); }
+    std::vector<std::filesystem::path> files;
+};
+
+} // namespace
+
+TEST(SalesPass, WritesTheStatementsDocumentsToTheByteOnRandomShops) {
+    const std::vector<std::pair<std::string, std::string>> ranges = {
+        {"2010-01-01", "2011-01-31"}, {"2010-12-01", "2011-01-02"}, {"2012-01-01", "2012-12-31"}};
+    for (unsigned seed = 1; seed <= 12; ++seed) {
+        test::TempDir dir;
+        db::TDM dm(dir / "lmd_pin.db");
+        dm.open();
+        fillMarket(dm.cn1(), seed);
+        Gallery onePass(DataFolder(dir / "pass")), statements(DataFolder(dir / "sql"));
+        for (const Analysis* analysis : salesAnalyses())
+            for (const auto& [from, to] : ranges) {
+                SCOPED_TRACE("seed " + std::to_string(seed) + ", " + std::string(analysis->name) + " " +
+                             from + "~" + to);
+                std::vector<std::string> sql;
+                const AnalysisRequest request{1, "随机小店", from, to};
+                Quiet ours, theirs;
+                ASSERT_EQ(runAnalysis(dm.cn1(), onePass, *analysis, request, ours).outcome,
+                          AnalysisOutcome::Written);
+                ASSERT_EQ(
+                    runAnalysis(dm.cn1(), statements, byStatements(*analysis, sql), request, theirs).outcome,
+                    AnalysisOutcome::Written);
+                ASSERT_EQ(ours.files, theirs.files);
+                for (const auto& file : ours.files)
+                    EXPECT_EQ(fileBytes(onePass.document(file.string())),
+                              fileBytes(statements.document(file.string())))
+                        << file;
+            }
+    }
+}
