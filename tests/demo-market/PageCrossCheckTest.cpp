@@ -42,16 +42,27 @@ protected:
 };
 DemoMarket* PageCrossCheckTest::market = nullptr;
 
-void expectShopRow(const TDianBaseInfo& row, const Shop& s) {
-    SCOPED_TRACE(s.nick);
-    EXPECT_EQ(row.webaddr, s.webAddress());
-    EXPECT_EQ(row.dianming, s.name);
-    EXPECT_EQ(row.loc, s.mainBusiness);
-    EXPECT_EQ(row.commodityNum, static_cast<int>(s.items.size()));
-    EXPECT_EQ(row.dianzhu, s.nick);
-    EXPECT_EQ(row.addr, s.location);
-    EXPECT_EQ(row.salerCredit, s.sellerCredit);
-    EXPECT_EQ(row.rateUrl, s.rateAddress());
+// The fields a search row and a shop page both give, and the shop's values for them.
+auto shopFields(const TDianBaseInfo& r) {
+    return std::tie(r.webaddr, r.loc, r.commodityNum, r.dianzhu, r.addr, r.salerCredit);
+}
+auto shopFields(const Shop& s) {
+    return std::tuple(s.webAddress(), s.mainBusiness, static_cast<int>(s.items.size()), s.nick, s.location,
+                      s.sellerCredit);
+}
+
+// The row an item list shows of an item: its 30-day sales or `cell22`, and `cell23`.
+TItemInfo itemRow(const Item& it, const std::string& seller, std::string cell22, std::string cell23 = "") {
+    TItemInfo row;
+    row.itemUrl = it.address();
+    row.itemTitle = it.title; // highlight spans removed
+    row.place = it.location;
+    row.price = money(it.price);
+    row.shipping = money(it.shipping);
+    row.dianzhu = seller;
+    row.cell22 = std::move(cell22);
+    row.cell23 = std::move(cell23);
+    return row;
 }
 
 TEST_F(PageCrossCheckTest, ShopSearchRowsAndTotalAreTheModelsShops) {
@@ -81,8 +92,12 @@ TEST_F(PageCrossCheckTest, ShopSearchRowsAndTotalAreTheModelsShops) {
             const auto rows = TParseHtml::parseShopList(page);
             ASSERT_EQ(rows.size(), std::min<size_t>(80, expected.size() - offset));
             EXPECT_EQ(rows.skippedRows(), 0u);
-            for (size_t i = 0; i < rows.size(); ++i)
-                expectShopRow(rows.record(i), *expected[offset + i]);
+            for (size_t i = 0; i < rows.size(); ++i) {
+                const TDianBaseInfo& row = rows.record(i);
+                const Shop& s = *expected[offset + i];
+                EXPECT_EQ(shopFields(row), shopFields(s));
+                EXPECT_EQ(std::tie(row.dianming, row.rateUrl), std::tuple(s.name, s.rateAddress()));
+            }
         }
     }
 }
@@ -91,19 +106,11 @@ TEST_F(PageCrossCheckTest, ShopPagesGiveProfileRatingLinkAndUserId) {
     for (int index : {0, MarketModel::kNoRatingLinkShop, 2, 7, 57, 107, 157, 199, 319}) {
         const Shop& s = shop(index);
         SCOPED_TRACE(s.nick);
-        const TDianBaseInfo parsed = parseShopPage(get(s.webAddress()));
-        EXPECT_EQ(parsed.rateUrl, s.hasRatingLink ? s.rateAddress() : "");
-        EXPECT_EQ(parsed.userId, s.userId);
-        EXPECT_EQ(parsed.dianzhu, s.nick);
-        EXPECT_EQ(parsed.webaddr, s.webAddress());
-        EXPECT_EQ(parsed.salerCredit, s.sellerCredit);
-        EXPECT_EQ(parsed.buyerCredit, s.buyerCredit);
-        EXPECT_EQ(parsed.favorite, s.favorite);
-        EXPECT_EQ(parsed.createDate, s.createDate);
-        EXPECT_EQ(parsed.commodityNum, static_cast<int>(s.items.size()));
-        EXPECT_EQ(parsed.addr, s.location);
-        EXPECT_EQ(parsed.loc, s.mainBusiness);
-        EXPECT_EQ(parsed.firstPageUrl, s.webAddress() + "/");
+        const TDianBaseInfo p = parseShopPage(get(s.webAddress()));
+        EXPECT_EQ(std::tie(p.rateUrl, p.userId, p.buyerCredit, p.favorite, p.createDate, p.firstPageUrl),
+                  std::tuple(s.hasRatingLink ? s.rateAddress() : "", s.userId, s.buyerCredit, s.favorite,
+                             s.createDate, s.webAddress() + "/"));
+        EXPECT_EQ(shopFields(p), shopFields(s));
     }
 }
 
@@ -124,30 +131,13 @@ TEST_F(PageCrossCheckTest, ItemListPagesListEveryItemOfTheShop) {
             for (const auto& entry : rows) {
                 ASSERT_LT(position, s.items.size());
                 const Item& it = model().itemOf(s, static_cast<int>(position++));
-                const TItemInfo& row = entry.record;
-                EXPECT_EQ(row.itemUrl, it.address());
-                EXPECT_EQ(row.itemTitle, it.title);
-                EXPECT_EQ(row.place, it.location);
-                EXPECT_EQ(row.price, money(it.price));
-                EXPECT_EQ(row.dianzhu, s.nick);
-                EXPECT_EQ(row.cell22, it.id);
-                EXPECT_EQ(row.cell23, s.userId);
+                TItemInfo want = itemRow(it, s.nick, it.id, s.userId);
+                want.shipping = "0"; // a shop's list shows none
+                EXPECT_EQ(entry.record, want);
             }
         }
         EXPECT_EQ(position, s.items.size());
     }
-}
-
-void expectSale(const TAutionInfo& row, const Sale& sale) {
-    SCOPED_TRACE(sale.tradeId);
-    EXPECT_EQ(row.tradeId, sale.tradeId);
-    EXPECT_EQ(row.buyerName, sale.buyerName);
-    EXPECT_EQ(row.buyerId, sale.buyerId);
-    EXPECT_EQ(row.itemTitle, sale.itemTitle);
-    EXPECT_DOUBLE_EQ(row.amount, sale.price);
-    EXPECT_DOUBLE_EQ(row.buyNum, sale.quantity);
-    EXPECT_EQ(row.sj, sale.time);
-    EXPECT_EQ(row.status, sale.status);
 }
 
 TEST_F(PageCrossCheckTest, ItemPagesAndTheirBuyerLists) {
@@ -161,14 +151,10 @@ TEST_F(PageCrossCheckTest, ItemPagesAndTheirBuyerLists) {
     for (const Item* it : items) {
         SCOPED_TRACE(it->id);
         const std::string page = get(it->address());
-        const TItemBaseInfo parsed = TParseHtml::parseItemPage(page);
-        EXPECT_EQ(parsed.itemId, it->hasItemId ? it->id : "000000000000000");
-        EXPECT_EQ(parsed.itemTitle, it->title);
-        EXPECT_EQ(parsed.curSale, it->curSale);
-        EXPECT_EQ(parsed.monthSale, it->showsMonthSale ? it->monthSale : 0);
-        EXPECT_EQ(parsed.favorite, it->favorite);
-        EXPECT_EQ(parsed.addr, it->location);
-        EXPECT_DOUBLE_EQ(parsed.curPrice, it->price);
+        const TItemBaseInfo p = TParseHtml::parseItemPage(page);
+        EXPECT_EQ(std::tie(p.itemId, p.itemTitle, p.curSale, p.monthSale, p.favorite, p.addr, p.curPrice),
+                  std::tuple(it->hasItemId ? it->id : "000000000000000", it->title, it->curSale,
+                             it->showsMonthSale ? it->monthSale : 0, it->favorite, it->location, it->price));
         EXPECT_EQ(TParseHtml::parseShopEntry(page), shop(it->shopIndex).webAddress());
         const std::string buyers = TParseHtml::buyerListUrl(page);
         if (!it->hasBuyerList) {
@@ -182,9 +168,13 @@ TEST_F(PageCrossCheckTest, ItemPagesAndTheirBuyerLists) {
         for (int p = 1; p <= (sold + 79) / 80 + 1; ++p) {
             const auto rows = parseSaleList(get(buyers + std::to_string(p)));
             EXPECT_EQ(rows.skippedRows(), 0u);
-            for (const auto& entry : rows) {
+            for (const auto& [text, r] : rows) {
                 ASSERT_LT(position, sales.size());
-                expectSale(entry.record, sales[position++]);
+                const Sale& sale = sales[position++];
+                EXPECT_EQ(std::tie(r.tradeId, r.buyerName, r.buyerId, r.itemTitle, r.amount, r.buyNum, r.sj,
+                                   r.status),
+                          std::tuple(sale.tradeId, sale.buyerName, sale.buyerId, sale.itemTitle, sale.price,
+                                     double(sale.quantity), sale.time, sale.status));
             }
         }
         EXPECT_EQ(position, sales.size());
@@ -210,31 +200,12 @@ TEST_F(PageCrossCheckTest, RatingSummaryPagesGiveTheCounters) {
             EXPECT_EQ(parsed[g], sr[g].period) << "seller grade " << g;
             EXPECT_EQ(parsed[g + 3], br[g].period) << "buyer grade " << g;
         }
-        EXPECT_EQ(info.rateCount, s.ratingCount);
-        EXPECT_EQ(info.salerCredit, s.sellerCredit);
-        EXPECT_EQ(info.buyerCredit, s.buyerCredit);
-        EXPECT_EQ(info.itemGoal, s.scores[0]);
-        EXPECT_EQ(info.serviceGoal, s.scores[1]);
-        EXPECT_EQ(info.consignGoal, s.scores[2]);
-        EXPECT_DOUBLE_EQ(info.virtualGoal, s.virtualShare);
-        EXPECT_DOUBLE_EQ(info.realGoal, s.realShare);
-        EXPECT_DOUBLE_EQ(info.salerGoodRate, s.sellerGoodRate);
-        EXPECT_DOUBLE_EQ(info.buyerGoodRate, s.buyerGoodRate);
+        EXPECT_EQ(std::tie(info.rateCount, info.salerCredit, info.buyerCredit, info.itemGoal,
+                           info.serviceGoal, info.consignGoal, info.virtualGoal, info.realGoal,
+                           info.salerGoodRate, info.buyerGoodRate),
+                  std::tie(s.ratingCount, s.sellerCredit, s.buyerCredit, s.scores[0], s.scores[1],
+                           s.scores[2], s.virtualShare, s.realShare, s.sellerGoodRate, s.buyerGoodRate));
     }
-}
-
-void expectRating(const std::string& listText, const TRateInfo& row, const Rating& r) {
-    SCOPED_TRACE(r.tradeId);
-    EXPECT_EQ(listText, r.time);
-    EXPECT_EQ(row.pjsj, r.time);
-    EXPECT_EQ(row.pj, gradeText(r.grade));
-    EXPECT_EQ(row.pjInfo, r.comment);
-    EXPECT_EQ(row.pjjs, r.explanation);
-    EXPECT_EQ(row.pjName, r.raterName); // the page spells it in references
-    EXPECT_EQ(row.itemTitle, r.itemTitle);
-    EXPECT_EQ(row.tradeId, r.tradeId);
-    EXPECT_DOUBLE_EQ(row.jg, r.price);
-    EXPECT_EQ(row.counts, r.counts);
 }
 
 TEST_F(PageCrossCheckTest, RatingListPagesOnBothHosts) {
@@ -255,8 +226,15 @@ TEST_F(PageCrossCheckTest, RatingListPagesOnBothHosts) {
         EXPECT_TRUE(TParseHtml::parseRateList(get(other), rowExpression).empty());
         const size_t begin = static_cast<size_t>(page - 1) * 20;
         ASSERT_EQ(rows.size(), begin < ratings.size() ? std::min<size_t>(20, ratings.size() - begin) : 0);
-        for (size_t i = 0; i < rows.size(); ++i)
-            expectRating(rows.text(i), rows.record(i), ratings[begin + i]);
+        for (size_t i = 0; i < rows.size(); ++i) {
+            const TRateInfo& row = rows.record(i);
+            const Rating& r = ratings[begin + i];
+            // The page spells the rater's name in references.
+            EXPECT_EQ(std::tie(rows.text(i), row.pjsj, row.pj, row.pjInfo, row.pjjs, row.pjName,
+                               row.itemTitle, row.tradeId, row.jg, row.counts),
+                      std::tuple(r.time, r.time, gradeText(r.grade), r.comment, r.explanation, r.raterName,
+                                 r.itemTitle, r.tradeId, r.price, r.counts));
+        }
     }
 }
 
@@ -274,15 +252,7 @@ TEST_F(PageCrossCheckTest, ItemSearchBySalesWithPriceFilter) {
         ASSERT_EQ(rows.size(), std::min<size_t>(80, expected.size() - offset));
         for (size_t i = 0; i < rows.size(); ++i) {
             const Item& it = *expected[offset + i];
-            const TItemInfo& row = rows.record(i);
-            SCOPED_TRACE(it.id);
-            EXPECT_EQ(row.itemUrl, it.address());
-            EXPECT_EQ(row.itemTitle, it.title) << "highlight spans removed";
-            EXPECT_EQ(row.place, it.location);
-            EXPECT_EQ(row.price, money(it.price));
-            EXPECT_EQ(row.shipping, money(it.shipping));
-            EXPECT_EQ(row.dianzhu, shop(it.shopIndex).nick);
-            EXPECT_EQ(row.cell22, std::to_string(it.monthSale));
+            EXPECT_EQ(rows.record(i), itemRow(it, shop(it.shopIndex).nick, std::to_string(it.monthSale)));
         }
     }
 }
@@ -301,17 +271,8 @@ TEST_F(PageCrossCheckTest, CategoryBrowsePagesRankTheMonthsBestSellers) {
         ASSERT_EQ(rows.size(), std::min<size_t>(80, expected.size() - offset));
         for (size_t i = 0; i < rows.size(); ++i) {
             const Item& it = *expected[offset + i];
-            SCOPED_TRACE(it.id);
-            TItemInfo want;
-            want.itemUrl = it.address();
-            want.itemTitle = it.title;
-            want.place = it.location;
-            want.price = money(it.price);
-            want.shipping = money(it.shipping);
-            want.dianzhu = shop(it.shopIndex).nick;
-            want.cell22 = std::to_string(it.categorySale);
-            want.cell23 = std::to_string(it.favorite);
-            EXPECT_EQ(rows.record(i), want);
+            EXPECT_EQ(rows.record(i), itemRow(it, shop(it.shopIndex).nick, std::to_string(it.categorySale),
+                                              std::to_string(it.favorite)));
         }
     }
 }
