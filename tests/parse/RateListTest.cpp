@@ -26,14 +26,12 @@ TEST(RateList, EveryFieldOfALinkedRater) {
     ASSERT_EQ(list.size(), 1u);
     const TRateInfo& rate = list.record(0);
     // The name has its references read, as the page spells it.
-    EXPECT_EQ(std::tie(rate.pj, rate.pjInfo, rate.pjjs, rate.pjsj, rate.pjName, rate.raterLink, rate.tradeId,
-                       rate.itemTitle),
-              std::tuple("中评", "质量很好，物流很快 2", "谢谢亲的支持", "2010-01-11 10:11:12", "加油buyer2",
+    EXPECT_EQ(std::tie(list.text(0), rate.pj, rate.pjInfo, rate.pjjs, rate.pjsj, rate.pjName, rate.raterLink,
+                       rate.tradeId, rate.itemTitle, rate.jg, rate.counts),
+              std::tuple("2010-01-11 10:11:12", "中评", "质量很好，物流很快 2", "谢谢亲的支持",
+                         "2010-01-11 10:11:12", "加油buyer2",
                          "href=\"http://rate.taobao.com/user-rate-b2.htm\" target=\"_blank\"", "43210002",
-                         "羊毛围巾 2"));
-    EXPECT_DOUBLE_EQ(rate.jg, 41.0);
-    EXPECT_FALSE(rate.counts);
-    EXPECT_EQ(list.text(0), "2010-01-11 10:11:12");
+                         "羊毛围巾 2", 41.0, false));
 }
 
 TEST(RateList, ARaterWithoutALinkTakesTheNameFromTheOtherGroup) {
@@ -43,8 +41,8 @@ TEST(RateList, ARaterWithoutALinkTakesTheNameFromTheOtherGroup) {
     const auto list = parse({row});
     ASSERT_EQ(list.size(), 1u);
     const TRateInfo& rate = list.record(0);
-    EXPECT_EQ(std::tie(rate.pjName, rate.raterLink, rate.pjjs), std::tuple("b***9（匿名）", "", ""));
-    EXPECT_TRUE(rate.counts);
+    EXPECT_EQ(std::tie(rate.pjName, rate.raterLink, rate.pjjs, rate.counts),
+              std::tuple("b***9（匿名）", "", "", true));
 }
 
 TEST(RateList, RatingTimesAreNormalisedAndKeepDoubleByteCharacters) {
@@ -55,12 +53,10 @@ TEST(RateList, RatingTimesAreNormalisedAndKeepDoubleByteCharacters) {
     rows[2].date = "[2010.02.03 嘯匽關]";
     const auto list = parse(rows);
     ASSERT_EQ(list.size(), 3u);
-    EXPECT_EQ(list.record(0).pjsj, "2010-01-12 10:11:12");
-    EXPECT_EQ(list.record(1).pjsj, "2010-01-12 10:11:12");
-    EXPECT_EQ(list.record(2).pjsj, "2010-02-03 嘯匽關"); // '[' and ']' second bytes survive
-    // The list keeps both ratings of the same time.
-    EXPECT_EQ(list.text(0), "2010-01-12 10:11:12");
-    EXPECT_EQ(list.text(1), "2010-01-12 10:11:12");
+    // '[' and ']' second bytes survive. The list keeps both ratings of the same time.
+    EXPECT_EQ(
+        std::tie(list.record(0).pjsj, list.record(1).pjsj, list.record(2).pjsj, list.text(1)),
+        std::tuple("2010-01-12 10:11:12", "2010-01-12 10:11:12", "2010-02-03 嘯匽關", "2010-01-12 10:11:12"));
     EXPECT_EQ(list.record(1).tradeId, "43210002");
 }
 

@@ -48,12 +48,10 @@ TEST(RateSummary, SecondLayoutGivesCreditsWithTheirRates) {
     fields.goodRates[0] = "98.76";
     fields.goodRates[1] = "97.00";
     const TRateBaseInfo info = parseRateSummary(fixtures::rateSummaryPage(fields));
-    EXPECT_EQ(info.salerCredit, 2345);
-    EXPECT_EQ(info.buyerCredit, 67);
-    EXPECT_DOUBLE_EQ(info.salerGoodRate, 98.76);
-    EXPECT_DOUBLE_EQ(info.buyerGoodRate, 97.0);
-    EXPECT_DOUBLE_EQ(info.virtualGoal, 0.0); // shown only in the first layout
-    EXPECT_EQ(info.salerGood2, 22);
+    // The shares are shown only in the first layout.
+    EXPECT_EQ(std::tie(info.salerCredit, info.buyerCredit, info.salerGoodRate, info.buyerGoodRate,
+                       info.virtualGoal, info.salerGood2),
+              std::tuple(2345, 67, 98.76, 97.0, 0.0, 22));
 }
 
 TEST(RateSummary, WithoutABuyerTableTheBuyerCountersStayZero) {

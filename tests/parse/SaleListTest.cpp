@@ -19,23 +19,19 @@ TEST(SaleList, EveryFieldOfEverySale) {
 
     const auto fields = [](const TAutionInfo& s) {
         return std::tie(s.buyerName, s.buyerId, s.buyerLink, s.buyerBadge, s.itemTitle, s.tradeId, s.sj,
-                        s.status);
+                        s.status, s.amount, s.buyNum);
     };
-    const TAutionInfo& first = list.record(0);
     EXPECT_EQ(list.text(0), "0");
-    EXPECT_EQ(fields(first),
+    EXPECT_EQ(fields(list.record(0)),
               std::tuple("买家1", "p1",
                          "<a href=\"http://rate.taobao.com/user-rate-p1.htm\" target=\"_blank\">",
                          "<img src=\"vip.gif\" title=\"vip\">", "羊毛围巾", "987650001",
-                         "2010-01-28 10:11:12", "成交"));
+                         "2010-01-28 10:11:12", "成交", 45.5, 1.0));
     EXPECT_EQ(
-        first.itemLink,
+        list.record(0).itemLink,
         "href=\"http://trade.taobao.com/trade/detail/tradesnap.htm?trade_id=987650001\" target=\"_blank\"");
-    EXPECT_DOUBLE_EQ(first.amount, 45.5);
-    EXPECT_DOUBLE_EQ(first.buyNum, 1.0);
-    EXPECT_EQ(fields(list.record(1)),
-              std::tuple("t**1（匿名）", "", "", "", "羊毛围巾", "987650002", "2010-01-27 10:11:12", "成交"));
-    EXPECT_DOUBLE_EQ(list.record(1).buyNum, 2.0);
+    EXPECT_EQ(fields(list.record(1)), std::tuple("t**1（匿名）", "", "", "", "羊毛围巾", "987650002",
+                                                 "2010-01-27 10:11:12", "成交", 45.5, 2.0));
 
     EXPECT_EQ(list.record(2).itemTitle, "羊毛&围巾 關門");
     EXPECT_EQ(list.text(2), "2");
