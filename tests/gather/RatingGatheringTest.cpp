@@ -119,16 +119,6 @@ TEST_F(GatherRatings, AStopInTheSecondOfThreeShopsKeepsNothingOfTheRun) {
     EXPECT_EQ(gatherSummary(JobEnd::Stopped, recorder->saved, ""), "用户中止下载！本次采集的资料均未保存。");
 }
 
-TEST_F(GatherRatings, AMarketFailingEveryRatingPageLeavesTheRunRolledBack) {
-    market.faults().add(demo::parseFaultRule("kind=error&status=503&match=currentPage"));
-    const JobEnd end = gather({4, 5});
-    EXPECT_EQ(end, JobEnd::TimedOut);
-    EXPECT_EQ(number("select count(*) from dianbase"), 0);
-    EXPECT_EQ(number("select count(*) from pjinfo"), 0);
-    ASSERT_FALSE(recorder->statusLines.empty());
-    EXPECT_NE(recorder->statusLines.back().find(kConnectionTimedOut), std::string::npos);
-}
-
 TEST(RatingRange, PagesOfTwentyNeverPastTheLastPage) {
     EXPECT_EQ(validateRatingRange(10, 10), "下载范围数据输入错误，起始量要小于结束量！");
     EXPECT_FALSE(validateRatingRange(1, 2));
