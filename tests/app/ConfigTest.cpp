@@ -91,21 +91,6 @@ TEST(ConfigFile, ABadNumberStopsTheLoadWithTheFieldsBeforeItInForce) {
     EXPECT_EQ(readFile(dir / "config.ini"), netSection("-1", "80a"));
 }
 
-TEST(ConfigFile, SavingTheNetworkInstallsANewAgentThatTheNextStartReads) {
-    TempDir dir;
-    ConfigFile file(dir / "config.ini");
-    TConfig config;
-    file.load(config);
-    auto before = config.getHttpAgent();
-    THttpAgent agent{false, "typed.host", 3128, "me", "secret", "dom", 1500, 2500, 4};
-    file.saveNetwork(agent, config);
-    EXPECT_EQ(*config.getHttpAgent(), agent);
-    EXPECT_EQ(before->Server, ""); // a download holding the old agent keeps it intact
-    TConfig reread;
-    file.load(reread);
-    EXPECT_EQ(*reread.getHttpAgent(), agent);
-}
-
 TEST(IniFile, WritingOneKeyKeepsCommentsOrderAndOtherSections) {
     TempDir dir;
     writeFile(dir / "a.ini",

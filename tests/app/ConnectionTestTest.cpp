@@ -15,14 +15,12 @@ namespace {
 struct Verdicts {
     std::mutex mutex;
     std::vector<std::string> states;
-    std::vector<std::string> errorInfos;
     std::thread::id thread;
 
     THttpTest::Verdict callback() {
-        return [this](const std::string& state, const TDownBean& bean) {
+        return [this](const std::string& state, const TDownBean&) {
             std::lock_guard lock(mutex);
             states.push_back(state);
-            errorInfos.push_back(bean.getErrorInfo());
             thread = std::this_thread::get_id();
         };
     }
@@ -45,19 +43,6 @@ TEST(ConnectionTest, PassesWhenTheTestPageArrives) {
     EXPECT_EQ(verdicts.states, std::vector<std::string>{"测试连接通过！"});
     EXPECT_NE(verdicts.thread, std::this_thread::get_id()); // the window must pass it on
     EXPECT_EQ(test.bean().getHtmlCode(), "<html>search</html>");
-    ASSERT_EQ(server.requestCount(), 1u);
-    EXPECT_EQ(server.requests()[0].header("User-Agent"),
-              "Mozilla/4.0 (compatible; MSIE 6.0; Windows 98; Maxthon)");
-}
-
-TEST(ConnectionTest, FailsAgainstAClosedPort) {
-    ClosedPort closed;
-    Verdicts verdicts;
-    THttpTest test(testAgent(), closed.url("/"), verdicts.callback());
-    test.wait();
-    EXPECT_EQ(verdicts.states, std::vector<std::string>{"测试连接失败！"});
-    ASSERT_EQ(verdicts.errorInfos.size(), 1u);
-    EXPECT_TRUE(verdicts.errorInfos[0].starts_with("ConnectError-")) << verdicts.errorInfos[0];
 }
 
 TEST(ConnectionTest, AStoppedTestAbortsItsDownloadAndGivesNoVerdict) {

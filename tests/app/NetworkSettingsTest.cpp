@@ -63,11 +63,8 @@ TEST(NetworkPage, WithoutAProxyAnEmptyServerSavesAndTheTypedFieldsAreKept) {
     form.netType = kNoProxy;
     form.server = "";
     EXPECT_TRUE(saveNetworkPage(form, settings.file, settings.config).saved);
-    auto agent = settings.config.getHttpAgent();
-    EXPECT_FALSE(agent->AgentType);
-    EXPECT_EQ(agent->User, "alice");
-    EXPECT_EQ(agent->Password, "s3cret");
-    EXPECT_EQ(agent->Port, 3128);
+    EXPECT_EQ(*settings.config.getHttpAgent(),
+              (THttpAgent{false, "", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5}));
     EXPECT_NE(settings.text().find("AgentType=0\nServer=\nPort=3128\nUser=alice\n"), std::string::npos);
 }
 
@@ -77,12 +74,11 @@ TEST(NetworkPage, AProxyWithoutServerIsRefusedBeforeTheNumbersAreLookedAt) {
     NetworkForm form = proxyForm();
     form.server = "";
     form.port = "80a";
-    NetworkSaveResult result = saveNetworkPage(form, settings.file, settings.config);
-    EXPECT_FALSE(result.saved);
-    EXPECT_EQ(result.message, "保存失败，请输入服务器名！");
-    EXPECT_EQ(result.focus, NetworkField::Server);
-    EXPECT_FALSE(result.cancelAction); // "确定" still closes the window
-    EXPECT_EQ(form.port, "80a");       // nothing reset
+    NetworkSaveResult r = saveNetworkPage(form, settings.file, settings.config);
+    // "确定" still closes the window: the action is not cancelled.
+    EXPECT_EQ(std::tie(r.saved, r.message, r.focus, r.cancelAction),
+              std::tuple(false, "保存失败，请输入服务器名！", NetworkField::Server, false));
+    EXPECT_EQ(form.port, "80a"); // nothing reset
     EXPECT_EQ(settings.text(), before);
     EXPECT_EQ(*settings.config.getHttpAgent(), THttpAgent({false, "", 0, "", "", "", 0, 0, 3}));
 }
@@ -97,16 +93,13 @@ TEST(NetworkPage, ANonNumericFieldResetsPortAndTimeOutsAndCancelsTheAction) {
         NetworkForm form = proxyForm();
         spoil(form);
         std::string typedAttempts = form.connectTime;
-        NetworkSaveResult result = saveNetworkPage(form, settings.file, settings.config);
-        EXPECT_FALSE(result.saved);
-        EXPECT_EQ(result.message, "保存失败，端口、读取超时间隔、连接超时间隔必须为数字！");
-        EXPECT_EQ(result.focus, NetworkField::Port);
-        EXPECT_TRUE(result.cancelAction);
-        EXPECT_EQ(form.port, "8080");
-        EXPECT_EQ(form.readTimeOut, "0");
-        EXPECT_EQ(form.connectTimeOut, "0");
-        EXPECT_EQ(form.connectTime, typedAttempts); // left as typed
-        EXPECT_EQ(form.server, "proxy.lan");
+        NetworkSaveResult r = saveNetworkPage(form, settings.file, settings.config);
+        EXPECT_EQ(std::tie(r.saved, r.message, r.focus, r.cancelAction),
+                  std::tuple(false, "保存失败，端口、读取超时间隔、连接超时间隔必须为数字！",
+                             NetworkField::Port, true));
+        // The attempts are left as typed.
+        EXPECT_EQ(std::tie(form.port, form.readTimeOut, form.connectTimeOut, form.connectTime, form.server),
+                  std::tuple("8080", "0", "0", typedAttempts, "proxy.lan"));
     }
     EXPECT_EQ(settings.text(), before);
     EXPECT_EQ(settings.config.getHttpAgent()->Server, "");
@@ -118,11 +111,9 @@ TEST(NetworkPage, AFailedWriteSaysSoAndKeepsTheSettingsInForce) {
     ConfigFile file(dir / "config.ini");
     TConfig config;
     NetworkForm form = proxyForm();
-    NetworkSaveResult result = saveNetworkPage(form, file, config);
-    EXPECT_FALSE(result.saved);
-    EXPECT_EQ(result.message, "保存配置文件出错！");
-    EXPECT_EQ(result.focus, NetworkField::None);
-    EXPECT_FALSE(result.cancelAction);
+    NetworkSaveResult r = saveNetworkPage(form, file, config);
+    EXPECT_EQ(std::tie(r.saved, r.message, r.focus, r.cancelAction),
+              std::tuple(false, "保存配置文件出错！", NetworkField::None, false));
     EXPECT_EQ(config.getHttpAgent()->Server, "");
     EXPECT_TRUE(std::filesystem::is_directory(dir / "config.ini"));
     EXPECT_FALSE(std::filesystem::exists(dir / "config.ini.tmp"));
@@ -178,7 +169,5 @@ TEST(ConnectionTestCheck, PassingFieldsGiveTheTemporaryAgent) {
     NetworkForm direct; // no proxy and an empty server pass
     check = checkConnectionTest(direct);
     ASSERT_TRUE(check.agent);
-    EXPECT_FALSE(check.agent->AgentType);
-    EXPECT_EQ(check.agent->Port, 8080);
-    EXPECT_EQ(check.agent->ConnectTime, 3);
+    EXPECT_EQ(*check.agent, (THttpAgent{false, "", 8080, "", "", "", 0, 0, 3}));
 }
