@@ -115,21 +115,6 @@ TEST_F(MarketModelTest, RatingSummaryCountsTheRatingList) {
     EXPECT_GT(model->ratingPageCount(model->shops()[MarketModel::kBigRatingShop]), 100);
 }
 
-// The gathering tests pick these shops and items by their index for what makes them odd.
-TEST_F(MarketModelTest, OddShopsAndItemsSitOnlyWhereDocumented) {
-    int oddFlags = 0;
-    for (const Shop& s : model->shops())
-        oddFlags += !s.hasRatingLink;
-    for (const Item& it : model->items())
-        oddFlags += !it.hasBuyerList + !it.hasItemId + !it.showsMonthSale;
-    EXPECT_EQ(oddFlags, 4);
-    EXPECT_FALSE(model->shops()[MarketModel::kNoRatingLinkShop].hasRatingLink);
-    const Shop& odd = model->shops()[MarketModel::kOddItemsShop];
-    EXPECT_FALSE(model->itemOf(odd, 0).hasBuyerList);
-    EXPECT_FALSE(model->itemOf(odd, 1).hasItemId);
-    EXPECT_FALSE(model->itemOf(odd, 2).showsMonthSale);
-}
-
 TEST_F(MarketModelTest, ItemSearchSortsBySalesAndFiltersPrice) {
     const auto found = model->findItems({.words = "连衣裙", .low = 50, .high = 300, .location = ""});
     ASSERT_FALSE(found.empty());
