@@ -127,15 +127,6 @@ TEST(Driver, ThreeSlotsShareTenPagesWithThePageStepInTheAddress) {
     EXPECT_EQ(begun, 10);
 }
 
-TEST(Driver, WithoutASuffixEveryPageFetchesThePrefix) {
-    HttpServer server(echoPath);
-    auto param = job(server.url("/profile.htm"), 1, 3, "");
-    RecordingCheck rec(param, {nullptr}, 1, TDownCheck::kPlainMode);
-    rec.runToEnd();
-    EXPECT_EQ(rec.pages(), std::vector<std::string>(3, "/profile.htm"));
-    EXPECT_EQ(server.requestCount(), 3u);
-}
-
 TEST(Driver, JobsThatCannotFetchAnythingEndWithoutARequest) {
     constexpr int plain = TDownCheck::kPlainMode;
     const struct {

@@ -1,5 +1,6 @@
 #include "Fetching.h"
 #include "support/HttpServer.h"
+#include "support/TinyProxy.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <random>
 
 using namespace vantor;
@@ -32,15 +34,12 @@ void expectFailure(const TDownBean& bean, const std::string& info) {
 TEST(PageDownload, APageArrivesWithTheFixedBrowserNameAndCleanFields) {
     HttpServer server([](const HttpRequest&) { return HttpReply::page("<html>shop</html>"); });
     auto bean = fetch(server.url("/shop.htm"), quickAgent());
-    EXPECT_EQ(bean->getStatus(), "finish");
-    EXPECT_EQ(bean->getHtmlCode(), "<html>shop</html>");
-    EXPECT_EQ(bean->getErrorCode(), "");
-    EXPECT_EQ(bean->getErrorInfo(), "");
-    EXPECT_EQ(bean->getUrl(), server.url("/shop.htm"));
+    EXPECT_EQ(std::tuple(bean->getStatus(), bean->getHtmlCode(), bean->getErrorCode(), bean->getErrorInfo(),
+                         bean->getUrl()),
+              std::tuple("finish", "<html>shop</html>", "", "", server.url("/shop.htm")));
     auto requests = server.requests();
     ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].method, "GET");
-    EXPECT_EQ(requests[0].target, "/shop.htm");
+    EXPECT_EQ(requests[0].method + " " + requests[0].target, "GET /shop.htm");
     EXPECT_EQ(requests[0].header("User-Agent"), "Mozilla/4.0 (compatible; MSIE 6.0; Windows 98; Maxthon)");
     // Asking for compression would change the bytes the parsers see.
     EXPECT_EQ(requests[0].header("Accept-Encoding"), "");
@@ -209,4 +208,51 @@ TEST(PageDownload, TheNextPageOfASlotKeepsTheThreadAndTheConnection) {
         EXPECT_EQ(beans[i].getUrl(), server.url(paths[i]));
     }
     EXPECT_EQ(server.connections(), 2); // a new one only after the server closed the first
+}
+
+TEST(Proxy, TheSelectedProxyTakesTheCredentialsAndAnUnselectedOneIsIgnored) {
+    TinyProxy proxy("alice", "s3cret");
+    HttpServer server([](const HttpRequest&) { return HttpReply::page("the page"); });
+    auto viaProxy = [&](const std::string& password, bool selected) {
+        THttpAgent agent;
+        agent.AgentType = selected;
+        agent.Server = "127.0.0.1";
+        agent.Port = proxy.port();
+        agent.User = "alice";
+        agent.Password = password;
+        agent.Domain = "WORKGROUP"; // kept in the settings, never sent
+        return fetch(server.url("/p.htm"), quickAgent(agent));
+    };
+
+    auto through = viaProxy("s3cret", true);
+    EXPECT_EQ(through->getStatus(), "finish") << through->getErrorInfo();
+    EXPECT_EQ(through->getHtmlCode(), "the page");
+    ASSERT_EQ(server.requestCount(), 1u);
+    EXPECT_NE(server.requests()[0].header("Via").find("tinyproxy"), std::string::npos);
+
+    expectFailure(*viaProxy("wrong", true), "HttpError-");
+    EXPECT_EQ(server.requestCount(), 1u);
+
+    // Not selected: the filled-in settings, wrong password and all, play no part.
+    auto direct = viaProxy("wrong", false);
+    EXPECT_EQ(direct->getStatus(), "finish") << direct->getErrorInfo();
+    ASSERT_EQ(server.requestCount(), 2u);
+    EXPECT_EQ(server.requests()[1].header("Via"), "");
+}
+
+TEST(Proxy, AProxyNamedInTheEnvironmentIsIgnored) {
+    ClosedPort deadProxy;
+    HttpServer server([](const HttpRequest&) { return HttpReply::page("direct"); });
+    // The four proxy variables name a dead proxy; empty exception lists leave local hosts no way out.
+    std::vector<std::pair<std::string, std::optional<std::string>>> saved;
+    for (const char* name : {"http_proxy", "HTTP_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"}) {
+        const char* old = std::getenv(name);
+        saved.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
+        setenv(name, saved.size() <= 4 ? deadProxy.url().c_str() : "", 1);
+    }
+    auto bean = fetch(server.url("/p.htm"), quickAgent());
+    for (const auto& [name, value] : saved)
+        value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+    EXPECT_EQ(bean->getStatus(), "finish") << bean->getErrorInfo();
+    EXPECT_EQ(bean->getHtmlCode(), "direct");
 }
