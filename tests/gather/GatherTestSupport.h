@@ -12,14 +12,11 @@
 namespace vantor::test {
 
 // Network settings that lead to the demo market through its proxy port, with short time-outs.
-inline std::shared_ptr<const THttpAgent> demoAgent(const demo::DemoMarket& market, std::string user = "",
-                                                   std::string password = "") {
+inline std::shared_ptr<const THttpAgent> demoAgent(const demo::DemoMarket& market) {
     auto agent = std::make_shared<THttpAgent>();
     agent->AgentType = true;
     agent->Server = "127.0.0.1";
     agent->Port = market.port();
-    agent->User = std::move(user);
-    agent->Password = std::move(password);
     agent->ConnectTime = 3;
     agent->ConnectTimeOut = -55000; // five seconds, the engine adds its own sixty
     agent->ReadTimeOut = -25000;

@@ -106,14 +106,6 @@ TEST_F(GatherFromTheDemoMarket, TwoShopsWithTheirCreditItemsAndSales) {
                   text("select cast(" + std::to_string(sales[0].quantity) + " as real)"));
 }
 
-TEST_F(GatherFromTheDemoMarket, PagesCutShortAreFetchedAgainAndNothingIsLost) {
-    market.faults().add(demo::parseFaultRule("kind=truncate&match=item.htm&count=1"));
-    market.faults().add(demo::parseFaultRule("kind=truncate&match=show_buyer_list&count=1"));
-    ASSERT_EQ(gather({3}, 2), JobEnd::Finished) << recorder.detail;
-    EXPECT_EQ(market.faults().fired(), 2);
-    expectItemsWithSales(shop(3), 2);
-}
-
 TEST_F(GatherFromTheDemoMarket, AShopWithoutARatingLinkIsSavedWithoutItsCredit) {
     ASSERT_EQ(gather({demo::MarketModel::kNoRatingLinkShop}, 1), JobEnd::Finished) << recorder.detail;
     std::string where =
@@ -164,27 +156,5 @@ TEST_F(GatherFromTheDemoMarket, FailuresLeaveNothingHalfSaved) {
         EXPECT_EQ(number("select count(*) from itemInfo"), 0) << rule;
         ASSERT_EQ(recorder.statusLines.size(), 1u) << rule;
         EXPECT_NE(recorder.statusLines[0].find(kConnectionTimedOut), std::string::npos) << rule;
-    }
-}
-
-TEST(GatherThroughAnAuthenticatingProxy, TheCredentialsOpenTheWayAndAWrongPasswordDoesNot) {
-    demo::DemoMarketOptions options;
-    options.proxyUser = "buyer";
-    options.proxyPassword = "s3cret";
-    demo::DemoMarket market(options);
-    for (auto [password, expected] : {std::pair{"s3cret", JobEnd::Finished}, {"wrong", JobEnd::TimedOut}}) {
-        TempDir dir;
-        db::TDM dm(dir / "lmd_pin.db");
-        dm.open();
-        NoSlotProgress gauge;
-        Recorder recorder;
-        SalesGathering run(dm.file(), {searchRowOf(market.model().shops()[5])}, 1,
-                           demoAgent(market, "buyer", password), {&gauge}, recorder);
-        run.start();
-        run.wait();
-        EXPECT_EQ(recorder.end, expected) << password;
-        auto count = dm.cn1().prepare("select count(*) from dianbase");
-        count.step();
-        EXPECT_EQ(count.integer(0), expected == JobEnd::Finished ? 1 : 0) << password;
     }
 }

@@ -110,17 +110,6 @@ TEST_F(SearchOnTheDemoMarket, ASearchOverSeveralPagesFindsTheMarketsShopsAndTheT
     EXPECT_TRUE(found.front().webaddr.starts_with("http://shop"));
 }
 
-TEST_F(SearchOnTheDemoMarket, AMarketThatFailsEveryRequestEndsWithTheTimeOutLine) {
-    market.faults().add(demo::parseFaultRule("kind=error&status=500"));
-    ShopSearchQuery q;
-    q.category = 1;
-    EXPECT_TRUE(search(q).empty());
-    EXPECT_EQ(recorder.end, JobEnd::TimedOut);
-    ASSERT_EQ(recorder.statusLines.size(), 1u);
-    // The date and time, then the line.
-    EXPECT_EQ(recorder.statusLines[0].substr(19), kConnectionTimedOut);
-}
-
 TEST_F(SearchOnTheDemoMarket, TheQuotedCategoryAndTheTrailingBlankGoOnTheWireEncoded) {
     ShopSearchQuery q;
     q.category = 8;
