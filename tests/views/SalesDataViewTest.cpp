@@ -5,6 +5,7 @@ using namespace vantor::views;
 using test::Texts;
 
 using SalesDataViewTest = test::SalesViewTest;
+using DeleteTest = test::ViewsTest;
 
 namespace {
 
@@ -79,11 +80,46 @@ TEST_F(SalesDataViewTest, UpdateDownloadHandsOverTheShopAsASearchWouldFindIt) {
     view->shops().setCurrent(1);
     auto shop = view->shopForDownload();
     ASSERT_TRUE(shop);
-    EXPECT_EQ(shop->dianzhu, "O'Neil");
-    EXPECT_EQ(shop->dianming, "奥尼尔,精品");
-    EXPECT_EQ(shop->webaddr, "http://shop2.taobao.com");
-    EXPECT_EQ(shop->salerCredit, 300);
-    EXPECT_EQ(shop->addr, "上海"); // the shop list's addr is its items' location
-    EXPECT_EQ(shop->loc, "围巾");
-    EXPECT_EQ(shop->commodityNum, 8);
+    // The shop list's addr is its items' location.
+    EXPECT_EQ(std::tie(shop->dianzhu, shop->dianming, shop->webaddr, shop->salerCredit, shop->addr, shop->loc,
+                       shop->commodityNum),
+              std::tuple("O'Neil", "奥尼尔,精品", "http://shop2.taobao.com", 300, "上海", "围巾", 8));
+}
+
+TEST_F(DeleteTest, AnItemGoesWithItsSalesThenTheShopWithTheRestAndTheGridsAreReadAgain) {
+    SalesDataView view(*dm, QueryReader::Mode::Now);
+    view.formCreate();
+    view.items().setCurrent(1); // 1001
+    DeleteResult result = view.deleteItem();
+    ASSERT_TRUE(result.done) << result.error;
+    EXPECT_EQ(count("select count(*) from itemInfo where itemId='1001'"), 0);
+    EXPECT_EQ(count("select count(*) from saleInfo"), 2);
+    EXPECT_EQ(column(view.items(), "itemId"), (Texts{"1002", "1003"}));
+
+    ASSERT_EQ(view.shops().currentText("dianzhu"), "张三");
+    result = view.deleteShop();
+    ASSERT_TRUE(result.done) << result.error;
+    EXPECT_EQ(count("select count(*) from saleInfo"), 1);
+    EXPECT_EQ(count("select count(*) from itemInfo"), 1);
+    EXPECT_EQ(count("select count(*) from dianbase where id=1"), 0);
+    // The items are those of whichever shop is current now.
+    EXPECT_EQ(column(view.shops(), "dianzhu"), (Texts{"O'Neil"}));
+    EXPECT_EQ(column(view.items(), "itemId"), (Texts{"2001"}));
+    EXPECT_EQ(view.sales().rowCount(), 0u);
+}
+
+TEST_F(DeleteTest, AFailingStatementRollsBackTheOnesBeforeIt) {
+    dm->cn1().exec(
+        "CREATE TRIGGER keep_shops BEFORE DELETE ON dianbase BEGIN SELECT RAISE(ABORT, '店铺表只读'); END;");
+    SalesDataView view(*dm, QueryReader::Mode::Now);
+    view.formCreate();
+    DeleteResult result = view.deleteShop();
+    EXPECT_FALSE(result.done);
+    EXPECT_NE(result.error.find("店铺表只读"), std::string::npos) << result.error;
+    EXPECT_EQ(count("select count(*) from saleInfo"), 5);
+    EXPECT_EQ(count("select count(*) from itemInfo"), 4);
+    EXPECT_FALSE(dm->cn1().inTransaction());
+    // The grids keep what they showed.
+    EXPECT_EQ(column(view.shops(), "dianzhu"), (Texts{"张三", "O'Neil"}));
+    EXPECT_EQ(view.items().rowCount(), 3u);
 }
