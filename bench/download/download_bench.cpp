@@ -11,7 +11,6 @@
 #include "download/TThreadDownHtmlCode.h"
 #include "support/HttpServer.h"
 
-#include <spawn.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -19,10 +18,6 @@
 #include <atomic>
 #include <cstdio>
 #include <fstream>
-#include <iterator>
-#include <sstream>
-
-extern char** environ;
 
 using namespace vantor;
 using namespace vantor::bench;
@@ -144,32 +139,18 @@ Figures runCurl(const std::string& prefix, int pages, int slots) {
         for (int page = 1; page <= pages; ++page)
             list << "url = \"" << prefix << page << ".htm\"\noutput = \"/dev/null\"\n";
     }
-    std::istringstream line("curl --silent --no-progress-meter --fail --noproxy * --parallel "
-                            "--parallel-immediate --parallel-max " +
-                            std::to_string(slots) + " --config " + name);
-    std::vector<std::string> words{std::istream_iterator<std::string>(line), {}};
-    words.insert(words.end(), {"--user-agent", kUserAgent});
-    std::vector<char*> argv;
-    for (auto& word : words)
-        argv.push_back(word.data());
-    argv.push_back(nullptr);
-    auto start = Clock::now();
-    pid_t pid;
-    if (posix_spawnp(&pid, "curl", nullptr, nullptr, argv.data(), environ) != 0) {
-        std::fprintf(stderr, "cannot run curl\n");
-        std::exit(1);
-    }
+    const std::string command = "curl --silent --no-progress-meter --fail --noproxy '*' --parallel "
+                                "--parallel-immediate --parallel-max " +
+                                std::to_string(slots) + " --config " + name + " --user-agent '" + kUserAgent +
+                                "'";
     int status = 0;
-    rusage usage{};
-    wait4(pid, &status, 0, &usage);
-    Figures figures{secondsSince(start), double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-                                             double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6};
+    Timing t = measure([&] { status = std::system(command.c_str()); }, RUSAGE_CHILDREN);
     unlink(name);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         std::fprintf(stderr, "curl failed\n");
         std::exit(1);
     }
-    return figures;
+    return {t.wall, t.cpu};
 }
 
 } // namespace

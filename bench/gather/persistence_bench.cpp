@@ -2,10 +2,8 @@
 // command line importing the same rows into the same schema.
 #include "../BenchSupport.h"
 #include "base/DateTime.h"
-#include "base/GbkText.h"
 #include "db/TDM.h"
 #include "gather/GatherPersistence.h"
-#include "parse/RefCodecs.h"
 
 #include <cstdio>
 #include <fstream>
@@ -50,32 +48,32 @@ int main(int argc, char** argv) {
     RecordList<TRateInfo> ratings;
     for (int i = 0; i < rows; ++i) {
         TAutionInfo sale;
-        sale.buyerName = toGbk("买家" + std::to_string(i % 5000));
+        sale.buyerName = "买家" + std::to_string(i % 5000);
         sale.buyerId = std::to_string(100000 + i % 5000);
-        sale.itemTitle = toGbk("2012新款韩版修身连衣裙 雪纺 碎花 " + std::to_string(i % 7) + "号色");
+        sale.itemTitle = "2012新款韩版修身连衣裙 雪纺 碎花 " + std::to_string(i % 7) + "号色";
         sale.tradeId = std::to_string(900000000 + i);
         sale.amount = 59 + i % 40;
         sale.buyNum = 1 + i % 3;
         sale.sj = stamp(i);
-        sale.status = toGbk("成交");
+        sale.status = "成交";
         sales.add(sale);
 
         TRateInfo rating;
-        rating.pj = toGbk("好评");
-        rating.pjName = "&#20080;&#23478;" + std::to_string(i % 5000);
+        rating.pj = "好评";
+        rating.pjName = "买家" + std::to_string(i % 5000);
         rating.itemTitle = sale.itemTitle;
         rating.itemId = "1234567890";
         rating.tradeId = sale.tradeId;
         rating.pjsj = sale.sj;
         rating.jg = sale.amount;
-        rating.pjInfo = toGbk("质量很好，物流很快，和描述的一样，下次还来！");
+        rating.pjInfo = "质量很好，物流很快，和描述的一样，下次还来！";
         ratings.add(rating);
     }
 
     db::TDM dm(dir / "lmd_pin.db");
     auto& db = dm.cn1();
     TDianBaseInfo shop;
-    shop.dianzhu = toGbk("测试掌柜");
+    shop.dianzhu = "测试掌柜";
     saveShopBase(shop, db);
     TItemBaseInfo item;
     item.itemId = "1234567890";
@@ -93,25 +91,23 @@ int main(int argc, char** argv) {
     double salesTime = inTransaction([&] { saveSales(sales, item, nullptr, db); });
     double ratingsTime = inTransaction([&] { saveRatings(ratings, shop, nullptr, db); });
 
-    // The same rows as the sqlite3 command line imports them: UTF-8 CSV, every column of the table.
+    // The same rows as the sqlite3 command line imports them: CSV, every column of the table.
     fs::path salesCsv = dir / "sales.csv", ratingsCsv = dir / "ratings.csv";
     {
         std::ofstream s(salesCsv), r(ratingsCsv);
         int id = 0;
         for (const auto& [text, sale] : sales) {
             ++id;
-            s << id << ",1234567890," << sale.tradeId << ',' << csvField(gbkToUtf8(sale.itemTitle)) << ','
-              << sale.amount << ',' << csvField(gbkToUtf8(sale.buyerName)) << ',' << sale.buyerId << ','
-              << sale.sj << ',' << sale.buyNum << ',' << sale.buyNum << ','
-              << csvField(gbkToUtf8(sale.status)) << '\n';
+            s << id << ",1234567890," << sale.tradeId << ',' << csvField(sale.itemTitle) << ',' << sale.amount
+              << ',' << csvField(sale.buyerName) << ',' << sale.buyerId << ',' << sale.sj << ','
+              << sale.buyNum << ',' << sale.buyNum << ',' << csvField(sale.status) << '\n';
         }
         id = 0;
         for (const auto& [text, rating] : ratings) {
             ++id;
-            r << id << ",1," << csvField(gbkToUtf8(rating.pj)) << ",0,"
-              << csvField(gbkToUtf8(fromDecimalRefs(rating.pjName))) << ',' << rating.itemId << ','
-              << csvField(gbkToUtf8(rating.itemTitle)) << ',' << rating.pjsj << ',' << rating.jg << ','
-              << csvField(gbkToUtf8(rating.pjInfo)) << ",," << rating.tradeId << '\n';
+            r << id << ",1," << csvField(rating.pj) << ",0," << csvField(rating.pjName) << ','
+              << rating.itemId << ',' << csvField(rating.itemTitle) << ',' << rating.pjsj << ',' << rating.jg
+              << ',' << csvField(rating.pjInfo) << ",," << rating.tradeId << '\n';
         }
     }
     double salesImport = importSeconds(dir, "saleInfo", salesCsv);
