@@ -43,9 +43,13 @@ std::vector<RatingRecord> readRatings(db::Database& db, std::int64_t shop, const
         while (marks.step())
             noEffect.insert(marks.text(0));
     }
-    auto st =
-        db.prepare("select p.pjsj,p.pj,p.trade_id,p.pjName,p.jg,p.pjInfo,p.itemTitle from pjinfo p where "
-                   "p.dian_id=:id and p.pjsj>=:sj1 and p.pjsj<:sj2 order by p.pjsj");
+    // The credit's columns all stand in an index; the check's need the table.
+    auto st = db.prepare(
+        columns == Columns::Credit
+            ? "select p.pjsj,p.pj,p.trade_id from pjinfo p where p.dian_id=:id and p.pjsj>=:sj1 and "
+              "p.pjsj<:sj2 order by p.pjsj"
+            : "select p.pjsj,p.pj,p.trade_id,p.pjName,p.jg,p.pjInfo,p.itemTitle from pjinfo p where "
+              "p.dian_id=:id and p.pjsj>=:sj1 and p.pjsj<:sj2 order by p.pjsj");
     st.bind("id", shop).bind("sj1", bounds.from).bind("sj2", bounds.before);
     std::vector<RatingRecord> ratings;
     while (st.step()) {
