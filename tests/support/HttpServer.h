@@ -15,12 +15,14 @@ using HttpReply = demo::HttpResponse;
 
 // The tests' HTTP server on 127.0.0.1: the demo market's server with the test's own handler and no
 // faults. Every request is recorded; destroying it ends every connection at once, delays included.
+// Given a proxy user, it plays a proxy that demands Basic credentials for requests in absolute form.
 class HttpServer {
 public:
     using Handler = std::function<HttpReply(const HttpRequest&)>;
 
-    explicit HttpServer(Handler handler)
-        : server_({}, std::move(handler), faults_, [](const HttpRequest&) { return false; }) {}
+    explicit HttpServer(Handler handler, std::string proxyUser = "", std::string proxyPassword = "")
+        : server_({0, std::move(proxyUser), std::move(proxyPassword)}, std::move(handler), faults_,
+                  [](const HttpRequest&) { return false; }) {}
 
     std::uint16_t port() const { return server_.port(); }
     std::string url(const std::string& path = "/") const;
