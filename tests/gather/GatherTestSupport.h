@@ -39,7 +39,7 @@ struct Recorder : ShopSearchObserver, GatherObserver {
     std::vector<TDianBaseInfo> shops;
     std::vector<int> totals;
     std::vector<std::string> statusLines, stages;
-    int shopsDone = 0, items = 0, currentShop = -1;
+    int shopsDone = 0, currentShop = -1;
     bool ended = false;
     JobEnd end = JobEnd::Finished;
     GatherTally saved;
@@ -68,9 +68,6 @@ struct Recorder : ShopSearchObserver, GatherObserver {
         int shop;
         locked([&] { stages.push_back(text), shop = currentShop; });
         if (onStage) onStage(text, shop); // outside the lock: it may stop the job
-    }
-    void itemsGathered(int count) override {
-        locked([&] { items = count; });
     }
     void shopFinished(int done, int) override {
         locked([&] { shopsDone = done; });

@@ -68,13 +68,9 @@ protected:
 TEST_F(GatherFromTheDemoMarket, TwoShopsWithTheirCreditItemsAndSales) {
     ASSERT_EQ(gather({3, 4}, 3), JobEnd::Finished) << recorder.detail;
     EXPECT_EQ(recorder.shopsDone, 2);
-    EXPECT_EQ(recorder.items, 6);
-    // The summary counts what the database holds.
-    EXPECT_EQ(recorder.saved.shops, 2);
-    EXPECT_EQ(recorder.saved.items, 6);
-    EXPECT_EQ(recorder.saved.sales, number("select count(*) from saleInfo"));
-    EXPECT_EQ(gatherSummary(JobEnd::Finished, recorder.saved, ""),
-              "采集完成：已保存店铺2家，商品6个，销售记录" + std::to_string(recorder.saved.sales) + "条。");
+    // The tally counts what the database holds; the gathering window's test checks its summary line.
+    EXPECT_EQ(std::tie(recorder.saved.shops, recorder.saved.items, recorder.saved.sales),
+              std::tuple(2, 6, number("select count(*) from saleInfo")));
     EXPECT_EQ(number("select count(*) from dianbase"), 2);
     for (int s : {3, 4}) {
         const auto& e = shop(s);
