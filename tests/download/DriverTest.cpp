@@ -186,9 +186,7 @@ TEST(Driver, FailuresCountOverTheWholeJobNotPerPage) {
             return HttpReply::failure(500, "Internal Server Error");
         return echoPath(request);
     });
-    THttpAgent agent;
-    agent.ConnectTime = 3;
-    auto param = job(server.url("/p"), 1, 5, ".htm", agent);
+    auto param = job(server.url("/p"), 1, 5); // ConnectTime 3, as quickAgent sets it
     RecordingCheck rec(param, {nullptr}, 1, TDownCheck::kPlainMode);
     rec.runToEnd();
     EXPECT_EQ(rec.events(), (std::vector<std::string>{"page:7:/p1.htm", "page:7:/p2.htm", "page:7:/p3.htm",
