@@ -1,11 +1,15 @@
 #include "app/NetworkSettings.h"
+#include "app/HttpTest.h"
+#include "support/HttpServer.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
+#include <mutex>
+#include <thread>
+
 using namespace vantor;
-using vantor::test::readFile;
-using vantor::test::TempDir;
+using namespace vantor::test;
 
 namespace {
 
@@ -31,6 +35,28 @@ NetworkForm proxyForm() {
     form.readTimeOut = "2500";
     form.connectTime = "5";
     return form;
+}
+
+// What the test reported, and on which thread.
+struct Verdicts {
+    std::mutex mutex;
+    std::vector<std::string> states;
+    std::thread::id thread;
+
+    THttpTest::Verdict callback() {
+        return [this](const std::string& state, const TDownBean&) {
+            std::lock_guard lock(mutex);
+            states.push_back(state);
+            thread = std::this_thread::get_id();
+        };
+    }
+};
+
+std::shared_ptr<const THttpAgent> testAgent() {
+    THttpAgent agent;
+    agent.ConnectTimeOut = -59000;
+    agent.ReadTimeOut = -29000;
+    return std::make_shared<const THttpAgent>(agent);
 }
 
 } // namespace
@@ -170,4 +196,26 @@ TEST(ConnectionTestCheck, PassingFieldsGiveTheTemporaryAgent) {
     check = checkConnectionTest(direct);
     ASSERT_TRUE(check.agent);
     EXPECT_EQ(*check.agent, (THttpAgent{false, "", 8080, "", "", "", 0, 0, 3}));
+}
+
+TEST(ConnectionTest, PassesWhenTheTestPageArrives) {
+    HttpServer server([](const HttpRequest&) { return HttpReply::page("<html>search</html>"); });
+    Verdicts verdicts;
+    THttpTest test(testAgent(), server.url("/"), verdicts.callback());
+    test.wait();
+    EXPECT_EQ(verdicts.states, std::vector<std::string>{"测试连接通过！"});
+    EXPECT_NE(verdicts.thread, std::this_thread::get_id()); // the window must pass it on
+    EXPECT_EQ(test.bean().getHtmlCode(), "<html>search</html>");
+}
+
+TEST(ConnectionTest, AStoppedTestAbortsItsDownloadAndGivesNoVerdict) {
+    HttpServer server([](const HttpRequest&) { return HttpReply::late("late", std::chrono::seconds(30)); });
+    Verdicts verdicts;
+    THttpTest test(testAgent(), server.url("/"), verdicts.callback());
+    ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == 1; }));
+    test.requestStop();
+    test.wait();
+    EXPECT_TRUE(verdicts.states.empty());
+    EXPECT_EQ(test.bean().getStatus(), "stop");
+    EXPECT_TRUE(HttpServer::waitUntil([&] { return server.hangUps() == 1; }));
 }

@@ -1,5 +1,6 @@
 #include "app/Startup.h"
 #include "app/Compaction.h"
+#include "app/ErrorLog.h"
 #include "base/IniFile.h"
 #include "support/TempDir.h"
 
@@ -97,4 +98,13 @@ TEST_F(Startup, ADamagedDatabaseEndsTheProgramAndIsLeftAsItWas) {
     EXPECT_EQ(run(), StartupOutcome::Exit);
     EXPECT_EQ(recorder.messages, std::vector<std::string>{kDataFileError});
     EXPECT_EQ(readFile(folder.database()), std::string(5000, '?'));
+}
+
+// The log's lines are written by the window test that raises in an event handler.
+TEST(ErrorLog, LiesBesideTheExecutableWithItsNameAndRaisesWhenItCannotBeWritten) {
+    EXPECT_EQ(errorLogPath("/opt/vantor/bin/vantor"), "/opt/vantor/bin/vantor.log");
+    EXPECT_EQ(errorLogPath("/opt/vantor/bin/vantor.exe"), "/opt/vantor/bin/vantor.log");
+    TempDir dir;
+    std::filesystem::create_directory(dir / "vantor.log");
+    EXPECT_THROW(appendErrorLog(dir / "vantor.log", "x", DateTime::now()), std::ios_base::failure);
 }
