@@ -1,5 +1,7 @@
 #include "ParseError.h"
 #include "parse/Expressions.h"
+#include "parse/RateSummaryParser.h"
+#include "parse/TParseException.h"
 #include "parse/TParseHtml.h"
 #include "parse/fixtures/PageFixtures.h"
 
@@ -14,6 +16,18 @@ namespace {
 RecordList<TRateInfo> parse(const std::vector<fixtures::RateRow>& rows) {
     return TParseHtml::parseRateList(fixtures::ratePage(rows), expression(Expression::RatingRow));
 }
+
+// The counters by table (seller, buyer), class (good, neutral, bad) and period 1..4.
+std::int32_t counter(const TRateBaseInfo& r, int table, int kind, int period) {
+    const std::int32_t seller[3][4] = {{r.salerGood1, r.salerGood2, r.salerGood3, r.salerGood4},
+                                       {r.salerNotBad1, r.salerNotBad2, r.salerNotBad3, r.salerNotBad4},
+                                       {r.salerBad1, r.salerBad2, r.salerBad3, r.salerBad4}};
+    const std::int32_t buyer[3][4] = {{r.buyerGood1, r.buyerGood2, r.buyerGood3, r.buyerGood4},
+                                      {r.buyerNotBad1, r.buyerNotBad2, r.buyerNotBad3, r.buyerNotBad4},
+                                      {r.buyerBad1, r.buyerBad2, r.buyerBad3, r.buyerBad4}};
+    return table == 0 ? seller[kind][period] : buyer[kind][period];
+}
+
 } // namespace
 
 TEST(RateList, EveryFieldOfALinkedRater) {
@@ -64,4 +78,54 @@ TEST(RateList, APriceThatIsNoNumberLosesTheList) {
     std::vector<fixtures::RateRow> rows{fixtures::sampleRateRow(0), fixtures::sampleRateRow(1)};
     rows[1].price = "面议";
     EXPECT_EQ(test::parseError([&] { parse(rows); }), "“面议”不是有效的数字！");
+}
+
+TEST(RateSummary, CountersCreditsSharesScoresAndRates) {
+    fixtures::RateSummary fields;
+    fields.scores[0] = "4.83333"; // scores are cut to six characters, a double-byte one counting once
+    fields.scores[2] = "4.9分以上";
+    const TRateBaseInfo info = parseRateSummary(fixtures::rateSummaryPage(fields));
+    for (int kind = 0; kind < 3; ++kind)
+        for (int period = 0; period < 4; ++period) {
+            EXPECT_EQ(counter(info, 0, kind, period), fields.seller[kind][period]) << kind << period;
+            EXPECT_EQ(counter(info, 1, kind, period), fields.buyer[kind][period]) << kind << period;
+        }
+    EXPECT_EQ(std::tie(info.rateCount, info.salerCredit, info.buyerCredit), std::tuple(1234, 2345, 67));
+    EXPECT_DOUBLE_EQ(info.virtualGoal, 12.5);
+    EXPECT_DOUBLE_EQ(info.realGoal, 87.5);
+    EXPECT_EQ(std::tie(info.itemGoal, info.serviceGoal, info.consignGoal),
+              std::tuple("4.8333", "4.7", "4.9分以上"));
+    EXPECT_DOUBLE_EQ(info.salerGoodRate, 99.5);
+    EXPECT_DOUBLE_EQ(info.buyerGoodRate, 100.0);
+}
+
+TEST(RateSummary, SecondLayoutGivesCreditsWithTheirRates) {
+    fixtures::RateSummary fields;
+    fields.secondForm = true;
+    fields.goodRates[0] = "98.76";
+    fields.goodRates[1] = "97.00";
+    const TRateBaseInfo info = parseRateSummary(fixtures::rateSummaryPage(fields));
+    // The shares are shown only in the first layout.
+    EXPECT_EQ(std::tie(info.salerCredit, info.buyerCredit, info.salerGoodRate, info.buyerGoodRate,
+                       info.virtualGoal, info.salerGood2),
+              std::tuple(2345, 67, 98.76, 97.0, 0.0, 22));
+}
+
+TEST(RateSummary, WithoutABuyerTableTheBuyerCountersStayZero) {
+    fixtures::RateSummary fields;
+    fields.buyerTable = false;
+    const TRateBaseInfo info = parseRateSummary(fixtures::rateSummaryPage(fields));
+    for (int kind = 0; kind < 3; ++kind)
+        for (int period = 0; period < 4; ++period)
+            EXPECT_EQ(counter(info, 1, kind, period), 0);
+    EXPECT_EQ(info.salerNotBad3, 3);
+    EXPECT_DOUBLE_EQ(info.buyerGoodRate, 0.0);
+    // Nothing at all is no error either.
+    EXPECT_EQ(parseRateSummary("").salerGood1, 0);
+}
+
+TEST(RateSummary, ASharesThatIsNoNumberRaises) {
+    fixtures::RateSummary fields;
+    fields.virtualShare = "约十";
+    EXPECT_THROW(parseRateSummary(fixtures::rateSummaryPage(fields)), TParseException);
 }
