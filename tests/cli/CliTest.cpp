@@ -1,12 +1,153 @@
 #include "RunCli.h"
+#include "app/Update.h"
+#include "base/DataFolder.h"
 #include "base/IniFile.h"
+#include "support/HttpServer.h"
 #include "support/TempDir.h"
+#include "support/UpdateService.h"
 
 #include <gtest/gtest.h>
 
-using vantor::test::runCli;
-using vantor::test::TempDir;
-using vantor::test::writeFile;
+using namespace vantor::test;
+using vantor::IniFile;
+using vantor::kVersion;
+using vantor::packageFileName;
+using vantor::updateFolder;
+
+namespace {
+
+// A data folder and the command line run on it.
+struct Folder {
+    TempDir dir;
+
+    CliResult run(const std::string& arguments) const {
+        return runCli("--data-dir " + dir.path().string() + " " + arguments);
+    }
+    // The values of the keys of a section, joined with '|'.
+    std::string keys(const char* section, std::initializer_list<const char*> names) const {
+        auto ini = IniFile::load(dir / "config.ini");
+        std::string joined;
+        for (const char* name : names) {
+            if (!joined.empty()) joined += '|';
+            joined += ini.read(section, name, "<missing>");
+        }
+        return joined;
+    }
+};
+
+} // namespace
+
+TEST(NetworkCommands, AProxyIsSavedWithItsCredentialsAndKeptWhenSwitchedOff) {
+    Folder folder;
+    auto r =
+        folder.run("config proxy --server 127.0.0.1 --port 3128 --user alice --password s3cret --domain WG");
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_EQ(
+        folder.keys("Net", {"AgentType", "Server", "Port", "User", "Password", "Domain", "ConnectTime"}),
+        "-1|127.0.0.1|3128|alice|s3cret|WG|3");
+    r = folder.run("config proxy --none");
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_EQ(folder.keys("Net", {"AgentType", "Server", "Password"}), "0|127.0.0.1|s3cret");
+}
+
+TEST(NetworkCommands, RefusedSettingsExitWithTwoAndLeaveTheFile) {
+    Folder folder;
+    ASSERT_EQ(folder.run("config show").status, 0);
+    std::string before = readFile(folder.dir / "config.ini");
+    const std::string notNumbers = "保存失败，端口、读取超时间隔、连接超时间隔必须为数字！";
+    const std::pair<const char*, std::string> cases[] = {
+        {"config proxy --server '' --port 80a", "保存失败，请输入服务器名！"},
+        {"config proxy --server proxy.lan --port 80a", notNumbers},
+        {"config net --connect-timeout soon", notNumbers},
+        {"config proxy --none --server proxy.lan --port 80", ""},
+        {"config proxy", ""},
+        {"config proxy --server proxy.lan", ""}, // no port
+        {"config net", ""},
+        {"config optimize yearly", ""},
+    };
+    for (const auto& [arguments, message] : cases) {
+        auto r = folder.run(arguments);
+        EXPECT_EQ(r.status, 2) << arguments;
+        EXPECT_TRUE(message.empty() || r.out.find(message) != std::string::npos) << r.out;
+    }
+    EXPECT_EQ(readFile(folder.dir / "config.ini"), before);
+}
+
+TEST(NetworkCommands, NetChangesOnlyTheNumbersGiven) {
+    Folder folder;
+    ASSERT_EQ(folder.run("config proxy --server proxy.lan --port 3128").status, 0);
+    auto r = folder.run("config net --attempts 5 --read-timeout 1500");
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_EQ(folder.keys("Net", {"ConnectTime", "ReadTimeOut", "ConnectTimeOut", "Server", "AgentType"}),
+              "5|1500|0|proxy.lan|-1");
+    ASSERT_EQ(folder.run("config net --connect-timeout 2500").status, 0);
+    EXPECT_EQ(folder.keys("Net", {"ConnectTimeOut", "ConnectTime"}), "2500|5");
+}
+
+// The page's own test checks that a saved schedule compacts at the next start.
+TEST(NetworkCommands, OptimizeSavesTheScheduleByName) {
+    Folder folder;
+    for (auto [name, index] : {std::pair{"daily", "0"}, {"monthly", "2"}}) {
+        ASSERT_EQ(folder.run(std::string("config optimize ") + name).status, 0) << name;
+        EXPECT_EQ(folder.keys("Other", {"optimize"}), index);
+    }
+}
+
+TEST(NetworkCommands, TestConnectionPassesAgainstALocalServerAndFailsOnAClosedPort) {
+    HttpServer server([](const HttpRequest&) { return HttpReply::page("<html>ok</html>"); });
+    Folder folder;
+    auto r = folder.run("test-connection --url " + server.url("/home"));
+    EXPECT_EQ(r.status, 0) << r.out;
+    EXPECT_NE(r.out.find("测试连接通过！"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("已接收 15 字节"), std::string::npos) << r.out; // the download's progress
+    ASSERT_EQ(server.requestCount(), 1u);
+    EXPECT_EQ(server.requests()[0].target, "/home");
+
+    ClosedPort closed;
+    r = folder.run("test-connection --url " + closed.url());
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.out.find("测试连接失败！"), std::string::npos) << r.out;
+}
+
+TEST(NetworkCommands, TestConnectionGoesThroughTheSavedProxyAndNeedsItsServer) {
+    // The local server plays the proxy: it receives the whole address of the test page.
+    HttpServer proxy([](const HttpRequest&) { return HttpReply::page("<html>ok</html>"); });
+    Folder folder;
+    ASSERT_EQ(folder.run("config proxy --server 127.0.0.1 --port " + std::to_string(proxy.port())).status, 0);
+    auto r = folder.run("test-connection --url http://www.search.test/");
+    EXPECT_EQ(r.status, 0) << r.out;
+    ASSERT_EQ(proxy.requestCount(), 1u);
+    EXPECT_EQ(proxy.requests()[0].target, "http://www.search.test/");
+
+    writeFile(folder.dir / "config.ini", "[Net]\nAgentType=-1\nServer=\nPort=8080\n");
+    r = folder.run("test-connection --url http://127.0.0.1:9/");
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.out.find("请输入服务器名！"), std::string::npos) << r.out;
+}
+
+TEST(UpdateCommands, CheckAndUpdateOfferOnlyANewerVerifiedPackage) {
+    TempDir dir;
+    UpdateService service;
+    SigningKey key;
+    auto cli = [&](const std::string& arguments) {
+        return runCli("--data-dir " + dir.path().string() + " " + arguments + " --service " + service.url());
+    };
+    EXPECT_EQ(runCli("--version").out, std::string("vantor-cli ") + kVersion + "\n");
+    service.offer(kVersion, "same", key);
+    EXPECT_EQ(cli("check-update").out, "已是最新版本\n");
+    service.offer("99.0", "newer", key);
+    auto newer = cli("check-update");
+    EXPECT_EQ(newer.status, 0);
+    EXPECT_EQ(newer.out, "最新版本：99.0\n更新日期：2026-11-20\n更新内容：修复了若干问题\n");
+    // This build trusts no test key: the package is downloaded, refused, and nothing is left.
+    auto refused = cli("update --no-start");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.out.find("无法升级程序，请访问官方网站"), std::string::npos) << refused.out;
+    EXPECT_NE(refused.out.find("安装包签名无效"), std::string::npos) << refused.out;
+    EXPECT_FALSE(std::filesystem::exists(updateFolder() / packageFileName("99.0")));
+    service.setReply("99.0|2026-11-20");
+    EXPECT_EQ(cli("check-update").status, 1);
+}
 
 TEST(Cli, ConfigShowCreatesTheDefaultsHidesThePasswordAndFailsOnABrokenFile) {
     TempDir dir;
