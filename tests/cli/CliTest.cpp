@@ -16,13 +16,7 @@ using vantor::updateFolder;
 
 namespace {
 
-// A data folder and the command line run on it.
-struct Folder {
-    TempDir dir;
-
-    CliResult run(const std::string& arguments) const {
-        return runCli("--data-dir " + dir.path().string() + " " + arguments);
-    }
+struct Folder : CliFolder {
     // The values of the keys of a section, joined with '|'.
     std::string keys(const char* section, std::initializer_list<const char*> names) const {
         auto ini = IniFile::load(dir / "config.ini");

@@ -1,34 +1,21 @@
 #include "RunCli.h"
 #include "base/DateTime.h"
 #include "base/GbkText.h"
-#include "db/TDM.h"
 #include "demo-market/DemoMarket.h"
-#include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 using namespace vantor;
-using vantor::test::runCli;
-using vantor::test::TempDir;
 
 namespace {
 
 // A data folder whose proxy setting leads to the demo market.
-class GatherCommands : public ::testing::Test {
+class GatherCommands : public ::testing::Test, protected test::CliFolder {
 protected:
     void SetUp() override {
         test::writeFile(dir / "config.ini",
                         "[Net]\nAgentType=-1\nServer=127.0.0.1\nPort=" + std::to_string(market.port()) +
                             "\nConnectTime=2\nConnectTimeOut=-55000\nReadTimeOut=-25000\n");
-    }
-    test::CliResult cli(const std::string& arguments) {
-        return runCli("--data-dir " + dir.path().string() + " " + arguments);
-    }
-    std::int64_t count(const std::string& sql) {
-        db::TDM dm(dir / "lmd_pin.db");
-        auto st = dm.cn1().prepare(sql);
-        st.step();
-        return st.integer(0);
     }
     static size_t lines(const std::string& text, const std::string& prefix) {
         size_t n = 0;
@@ -38,13 +25,12 @@ protected:
     }
 
     demo::DemoMarket market;
-    TempDir dir;
 };
 
 } // namespace
 
 TEST_F(GatherCommands, SearchShopsPrintsTheResultGridAsCsv) {
-    auto r = cli("search-shops --category 1 --range 80");
+    auto r = run("search-shops --category 1 --range 80");
     ASSERT_EQ(r.status, 0) << r.out;
     EXPECT_NE(r.out.find("序号,选择,掌柜,店铺名,信用级别,主营,网址,宝贝数量,地点\r\n"), std::string::npos)
         << r.out;
@@ -60,28 +46,28 @@ TEST_F(GatherCommands, SearchShopsPrintsTheResultGridAsCsv) {
 }
 
 TEST_F(GatherCommands, ASearchWithoutConditionsIsRefusedWithStatusTwo) {
-    auto r = cli("search-shops");
+    auto r = run("search-shops");
     EXPECT_EQ(r.status, 2);
     EXPECT_NE(r.out.find("请输入店铺名称或类别等条件进行搜索！"), std::string::npos) << r.out;
     for (const char* bad : {"--order sideways", "--range 500", "--levels 0,3"})
-        EXPECT_EQ(cli(std::string("search-shops --category 1 ") + bad).status, 2) << bad;
+        EXPECT_EQ(run(std::string("search-shops --category 1 ") + bad).status, 2) << bad;
     EXPECT_TRUE(market.requests().empty());
 }
 
 TEST_F(GatherCommands, GatherSalesByAddressOrFromTheSearchResultStoresTheShops) {
     const auto& shop = market.model().shops()[3];
-    auto r = cli("gather-sales --shop " + shop.webAddress() + " --items 2");
+    auto r = run("gather-sales --shop " + shop.webAddress() + " --items 2");
     ASSERT_EQ(r.status, 0) << r.out;
     EXPECT_EQ(count("select count(*) from dianbase where dianzhu='" + shop.nick + "'"), 1);
     EXPECT_EQ(count("select count(*) from itemInfo"), 2);
     EXPECT_GT(count("select count(*) from saleInfo"), 0);
     EXPECT_NE(r.out.find(shop.nick), std::string::npos);
 
-    r = cli("gather-sales --category 1 --pick 1,3 --items 1");
+    r = run("gather-sales --category 1 --pick 1,3 --items 1");
     ASSERT_EQ(r.status, 0) << r.out;
     EXPECT_EQ(count("select count(*) from dianbase where dianzhu<>'" + shop.nick + "'"), 2);
-    EXPECT_EQ(cli("gather-sales --category 1 --pick 999").status, 2);
-    EXPECT_EQ(cli("gather-sales --shop http://x --pick 1").status, 2);
+    EXPECT_EQ(run("gather-sales --category 1 --pick 999").status, 2);
+    EXPECT_EQ(run("gather-sales --shop http://x --pick 1").status, 2);
 }
 
 TEST_F(GatherCommands, AFailingShopStopsTheRunWithStatusOneAndTheShopsBeforeItStay) {
@@ -89,7 +75,7 @@ TEST_F(GatherCommands, AFailingShopStopsTheRunWithStatusOneAndTheShopsBeforeItSt
     const auto& second = market.model().shops()[4];
     market.faults().add(demo::parseFaultRule("kind=error&status=500&match=shop" + second.shopNo + "."));
     auto r =
-        cli("gather-sales --shop " + first.webAddress() + " --shop " + second.webAddress() + " --items 1");
+        run("gather-sales --shop " + first.webAddress() + " --shop " + second.webAddress() + " --items 1");
     EXPECT_EQ(r.status, 1) << r.out;
     EXPECT_NE(r.out.find("连接超时.....！请检查你的网络状态是否良好？或通过工具选项增加连接时间。"),
               std::string::npos)
@@ -98,7 +84,7 @@ TEST_F(GatherCommands, AFailingShopStopsTheRunWithStatusOneAndTheShopsBeforeItSt
 }
 
 TEST_F(GatherCommands, TheDemoGathersAFewShopsOfItsOwnMarket) {
-    auto r = cli("demo");
+    auto r = run("demo");
     ASSERT_EQ(r.status, 0) << r.out;
     EXPECT_NE(r.out.find("序号,掌柜,店铺名,信用,宝贝数,销售记录数\r\n"), std::string::npos) << r.out;
     EXPECT_EQ(count("select count(*) from dianbase"), 3);
@@ -111,20 +97,20 @@ TEST_F(GatherCommands, GatherRatingsSavesTheRangeAndKeepsNothingOfAFailedRun) {
     const demo::Shop& shop =
         *std::find_if(shops.begin(), shops.end(), [](const demo::Shop& s) { return s.ratingCount > 100; });
     const std::string address = "gather-ratings --shop " + shop.webAddress();
-    auto refused = cli(address + " --from 10 --to 10");
+    auto refused = run(address + " --from 10 --to 10");
     EXPECT_EQ(refused.status, 2);
     EXPECT_NE(refused.out.find("下载范围数据输入错误，起始量要小于结束量！"), std::string::npos)
         << refused.out;
     EXPECT_TRUE(market.requests().empty());
 
     market.faults().add(demo::parseFaultRule("kind=error&match=currentPage"));
-    auto failed = cli(address);
+    auto failed = run(address);
     EXPECT_EQ(failed.status, 1) << failed.out;
     EXPECT_NE(failed.out.find("采集失败：本次采集的资料均未保存。"), std::string::npos) << failed.out;
     EXPECT_EQ(count("select count(*) from dianbase"), 0);
 
     market.faults().clear();
-    auto r = cli(address + " --from 1 --to 100");
+    auto r = run(address + " --from 1 --to 100");
     ASSERT_EQ(r.status, 0) << r.out;
     const int expected = 100;
     EXPECT_EQ(count("select count(*) from pjinfo"), expected);
@@ -135,12 +121,12 @@ TEST_F(GatherCommands, GatherRatingsSavesTheRangeAndKeepsNothingOfAFailedRun) {
 }
 
 TEST_F(GatherCommands, RankItemsPrintsTheRankingAndRefusesAMissingName) {
-    auto refused = cli("rank-items --range 20");
+    auto refused = run("rank-items --range 20");
     EXPECT_EQ(refused.status, 2);
     EXPECT_NE(refused.out.find("请输入商品名称或类别等条件进行搜索！"), std::string::npos) << refused.out;
     EXPECT_TRUE(market.requests().empty());
 
-    auto r = cli("rank-items --name 新款 --range 10 --out " + (dir / "rank.csv").string());
+    auto r = run("rank-items --name 新款 --range 10 --out " + (dir / "rank.csv").string());
     ASSERT_EQ(r.status, 0) << r.out;
     const auto found = market.model().findItems({.words = "新款", .low = {}, .high = {}, .location = ""});
     EXPECT_NE(r.out.find("共搜索到" + std::to_string(found.size()) + "个符合条件的商品"), std::string::npos);
@@ -149,19 +135,19 @@ TEST_F(GatherCommands, RankItemsPrintsTheRankingAndRefusesAMissingName) {
 }
 
 TEST_F(GatherCommands, RankCategorySavesTheMonthAndTheExportShowsTheMovementOnScreenOnly) {
-    auto r = cli("rank-category --category 0 --depth 20");
+    auto r = run("rank-category --category 0 --depth 20");
     ASSERT_EQ(r.status, 0) << r.out;
     EXPECT_NE(r.out.find("采集完成：已保存1个类目的排行，商品20个。"), std::string::npos) << r.out;
     EXPECT_EQ(count("select count(*) from itemTop where typeId='99'"), 20);
     const std::string month = std::to_string(DateTime::now().month);
-    auto shown = cli("export ranking --category 0 --month " + month);
+    auto shown = run("export ranking --category 0 --month " + month);
     EXPECT_NE(shown.out.find(",收藏人数,地点,链接,排名变化\r\n1,"), std::string::npos) << shown.out;
     EXPECT_NE(shown.out.find(",新上榜\r\n"), std::string::npos);
     ASSERT_EQ(
-        cli("export ranking --category 0 --month " + month + " --out " + (dir / "top.csv").string()).status,
+        run("export ranking --category 0 --month " + month + " --out " + (dir / "top.csv").string()).status,
         0);
     const std::string exported = test::readFile(dir / "top.csv");
     EXPECT_NE(exported.find(toGbk(",地点,链接\r\n")), std::string::npos);
     EXPECT_EQ(exported.find(toGbk("排名变化")), std::string::npos);
-    EXPECT_EQ(cli("rank-category --category 0 --depth 401").status, 2);
+    EXPECT_EQ(run("rank-category --category 0 --depth 401").status, 2);
 }

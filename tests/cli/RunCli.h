@@ -1,5 +1,8 @@
 #pragma once
 
+#include "db/TDM.h"
+#include "support/TempDir.h"
+
 #include <array>
 #include <cstdio>
 #include <string>
@@ -25,5 +28,21 @@ inline CliResult runCli(const std::string& arguments) {
     result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
     return result;
 }
+
+// A data folder and the command line run on it.
+struct CliFolder {
+    TempDir dir;
+
+    CliResult run(const std::string& arguments) const {
+        return runCli("--data-dir " + dir.path().string() + " " + arguments);
+    }
+    // The first column of the first row of the query, run in the folder's data file.
+    std::int64_t count(const std::string& sql) const {
+        db::TDM dm(dir / "lmd_pin.db");
+        auto st = dm.cn1().prepare(sql);
+        st.step();
+        return st.integer(0);
+    }
+};
 
 } // namespace vantor::test

@@ -3,31 +3,16 @@
 #include "base/GbkText.h"
 #include "cli/RunCli.h"
 #include "db/TDM.h"
-#include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 using namespace vantor;
-using vantor::test::runCli;
 
 namespace {
 
-class ViewCli : public ::testing::Test {
+class ViewCli : public ::testing::Test, protected test::CliFolder {
 protected:
     void SetUp() override { test::createViewsFixture(dir / "lmd_pin.db", DateTime::now().year); }
-
-    test::CliResult run(const std::string& arguments) {
-        return runCli("--data-dir " + dir.path().string() + " " + arguments);
-    }
-
-    std::int64_t count(const std::string& sql) {
-        db::TDM dm(dir / "lmd_pin.db");
-        db::Statement statement = dm.cn1().prepare(sql);
-        statement.step();
-        return statement.integer(0);
-    }
-
-    test::TempDir dir;
 };
 
 } // namespace
