@@ -13,7 +13,7 @@ using namespace vantor::test;
 
 namespace {
 
-// A data file and the demo market; each gathering runs to its end with a fresh recorder.
+// A data file and the demo market; each search or gathering runs to its end with a fresh recorder.
 class GatherFromTheDemoMarket : public ::testing::Test {
 protected:
     void SetUp() override { dm.open(); }
@@ -32,6 +32,15 @@ protected:
         gathering = nullptr;
         EXPECT_TRUE(recorder->ended);
         return recorder->end;
+    }
+    std::vector<TDianBaseInfo> search(const ShopSearchQuery& query) {
+        recorder = std::make_unique<Recorder>();
+        ShopSearchJob job(query, demoAgent(market), {&g1, &g2, &g3}, *recorder);
+        job.start();
+        job.wait();
+        EXPECT_TRUE(recorder->ended);
+        EXPECT_EQ(recorder->detail, "");
+        return recorder->shops;
     }
     JobEnd gather(const std::vector<int>& shops, int items) {
         return run<SalesGathering>(shops, {&g1, &g2, &g3}, items);
@@ -90,6 +99,7 @@ protected:
 };
 
 using GatherRatings = GatherFromTheDemoMarket;
+using SearchOnTheDemoMarket = GatherFromTheDemoMarket;
 
 } // namespace
 
@@ -251,4 +261,41 @@ TEST(RatingRange, PagesOfTwentyNeverPastTheLastPage) {
     EXPECT_EQ(pages(21, 41, 2150), std::make_pair(2, 3));
     EXPECT_EQ(pages(1, 5000, 0), std::make_pair(1, 250)); // count unknown: the range's end
     EXPECT_LT(pages(4000, 5000, 2150).second, pages(4000, 5000, 2150).first);
+}
+
+TEST_F(SearchOnTheDemoMarket, ASearchOverSeveralPagesFindsTheMarketsShopsAndTheTotal) {
+    ShopSearchQuery q;
+    q.keyword = demo::marketCategories().front().shopWord;
+    q.inTitle = true;
+    q.range = 170; // three pages
+    demo::ShopQuery expected;
+    expected.keyword = q.keyword;
+    expected.inName = true;
+    auto shops = market.model().findShops(expected);
+    auto found = search(q);
+    EXPECT_EQ(recorder->end, JobEnd::Finished);
+    ASSERT_EQ(found.size(), std::min<size_t>(shops.size(), 240));
+    ASSERT_FALSE(recorder->totals.empty());
+    EXPECT_EQ(recorder->totals.front(), int(shops.size()));
+    // One slot per page: pages may arrive in any order, rows within a page keep theirs.
+    std::multiset<std::string> want, got;
+    for (size_t i = 0; i < found.size(); ++i) {
+        want.insert(shops[i]->nick);
+        got.insert(found[i].dianzhu);
+    }
+    EXPECT_EQ(got, want);
+    EXPECT_TRUE(found.front().webaddr.starts_with("http://shop"));
+}
+
+TEST_F(SearchOnTheDemoMarket, TheQuotedCategoryAndTheTrailingBlankGoOnTheWireEncoded) {
+    ShopSearchQuery q;
+    q.category = 8;
+    q.keyword = "裙";
+    search(q);
+    EXPECT_EQ(recorder->end, JobEnd::Finished);
+    auto sent = market.requests();
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_NE(sent[0].find("&cat=50011699%22&"), std::string::npos) << sent[0];
+    EXPECT_NE(sent[0].find("&q=%C8%B9&"), std::string::npos) << sent[0];
+    EXPECT_TRUE(sent[0].ends_with("&s=0%20")) << sent[0];
 }
