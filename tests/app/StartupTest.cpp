@@ -2,6 +2,7 @@
 #include "app/Compaction.h"
 #include "app/ErrorLog.h"
 #include "base/IniFile.h"
+#include "db/TDM.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -34,6 +35,24 @@ protected:
     db::TDM dm{folder.database()};
     Recorder recorder;
 };
+
+DateTime at(const char* text) {
+    return *DateTime::parse(text);
+}
+
+// A database with deleted rows, so compaction has something to win.
+void makeDatabase(const std::filesystem::path& file) {
+    db::TDM dm(file);
+    auto& db = dm.cn1();
+    db.exec("begin");
+    auto insert =
+        db.prepare("insert into saleInfo(itemId,itemTitle,sj) values(:id,:title,'2012-01-01 00:00:00')");
+    for (int i = 0; i < 3000; ++i) {
+        insert.bind("id", "item" + std::to_string(i)).bind("title", std::string(200, 'a' + i % 26));
+        insert.execute();
+    }
+    db.exec("commit; delete from saleInfo where id % 3 <> 0;");
+}
 
 } // namespace
 
@@ -107,4 +126,93 @@ TEST(ErrorLog, LiesBesideTheExecutableWithItsNameAndRaisesWhenItCannotBeWritten)
     TempDir dir;
     std::filesystem::create_directory(dir / "vantor.log");
     EXPECT_THROW(appendErrorLog(dir / "vantor.log", "x", DateTime::now()), std::ios_base::failure);
+}
+
+TEST(CompactionSchedule, EachScheduleWaitsItsWholePeriodAndOthersNeverCompact) {
+    struct Case {
+        const char* schedule;
+        const char* last;
+        const char* now;
+        bool due;
+    };
+    const Case cases[] = {
+        {"1", "2012-01-01 12:00:00", "2012-01-08 11:59:59", false}, // weekly: 6 days 23:59:59
+        {"1", "2012-01-01 12:00:00", "2012-01-08 12:00:00", true},
+        {"0", "2011-12-31 23:30:00", "2012-01-01 23:29:59", false}, // daily
+        {"0", "2011-12-31 23:30:00", "2012-01-01 23:30:00", true},
+        {"2", "2011-12-31 23:30:00", "2012-01-30 23:29:59", false}, // monthly: 30 days
+        {"2", "2011-12-31 23:30:00", "2012-01-30 23:30:00", true},
+        // A missing or unreadable last time compacts at once, whatever the schedule.
+        {"1", "", "2012-01-01 00:00:00", true},
+        {"7", "", "2012-01-01 00:00:00", true},
+        {"1", "garbage", "2012-01-01 00:00:00", true},
+        {"3", "2000-01-01 00:00:00", "2012-01-01 00:00:00", false},
+        {"", "2000-01-01 00:00:00", "2012-01-01 00:00:00", false},
+        {"0", "2013-01-01 00:00:00", "2012-01-01 00:00:00", false}, // a clock set back
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(compactionDue(c.schedule, c.last, at(c.now)), c.due)
+            << c.schedule << " " << c.last << " " << c.now;
+}
+
+TEST(Compaction, ReplacesTheFileWithASmallerCopyKeepingEveryRow) {
+    TempDir dir;
+    // No database: nothing done and an empty time, so the next start tries again.
+    EXPECT_EQ(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")), "");
+    EXPECT_FALSE(std::filesystem::exists(dir / "lmd_pin.db"));
+
+    makeDatabase(dir / "lmd_pin.db");
+    vantor::test::writeFile(dir / "temp_lmd.db", "half a file"); // left by a crash: replaced
+    auto before = std::filesystem::file_size(dir / "lmd_pin.db");
+    EXPECT_EQ(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")),
+              "2012-02-03 04:05:06");
+    EXPECT_LT(std::filesystem::file_size(dir / "lmd_pin.db"), before);
+    EXPECT_FALSE(std::filesystem::exists(dir / "temp_lmd.db"));
+    db::TDM dm(dir / "lmd_pin.db");
+    auto count = dm.cn1().prepare("select count(*) from saleInfo");
+    ASSERT_TRUE(count.step());
+    EXPECT_EQ(count.integer(0), 1000);
+}
+
+class FailingCompaction : public ::testing::Test {
+protected:
+    void SetUp() override {
+        makeDatabase(dir / "lmd_pin.db");
+        original = readFile(dir / "lmd_pin.db");
+    }
+    void expectFailureLeavesDatabase() {
+        EXPECT_THROW(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")),
+                     CompactionError);
+        EXPECT_EQ(readFile(dir / "lmd_pin.db"), original);
+    }
+    TempDir dir;
+    std::string original;
+};
+
+TEST_F(FailingCompaction, TemporaryFileCannotBeWritten) {
+    std::filesystem::create_directory(dir / "temp_lmd.db");
+    expectFailureLeavesDatabase();
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "temp_lmd.db"));
+}
+
+TEST_F(FailingCompaction, DatabaseLockedByAnotherConnection) {
+    db::Database other(dir / "lmd_pin.db", db::Database::Mode::OpenExisting);
+    other.exec("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE;");
+    expectFailureLeavesDatabase();
+    other.exec("COMMIT");
+}
+
+TEST_F(FailingCompaction, DatabaseOpenInAnotherProgram) {
+    // An idle reader elsewhere: replacing the file would cut that program off from its data.
+    db::Database other(dir / "lmd_pin.db", db::Database::Mode::OpenExisting);
+    auto read = other.prepare("select count(*) from saleInfo");
+    ASSERT_TRUE(read.step());
+    read.reset();
+    expectFailureLeavesDatabase();
+}
+
+TEST_F(FailingCompaction, CorruptDatabase) {
+    vantor::test::writeFile(dir / "lmd_pin.db", std::string(8192, '\x5a'));
+    original = readFile(dir / "lmd_pin.db");
+    expectFailureLeavesDatabase();
 }
