@@ -1,5 +1,9 @@
 #include "ParseError.h"
+#include "parse/Expressions.h"
+#include "parse/ItemSearchParser.h"
 #include "parse/SaleListParser.h"
+#include "parse/ShopPageParser.h"
+#include "parse/THTMLTools.h"
 #include "parse/TParseHtml.h"
 #include "parse/fixtures/PageFixtures.h"
 
@@ -8,6 +12,7 @@
 #include <tuple>
 
 using namespace vantor;
+using fixtures::gbk;
 
 namespace {
 TItemBaseInfo parse(const fixtures::ItemPage& fields) {
@@ -17,6 +22,12 @@ TItemBaseInfo parse(const fixtures::ItemPage& fields) {
 auto fields(const TItemBaseInfo& i) {
     return std::tie(i.itemId, i.itemTitle, i.curSale, i.monthSale, i.favorite, i.addr);
 }
+
+// The fields an item list fills, in one comparable value.
+auto fields(const TItemInfo& r) {
+    return std::tie(r.itemUrl, r.itemTitle, r.place, r.price, r.shipping, r.dianzhu, r.cell22, r.cell23);
+}
+
 } // namespace
 
 TEST(ItemPage, EveryFieldFromItsExpression) {
@@ -119,4 +130,91 @@ TEST(SaleList, AQuantityThatIsNoNumberRaisesAndNoSalesIsAnEmptyList) {
     rows[0].quantity = "若干";
     EXPECT_EQ(test::parseError([&] { parseSaleList(fixtures::salePage(rows)); }), "“若干”不是有效的数字！");
     EXPECT_TRUE(parseSaleList(fixtures::salePage({})).empty());
+}
+
+TEST(FullRowItemList, MapsTheTwentyThreeGroups) {
+    std::vector<fixtures::FullRow> rows = fixtures::sampleRows(fixtures::sampleFullRow, 3);
+    // A self-closed break is not removed on this page kind: that row no longer fits, and costs no other.
+    rows[1].cells[0] = "a<BR/>b";
+    rows[2].cells[4] = "江苏<BR>苏州"; // group 7; this page kind breaks lines with <br>
+    rows[2].cells[13] = "";            // group 16, the price
+    rows[2].cells[14] = "";            // group 17, the shipping
+    rows[2].title = "關門<SPAN class=\"H\">钱包</SPAN>&amp;皮夹";
+    const auto list =
+        THTMLTools::parseItemList(fixtures::fullRowListPage(rows), fixtures::fullRowExpression());
+
+    ASSERT_EQ(list.size(), 2u);
+    EXPECT_EQ(list.text(0), "0");
+    EXPECT_EQ(fields(list.record(0)), std::tuple("http://item.taobao.com/item.htm?id=60001", "真皮钱包男款",
+                                                 "c7", "c16", "c17", "c20", "c22", "c23"));
+    EXPECT_EQ(list.text(1), "1");
+    EXPECT_EQ(fields(list.record(1)), std::tuple("http://item.taobao.com/item.htm?id=60003", "關門钱包&皮夹",
+                                                 "江苏苏州", "0", "0", "c20", "c22", "c23"));
+}
+
+TEST(ItemSearch, RowsSoldCountsAndTheTotal) {
+    std::vector<fixtures::ItemSearchRow> rows = fixtures::sampleRows(fixtures::sampleItemSearchRow, 3);
+    rows[1].place = "上海";
+    rows[1].seller = "Tea&amp;Cup關";
+    const std::string page = fixtures::itemSearchPage(rows, "1234");
+    const auto list = parseItemSearchList(page);
+    ASSERT_EQ(list.size(), 3u);
+    EXPECT_EQ(list.text(2), "2");
+    // The highlight span is gone from the title, the word stays; cell 22 is the sold count.
+    EXPECT_EQ(fields(list.record(0)),
+              std::tuple("http://item.taobao.com/item.htm?id=400001", "韩版连衣裙春装新款1", "浙江 杭州",
+                         "80.00", "10.00", "seller1", "500", ""));
+    EXPECT_EQ(fields(list.record(1)),
+              std::tuple("http://item.taobao.com/item.htm?id=400002", "韩版连衣裙春装新款2", "上海", "81.00",
+                         "10.00", "tea&cup關", "499", ""));
+    EXPECT_EQ(parseItemSearchTotal(page), 1234);
+    EXPECT_EQ(parseItemSearchTotal("<DIV class=\"x\">没有找到相关宝贝</DIV>"), 0);
+
+    // The short list reads the same groups of the same row expression, without the sold count.
+    const auto same = TParseHtml::parseItemListShort(page, expression(Expression::ItemSearchRow));
+    ASSERT_EQ(same.size(), 3u);
+    for (size_t i = 0; i < 3; ++i) {
+        TItemInfo want = list.record(i);
+        want.cell22 = "";
+        EXPECT_EQ(same.record(i), want);
+    }
+}
+
+TEST(ShortRowItemList, TheRowExpressionIsLowerCasedForTheLowerCasedPage) {
+    const std::string page = gbk("<UL>\n  <LI class=\"X\"><A href=\"U\">Title</A>\n</UL>");
+    const auto list = TParseHtml::parseItemListShort(
+        page, "<LI\\sCLASS=\"X\"><A\\sHREF=\"([^\"]+)\">([^<]+)</A>()()()()()()()()()()()()()");
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(fields(list.record(0)), std::tuple("u", "title", "", "0", "0", "", "", ""));
+}
+
+TEST(ShopItemList, RowsCarryTheHiddenIdsAndNoShipping) {
+    std::vector<fixtures::ShopItemRow> rows = fixtures::sampleRows(fixtures::sampleShopItemRow, 2);
+    rows[0].title = "纯棉<SPAN class=\"h\">T恤</SPAN>  男款";
+    const auto list = parseShopItemList(fixtures::shopItemListPage(rows));
+    ASSERT_EQ(list.size(), 2u);
+    EXPECT_EQ(fields(list.record(0)), std::tuple("http://item.taobao.com/item.htm?id=50001", "纯棉t恤男款",
+                                                 "广东 广州", "30.50", "0", "cottonshop", "50001", "778899"));
+    // The second row carries the video markup.
+    EXPECT_EQ(fields(list.record(1)), std::tuple("http://item.taobao.com/item.htm?id=50002", "纯棉t恤 2",
+                                                 "广东 广州", "31.50", "0", "cottonshop", "50002", "778899"));
+}
+
+TEST(ShopItemList, PagingFactsOrDefaults) {
+    const ItemListPaging paging = parseItemListPaging(fixtures::shopItemListPage({}, "1/7", "321"));
+    EXPECT_EQ(paging.pageCount, 7);
+    EXPECT_EQ(paging.total, 321);
+    EXPECT_EQ(paging.formAction, "http://list.taobao.com/browse/search.htm");
+    // The page count reads a one-digit current page only, as the marketplace showed it.
+    EXPECT_EQ(parseItemListPaging(fixtures::shopItemListPage({}, "10/12", "321")).pageCount, 0);
+    const ItemListPaging none = parseItemListPaging(gbk("<P>空</P>"));
+    EXPECT_EQ(std::tie(none.pageCount, none.total, none.formAction), std::tuple(0, 0, ""));
+}
+
+TEST(BracketCount, ReadsTheCountBeforeTheClosingDiv) {
+    EXPECT_EQ(TParseHtml::parseBracketCount(fixtures::shopSearchPage({}, "1234")), 1234);
+    EXPECT_EQ(TParseHtml::parseBracketCount("<DIV>找到( <BR/>56  )</DIV>"), 56);
+    EXPECT_EQ(TParseHtml::parseBracketCount("<DIV>找到</DIV>"), 0);
+    // No entity decoding on this page: an encoded blank is not a blank.
+    EXPECT_EQ(TParseHtml::parseBracketCount("<DIV>(&nbsp;12&nbsp;)</DIV>"), 0);
 }
