@@ -1,0 +1,738 @@
+#include "ViewsFixture.h"
+#include "base/GbkText.h"
+#include "db/TDM.h"
+#include "support/TempDir.h"
+#include "views/CsvExport.h"
+#include "views/Dataset.h"
+#include "views/RankingDataView.h"
+#include "views/RatingDataView.h"
+#include "views/SalesDataView.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vantor::test {
+
+using Texts = std::vector<std::string>;
+
+// A fresh data file with the views fixture, rankings in 2011.
+class ViewsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        createViewsFixture(dir / "lmd_pin.db", 2011);
+        dm = std::make_unique<db::TDM>(dir / "lmd_pin.db");
+        dm->open();
+    }
+
+    // One field of every row, in view order.
+    static Texts column(const views::Dataset& rows, const std::string& field) {
+        Texts texts;
+        for (std::size_t row = 0; row < rows.rowCount(); ++row)
+            texts.push_back(rows.displayText(row, field));
+        return texts;
+    }
+
+    // The cells of one row as a grid shows them.
+    static Texts cells(views::Dataset& rows, views::GridTitles& grid, std::size_t row) {
+        Texts texts;
+        for (int c = 0; c < grid.columnCount(); ++c)
+            texts.push_back(grid.cellText(rows, row, c));
+        return texts;
+    }
+
+    std::int64_t count(const std::string& sql) {
+        db::Statement statement = dm->cn1().prepare(sql);
+        statement.step();
+        return statement.integer(0);
+    }
+
+    TempDir dir;
+    std::unique_ptr<db::TDM> dm;
+};
+
+// The sales data view on the fixture, opened as its window opens it.
+class SalesViewTest : public ViewsTest {
+protected:
+    void SetUp() override {
+        ViewsTest::SetUp();
+        view = std::make_unique<views::SalesDataView>(*dm, views::QueryReader::Mode::Background);
+        view->formCreate();
+    }
+
+    std::unique_ptr<views::SalesDataView> view;
+};
+
+} // namespace vantor::test
+
+using namespace vantor;
+using namespace vantor::views;
+using test::Texts;
+using namespace std::string_literals; // assigning literals trips a false GCC 12 -Wrestrict warning
+
+namespace {
+
+using SalesDataViewTest = test::SalesViewTest;
+using DeleteTest = test::ViewsTest;
+using GridSortTest = test::SalesViewTest;
+using FilterTest = test::SalesViewTest;
+
+// The summary labels in the order the page shows them.
+Texts labels(const ItemSummary& s) {
+    return {s.buyCount, s.saleCount, s.avgSaleCount, s.totalAmount, s.avgAmount, s.buyerNums, s.everySaleNum};
+}
+
+// The titles carrying a sort mark or a bold face ("*").
+Texts marked(const GridTitles& grid) {
+    Texts texts;
+    for (int c = 0; c < grid.columnCount(); ++c)
+        if (grid.bold(c) || grid.caption(c).starts_with("▼") || grid.caption(c).starts_with("▲"))
+            texts.push_back(grid.caption(c) + (grid.bold(c) ? "*" : ""));
+    return texts;
+}
+
+// The GBK bytes of the sale records export of item 1001, written out by hand; GoogleTest prints a
+// mismatch with \x escapes.
+const std::string kHeader =
+    "\xc9\xcc\xc6\xb7,\xb5\xb1\xc7\xb0\xbc\xdb\xb8\xf1,\xc2\xf2\xbc\xd2,"
+    "\xb9\xba\xc2\xf2\xc8\xd5\xc6\xda,\xb9\xba\xc2\xf2\xca\xfd\xc1\xbf,"
+    "\xb3\xc9\xbd\xbb\xca\xfd\xc1\xbf,\xb3\xc9\xbd\xbb\xd7\xb4\xcc\xac"; // 商品,当前价格,…,成交状态
+// "春装 新款,连衣裙" made safe: the blank goes, the comma becomes "、".
+const std::string kTitle = "\xb4\xba\xd7\xb0\xd0\xc2\xbf\xee\xa1\xa2\xc1\xac\xd2\xc2\xc8\xb9";
+const std::string kDone = "\xb3\xc9\xbd\xbb"; // 成交
+
+// The blank between date and time goes too; every data line ends with a comma.
+const std::string kT1 = kTitle + ",10.5,buyerA,2011-02-0109:00:00,2,2," + kDone + ",\r\n";
+const std::string kT2 = kTitle + ",20,buyerB,2011-02-0312:30:00,1,1," + kDone + ",\r\n";
+const std::string kT3 = kTitle + ",1000,buyerA,2011-02-0218:00:00,3,3," + kDone + ",\r\n";
+const std::string kSalesOf1001 = kHeader + "\r\n" + kT2 + kT3 + kT1; // newest sale first
+
+class Gauge : public ProgressGauge {
+public:
+    void setMaximum(int value) override { maximum = value; }
+    void setPosition(int value) override {
+        EXPECT_GE(value, position);
+        position = value;
+    }
+    int maximum = -1;
+    int position = 0;
+};
+
+class CsvExportTest : public test::SalesViewTest {
+protected:
+    void SetUp() override {
+        SalesViewTest::SetUp();
+        view->items().setCurrent(1); // 1001
+        ItemSummary summary;
+        view->pageChange(SalesDataView::kSalePage, summary);
+    }
+
+    ExportJob sales() { return view->saleExport(DateTime{2011, 5, 20, 9, 30, 0}); }
+};
+
+// Checks that appended rows follow on without a gap, as a model would hear them.
+class Recorder : public DatasetObserver {
+public:
+    explicit Recorder(Dataset& rows) : rows_(rows) {}
+    void aboutToReset() override {}
+    void reset() override {}
+    void aboutToAppend(std::size_t first, std::size_t last) override {
+        EXPECT_EQ(first, rows_.rowCount());
+        end = last + 1;
+    }
+    void appended() override { EXPECT_EQ(rows_.rowCount(), end); }
+    void currentChanged() override {}
+    std::size_t end = 0; // the row count the last append announced
+
+private:
+    Dataset& rows_;
+};
+
+class DatasetTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        dm = std::make_unique<db::TDM>(dir / "lmd_pin.db");
+        dm->open();
+        // Every third buyer repeats the one above, so equal texts in a column are shared in the store;
+        // every seventh time is null.
+        dm->cn1().exec(
+            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 5000) "
+            "INSERT INTO saleInfo (itemId, buyerName, amount, sj) SELECT 'big', "
+            "CASE WHEN i % 3 = 0 THEN 'buyer' || (i - 1) ELSE 'buyer' || i END, i * 0.5, "
+            "CASE WHEN i % 7 = 0 THEN NULL ELSE printf('2011-01-01 00:%02d:%02d', i / 60 % 60, i % 60) END "
+            "FROM n");
+    }
+
+    Dataset bigItem(QueryReader::Mode mode) {
+        Dataset rows([this] { return dm->openConnection(); },
+                     "select id, buyerName, amount, sj from saleInfo where itemId=:item order by id", true,
+                     mode);
+        rows.setParameter("item", "big");
+        return rows;
+    }
+
+    static void expectRow(Dataset& rows, std::size_t row) {
+        const std::int64_t i = std::int64_t(row) + 1;
+        ASSERT_EQ(rows.value(row, 0), db::Value(i)) << row; // xh
+        ASSERT_EQ(rows.value(row, 1), db::Value(i)) << row;
+        std::string buyer = "buyer" + std::to_string(i % 3 == 0 ? i - 1 : i);
+        ASSERT_EQ(rows.displayText(row, 2), buyer) << row;
+        ASSERT_EQ(rows.value(row, 3), db::Value(double(i) * 0.5)) << row;
+        ASSERT_EQ(rows.value(row, 4).index(), i % 7 == 0 ? 0u : 3u) << row;
+    }
+
+    test::TempDir dir;
+    std::unique_ptr<db::TDM> dm;
+};
+
+class RatingDataViewTest : public test::ViewsTest {
+protected:
+    void SetUp() override {
+        ViewsTest::SetUp();
+        view = std::make_unique<RatingDataView>(*dm, QueryReader::Mode::Background);
+        view->formCreate();
+        view->shops().setSort("id");
+    }
+
+    std::unique_ptr<RatingDataView> view;
+};
+
+const DateTime kNow{2011, 5, 20, 12, 0, 0};
+
+class RankingDataViewTest : public test::ViewsTest {
+protected:
+    void SetUp() override {
+        ViewsTest::SetUp();
+        view = std::make_unique<RankingDataView>(*dm, QueryReader::Mode::Now);
+    }
+
+    Texts sellers(RankingChoice choice) {
+        view->query(choice, kNow);
+        return column(view->ranking(), "dianzhu");
+    }
+
+    std::unique_ptr<RankingDataView> view;
+};
+
+} // namespace
+
+TEST_F(SalesDataViewTest, TheViewOpensWithTheShopsThatHaveItemsAndTheFirstShopsItems) {
+    EXPECT_EQ(cells(view->shops(), view->shopGrid(), 0),
+              (Texts{"1", "三号小店", "张三", "1500", "6", "99.5", "2008-05-06 00:00:00",
+                     "2011-03-01 10:00:00", "http://shop1.taobao.com"}));
+    EXPECT_EQ(view->shops().rowCount(), 2u); // 李四 has no items
+    // Most sold this month first, then most bookmarked.
+    EXPECT_EQ(column(view->items(), "itemId"), (Texts{"1002", "1001", "1003"}));
+    EXPECT_EQ(cells(view->items(), view->itemGrid(), 1),
+              (Texts{"2", "春装 新款,连衣裙", "88.5", "6", "3041", "2011-02-01 09:00:00",
+                     "2011-03-01 10:00:00", "12", "http://item.taobao.com/1001"}));
+}
+
+TEST_F(SalesDataViewTest, MovingToAnotherShopShowsItsItems) {
+    view->shops().setCurrent(1);
+    EXPECT_EQ(column(view->items(), "itemId"), (Texts{"2001"}));
+    EXPECT_EQ(view->itemAddress(), "http://item.taobao.com/2001");
+    EXPECT_EQ(view->shopAddress(), "http://shop2.taobao.com");
+}
+
+TEST_F(SalesDataViewTest, TheSummaryOfAnItemIsComputedOnTheSwitchToTheSalesPage) {
+    view->items().setCurrent(1); // 1001
+    ItemSummary summary;
+    view->pageChange(0, summary);
+    EXPECT_EQ(summary.buyCount, "0"); // only the sales page computes
+    EXPECT_FALSE(view->sales().isOpen());
+
+    view->pageChange(SalesDataView::kSalePage, summary);
+    EXPECT_EQ(column(view->sales(), "trade_id"), (Texts{"T2", "T3", "T1"}));
+    // 3 sales of 2 + 1 + 3 pieces: 2×10.5 + 1×20 + 3×1000 = 3041 in all, (10.5 + 20 + 1000) / 3 per
+    // sale, by 2 buyers (buyerA twice).
+    EXPECT_EQ(labels(summary), (Texts{"3", "6件", "2.00件", "3,041.00元", "343.50元", "2人", "3.00件"}));
+
+    // Another item, then the page again: computed anew.
+    view->items().setCurrent(0); // 1002
+    view->pageChange(SalesDataView::kSalePage, summary);
+    EXPECT_EQ(labels(summary), (Texts{"1", "1件", "1.00件", "25.00元", "25.00元", "1人", "1.00件"}));
+}
+
+TEST_F(SalesDataViewTest, AnItemWithoutSalesDividesByZeroAfterTheLabelsBeforeIt) {
+    ItemSummary summary;
+    summary.everySaleNum = "7.00件";
+    view->items().setCurrent(2); // 1003
+    EXPECT_THROW(view->pageChange(SalesDataView::kSalePage, summary), std::domain_error);
+    EXPECT_EQ(labels(summary), (Texts{"0", "件", "件", "元", "元", "0人", "7.00件"}));
+}
+
+TEST_F(SalesDataViewTest, WithoutSalesRecordsTheShopGridIsEmptyAndTheSalesPageChangesNothing) {
+    dm->cn1().exec("delete from itemInfo");
+    SalesDataView empty(*dm, QueryReader::Mode::Now);
+    empty.formCreate();
+    EXPECT_EQ(empty.shops().rowCount(), 0u);
+    EXPECT_EQ(empty.items().rowCount(), 0u);
+    ItemSummary summary;
+    empty.pageChange(SalesDataView::kSalePage, summary);
+    EXPECT_FALSE(empty.sales().isOpen());
+    EXPECT_EQ(summary.buyCount, "0");
+    EXPECT_EQ(summary.totalAmount, "0");
+    EXPECT_FALSE(empty.shopForDownload());
+}
+
+TEST_F(SalesDataViewTest, UpdateDownloadHandsOverTheShopAsASearchWouldFindIt) {
+    view->shops().setCurrent(1);
+    auto shop = view->shopForDownload();
+    ASSERT_TRUE(shop);
+    // The shop list's addr is its items' location.
+    EXPECT_EQ(std::tie(shop->dianzhu, shop->dianming, shop->webaddr, shop->salerCredit, shop->addr, shop->loc,
+                       shop->commodityNum),
+              std::tuple("O'Neil", "奥尼尔,精品", "http://shop2.taobao.com", 300, "上海", "围巾", 8));
+}
+
+TEST_F(DeleteTest, AnItemGoesWithItsSalesThenTheShopWithTheRestAndTheGridsAreReadAgain) {
+    SalesDataView view(*dm, QueryReader::Mode::Now);
+    view.formCreate();
+    view.items().setCurrent(1); // 1001
+    DeleteResult result = view.deleteItem();
+    ASSERT_TRUE(result.done) << result.error;
+    EXPECT_EQ(count("select count(*) from itemInfo where itemId='1001'"), 0);
+    EXPECT_EQ(count("select count(*) from saleInfo"), 2);
+    EXPECT_EQ(column(view.items(), "itemId"), (Texts{"1002", "1003"}));
+
+    ASSERT_EQ(view.shops().currentText("dianzhu"), "张三");
+    result = view.deleteShop();
+    ASSERT_TRUE(result.done) << result.error;
+    EXPECT_EQ(count("select count(*) from saleInfo"), 1);
+    EXPECT_EQ(count("select count(*) from itemInfo"), 1);
+    EXPECT_EQ(count("select count(*) from dianbase where id=1"), 0);
+    // The items are those of whichever shop is current now.
+    EXPECT_EQ(column(view.shops(), "dianzhu"), (Texts{"O'Neil"}));
+    EXPECT_EQ(column(view.items(), "itemId"), (Texts{"2001"}));
+    EXPECT_EQ(view.sales().rowCount(), 0u);
+}
+
+TEST_F(DeleteTest, AFailingStatementRollsBackTheOnesBeforeIt) {
+    dm->cn1().exec(
+        "CREATE TRIGGER keep_shops BEFORE DELETE ON dianbase BEGIN SELECT RAISE(ABORT, '店铺表只读'); END;");
+    SalesDataView view(*dm, QueryReader::Mode::Now);
+    view.formCreate();
+    DeleteResult result = view.deleteShop();
+    EXPECT_FALSE(result.done);
+    EXPECT_NE(result.error.find("店铺表只读"), std::string::npos) << result.error;
+    EXPECT_EQ(count("select count(*) from saleInfo"), 5);
+    EXPECT_EQ(count("select count(*) from itemInfo"), 4);
+    EXPECT_FALSE(dm->cn1().inTransaction());
+    // The grids keep what they showed.
+    EXPECT_EQ(column(view.shops(), "dianzhu"), (Texts{"张三", "O'Neil"}));
+    EXPECT_EQ(view.items().rowCount(), 3u);
+}
+
+TEST_F(GridSortTest, TheFirstClickSortsDescendingAndFurtherClicksAlternate) {
+    GridTitles& grid = view->shopGrid();
+    Dataset& shops = view->shops();
+    ASSERT_EQ(column(shops, "dianzhu"), (Texts{"张三", "O'Neil"}));
+
+    ASSERT_TRUE(grid.titleClick(1, shops)); // 店铺
+    EXPECT_EQ(marked(grid), (Texts{"▼店铺*"}));
+    EXPECT_EQ(column(shops, "dianming"), (Texts{"奥尼尔,精品", "三号小店"})); // U+5965 after U+4E09
+
+    // Another column: the first loses its mark and bold face.
+    ASSERT_TRUE(grid.titleClick(3, shops)); // 信用
+    EXPECT_EQ(marked(grid), (Texts{"▼信用*"}));
+    EXPECT_EQ(column(shops, "salerCredit"), (Texts{"1500", "300"}));
+
+    ASSERT_TRUE(grid.titleClick(3, shops));
+    EXPECT_EQ(marked(grid), (Texts{"▲信用*"}));
+    EXPECT_EQ(column(shops, "salerCredit"), (Texts{"300", "1500"}));
+    // The row number counts the sorted rows.
+    EXPECT_EQ(column(shops, "xh"), (Texts{"1", "2"}));
+    EXPECT_EQ(shops.current(), 0);
+
+    ASSERT_TRUE(grid.titleClick(3, shops));
+    EXPECT_EQ(marked(grid), (Texts{"▼信用*"}));
+    EXPECT_EQ(column(shops, "salerCredit"), (Texts{"1500", "300"}));
+
+    // The row number's title sorts nothing and leaves the marks alone.
+    EXPECT_FALSE(grid.titleClick(0, shops));
+    EXPECT_EQ(marked(grid), (Texts{"▼信用*"}));
+    EXPECT_EQ(column(shops, "salerCredit"), (Texts{"1500", "300"}));
+}
+
+TEST_F(GridSortTest, TiesKeepTheQueryOrderInBothDirections) {
+    ItemSummary summary;
+    view->items().setCurrent(1); // 1001: T2, T3, T1 newest first
+    view->pageChange(SalesDataView::kSalePage, summary);
+    Dataset& sales = view->sales();
+    GridTitles& grid = view->saleGrid();
+    grid.titleClick(2, sales); // 买家 descending
+    EXPECT_EQ(column(sales, "trade_id"), (Texts{"T2", "T3", "T1"}));
+    grid.titleClick(2, sales);
+    EXPECT_EQ(column(sales, "trade_id"), (Texts{"T3", "T1", "T2"}));
+    grid.titleClick(1, sales); // 价格: numbers by value, not as text
+    EXPECT_EQ(column(sales, "amount"), (Texts{"1000", "20", "10.5"}));
+}
+
+TEST_F(GridSortTest, RowsReadAgainComeInTheQueryOrderAndAFilterStaysWhenSorting) {
+    Dataset& items = view->items();
+    view->itemGrid().titleClick(2, items); // 价格 descending
+    EXPECT_EQ(column(items, "itemId"), (Texts{"1001", "1002", "1003"}));
+    items.open();
+    EXPECT_EQ(column(items, "itemId"), (Texts{"1002", "1001", "1003"}));
+    // The title keeps its mark, but the sort is gone: the next click sorts descending again.
+    EXPECT_EQ(view->itemGrid().caption(2), "▼价格");
+    view->itemGrid().titleClick(2, items);
+    EXPECT_EQ(column(items, "itemId"), (Texts{"1001", "1002", "1003"}));
+
+    view->filterItems("T恤");
+    EXPECT_EQ(column(items, "itemId"), (Texts{"1002"}));
+    view->itemGrid().titleClick(2, items);
+    EXPECT_EQ(column(items, "itemId"), (Texts{"1002"}));
+    items.open();
+    EXPECT_EQ(column(items, "itemId"), (Texts{"1002"}));
+}
+
+TEST_F(FilterTest, KeywordsMatchInsideTheTextWhateverTheLetterCaseOfLatinLetters) {
+    view->filterItems("t恤");
+    EXPECT_EQ(column(view->items(), "itemId"), (Texts{"1002"}));
+    view->filterShops(",");
+    EXPECT_EQ(column(view->shops(), "dianzhu"), (Texts{"O'Neil"}));
+    view->filterShops("没有这家");
+    EXPECT_EQ(view->shops().rowCount(), 0u);
+    EXPECT_EQ(view->shops().current(), -1);
+}
+
+TEST_F(FilterTest, AnEmptyBoxKeepsTheFilterInForceAndItStaysForAnotherShopsItems) {
+    view->filterShops(""); // nothing set before: every row
+    EXPECT_EQ(view->shops().rowCount(), 2u);
+    Dataset& items = view->items();
+    view->filterItems("T恤");
+    view->filterItems("");
+    EXPECT_EQ(column(items, "itemId"), (Texts{"1002"}));
+    EXPECT_EQ(column(items, "xh"), (Texts{"1"}));
+
+    view->filterItems("Scarf");
+    EXPECT_EQ(items.rowCount(), 0u); // 张三 sells no scarf
+    view->shops().setCurrent(1);     // O'Neil
+    EXPECT_EQ(column(items, "itemId"), (Texts{"2001"}));
+    view->shops().setCurrent(0);
+    EXPECT_EQ(items.rowCount(), 0u);
+}
+
+TEST(CsvSafeText, CommasBecomeEnumerationCommasAndEveryBlankGoes) {
+    EXPECT_EQ(csvSafeText("a, b\nc"), "a、bc");
+    EXPECT_EQ(csvSafeText("   "), "");
+    EXPECT_EQ(csvSafeText("\t1,2\r\n,3 \v\f"), "1、2、3");
+    EXPECT_EQ(csvSafeText(",,"), "、、");
+    EXPECT_EQ(csvSafeText("\"quoted\";x"), "\"quoted\";x");         // nothing is quoted or escaped
+    EXPECT_EQ(csvSafeText("全角，逗号　空格"), "全角，逗号　空格"); // only ASCII blanks and commas change
+}
+
+TEST_F(CsvExportTest, TheSaleRecordsExportIsGbkWithCrLfAndATrailingCommaOnEveryDataLine) {
+    StringSink sink;
+    Gauge gauge;
+    writeCsv(sales(), sink, &gauge);
+    EXPECT_EQ(sink.bytes, kSalesOf1001);
+    EXPECT_EQ(gauge.maximum, 3);
+    EXPECT_EQ(gauge.position, 3);
+
+    // A file gets the same bytes, an older and longer file replaced whole.
+    const auto file = dir / "sales.csv";
+    test::writeFile(file, std::string(4096, 'x'));
+    EXPECT_EQ(exportToFile(sales(), file, nullptr), ExportOutcome::Written);
+    EXPECT_EQ(test::readFile(file), kSalesOf1001);
+
+    // The rows go in the grid's sort order.
+    view->saleGrid().titleClick(1, view->sales()); // 价格 descending
+    sink.bytes.clear();
+    writeCsv(sales(), sink, nullptr);
+    EXPECT_EQ(sink.bytes, kHeader + "\r\n" + kT3 + kT2 + kT1);
+}
+
+TEST_F(CsvExportTest, TheProposedNameCarriesTheItemAndTheDate) {
+    EXPECT_EQ(sales().fileName, "导出春装 新款,连衣裙商品销售明细--2011-05-20.csv");
+    EXPECT_EQ(view->shopExport(DateTime{2011, 5, 20}).fileName, "导出销售掌柜数据2011-05-20.csv");
+    EXPECT_EQ(view->itemExport(DateTime{2011, 5, 20}).fileName, "导出张三掌柜商品销售数据--2011-05-20.csv");
+    EXPECT_EQ(safeFileName("女装/女士精品.csv"), "女装_女士精品.csv");
+}
+
+TEST_F(CsvExportTest, NothingIsWrittenWhereTheFileCannotBeOpenedOrCreatedOrThereAreNoRows) {
+    // Permission bits do not stop root, so the held file is a folder of that name.
+    const auto held = dir / "held.csv";
+    std::filesystem::create_directory(held);
+    EXPECT_TRUE(isLocked(held));
+    EXPECT_FALSE(isLocked(dir / "new.csv"));
+    EXPECT_EQ(exportToFile(sales(), held, nullptr), ExportOutcome::Locked);
+    EXPECT_TRUE(std::filesystem::is_empty(held));
+    EXPECT_EQ(lockedWarning(held), held.string() + "文件可能已被打开或损坏，重新选择或关闭文件！");
+
+    // A file that cannot be created is an error for the error handler.
+    test::writeFile(dir / "plain", "not a folder");
+    EXPECT_THROW(exportToFile(sales(), dir / "plain" / "sales.csv", nullptr), std::system_error);
+    EXPECT_EQ(test::readFile(dir / "plain"), "not a folder");
+
+    view->sales().setParameter("item_Id", "1003");
+    view->sales().open();
+    EXPECT_EQ(exportToFile(sales(), dir / "empty.csv", nullptr), ExportOutcome::NoRows);
+    EXPECT_FALSE(std::filesystem::exists(dir / "empty.csv"));
+}
+
+TEST_F(DatasetTest, EveryRowArrivesInOrderWhicheverWayItIsRead) {
+    // Read now, every row is there when open returns. In the background the first block shows at once
+    // and the rest follows as the model polls, or all at once when the record count is asked for.
+    enum Way { Now, Polled, Counted };
+    for (Way way : {Now, Polled, Counted}) {
+        SCOPED_TRACE(way);
+        Dataset rows = bigItem(way == Now ? QueryReader::Mode::Now : QueryReader::Mode::Background);
+        Recorder recorder(rows);
+        rows.setObserver(&recorder);
+        rows.open();
+        ASSERT_EQ(rows.rowCount(), way == Now ? 5000u : RowBlock::kRows);
+        EXPECT_EQ(rows.current(), 0);
+        if (way == Polled)
+            while (rows.takeArrived()) {
+            }
+        if (way == Counted) {
+            EXPECT_EQ(rows.recordCount(), 5000u);
+        }
+        EXPECT_FALSE(rows.isLoading());
+        ASSERT_EQ(rows.rowCount(), 5000u);
+        if (way != Now) {
+            EXPECT_EQ(recorder.end, 5000u); // the model heard of the last row
+        }
+        for (std::size_t row = 0; row < 5000; ++row)
+            expectRow(rows, row);
+    }
+}
+
+TEST_F(DatasetTest, ClosingWhileAReaderRunsStopsIt) {
+    Dataset rows = bigItem(QueryReader::Mode::Background);
+    rows.open();
+    rows.close();
+    EXPECT_FALSE(rows.isOpen());
+    EXPECT_EQ(rows.rowCount(), 0u);
+    EXPECT_EQ(rows.current(), -1);
+}
+
+TEST_F(DatasetTest, AStatementTheDatabaseRefusesFailsAtOpenAndLeavesTheDatasetClosed) {
+    Dataset rows([this] { return dm->openConnection(); }, "select nothing from nowhere", false,
+                 QueryReader::Mode::Background);
+    EXPECT_THROW(rows.open(), db::DbError);
+    EXPECT_FALSE(rows.isOpen());
+    EXPECT_EQ(rows.fieldCount(), 0);
+}
+
+TEST_F(DatasetTest, AParameterNobodySetIsNullAndSelectsNothing) {
+    Dataset rows = Dataset::standing(*dm, "itemAution_q", QueryReader::Mode::Now);
+    rows.open();
+    EXPECT_TRUE(rows.isOpen());
+    EXPECT_EQ(rows.rowCount(), 0u);
+    EXPECT_EQ(rows.fieldIndex("buyername"), rows.fieldIndex("BUYERNAME"));
+}
+
+TEST(RowStore, NumbersReadAsTheProgramWritesThemEverywhere) {
+    for (double value : {0.1 + 0.2, 99.5, 1e20, 123456789.123456789, -0.25, 1.0 / 3, 5e-7, 0.0,
+                         std::numeric_limits<double>::infinity()}) {
+        std::string text;
+        appendNumberText(text, value);
+        EXPECT_EQ(text, db::valueToText(value)) << value;
+    }
+    for (std::int64_t value :
+         {std::int64_t(0), std::int64_t(-42), std::numeric_limits<std::int64_t>::max()}) {
+        std::string text;
+        appendNumberText(text, value);
+        EXPECT_EQ(text, db::valueToText(value));
+    }
+}
+
+TEST_F(RatingDataViewTest, TheShopsWithRatingsAndTheirCountsByPeriod) {
+    // The counts by period of shop 1 are checked in its export, those of shop 2 by the command line.
+    EXPECT_EQ(view->findResultText(), "共有2店铺"); // 李四 has no ratings
+    EXPECT_EQ(column(view->shops(), "rateNums"), (Texts{"4", "1"}));
+    EXPECT_EQ(view->shopAddress(), "http://shop1.taobao.com");
+}
+
+TEST_F(RatingDataViewTest, TheRatingsPageShowsTheCurrentShopsRatingsNewestFirst) {
+    view->pageChange(0);
+    EXPECT_FALSE(view->ratings().isOpen());
+    view->pageChange(RatingDataView::kRatingPage);
+    EXPECT_EQ(column(view->ratings(), "trade_id"), (Texts{"R4", "R3", "R2", "R1"}));
+    EXPECT_EQ(view->rateCountText(), "当前共有4条评价");
+    view->shops().setCurrent(1);
+    view->pageChange(RatingDataView::kRatingPage);
+    EXPECT_EQ(view->rateCountText(), "当前共有1条评价");
+}
+
+TEST_F(RatingDataViewTest, EveryFilledFilterBoxNarrowsTheRatings) {
+    view->pageChange(RatingDataView::kRatingPage);
+    // Each case fills boxes of an untouched filter.
+    const struct {
+        void (*fill)(RatingFilterInput&);
+        Texts ratings;
+    } cases[] = {
+        {[](auto& in) { in = {"b", "T恤", 2, 10, 30, "2011-02-01", "2011-03-31"}; }, {"R2"}},
+        {[](auto&) {}, {"R4", "R3", "R2", "R1"}},
+        {[](auto& in) { in.jg1 = 20; }, {"R4", "R2", "R1"}}, // numbers, not texts: 120 is at least 20
+        {[](auto& in) { in.jg2 = 5; }, {"R3"}},
+        // A partly filled date is compared as typed; a date bound is that day's midnight, so R3 at
+        // 20:00 of the 15th is past it.
+        {[](auto& in) { in.sj1 = "2011-03-  "s; }, {"R4", "R3"}},
+        {[](auto& in) { in.sj2 = "2011-03-15"s; }, {"R2", "R1"}},
+        // Names match as typed, quotes included, whatever the letter case of Latin letters.
+        {[](auto& in) { in.pjName = "'"s; }, {"R3"}},
+        {[](auto& in) { in.pjName = "BUYER"s; }, {"R4", "R2", "R1"}},
+        {[](auto& in) { in.pj = 1; }, {"R4", "R1"}}, // 好评
+        {[](auto& in) { in.pj = 3; }, {"R3"}},       // 差评
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        RatingFilterInput input;
+        cases[i].fill(input);
+        view->filterRatings(input);
+        EXPECT_EQ(column(view->ratings(), "trade_id"), cases[i].ratings) << "case " << i;
+    }
+    RatingFilterInput all;
+    cases[0].fill(all);
+    view->filterRatings(all);
+    EXPECT_EQ(view->rateCountText(), "当前共有1条评价");
+}
+
+TEST_F(RatingDataViewTest, TheShopSearchBindsWhatTheUserTyped) {
+    view->shops().setSort("");
+    // Every shop with flag 0, newest update first; 李四 has flag 1. Each case fills boxes of an
+    // untouched search.
+    const struct {
+        void (*fill)(ShopSearch&);
+        Texts found;
+    } cases[] = {
+        {[](auto&) {}, {"O'Neil", "张三"}},
+        {[](auto& in) { in.nick = "O'Neil"s; }, {"O'Neil"}},
+        {[](auto& in) { in.nick = "'"s; }, {"O'Neil"}},
+        {[](auto& in) { in.shop = "'; drop table dianbase; --"s; }, {}},
+        {[](auto& in) { in.shop = "三号"s; }, {"张三"}},
+        {[](auto& in) { in.loc = "杭州"s; }, {"张三"}},   // "地址：" searches addr
+        {[](auto& in) { in.tag = "围巾"s; }, {"O'Neil"}}, // "主营：" searches loc
+        {[](auto& in) { in.level = 4; }, {"张三"}},       // level 6 >= 4, level 3 is not
+        {[](auto& in) { in.nick = "张"s, in.level = 6; }, {"张三"}},
+        // The pattern's wildcards keep their meaning, as in the statement written out.
+        {[](auto& in) { in.nick = "%"s; }, {"O'Neil", "张三"}},
+        {[](auto& in) { in.nick = "_'_"s; }, {"O'Neil"}},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        ShopSearch search;
+        cases[i].fill(search);
+        view->searchShops(search);
+        EXPECT_EQ(column(view->shops(), "dianzhu"), cases[i].found) << "case " << i;
+    }
+    EXPECT_EQ(count("select count(*) from dianbase"), 3);
+    view->searchShops({});
+    EXPECT_EQ(view->findResultText(), "共有2店铺");
+    // The search reads dianbase alone: no rating counts.
+    EXPECT_EQ(view->shops().fieldIndex("rateNums"), -1);
+    EXPECT_EQ(view->shopGrid().cellText(view->shops(), 0, 6), "");
+}
+
+TEST_F(RatingDataViewTest, TheRatingsExportRepeatsCommentAndExplanationWithoutATrailingComma) {
+    view->pageChange(RatingDataView::kRatingPage);
+    ExportJob job = view->ratingExport(DateTime{2011, 5, 20});
+    EXPECT_EQ(job.fileName, "导出张三--2011-05-20数据.csv");
+    StringSink sink;
+    writeCsv(job, sink, nullptr);
+    // pjinfo's fields: id, dian_id, pj, buyerOrSaler, pjName, itemId, itemTitle, pjsj, jg, pjInfo, pjjs,
+    // trade_id; the oldest rating is the last line. The command line's test checks the header.
+    const std::string text = gbkToUtf8(sink.bytes);
+    EXPECT_TRUE(text.ends_with("\r\n4,1,1,好评,,buyerA,1001,春装新款、连衣裙,2011-01-0510:00:00,88.5,"
+                               "很好、非常满意,谢谢,R1,很好、非常满意,谢谢\r\n"))
+        << text;
+}
+
+TEST_F(RatingDataViewTest, TheShopExportWritesEveryFieldOfTheQuery) {
+    ExportJob job = view->shopExport(DateTime{2011, 5, 20});
+    EXPECT_EQ(job.fileName, "导出2011-05-20掌柜数据.csv");
+    StringSink sink;
+    writeCsv(job, sink, nullptr);
+    const std::string text = gbkToUtf8(sink.bytes);
+    const std::string header = "序号,卖家,店铺名,卖家信用,信用级别,好评率,评价数,近一周评价数,近一月评价数,"
+                               "近6月评价数,6月前评价数\r\n";
+    ASSERT_TRUE(text.starts_with(header)) << text;
+    // xh, the five counts, then dianbase's own fields from id on: zhuce is empty, the address loses its
+    // blank.
+    const std::string first = text.substr(header.size(), text.find("\r\n", header.size()) - header.size());
+    EXPECT_TRUE(first.starts_with("1,4,8,25,110,920,1,张三,,浙江杭州,三号小店,http://shop1.taobao.com,"))
+        << first;
+    EXPECT_EQ(std::count(first.begin(), first.end(), ','), view->shops().fieldCount());
+}
+
+TEST_F(RankingDataViewTest, AMonthOfTheCurrentYearInTheChosenOrder) {
+    // Pieces sold, most first; equal counts by update date.
+    EXPECT_EQ(sellers({0, 3, 0, true}), (Texts{"卖家乙", "卖家丙", "卖家甲"}));
+    EXPECT_EQ(sellers({0, 3, 0, false}), (Texts{"卖家甲", "卖家乙", "卖家丙"}));
+    // Turnover: 500×98.5 = 49250, 800×48 = 38400, 800×29 = 23200.
+    EXPECT_EQ(sellers({0, 3, 1, true}), (Texts{"卖家甲", "卖家乙", "卖家丙"}));
+    EXPECT_EQ(sellers({0, 3, 2, false}), (Texts{"卖家丙", "卖家乙", "卖家甲"})); // price, lowest first
+    EXPECT_EQ(sellers({0, 3, 3, true}), (Texts{"卖家乙", "卖家丙", "卖家甲"}));  // bookmarks
+    EXPECT_EQ(sellers({0, 4, 0, true}), (Texts{"卖家丁"}));
+    EXPECT_EQ(sellers({27, 3, 0, true}), (Texts{"女装卖家"})); // "女装、女士精品" is category 16
+}
+
+TEST_F(RankingDataViewTest, OnlyTheChosenMonthOfTheCurrentYearIsShown) {
+    // "全年" compares the month with zero and finds nothing.
+    EXPECT_EQ(sellers({0, 0, 0, true}), (Texts{}));
+    EXPECT_TRUE(view->ranking().isOpen());
+    // Last March's 9999 sales show only in last year.
+    view->query({0, 3, 0, true}, DateTime{2010, 1, 1});
+    EXPECT_EQ(column(view->ranking(), "dianzhu"), (Texts{"去年卖家"}));
+}
+
+TEST_F(RankingDataViewTest, TheGridAndItsExportShowTheRowNumberAndTheSalesAmount) {
+    view->query({0, 3, 0, true}, kNow);
+    EXPECT_EQ(cells(view->ranking(), view->grid(), 0),
+              (Texts{"1", "2011-03-12 09:30:00", "卖家乙", "点卡, 50元", "48", "5", "800", "38400.00", "30",
+                     "广东", "http://item.taobao.com/top/点卡, 50元", "新上榜"}));
+    EXPECT_EQ(view->itemLink(), "http://item.taobao.com/top/点卡, 50元");
+    ExportJob job = view->exportJob();
+    EXPECT_EQ(job.fileName, "商品排行数据.csv");
+    StringSink sink;
+    writeCsv(job, sink, nullptr);
+    EXPECT_EQ(gbkToUtf8(sink.bytes),
+              "序号,更新日期,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接\r\n"
+              "1,2011-03-1209:30:00,卖家乙,点卡、50元,48,5,800,38400.00,30,广东,http://item.taobao.com/top/"
+              "点卡、50元,\r\n"
+              "2,2011-03-1510:00:00,卖家丙,点卡30元,29,0,800,23200.00,20,上海,http://item.taobao.com/top/"
+              "点卡30元,\r\n"
+              "3,2011-03-1008:00:00,卖家甲,点卡100元,98.5,0,500,49250.00,10,浙江,http://item.taobao.com/top/"
+              "点卡100元,\r\n");
+}
+
+TEST_F(RankingDataViewTest, TheMovementComparesEachItemsPlaceWithThePreviousMonthsSnapshot) {
+    // February, saved best first: 丙, 乙, 甲; March saved 甲, 乙, 丙. April's 丁 was not in March.
+    // Last December and this January hold the same item at the same place: the year turns over.
+    dm->cn1().exec("INSERT INTO itemTop (typeId, dianzhu, itemUrl, monthSale, amount, updateDate) VALUES "
+                   "('99', '丙', 'http://item.taobao.com/top/点卡 30元', 9, 1, '2011-02-03 00:00:00'),"
+                   "('99', '乙', 'http://item.taobao.com/top/点卡, 50元', 8, 1, '2011-02-03 00:00:00'),"
+                   "('99', '甲', 'http://item.taobao.com/top/点卡 100元', 7, 1, '2011-02-03 00:00:00'),"
+                   "('99', '旧', 'http://item.taobao.com/top/x', 7, 1, '2010-12-31 23:59:59'),"
+                   "('99', '新', 'http://item.taobao.com/top/x', 7, 1, '2011-01-01 00:00:00')");
+    auto movement = [this](int month) {
+        view->query({0, month, 0, true}, kNow);
+        Texts texts;
+        for (std::size_t row = 0; row < view->ranking().rowCount(); ++row)
+            texts.push_back(view->ranking().displayText(row, "dianzhu") + " " +
+                            view->grid().cellText(view->ranking(), row, 11));
+        return texts;
+    };
+    EXPECT_EQ(movement(3), (Texts{"卖家乙 –", "卖家丙 ↓2", "卖家甲 ↑2"}));
+    EXPECT_EQ(movement(4), (Texts{"卖家丁 新上榜"}));
+    EXPECT_EQ(movement(1), (Texts{"新 –"}));
+    // A click on its title sorts by it, most risen first.
+    view->query({0, 3, 0, true}, kNow);
+    ASSERT_TRUE(view->grid().titleClick(11, view->ranking()));
+    EXPECT_EQ(column(view->ranking(), "dianzhu"), (Texts{"卖家甲", "卖家乙", "卖家丙"}));
+}
+
+TEST_F(RankingDataViewTest, DeletingRemovesOnlyTheShownRanking) {
+    view->query({0, 3, 0, true}, kNow);
+    DeleteResult result = view->deleteRanking({0, 3, 0, true}, kNow);
+    ASSERT_TRUE(result.done) << result.error;
+    EXPECT_EQ(view->ranking().rowCount(), 0u);
+    EXPECT_EQ(count("select count(*) from itemTop"), 3); // April, last year's March, category 16
+    EXPECT_EQ(sellers({0, 4, 0, true}), (Texts{"卖家丁"}));
+}
