@@ -1,5 +1,5 @@
-#include "base/GbkText.h"
 #include "ParseError.h"
+#include "base/GbkText.h"
 #include "parse/RefCodecs.h"
 #include "parse/Regex.h"
 #include "parse/THTMLTools.h"
