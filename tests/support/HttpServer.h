@@ -51,6 +51,7 @@ public:
     ClosedPort(const ClosedPort&) = delete;
     ClosedPort& operator=(const ClosedPort&) = delete;
 
+    std::uint16_t port() const { return port_; }
     std::string url(const std::string& path = "/") const;
 
 private:
