@@ -6,21 +6,12 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <random>
-#include <sstream>
 
 using namespace vantor;
 using namespace vantor::charts;
 
 namespace {
-
-std::string fileBytes(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::stringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
-}
 
 // Shop 1 of a random market: items with titles that repeat or carry "&", one item at two prices, items
 // whose sales tie completely, quarter-yuan prices (sums exact in binary, as in cents), sales across the
@@ -109,8 +100,8 @@ TEST(SalesPass, WritesTheStatementsDocumentsToTheByteOnRandomShops) {
                     AnalysisOutcome::Written);
                 ASSERT_EQ(ours.files, theirs.files);
                 for (const auto& file : ours.files)
-                    EXPECT_EQ(fileBytes(onePass.document(file.string())),
-                              fileBytes(statements.document(file.string())))
+                    EXPECT_EQ(test::readFile(onePass.document(file.string())),
+                              test::readFile(statements.document(file.string())))
                         << file;
             }
     }

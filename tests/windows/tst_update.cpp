@@ -46,7 +46,6 @@ class UpdateTest : public test::WindowTest {
 private slots:
     void theSplashChecksOnceAndOnlyANewerVersionStopsTheStart() {
         QCOMPARE(splashCheck(std::string(kVersion) + "|2026-11-20|h|c"), std::nullopt);
-        QCOMPARE(splashCheck("99.0|2026-11-20"), std::nullopt); // malformed: silent
         const auto offered = splashCheck("99.0|2026-11-20|h|c");
         QVERIFY(offered);
         QCOMPARE(offered->version, std::string("99.0"));
