@@ -24,6 +24,13 @@ constexpr std::size_t kGaugeStep = 1024;
 
 } // namespace
 
+void appendCsvCells(std::string& line, const std::vector<std::string>& cells) {
+    for (const std::string& cell : cells) {
+        appendCsvSafe(line, cell);
+        line += ',';
+    }
+}
+
 void appendCsvSafe(std::string& out, std::string_view text) {
     // Runs between the characters to change are copied whole: most cells have none.
     size_t start = 0;

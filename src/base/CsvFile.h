@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // The program's CSV files: cells made safe, GBK or UTF-8 with a byte-order mark, CR LF lines, written
 // anew unless the file is held by another program.
@@ -20,6 +21,8 @@ inline constexpr const char* kFileLocked = "文件可能已被打开或损坏，
 // also between words. Nothing is quoted, so no cell can hold the separator or a line break.
 std::string csvSafeText(std::string_view text);
 void appendCsvSafe(std::string& out, std::string_view text);
+// A data line of whole cells: each cleaned and followed by ",".
+void appendCsvCells(std::string& line, const std::vector<std::string>& cells);
 
 // Where an export's bytes go: a file, or memory.
 class ByteSink {

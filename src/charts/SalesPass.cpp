@@ -32,6 +32,10 @@ struct Money {
         exact = exact && std::fabs(c - whole) < 1e-6;
         cents += std::int64_t(whole), plain += v, any = true;
     }
+    void add(const Money& other) {
+        if (!other.any) return;
+        cents += other.cents, plain += other.plain, exact = exact && other.exact, any = true;
+    }
     double total() const { return exact ? double(cents) / 100 : plain; }
     db::Value get() const { return any ? db::Value(total()) : db::Value(); }
     // SQL orders NULL below every number.
@@ -62,12 +66,8 @@ struct Period {
     void add(const Period& p) {
         rows += p.rows, priced += p.priced;
         if (p.num.any) num.add(p.num.value);
-        if (p.total.any)
-            total.cents += p.total.cents, total.plain += p.total.plain, total.exact &= p.total.exact,
-                total.any = true;
-        if (p.prices.any)
-            prices.cents += p.prices.cents, prices.plain += p.prices.plain, prices.exact &= p.prices.exact,
-                prices.any = true;
+        total.add(p.total);
+        prices.add(p.prices);
     }
     db::Value average() const { return priced ? db::Value(prices.total() / double(priced)) : db::Value(); }
 };
@@ -176,10 +176,7 @@ ChartRows salesRankingRows(db::Database& db, const AnalysisRequest& request) {
             Group& into = groups[{g.id, g.title, g.amount.has_value(), g.amount.value_or(0)}];
             if (into.id.empty()) into.id = g.id, into.title = g.title, into.amount = g.amount;
             if (g.num.any) into.num.add(g.num.value);
-            if (g.total.any) {
-                into.total.cents += g.total.cents, into.total.plain += g.total.plain;
-                into.total.exact = into.total.exact && g.total.exact, into.total.any = true;
-            }
+            into.total.add(g.total);
         }
         prices.clear();
     };

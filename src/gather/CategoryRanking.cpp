@@ -9,9 +9,6 @@
 #include "parse/Expressions.h"
 #include "parse/THTMLTools.h"
 
-#include <map>
-#include <mutex>
-
 namespace vantor {
 
 namespace {
@@ -89,10 +86,7 @@ CsvJob categoryRankingExport(const std::vector<RankedItem>& rows, const DateTime
     return {[&rows] { return rows.size(); },
             "序号,更新日期,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接", "商品排行数据.csv",
             [&rows, saved](std::string& line, std::size_t row) {
-                for (const std::string& cell : categoryRankingRow(rows[row], saved)) {
-                    appendCsvSafe(line, cell);
-                    line += ',';
-                }
+                appendCsvCells(line, categoryRankingRow(rows[row], saved));
             }};
 }
 
@@ -166,28 +160,13 @@ void CategoryRanking::run() {
 }
 
 std::vector<TItemInfo> CategoryRanking::readCategory(const std::string& categoryId) {
-    std::map<int, std::vector<TItemInfo>> pages;
-    std::mutex pagesMutex;
+    RankedPages pages;
     const int lastPage = (depth_ + kPageSize - 1) / kPageSize - 1;
     auto param = stages_.job(categoryBrowsePrefix(categoryId), "-all-0.htm", 3, 0, lastPage);
     stages_.run(param, kPageSize, TDownCheck::kPlainMode, [&](std::int32_t number, const std::string& page) {
-        std::vector<TItemInfo> rows;
-        for (auto& entry : THTMLTools::parseItemList(page, expression(Expression::CategoryItemRow)))
-            rows.push_back(std::move(entry.record));
-        int read;
-        {
-            std::lock_guard lock(pagesMutex);
-            read = read_ += int(rows.size());
-            pages[number] = std::move(rows);
-        }
-        observer_.itemsRead(read);
+        pages.add(number, THTMLTools::parseItemList(page, expression(Expression::CategoryItemRow)));
     });
-    // Best sellers first: pages in page order, cut at the depth.
-    std::vector<TItemInfo> ranked;
-    for (auto& [number, rows] : pages)
-        for (auto& row : rows)
-            if (int(ranked.size()) < depth_) ranked.push_back(std::move(row));
-    return ranked;
+    return pages.ranked(depth_);
 }
 
 } // namespace vantor

@@ -46,7 +46,6 @@ class CategoryRankingObserver {
 public:
     virtual ~CategoryRankingObserver() = default;
     virtual void categoryStarted(int index, int count, const std::string& name) {}
-    virtual void itemsRead(int count) {}
     // A category's rows, ranked, just saved as its snapshot of the month.
     virtual void categorySaved(const std::string& name, const std::vector<TItemInfo>& rows) {}
     virtual void statusLine(const std::string& text) {}
@@ -87,7 +86,6 @@ private:
     CategoryRankingObserver& observer_;
     std::unique_ptr<Relay> relay_;
     ShopStages stages_;
-    int read_ = 0;
     std::jthread thread_;
 };
 

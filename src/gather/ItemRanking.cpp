@@ -85,11 +85,27 @@ CsvJob itemRankingExport(const std::vector<TItemInfo>& rows) {
     return {[&rows] { return rows.size(); }, "序号,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接",
             "指定商品排行数据.csv",
             [&rows](std::string& line, std::size_t row) {
-                for (const std::string& cell : itemRankingRow(int(row) + 1, rows[row])) {
-                    appendCsvSafe(line, cell);
-                    line += ',';
-                }
+                appendCsvCells(line, itemRankingRow(int(row) + 1, rows[row]));
             }};
+}
+
+int RankedPages::add(std::int32_t pageNumber, RecordList<TItemInfo> rows) {
+    std::vector<TItemInfo> records;
+    for (auto& entry : rows)
+        records.push_back(std::move(entry.record));
+    std::lock_guard lock(mutex_);
+    kept_ += int(records.size());
+    pages_[pageNumber] = std::move(records);
+    return kept_;
+}
+
+std::vector<TItemInfo> RankedPages::ranked(int limit) {
+    std::lock_guard lock(mutex_);
+    std::vector<TItemInfo> rows;
+    for (auto& [number, page] : pages_)
+        for (auto& row : page)
+            if (int(rows.size()) < limit) rows.push_back(std::move(row));
+    return rows;
 }
 
 std::string itemRankingSummary(JobEnd end, int total) {
@@ -131,23 +147,9 @@ void ItemRankingJob::run() {
         runner_.run(param_, 80, TDownCheck::kPlainMode, [this](std::int32_t number, const std::string& html) {
             total_ = parseItemSearchTotal(html);
             observer_.rankingTotal(total_);
-            std::vector<TItemInfo> rows;
-            for (auto& entry : parseItemSearchList(html))
-                rows.push_back(std::move(entry.record));
-            int read;
-            {
-                std::lock_guard lock(mutex_);
-                read = read_ += int(rows.size());
-                pages_[number] = std::move(rows);
-            }
-            observer_.itemsRead(read);
+            observer_.itemsRead(pages_.add(number, parseItemSearchList(html)));
         });
-    // Pages in page order, then the range: the best sellers first, numbered from 1.
-    std::vector<TItemInfo> ranked;
-    for (auto& [number, rows] : pages_)
-        for (auto& row : rows)
-            if (int(ranked.size()) < range_) ranked.push_back(std::move(row));
-    observer_.rankingEnded(end, ranked, total_);
+    observer_.rankingEnded(end, pages_.ranked(range_), total_);
 }
 
 } // namespace vantor

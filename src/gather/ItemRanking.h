@@ -52,6 +52,21 @@ std::vector<std::string> itemRankingRow(int number, const TItemInfo& item);
 // The window's export of the rows, "指定商品排行数据.csv".
 CsvJob itemRankingExport(const std::vector<TItemInfo>& rows);
 
+// The rows of a ranking's result pages, kept as the pages arrive (in any order, on the download
+// threads) and read back in page order: the best sellers first.
+class RankedPages {
+public:
+    // Keeps a page's rows; returns the rows kept so far.
+    int add(std::int32_t pageNumber, RecordList<TItemInfo> rows);
+    // The rows in page order, at most `limit`.
+    std::vector<TItemInfo> ranked(int limit);
+
+private:
+    std::mutex mutex_;
+    std::map<int, std::vector<TItemInfo>> pages_;
+    int kept_ = 0;
+};
+
 // What the user reads after a ranking: the total, or that it was stopped or failed.
 std::string itemRankingSummary(JobEnd end, int total);
 
@@ -87,9 +102,7 @@ private:
     TDownParamBean param_;
     StageRunner runner_;
     ItemRankingObserver& observer_;
-    std::mutex mutex_;
-    std::map<int, std::vector<TItemInfo>> pages_;
-    int read_ = 0;
+    RankedPages pages_;
     std::atomic<int> total_ = 0;
     std::jthread thread_;
 };
