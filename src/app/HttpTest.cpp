@@ -2,15 +2,7 @@
 
 #include "download/TThreadDownHtmlCode.h"
 
-#include <chrono>
-
 namespace vantor {
-namespace {
-
-// The longest the test waits for its download before it looks at the bean again.
-constexpr std::chrono::milliseconds kPollCeiling{10};
-
-} // namespace
 
 THttpTest::THttpTest(std::shared_ptr<const THttpAgent> httpAgent, std::string url, Verdict verdict,
                      SlotProgress* gauge)
@@ -28,16 +20,8 @@ void THttpTest::wait() {
 }
 
 void THttpTest::run(std::stop_token stop) {
-    PageStatus status;
-    {
-        TThreadDownHtmlCode download(url_, bean_, httpAgent_, gauge_, &signal_);
-        while ((status = bean_.status()) != PageStatus::Finish && status != PageStatus::Stop) {
-            if (stop.stop_requested()) return;
-            signal_.wait(kPollCeiling, stop);
-        }
-    }
-    if (!stop.stop_requested() && verdict_)
-        verdict_(status == PageStatus::Finish ? kTestPassed : kTestFailed, bean_);
+    const bool arrived = fetchPage(url_, bean_, httpAgent_, gauge_, stop);
+    if (!stop.stop_requested() && verdict_) verdict_(arrived ? kTestPassed : kTestFailed, bean_);
 }
 
 } // namespace vantor

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "download/DownSignal.h"
 #include "download/SlotProgress.h"
 #include "download/TDownBean.h"
 #include "download/THttpAgent.h"
@@ -49,7 +48,6 @@ private:
     std::string url_;
     Verdict verdict_;
     SlotProgress* gauge_;
-    DownSignal signal_;
     std::jthread thread_; // last: starts when everything else is in place
 };
 

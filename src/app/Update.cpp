@@ -57,25 +57,10 @@ std::optional<std::string> fetch(const std::string& url, std::shared_ptr<const T
                                  SlotProgress* gauge, std::stop_token stop, std::string& failure) {
     CeilingGauge ceiling(gauge);
     TDownBean bean;
-    DownSignal signal;
-    PageStatus status;
-    {
-        TThreadDownHtmlCode download(url, bean, std::move(agent), &ceiling, &signal);
-        while ((status = bean.status()) != PageStatus::Finish && status != PageStatus::Stop) {
-            if (stop.stop_requested() || ceiling.tooBig) {
-                download.requestStop();
-                download.join();
-                failure = ceiling.tooBig ? "文件过大" : "已取消";
-                return std::nullopt;
-            }
-            signal.wait(std::chrono::milliseconds(10), stop);
-        }
-    }
-    if (status != PageStatus::Finish) {
-        failure = bean.getErrorInfo();
-        return std::nullopt;
-    }
-    return bean.getHtmlCode();
+    if (fetchPage(url, bean, std::move(agent), &ceiling, stop, [&] { return ceiling.tooBig.load(); }))
+        return bean.getHtmlCode();
+    failure = stop.stop_requested() ? "已取消" : ceiling.tooBig ? "文件过大" : bean.getErrorInfo();
+    return std::nullopt;
 }
 
 std::string lowerHex(std::string text) {

@@ -313,4 +313,17 @@ void TThreadDownHtmlCode::download(const Job& job, Connection& connection, std::
     if (signal_) signal_->notify();
 }
 
+bool fetchPage(std::string url, TDownBean& bean, std::shared_ptr<const THttpAgent> httpAgent,
+               SlotProgress* gauge, std::stop_token stop, const std::function<bool()>& abandon) {
+    DownSignal signal;
+    TThreadDownHtmlCode download(std::move(url), bean, std::move(httpAgent), gauge, &signal);
+    for (PageStatus status; (status = bean.status()) != PageStatus::Stop;) {
+        if (status == PageStatus::Finish) return true;
+        if (stop.stop_requested() || (abandon && abandon())) return false; // the download aborts as it ends
+        // The longest the wait goes before it looks at the bean again.
+        signal.wait(std::chrono::milliseconds(10), stop);
+    }
+    return false;
+}
+
 } // namespace vantor

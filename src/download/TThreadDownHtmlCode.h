@@ -6,6 +6,7 @@
 #include "download/THttpAgent.h"
 
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -57,5 +58,10 @@ private:
     std::optional<Job> pending_;
     std::jthread thread_; // last: the thread starts when everything else is in place
 };
+
+// One page fetched into the bean while the caller waits. A stop, or `abandon` turning true, aborts the
+// transfer. True when the page arrived; otherwise the bean tells a failed download's reason.
+bool fetchPage(std::string url, TDownBean& bean, std::shared_ptr<const THttpAgent> httpAgent,
+               SlotProgress* gauge, std::stop_token stop, const std::function<bool()>& abandon = {});
 
 } // namespace vantor

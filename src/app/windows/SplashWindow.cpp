@@ -56,11 +56,6 @@ int SplashWindow::gauge() const {
     return progress_->value();
 }
 
-SplashWindow::~SplashWindow() {
-    // A check still asking is not waited for longer than its own time-outs.
-    if (check_.joinable()) check_.join();
-}
-
 void SplashWindow::startVersionCheck(std::shared_ptr<const THttpAgent> agent, std::string service) {
     checking_ = true;
     connect(timer1_, &QTimer::timeout, this, [this, agent, service] {

@@ -20,7 +20,6 @@ class SplashWindow : public QWidget {
     Q_OBJECT
 public:
     explicit SplashWindow(QWidget* parent = nullptr);
-    ~SplashWindow() override;
 
     void setGauge(int value);
     int gauge() const;
@@ -43,7 +42,7 @@ private:
     int attempts_ = 0;
     bool checking_ = false;
     std::optional<VersionInfo> offered_;
-    std::jthread check_;
+    std::jthread check_; // joined on the way out: a check still asking ends within its time-outs
 };
 
 } // namespace vantor
