@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DownStatus.h"
+#include "FailureTally.h"
 
 #include <atomic>
 #include <string>
@@ -23,6 +24,8 @@ public:
     void setErrorCode(std::string value) { errorCode_ = std::move(value); }
     const std::string& getErrorInfo() const { return errorInfo_; }
     void setErrorInfo(std::string value) { errorInfo_ = std::move(value); }
+    const DownFailure& failure() const { return failure_; }
+    void setFailure(DownFailure value) { failure_ = value; }
     const std::string& getUrl() const { return url_; }
     void setUrl(std::string value) { url_ = std::move(value); }
 
@@ -34,6 +37,7 @@ private:
     std::string htmlCode_;
     std::string errorCode_ = "0";
     std::string errorInfo_;
+    DownFailure failure_;
     std::atomic<PageStatus> status_ = PageStatus::Init;
     std::string url_;
 };

@@ -27,6 +27,7 @@ std::string pageAddress(const std::string& prefix, std::int32_t page, std::int32
 struct Slot {
     std::unique_ptr<TDownBean> bean; // the page in hand; none while the slot is free
     std::int32_t number = 0;         // the page number of the bean
+    int failures = 0;                // of this page
     // Made with the slot's first page and kept for the run, so the slot's thread and connection serve
     // all its pages. Declared last: it goes first.
     std::unique_ptr<TThreadDownHtmlCode> download;
@@ -137,6 +138,7 @@ void TDownCheck::loop(std::stop_token stop) {
                 }
                 slot.bean = std::make_unique<TDownBean>();
                 slot.number = param.curPage;
+                slot.failures = 0;
                 std::string url = pageAddress(prefix, param.curPage, pageStep_, suffix);
                 if (slot.download)
                     slot.download->restart(std::move(url), *slot.bean);
@@ -156,7 +158,10 @@ void TDownCheck::loop(std::stop_token stop) {
                 ++doneCount;
             } else if (slot.bean && slot.bean->status() == PageStatus::Stop) {
                 ++failCount;
-                slot.download->restart(slot.bean->getUrl(), *slot.bean);
+                const DownFailure failure = slot.bean->failure();
+                if (failures_) failures_->add(failure);
+                slot.download->restart(slot.bean->getUrl(), *slot.bean,
+                                       retryDelay(failure, ++slot.failures, agent->MinInterval));
             } else {
                 continue;
             }

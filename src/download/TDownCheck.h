@@ -2,6 +2,7 @@
 
 #include "DownSignal.h"
 #include "DownStatus.h"
+#include "FailureTally.h"
 #include "SlotProgress.h"
 #include "TDownParamBean.h"
 
@@ -19,7 +20,8 @@ namespace vantor {
 
 // Drives one gathering job on a thread of its own: keeps one page download running per slot (one slot
 // per progress bar of the window), hands each finished page to the page handler, retries failed pages
-// in their slot, and gives up when the failures of the whole job exceed the agent's ConnectTime.
+// in their slot (after the pause a server asked for, or with a minimum interval set a growing pause), and
+// gives up when the failures of the whole job exceed the agent's ConnectTime.
 // A workflow hands it the handlers of its job, which run on the driver thread.
 class TDownCheck {
 public:
@@ -52,6 +54,9 @@ public:
     // the pages from number 100 on, naming the rating-history host. Needed in rating mode only; set
     // before start().
     void setHistoryPrefix(std::string prefix) { historyPrefix_ = std::move(prefix); }
+    // Where the job counts its failed downloads by reason; may be shared by several jobs. Set before
+    // start(); must outlive the driver.
+    void setFailureTally(FailureTally* tally) { failures_ = tally; }
 
     void start();
     // The window's stop: the run ends at its next check without calling another handler, and the
@@ -83,6 +88,7 @@ private:
     std::atomic<bool> finished_ = false;
     std::atomic<CheckStatus> status_ = CheckStatus::Init;
     std::string historyPrefix_;
+    FailureTally* failures_ = nullptr;
     DownSignal signal_;
     std::stop_source stopSource_;
     Handlers handlers_;

@@ -18,6 +18,7 @@ struct THttpAgent {
     std::int64_t ReadTimeOut = 0;    // ms; 0 = no time-out of its own
     std::int64_t ConnectTimeOut = 0; // ms; 0 = no time-out of its own
     std::int32_t ConnectTime = 0;    // connection attempts per page
+    std::int64_t MinInterval = 0;    // ms between two requests to one host; 0 = none
 
     bool operator==(const THttpAgent&) const = default;
 };

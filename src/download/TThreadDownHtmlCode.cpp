@@ -1,5 +1,6 @@
 #include "TThreadDownHtmlCode.h"
 
+#include "HostPacer.h"
 #include "WireAddress.h"
 
 #include <curl/curl.h>
@@ -25,9 +26,32 @@ constexpr long kMaxRedirects = 10;
 constexpr milliseconds kPollCeiling{1000};
 
 struct Failure {
+    Failure(std::string kind, std::string message, DownFailure detail = {})
+        : kind(std::move(kind)), message(std::move(message)), detail(detail) {}
     std::string kind;
     std::string message;
+    DownFailure detail;
 };
+
+FailReason reasonOf(const std::string& kind) {
+    if (kind == "ConnectError") return FailReason::Refused;
+    if (kind == "ConnectTimeout" || kind == "ReadTimeout") return FailReason::TimedOut;
+    if (kind == "HttpError") return FailReason::HttpStatus;
+    if (kind == "Truncated") return FailReason::CutShort;
+    if (kind == "ConnectionClosed") return FailReason::Closed;
+    if (kind == "ResolveError") return FailReason::Unresolved;
+    return FailReason::Other;
+}
+
+// Retry-After as seconds or as an HTTP date; -1 when it says neither.
+std::int64_t retryAfterMs(const std::string& value) {
+    if (value.empty()) return -1;
+    if (std::all_of(value.begin(), value.end(), [](unsigned char c) { return std::isdigit(c); }))
+        return value.size() > 9 ? INT32_MAX : std::stoll(value) * 1000;
+    time_t when = curl_getdate(value.c_str(), nullptr);
+    if (when < 0) return -1;
+    return std::max<std::int64_t>(0, (std::int64_t(when) - std::int64_t(time(nullptr))) * 1000);
+}
 
 long clampMs(std::int64_t ms) {
     return long(std::clamp<std::int64_t>(ms, 1, LONG_MAX));
@@ -126,14 +150,18 @@ private:
         bool httpError = code >= 400 || result == CURLE_HTTP_RETURNED_ERROR;
         if (httpError)
             return Failure{"HttpError",
-                           statusLine_.empty() ? "HTTP status " + std::to_string(code) : statusLine_};
+                           statusLine_.empty() ? "HTTP status " + std::to_string(code) : statusLine_,
+                           DownFailure{FailReason::HttpStatus, int(code), retryAfterMs(retryAfter_)}};
         // A body whose end the server announced (a length, or chunks) and never reached is half a page:
         // parsing it would lose rows without a word. Only a body that ends where the server hangs up
         // is whole when the connection goes.
         bool disconnected = result == CURLE_RECV_ERROR && !framed_;
         if (result == CURLE_OK || (disconnected && !body_.empty())) return std::nullopt;
         std::string message = errorBuffer_[0] ? errorBuffer_ : curl_easy_strerror(result);
-        return Failure{kindOf(result), message};
+        // A framed body that stops with the connection is a page cut short, like a short length.
+        std::string kind =
+            result == CURLE_RECV_ERROR && framed_ && !body_.empty() ? "Truncated" : kindOf(result);
+        return Failure{kind, message};
     }
 
     std::string kindOf(CURLcode result) const {
@@ -183,6 +211,7 @@ private:
                 line.remove_suffix(1);
             self.statusLine_ = line;
             self.framed_ = false; // a redirect's or proxy's head said nothing of this body
+            self.retryAfter_.clear();
         } else {
             std::string lower(line);
             std::transform(lower.begin(), lower.end(), lower.begin(),
@@ -190,6 +219,14 @@ private:
             if (lower.starts_with("content-length:") ||
                 (lower.starts_with("transfer-encoding:") && lower.find("chunked") != std::string::npos))
                 self.framed_ = true;
+            if (lower.starts_with("retry-after:")) {
+                std::string_view value = line.substr(12);
+                while (!value.empty() && std::isspace((unsigned char)value.front()))
+                    value.remove_prefix(1);
+                while (!value.empty() && std::isspace((unsigned char)value.back()))
+                    value.remove_suffix(1);
+                self.retryAfter_ = value;
+            }
         }
         return size * count;
     }
@@ -209,6 +246,7 @@ private:
     char errorBuffer_[CURL_ERROR_SIZE];
     std::string body_;
     std::string statusLine_;
+    std::string retryAfter_;
     bool begun_ = false;
     bool framed_ = false; // the head announced where the body ends
     bool connected_ = false;
@@ -260,11 +298,11 @@ void TThreadDownHtmlCode::join() {
     if (thread_.joinable()) thread_.join();
 }
 
-void TThreadDownHtmlCode::restart(std::string url, TDownBean& bean) {
+void TThreadDownHtmlCode::restart(std::string url, TDownBean& bean, std::chrono::milliseconds delay) {
     bean.setStatus(PageStatus::Init);
     {
         std::lock_guard lock(mutex_);
-        pending_ = Job{std::move(url), &bean};
+        pending_ = Job{std::move(url), &bean, delay};
     }
     jobReady_.notify_one();
 }
@@ -284,6 +322,13 @@ void TThreadDownHtmlCode::run(std::stop_token stop) {
     }
 }
 
+bool TThreadDownHtmlCode::waitToSend(const Job& job, std::stop_token stop) const {
+    if (job.delay.count() > 0 && !sleepUntil(Clock::now() + job.delay, stop)) return false;
+    if (httpAgent_->MinInterval <= 0) return true;
+    return sleepUntil(HostPacer::shared().reserve(hostOf(job.url), milliseconds(httpAgent_->MinInterval)),
+                      stop);
+}
+
 void TThreadDownHtmlCode::download(const Job& job, Connection& connection, std::stop_token stop) {
     std::string htmlCode;
     std::string errorCode;
@@ -292,6 +337,8 @@ void TThreadDownHtmlCode::download(const Job& job, Connection& connection, std::
     std::optional<Failure> failure;
     if (!connection.ready()) {
         failure = Failure{"CurlError", "libcurl could not make its handles"};
+    } else if (!waitToSend(job, stop)) {
+        failure = Failure{"Aborted", "the download was stopped"};
     } else {
         Fetch fetch(connection.easy(), connection.multi(), job.url, *httpAgent_, gauge_);
         failure = fetch.perform(stop);
@@ -308,6 +355,9 @@ void TThreadDownHtmlCode::download(const Job& job, Connection& connection, std::
     bean.setHtmlCode(std::move(htmlCode));
     bean.setErrorCode(std::move(errorCode));
     bean.setErrorInfo(std::move(errorInfo));
+    if (failure && failure->detail.reason == FailReason::None)
+        failure->detail.reason = reasonOf(failure->kind);
+    bean.setFailure(failure ? failure->detail : DownFailure{});
     bean.setUrl(job.url);
     bean.setStatus(status); // last: from here on the bean belongs to its reader again
     if (signal_) signal_->notify();

@@ -5,6 +5,7 @@
 #include "TDownBean.h"
 #include "download/THttpAgent.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <memory>
@@ -32,8 +33,9 @@ public:
     TThreadDownHtmlCode(const TThreadDownHtmlCode&) = delete;
     TThreadDownHtmlCode& operator=(const TThreadDownHtmlCode&) = delete;
 
-    // The next download, once the last one has ended (its bean has left "init"). Sets bean to "init".
-    void restart(std::string url, TDownBean& bean);
+    // The next download, once the last one has ended (its bean has left "init"), sent no sooner than
+    // `delay` from now. Sets bean to "init".
+    void restart(std::string url, TDownBean& bean, std::chrono::milliseconds delay = {});
 
     // Aborts the transfer and ends the thread; the bean of a download in flight ends in "stop" with an
     // empty error code.
@@ -44,11 +46,14 @@ private:
     struct Job {
         std::string url;
         TDownBean* bean;
+        std::chrono::milliseconds delay{0};
     };
     class Connection;
 
     void run(std::stop_token stop);
     void download(const Job& job, Connection& connection, std::stop_token stop);
+    // Waits out the job's delay and the host's minimum interval; false when a stop came first.
+    bool waitToSend(const Job& job, std::stop_token stop) const;
 
     SlotProgress* gauge_;
     std::shared_ptr<const THttpAgent> httpAgent_;

@@ -20,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <set>
 #include <stdexcept>
@@ -241,7 +242,13 @@ TEST(PageDownload, FailuresEndInStopWithTheirKindAndTheErrorCode) {
     EXPECT_EQ(refused->getUrl(), closed.url("/page"));
     expectFailure(*fetch(server.url("/hang-up"), quickAgent()), "ConnectionClosed-");
     expectFailure(*fetch(server.url("/error"), quickAgent()), "HttpError-HTTP/1.1 500 Internal Server Error");
-    expectFailure(*fetch(server.url("/missing"), quickAgent()), "HttpError-HTTP/1.1 404 Not Found");
+    auto missing = fetch(server.url("/missing"), quickAgent());
+    expectFailure(*missing, "HttpError-HTTP/1.1 404 Not Found");
+    // The reason, kept apart from the text, is what the outcome lines count by.
+    EXPECT_EQ(refused->failure().reason, FailReason::Refused);
+    EXPECT_EQ(missing->failure().reason, FailReason::HttpStatus);
+    EXPECT_EQ(missing->failure().httpStatus, 404);
+    EXPECT_EQ(missing->failure().retryAfterMs, -1);
 }
 
 TEST(PageDownload, RedirectsAreFollowedUpToTen) {
@@ -561,4 +568,102 @@ TEST(Driver, AHandlerThatThrowsEndsTheJobThroughTheErrorPath) {
     EXPECT_EQ(rec.check.getStatus(), "1下载出错");
     EXPECT_FALSE(rec.check.getFinished());
     EXPECT_EQ(server.requestCount(), 2u); // the remaining pages are not fetched
+}
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The pauses between the requests for one resource, in the order the server received them.
+std::vector<std::chrono::milliseconds> gapsBetween(const std::vector<HttpRequest>& requests,
+                                                   const std::string& resource) {
+    std::vector<std::chrono::milliseconds> gaps;
+    std::optional<Clock::time_point> last;
+    for (const auto& request : requests) {
+        if (request.resource() != resource) continue;
+        if (last)
+            gaps.push_back(std::chrono::duration_cast<std::chrono::milliseconds>(request.received - *last));
+        last = request.received;
+    }
+    return gaps;
+}
+
+} // namespace
+
+TEST(Driver, ARetryWaitsThePauseTheServerAskedForOrWithAnIntervalSetAGrowingPause) {
+    std::mutex mutex;
+    std::map<std::string, int> tries;
+    HttpServer server([&](const HttpRequest& request) {
+        int n;
+        {
+            std::lock_guard lock(mutex);
+            n = ++tries[request.resource()];
+        }
+        if (request.resource() == "/asks1.htm" && n == 1) {
+            HttpReply busy = HttpReply::failure(429, "Too Many Requests");
+            busy.headers.emplace_back("Retry-After", "2");
+            return busy;
+        }
+        if (request.resource() == "/fails1.htm" && n <= 2)
+            return HttpReply::failure(500, "Internal Server Error");
+        if (request.resource() == "/waits1.htm") {
+            HttpReply busy = HttpReply::failure(503, "Service Unavailable");
+            busy.headers.emplace_back("Retry-After", "100");
+            return busy;
+        }
+        return echoPath(request);
+    });
+    FailureTally failures;
+    THttpAgent once;
+    once.ConnectTime = 1; // a second count of the one 429 would end the job
+    auto asks = job(server.url("/asks"), 1, 1, ".htm", once);
+    RecordingCheck asked(asks, {nullptr}, 1, TDownCheck::kPlainMode);
+    asked.check.setFailureTally(&failures);
+    asked.runToEnd();
+    EXPECT_EQ(asked.check.getStatus(), "0完成");
+
+    THttpAgent polite;
+    polite.MinInterval = 1;
+    auto fails = job(server.url("/fails"), 1, 1, ".htm", polite);
+    RecordingCheck pausing(fails, {nullptr}, 1, TDownCheck::kPlainMode);
+    pausing.check.setFailureTally(&failures);
+    pausing.runToEnd();
+    EXPECT_EQ(pausing.check.getStatus(), "0完成");
+
+    const auto requests = server.requests();
+    auto asked429 = gapsBetween(requests, "/asks1.htm");
+    ASSERT_EQ(asked429.size(), 1u);
+    EXPECT_GE(asked429[0].count(), 2000);
+    auto grown = gapsBetween(requests, "/fails1.htm");
+    ASSERT_EQ(grown.size(), 2u);
+    EXPECT_GE(grown[0].count(), 500);
+    EXPECT_GE(grown[1].count(), 1000);
+    EXPECT_EQ(failures.counts().text(), "HTTP 429 1次，HTTP 500 2次");
+
+    // A stop ends a pause of 100 seconds at once, and no second request leaves.
+    auto waits = job(server.url("/waits"), 1, 1);
+    RecordingCheck waiting(waits, {nullptr}, 1, TDownCheck::kPlainMode);
+    const auto started = Clock::now();
+    waiting.check.start();
+    ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == requests.size() + 1; }));
+    waiting.check.requestStop();
+    waiting.check.wait();
+    EXPECT_LT(Clock::now() - started, std::chrono::seconds(50));
+    EXPECT_EQ(server.requestCount(), requests.size() + 1);
+}
+
+TEST(Driver, AMinimumIntervalKeepsTheRequestsOfAllSlotsToOneHostApart) {
+    HttpServer server(echoPath);
+    THttpAgent polite;
+    polite.MinInterval = 300;
+    auto param = job(server.url("/p"), 1, 6, ".htm", polite);
+    RecordingCheck rec(param, {nullptr, nullptr, nullptr}, 1, TDownCheck::kPlainMode);
+    rec.runToEnd();
+    EXPECT_EQ(rec.pages().size(), 6u);
+    auto requests = server.requests();
+    std::sort(requests.begin(), requests.end(),
+              [](const HttpRequest& a, const HttpRequest& b) { return a.received < b.received; });
+    ASSERT_EQ(requests.size(), 6u);
+    for (size_t i = 1; i < requests.size(); ++i) // the departures are 300 ms apart; arrivals may jitter
+        EXPECT_GE(requests[i].received - requests[i - 1].received, std::chrono::milliseconds(250)) << i;
 }

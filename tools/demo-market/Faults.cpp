@@ -51,9 +51,11 @@ FaultRule parseFaultRule(const std::string& spec) {
             rule.every = number(key, value, 1, 1000000);
         } else if (key == "count") {
             rule.count = number(key, value, 0, 1000000000);
+        } else if (key == "retry-after") {
+            rule.retryAfter = number(key, value, 0, 86400);
         } else {
             throw std::invalid_argument("unknown fault option \"" + key +
-                                        "\" (kind, status, ms, match, every, count)");
+                                        "\" (kind, status, ms, match, every, count, retry-after)");
         }
     }
     if (!kindSeen) throw std::invalid_argument("a fault needs kind=error|drop|delay|truncate");

@@ -22,9 +22,10 @@ struct FaultRule {
     std::string match;                  // part of the request's address; empty: every request
     int every = 1;                      // fires on every n-th matching request (1: on all)
     int count = 0;                      // fires at most this often; 0: without end
+    int retryAfter = -1;                // with an error: the seconds its Retry-After asks for; -1: none
 };
 
-// Parses "kind=error&status=500&match=item.htm&every=2&count=3&ms=200", the form of both the
+// Parses "kind=error&status=429&retry-after=2&match=item.htm&every=2&count=3&ms=200", the form of both the
 // command-line option and the control address. Throws std::invalid_argument on a bad spec.
 FaultRule parseFaultRule(const std::string& spec);
 

@@ -16,7 +16,8 @@ struct HttpRequest {
     std::string path;   // percent-encoding kept
     std::string query;  // raw, without "?"
     bool absoluteForm = false;
-    std::map<std::string, std::string> headers; // names in lower case
+    std::map<std::string, std::string> headers;     // names in lower case
+    std::chrono::steady_clock::time_point received; // when the server had the whole head
 
     // "http://" + host + path + "?" + query
     std::string url() const;

@@ -237,6 +237,7 @@ HttpResponse HttpServer::respond(const HttpRequest& req) {
     HttpResponse r;
     if (fault && fault->kind == FaultRule::Kind::Error) {
         r = textResponse(fault->status, "injected fault");
+        if (fault->retryAfter >= 0) r.headers.emplace_back("Retry-After", std::to_string(fault->retryAfter));
     } else if (!fault || fault->kind != FaultRule::Kind::Drop) {
         try {
             r = handler_(req);
@@ -305,6 +306,7 @@ void HttpServer::serve(Connection& connection) {
             }
         }
         idleMs = 0;
+        req.received = std::chrono::steady_clock::now();
         std::string version;
         const bool parsed = parseHead(buffer.substr(0, headEnd), req, version);
         buffer.erase(0, headEnd + 4);

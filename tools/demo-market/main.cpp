@@ -34,9 +34,11 @@ int main(int argc, char** argv) {
                    "default: this machine's date)");
     app.add_option("--proxy-user", options.proxyUser, "demand Basic proxy authentication with this user");
     app.add_option("--proxy-password", options.proxyPassword, "password of --proxy-user");
-    app.add_option("--fault", faultSpecs,
-                   "inject a fault, e.g. \"kind=error&status=503&match=item.htm&every=3&count=10&ms=200\" "
-                   "(kinds: error, drop, delay, truncate); repeatable");
+    app.add_option(
+        "--fault", faultSpecs,
+        "inject a fault, e.g. \"kind=error&status=503&match=item.htm&every=3&count=10&ms=200\" "
+        "(kinds: error, drop, delay, truncate; an error may ask for a pause with retry-after=SECONDS); "
+        "repeatable");
     CLI11_PARSE(app, argc, argv);
     options.port = static_cast<std::uint16_t>(port);
     if (!today.empty()) {
