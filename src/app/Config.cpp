@@ -59,6 +59,7 @@ void ConfigFile::load(TConfig& config) const {
         ini.write(kNet, "ReadTimeOut", "0");
         ini.write(kNet, "ConnectTimeOut", "0");
         ini.write(kNet, "ConnectTime", "3");
+        ini.write(kNet, "MinInterval", "0");
         ini.write(kOther, "optimize", "1");
         ini.write(kOther, "lastTimeOpt", "");
         saveIni(ini, path_);
@@ -82,6 +83,9 @@ void ConfigFile::load(TConfig& config) const {
         agent.ReadTimeOut = number("ReadTimeOut", "0");
         agent.ConnectTimeOut = number("ConnectTimeOut", "0");
         agent.ConnectTime = number("ConnectTime", "3");
+        // Files written before the key existed read as no interval.
+        auto interval = text("MinInterval", "0");
+        agent.MinInterval = require(parseInt64(interval), "MinInterval", interval);
     } catch (...) {
         // Start-up goes on with what was read before the bad value.
         config.setHttpAgent(std::make_shared<const THttpAgent>(agent));
@@ -104,6 +108,7 @@ void ConfigFile::saveNetwork(const THttpAgent& agent, TConfig& config) const {
     ini.write(kNet, "ReadTimeOut", std::to_string(agent.ReadTimeOut));
     ini.write(kNet, "ConnectTimeOut", std::to_string(agent.ConnectTimeOut));
     ini.write(kNet, "ConnectTime", std::to_string(agent.ConnectTime));
+    ini.write(kNet, "MinInterval", std::to_string(agent.MinInterval));
     saveIni(ini, path_);
     config.setHttpAgent(std::make_shared<const THttpAgent>(agent));
 }

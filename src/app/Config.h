@@ -53,7 +53,7 @@ public:
     // Raises ConfigError.
     void load(TConfig& config) const;
 
-    // Writes the nine network keys, then installs the agent, so downloads started afterwards use it.
+    // Writes the network keys, then installs the agent, so downloads started afterwards use it.
     // Raises ConfigError; config is then unchanged.
     void saveNetwork(const THttpAgent& agent, TConfig& config) const;
 

@@ -11,14 +11,18 @@ struct FormNumbers {
     std::optional<std::int32_t> connectTime;
     std::optional<std::int64_t> readTimeOut;
     std::optional<std::int64_t> connectTimeOut;
+    std::optional<std::int64_t> minInterval;
 
     explicit FormNumbers(const NetworkForm& form)
         : port(parseInt32(form.port)),
           connectTime(parseInt32(form.connectTime)),
           readTimeOut(parseInt64(form.readTimeOut)),
-          connectTimeOut(parseInt64(form.connectTimeOut)) {}
+          connectTimeOut(parseInt64(form.connectTimeOut)),
+          minInterval(parseInt64(form.minInterval)) {}
 
-    bool timingsValid() const { return connectTime && readTimeOut && connectTimeOut; }
+    bool timingsValid() const {
+        return connectTime && readTimeOut && connectTimeOut && minInterval && *minInterval >= 0;
+    }
 };
 
 bool serverMissing(const NetworkForm& form) {
@@ -37,6 +41,7 @@ THttpAgent agentFrom(const NetworkForm& form, const FormNumbers& numbers) {
     agent.ReadTimeOut = *numbers.readTimeOut;
     agent.ConnectTimeOut = *numbers.connectTimeOut;
     agent.ConnectTime = *numbers.connectTime;
+    agent.MinInterval = *numbers.minInterval;
     return agent;
 }
 
@@ -53,6 +58,7 @@ NetworkForm networkForm(const THttpAgent& agent) {
     form.connectTimeOut = std::to_string(agent.ConnectTimeOut);
     form.readTimeOut = std::to_string(agent.ReadTimeOut);
     form.connectTime = std::to_string(agent.ConnectTime);
+    form.minInterval = std::to_string(agent.MinInterval);
     return form;
 }
 
@@ -65,6 +71,7 @@ NetworkSaveResult saveNetworkPage(NetworkForm& form, const ConfigFile& file, TCo
         form.port = initial.port;
         form.readTimeOut = initial.readTimeOut;
         form.connectTimeOut = initial.connectTimeOut;
+        form.minInterval = initial.minInterval;
         return {false, kNotNumericOnSave, NetworkField::Port, true};
     }
     try {

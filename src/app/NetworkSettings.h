@@ -30,6 +30,7 @@ struct NetworkForm {
     std::string connectTimeOut = "0";
     std::string readTimeOut = "0";
     std::string connectTime = "3";
+    std::string minInterval = "0"; // ms between two requests to one host
 
     bool operator==(const NetworkForm&) const = default;
 };
@@ -48,9 +49,9 @@ struct NetworkSaveResult {
     bool cancelAction = false;
 };
 
-// "应用" and "确定" of the network page: validates, writes the nine network keys and installs the new
-// agent in config. A refused number resets port, readTimeOut and connectTimeOut in form, which the
-// window then shows again.
+// "应用" and "确定" of the network page: validates, writes the network keys and installs the new agent
+// in config. A refused number resets port, readTimeOut, connectTimeOut and minInterval in form, which
+// the window then shows again.
 NetworkSaveResult saveNetworkPage(NetworkForm& form, const ConfigFile& file, TConfig& config);
 
 // The index of the compaction schedule ("每天一次", "每周一次", "每月一次") that TConfig holds;

@@ -23,6 +23,7 @@ void addConfigCommands(CLI::App& app, Context& context) {
                   << "ReadTimeOut=" << agent->ReadTimeOut << '\n'
                   << "ConnectTimeOut=" << agent->ConnectTimeOut << '\n'
                   << "ConnectTime=" << agent->ConnectTime << '\n'
+                  << "MinInterval=" << agent->MinInterval << '\n'
                   << "[Other]\n"
                   << "optimize=" << settings.optimize << '\n'
                   << "lastTimeOpt=" << settings.lastTimeOpt << '\n'

@@ -37,6 +37,7 @@ NetworkForm proxyForm() {
     form.connectTimeOut = "1500";
     form.readTimeOut = "2500";
     form.connectTime = "5";
+    form.minInterval = "250";
     return form;
 }
 
@@ -71,23 +72,23 @@ std::string netSection(const std::string& agentType, const std::string& port = "
 } // namespace
 
 TEST(NetworkPage, TheFormShowsTheCurrentSettings) {
-    THttpAgent agent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5};
+    THttpAgent agent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250};
     EXPECT_EQ(networkForm(agent), proxyForm());
     agent.AgentType = false;
     EXPECT_EQ(networkForm(agent).netType, kNoProxy);
 }
 
-TEST(NetworkPage, SavingWritesTheNineKeysAndInstallsTheAgent) {
+TEST(NetworkPage, SavingWritesTheNetworkKeysAndInstallsTheAgent) {
     SettingsFolder settings;
     NetworkForm form = proxyForm();
     NetworkSaveResult result = saveNetworkPage(form, settings.file, settings.config);
     EXPECT_TRUE(result.saved);
     EXPECT_EQ(result.message, "");
     EXPECT_EQ(*settings.config.getHttpAgent(),
-              (THttpAgent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5}));
+              (THttpAgent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250}));
     EXPECT_EQ(settings.text(),
               "[Net]\nAgentType=-1\nServer=proxy.lan\nPort=3128\nUser=alice\nPassword=s3cret\n"
-              "Domain=WORKGROUP\nReadTimeOut=2500\nConnectTimeOut=1500\nConnectTime=5\n\n"
+              "Domain=WORKGROUP\nReadTimeOut=2500\nConnectTimeOut=1500\nConnectTime=5\nMinInterval=250\n\n"
               "[Other]\noptimize=1\nlastTimeOpt=\n");
     EXPECT_EQ(form, proxyForm());
 }
@@ -99,7 +100,7 @@ TEST(NetworkPage, WithoutAProxyAnEmptyServerSavesAndTheTypedFieldsAreKept) {
     form.server = "";
     EXPECT_TRUE(saveNetworkPage(form, settings.file, settings.config).saved);
     EXPECT_EQ(*settings.config.getHttpAgent(),
-              (THttpAgent{false, "", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5}));
+              (THttpAgent{false, "", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250}));
     EXPECT_NE(settings.text().find("AgentType=0\nServer=\nPort=3128\nUser=alice\n"), std::string::npos);
 }
 
@@ -124,7 +125,7 @@ TEST(NetworkPage, ANonNumericFieldResetsPortAndTimeOutsAndCancelsTheAction) {
     for (auto spoil : std::initializer_list<void (*)(NetworkForm&)>{
              [](NetworkForm& f) { f.port = "80a"; }, [](NetworkForm& f) { f.connectTime = "three"; },
              [](NetworkForm& f) { f.readTimeOut = "1.5"; }, [](NetworkForm& f) { f.connectTimeOut = ""; },
-             [](NetworkForm& f) { f.port = "99999999999"; }}) {
+             [](NetworkForm& f) { f.port = "99999999999"; }, [](NetworkForm& f) { f.minInterval = "-5"; }}) {
         NetworkForm form = proxyForm();
         spoil(form);
         std::string typedAttempts = form.connectTime;
@@ -133,8 +134,9 @@ TEST(NetworkPage, ANonNumericFieldResetsPortAndTimeOutsAndCancelsTheAction) {
                   std::tuple(false, "保存失败，端口、读取超时间隔、连接超时间隔必须为数字！",
                              NetworkField::Port, true));
         // The attempts are left as typed.
-        EXPECT_EQ(std::tie(form.port, form.readTimeOut, form.connectTimeOut, form.connectTime, form.server),
-                  std::tuple("8080", "0", "0", typedAttempts, "proxy.lan"));
+        EXPECT_EQ(std::tie(form.port, form.readTimeOut, form.connectTimeOut, form.minInterval,
+                           form.connectTime, form.server),
+                  std::tuple("8080", "0", "0", "0", typedAttempts, "proxy.lan"));
     }
     EXPECT_EQ(settings.text(), before);
     EXPECT_EQ(settings.config.getHttpAgent()->Server, "");
@@ -199,7 +201,7 @@ TEST(ConnectionTestCheck, PassingFieldsGiveTheTemporaryAgent) {
     ASSERT_TRUE(check.agent);
     EXPECT_EQ(check.message, "");
     EXPECT_EQ(*check.agent,
-              (THttpAgent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5}));
+              (THttpAgent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250}));
 
     NetworkForm direct; // no proxy and an empty server pass
     check = checkConnectionTest(direct);
@@ -236,7 +238,7 @@ TEST(ConfigFile, FirstStartWritesExactlyTheDefaultsInOrderAndReadsThemBack) {
     file.load(config);
     EXPECT_EQ(readFile(dir / "config.ini"),
               "[Net]\nAgentType=false\nServer=\nPort=0\nUser=\nPassword=\nDomain=\nReadTimeOut=0\n"
-              "ConnectTimeOut=0\nConnectTime=3\n\n[Other]\noptimize=1\nlastTimeOpt=\n");
+              "ConnectTimeOut=0\nConnectTime=3\nMinInterval=0\n\n[Other]\noptimize=1\nlastTimeOpt=\n");
     EXPECT_EQ(*config.getHttpAgent(), (THttpAgent{false, "", 0, "", "", "", 0, 0, 3}));
     EXPECT_EQ(config.optimize, "1");
     EXPECT_EQ(config.lastTimeOpt, "");

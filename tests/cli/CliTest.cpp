@@ -74,8 +74,9 @@ TEST(NetworkCommands, NetChangesOnlyTheNumbersGiven) {
     ASSERT_EQ(r.status, 0) << r.out;
     EXPECT_EQ(folder.keys("Net", {"ConnectTime", "ReadTimeOut", "ConnectTimeOut", "Server", "AgentType"}),
               "5|1500|0|proxy.lan|-1");
-    ASSERT_EQ(folder.run("config net --connect-timeout 2500").status, 0);
-    EXPECT_EQ(folder.keys("Net", {"ConnectTimeOut", "ConnectTime"}), "2500|5");
+    ASSERT_EQ(folder.run("config net --connect-timeout 2500 --min-interval 800").status, 0);
+    EXPECT_EQ(folder.keys("Net", {"ConnectTimeOut", "ConnectTime", "MinInterval"}), "2500|5|800");
+    EXPECT_EQ(folder.run("config net --min-interval soon").status, 2);
 }
 
 // The page's own test checks that a saved schedule compacts at the next start.

@@ -58,6 +58,7 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     connectTimeOut = new QLineEdit("0");
     readTimeOut = new QLineEdit("0");
     connectTime = new QLineEdit("3");
+    minInterval = new QLineEdit("0");
     testState = new QLabel;
     testBtn = new QPushButton("连接测试");
     stopBtn = new QPushButton("中止测试");
@@ -77,6 +78,7 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     proxyForm->addRow("连接超时间隔", withUnit(connectTimeOut, "毫秒"));
     proxyForm->addRow("读取超时间隔", withUnit(readTimeOut, "毫秒"));
     proxyForm->addRow("连接重试次数", withUnit(connectTime, "次"));
+    proxyForm->addRow("请求最小间隔", withUnit(minInterval, "毫秒"));
 
     auto* network = new QWidget;
     auto* networkLayout = new QVBoxLayout(network);
@@ -122,7 +124,8 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     layout->addWidget(pages);
     resize(460, 420);
 
-    for (QLineEdit* edit : {server, port, user, password, domain, connectTimeOut, readTimeOut, connectTime})
+    for (QLineEdit* edit :
+         {server, port, user, password, domain, connectTimeOut, readTimeOut, connectTime, minInterval})
         connect(edit, &QLineEdit::textEdited, this, [this] { useBtn->setEnabled(true); });
     connect(netType, &QComboBox::currentIndexChanged, this, [this] { useBtn->setEnabled(true); });
     connect(optimizeComb, &QComboBox::currentIndexChanged, this, [this] { useBtn1->setEnabled(true); });
@@ -176,6 +179,7 @@ void TconfigFrm::showForm(const NetworkForm& form) {
     connectTimeOut->setText(q(form.connectTimeOut));
     readTimeOut->setText(q(form.readTimeOut));
     connectTime->setText(q(form.connectTime));
+    minInterval->setText(q(form.minInterval));
 }
 
 NetworkForm TconfigFrm::form() const {
@@ -189,6 +193,7 @@ NetworkForm TconfigFrm::form() const {
     form.connectTimeOut = s(connectTimeOut);
     form.readTimeOut = s(readTimeOut);
     form.connectTime = s(connectTime);
+    form.minInterval = s(minInterval);
     return form;
 }
 

@@ -33,7 +33,8 @@ public:
 
     // Controls, by their names.
     QComboBox* netType;
-    QLineEdit *server, *port, *user, *password, *domain, *connectTimeOut, *readTimeOut, *connectTime;
+    QLineEdit *server, *port, *user, *password, *domain, *connectTimeOut, *readTimeOut, *connectTime,
+        *minInterval;
     QLabel* testState;
     QPushButton *testBtn, *stopBtn, *okbtn, *cancel, *useBtn;
     QComboBox* optimizeComb;
