@@ -8,6 +8,7 @@
 #include "gather/KnownShops.h"
 #include "gather/RatingGathering.h"
 #include "gather/SalesGathering.h"
+#include "gather/SalesRunRecord.h"
 #include "gather/ShopSearchJob.h"
 
 #include <condition_variable>
@@ -209,6 +210,20 @@ void gatherSales(const DataFolder& folder, std::vector<TDianBaseInfo> shops, int
     });
 }
 
+// Continues the sales gathering the data folder's database holds unfinished; false when there is none.
+bool resumeSales(const DataFolder& folder, std::shared_ptr<const THttpAgent> agent) {
+    db::TDM dm(folder.database());
+    std::optional<UnfinishedRun> unfinished = unfinishedSalesRun(dm.cn1());
+    if (!unfinished) return false;
+    std::cerr << resumeOfferText(unfinished->shops.size()) << '\n';
+    gather(folder, unfinished->shops.size(),
+           [&](const std::filesystem::path& database, auto slots, GatherObserver& observer) {
+               return std::make_unique<SalesGathering>(database, std::move(*unfinished), agent,
+                                                       std::move(slots), observer);
+           });
+    return true;
+}
+
 void printStored(const DataFolder& folder) {
     db::TDM dm(folder.database());
     auto st = dm.cn1().prepare(
@@ -275,13 +290,22 @@ void addGatherCommands(CLI::App& app, Context& context) {
     ShopChoice salesShops;
     salesShops.addTo(sales);
     auto items = std::make_shared<int>(kDefaultItemsPerShop);
-    sales->add_option("--items", *items, "每家店铺下载前 N 名商品的销售记录（1..200）")
-        ->check(CLI::Range(1, kMaxItemsPerShop));
-    sales->callback([&context, salesShops, items] {
+    auto* itemsOption = sales->add_option("--items", *items, "每家店铺下载前 N 名商品的销售记录（1..200）")
+                            ->check(CLI::Range(1, kMaxItemsPerShop));
+    auto resume = std::make_shared<bool>(false);
+    sales->add_flag("--resume", *resume, "继续上次未完成的采集：已保存的店铺不再下载，中断的店铺重新开始")
+        ->excludes(itemsOption)
+        ->excludes("--shop")
+        ->excludes("--pick");
+    sales->callback([&context, salesShops, items, resume] {
         TConfig config;
         context.loadConfig(config);
         DataFolder folder = context.folder();
-        gatherSales(folder, salesShops.shops(folder, config), *items, config.getHttpAgent());
+        if (*resume) {
+            if (!resumeSales(folder, config.getHttpAgent())) std::cerr << "没有未完成的采集。\n";
+        } else {
+            gatherSales(folder, salesShops.shops(folder, config), *items, config.getHttpAgent());
+        }
         printStored(folder);
     });
 

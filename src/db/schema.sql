@@ -120,6 +120,26 @@ CREATE TABLE IF NOT EXISTS itemTop (
 );
 CREATE INDEX IF NOT EXISTS itemTop_typeId ON itemTop (typeId, updateDate);
 
+-- The shops of the last sales gathering in its order, as their search rows gave them, and which of
+-- them were committed: a run cut short by a crash, a stop or a failure goes on from here.
+CREATE TABLE IF NOT EXISTS salesRun (
+    pos INTEGER PRIMARY KEY,
+    items INTEGER,
+    done INTEGER DEFAULT 0,
+    webaddr TEXT,
+    rateUrl TEXT,
+    addr TEXT,
+    dianming TEXT,
+    dianzhu TEXT,
+    userId TEXT,
+    commodityNum INTEGER,
+    loc TEXT,
+    salerCredit INTEGER,
+    buyerCredit INTEGER,
+    favorite INTEGER,
+    createDate TEXT
+);
+
 -- Shops with ratings and how many.
 CREATE VIEW IF NOT EXISTS dianbase_rate_v AS
     SELECT dian_id, count(*) AS rateNums FROM pjinfo GROUP BY dian_id;

@@ -15,6 +15,13 @@ inline constexpr const char* kGatherFailed = "异常出错.....！";
 inline constexpr const char* kSearchStopped = "用户中止搜索！";
 inline constexpr const char* kGatherStopped = "用户中止下载！";
 inline constexpr const char* kNoShopTicked = "请选择需要采集的店铺！";
+// Where the sales window offers to continue a run cut short, the rating window says why it cannot.
+inline constexpr const char* kRatingRunRestarts = "评价采集整批保存：中断后须重新开始。";
+
+// The offer to continue a sales gathering cut short, with the shops it has left.
+inline std::string resumeOfferText(size_t shopsLeft) {
+    return "继续上次未完成的采集（剩余" + std::to_string(shopsLeft) + "家店铺）";
+}
 
 // The main window's status line: the moment, then what happened.
 inline std::string statusLineText(const char* what, const DateTime& when = DateTime::now()) {

@@ -107,6 +107,7 @@ void RatingGathering::run() {
         end = JobEnd::Failed;
         detail = e.what();
     }
+    tally.failures = stages_.failures();
     observer_.gatherEnded(end, detail, tally);
 }
 

@@ -45,6 +45,14 @@ SalesGathering::SalesGathering(std::filesystem::path database, std::vector<TDian
       saveGauge_(saveGauge),
       stages_(std::move(agent), std::move(gauges), observer) {}
 
+SalesGathering::SalesGathering(std::filesystem::path database, UnfinishedRun unfinished,
+                               std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+                               GatherObserver& observer, ProgressGauge* saveGauge)
+    : SalesGathering(std::move(database), std::move(unfinished.shops), unfinished.itemsPerShop,
+                     std::move(agent), std::move(gauges), observer, saveGauge) {
+    positions_ = std::move(unfinished.positions);
+}
+
 SalesGathering::~SalesGathering() {
     stop();
     wait();
@@ -63,6 +71,11 @@ void SalesGathering::run() {
     std::string detail;
     try {
         db::Database db = db::TDM(database_).openConnection();
+        if (positions_.empty()) {
+            recordSalesRun(db, shops_, itemsPerShop_);
+            for (size_t i = 0; i < shops_.size(); ++i)
+                positions_.push_back(int(i));
+        }
         int done = 0;
         for (size_t i = 0; i < shops_.size() && end == JobEnd::Finished; ++i) {
             TDianBaseInfo& shop = shops_[i];
@@ -71,6 +84,7 @@ void SalesGathering::run() {
             db.beginTransaction();
             try {
                 gatherShop(shop, db);
+                markSalesShopDone(db, positions_[i]);
                 Stopwatch committing(stages_.timing().saveMicros);
                 db.commit();
                 committing.stop();
@@ -88,6 +102,7 @@ void SalesGathering::run() {
         end = JobEnd::Failed;
         detail = e.what();
     }
+    saved_.failures = stages_.failures();
     observer_.gatherEnded(end, detail, saved_);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SalesRunRecord.h"
 #include "ShopStages.h"
 #include "base/ProgressGauge.h"
 #include "db/Database.h"
@@ -24,12 +25,17 @@ inline constexpr int kMaxBuyerListPages = 100;
 // Gathers shop after shop: profile, rating summary, item list, then for the first items their pages
 // and buyer lists, each stage one job. Every shop is saved in one transaction of the gathering's own
 // connection, committed after its last item; a stop or a failure rolls the current shop back and ends
-// the run, and the shops before it stay.
+// the run, and the shops before it stay. The run's shops are recorded in the database and each is
+// marked with its own commit, so a run cut short, even by a crash, can be continued.
 class SalesGathering : public GatherRun {
 public:
     // Shops carry what the search row gave (address, shopkeeper, name, main business); the gathering
     // completes them from their pages. The database must exist.
     SalesGathering(std::filesystem::path database, std::vector<TDianBaseInfo> shops, int itemsPerShop,
+                   std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+                   GatherObserver& observer, ProgressGauge* saveGauge = nullptr);
+    // Continues a run cut short: only the shops it had not committed, with its number of items.
+    SalesGathering(std::filesystem::path database, UnfinishedRun unfinished,
                    std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
                    GatherObserver& observer, ProgressGauge* saveGauge = nullptr);
     ~SalesGathering() override; // stops the run and waits for it
@@ -48,6 +54,7 @@ private:
 
     std::filesystem::path database_;
     std::vector<TDianBaseInfo> shops_;
+    std::vector<int> positions_; // in the recorded run; empty: a new run, recorded when it starts
     int itemsPerShop_;
     GatherObserver& observer_;
     ProgressGauge* saveGauge_;

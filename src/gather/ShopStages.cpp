@@ -5,6 +5,7 @@
 #include "market/MarketHosts.h"
 #include "parse/RateSummaryParser.h"
 #include "parse/ShopPageParser.h"
+#include "parse/TParseException.h"
 
 namespace vantor {
 
@@ -38,9 +39,14 @@ std::string counts(const GatherTally& saved) {
            std::to_string(saved.sales) + "条";
 }
 
-} // namespace
+// The failures of the run behind what it says, as one more sentence.
+std::string withFailures(std::string text, const FailureCounts& failures) {
+    if (failures.empty()) return text;
+    if (!text.ends_with("。")) text += "。";
+    return text + "失败：" + failures.text();
+}
 
-std::string gatherSummary(JobEnd end, const GatherTally& saved, const std::string& detail) {
+std::string endOfRun(JobEnd end, const GatherTally& saved, const std::string& detail) {
     if (end == JobEnd::Finished) return "采集完成：已保存" + counts(saved) + "。";
     // A rating run is one transaction: an end before its last shop keeps none of it.
     const std::string kept = saved.kind == GatherKind::Ratings
@@ -49,6 +55,12 @@ std::string gatherSummary(JobEnd end, const GatherTally& saved, const std::strin
     if (end == JobEnd::Stopped) return std::string(kGatherStopped) + kept;
     std::string why = detail.empty() && end == JobEnd::TimedOut ? std::string("连接超时") : detail;
     return "采集失败：" + kept + (why.empty() ? "" : "原因：" + why);
+}
+
+} // namespace
+
+std::string gatherSummary(JobEnd end, const GatherTally& saved, const std::string& detail) {
+    return withFailures(endOfRun(end, saved, detail), saved.failures);
 }
 
 void Stopwatch::stop() {
@@ -66,7 +78,9 @@ ShopStages::ShopStages(std::shared_ptr<const THttpAgent> agent, std::vector<Slot
                        GatherObserver& observer)
     : agent_(std::move(agent)),
       observer_(observer),
-      runner_(std::move(gauges), [&observer](const std::string& text) { observer.statusLine(text); }) {}
+      runner_(
+          std::move(gauges), [&observer](const std::string& text) { observer.statusLine(text); },
+          kConnectionTimedOut, &failures_) {}
 
 TDownParamBean ShopStages::job(std::string prefix, std::string suffix, std::int32_t kind, std::int32_t first,
                                std::int32_t last) const {
@@ -86,7 +100,12 @@ void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, std::int32_t 
     auto timed = [this, &page](std::int32_t number, const std::string& html) {
         Stopwatch watch(timing_.parseMicros);
         ++timing_.pages;
-        page(number, html);
+        try {
+            page(number, html);
+        } catch (const TParseException&) {
+            failures_.add(FailReason::Parse);
+            throw;
+        }
     };
     JobEnd end = runner_.run(param, pageStep, mode, timed);
     if (end != JobEnd::Finished) throw StageEnded{end};

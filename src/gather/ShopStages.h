@@ -23,6 +23,7 @@ struct GatherTally {
     int items = 0;
     int sales = 0;
     int ratings = 0;
+    FailureCounts failures; // downloads that failed (retried or not) and pages that could not be read
 };
 
 // The words a finished, stopped or failed run leaves for the user: what was saved, and why it ended.
@@ -108,10 +109,12 @@ public:
 
     void stop() { runner_.stop(); }
     GatherTiming& timing() { return timing_; }
+    FailureCounts failures() const { return failures_.counts(); }
 
 private:
     std::shared_ptr<const THttpAgent> agent_;
     GatherObserver& observer_;
+    FailureTally failures_; // before the runner, which counts into it
     StageRunner runner_;
     GatherTiming timing_;
 };

@@ -22,6 +22,7 @@ JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32
     };
     TDownCheck job(param, gauges_, pageStep, mode, std::move(handlers));
     if (mode == TDownCheck::kRatingMode) job.setHistoryPrefix(market::kRateHistoryPrefix);
+    job.setFailureTally(failures_);
     {
         std::lock_guard lock(mutex_);
         current_ = &job;

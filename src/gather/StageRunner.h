@@ -22,10 +22,14 @@ public:
     using PageHandler = std::function<void(std::int32_t pageNumber, const std::string& page)>;
     using StatusLine = std::function<void(const std::string& text)>;
 
-    // The status line after too many failed downloads: the moment, then timedOutText.
+    // The status line after too many failed downloads: the moment, then timedOutText. Every job counts
+    // its failed downloads into failures, when given; it must outlive the runner.
     StageRunner(std::vector<SlotProgress*> gauges, StatusLine statusLine,
-                const char* timedOutText = kConnectionTimedOut)
-        : gauges_(std::move(gauges)), statusLine_(std::move(statusLine)), timedOutText_(timedOutText) {}
+                const char* timedOutText = kConnectionTimedOut, FailureTally* failures = nullptr)
+        : gauges_(std::move(gauges)),
+          statusLine_(std::move(statusLine)),
+          timedOutText_(timedOutText),
+          failures_(failures) {}
 
     // Runs the job to its end. The page handler runs on the driver thread; when it throws, the job ends
     // as Failed and error() holds the message.
@@ -41,6 +45,7 @@ private:
     std::vector<SlotProgress*> gauges_;
     StatusLine statusLine_;
     const char* timedOutText_;
+    FailureTally* failures_;
     std::atomic<bool> stopped_ = false;
     std::mutex mutex_;
     TDownCheck* current_ = nullptr;

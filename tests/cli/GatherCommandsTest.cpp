@@ -5,6 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <set>
+#include <thread>
+
 using namespace vantor;
 
 namespace {
@@ -150,4 +156,91 @@ TEST_F(GatherCommands, RankCategorySavesTheMonthAndTheExportShowsTheMovementOnSc
     EXPECT_NE(exported.find(toGbk(",地点,链接\r\n")), std::string::npos);
     EXPECT_EQ(exported.find(toGbk("排名变化")), std::string::npos);
     EXPECT_EQ(run("rank-category --category 0 --depth 401").status, 2);
+}
+
+namespace {
+
+// Whether a request of the market belongs to the shop: its own host, or its user id or one of its
+// items' ids as a whole number in the address.
+bool belongsTo(const std::string& url, const demo::MarketModel& model, const demo::Shop& shop) {
+    if (url.find("//shop" + shop.shopNo + ".") != std::string::npos) return true;
+    std::set<std::string> ids{shop.userId};
+    for (int i : shop.items)
+        ids.insert(model.items()[size_t(i)].id);
+    for (size_t at = 0; (at = url.find_first_of("0123456789", at)) != std::string::npos;) {
+        const size_t end = std::min(url.find_first_not_of("0123456789", at), url.size());
+        if (ids.count(url.substr(at, end - at))) return true;
+        at = end;
+    }
+    return false;
+}
+
+// The gathered tables as text, in id order, without the moments of the saves.
+std::string gatheredData(const test::CliFolder& folder) {
+    db::TDM dm(folder.dir / "lmd_pin.db");
+    std::string text;
+    for (const char* table : {"dianbase", "itemInfo", "saleInfo"}) {
+        auto rows = dm.cn1().prepare(std::string("select * from ") + table + " order by id");
+        while (rows.step()) {
+            for (int c = 0; c < rows.columnCount(); ++c)
+                if (rows.columnName(c) != "updateDate") text += rows.text(c) + "|";
+            text += "\n";
+        }
+    }
+    return text;
+}
+
+} // namespace
+
+TEST_F(GatherCommands, AKilledSalesRunIsResumedWithoutFetchingItsCommittedShopsAgain) {
+    const auto& model = market.model();
+    // Shops whose pages stay the same from visit to visit, so two runs can be compared.
+    std::vector<const demo::Shop*> eight;
+    for (const auto& shop : model.shops())
+        if (eight.size() < 8 && shop.index >= 20 && !shop.ratingsChange) eight.push_back(&shop);
+    std::string shops;
+    for (const demo::Shop* shop : eight)
+        shops += " --shop " + shop->webAddress();
+    EXPECT_EQ(run("gather-sales --resume").status, 0) << "nothing to resume is no failure";
+
+    // Slow pages give the kill a shop's time after the third commit.
+    market.faults().add(demo::parseFaultRule("kind=delay&ms=40"));
+    const auto output = dir / "killed.txt";
+    const pid_t cli =
+        test::startCli("--data-dir " + dir.path().string() + " gather-sales --items 2" + shops, output);
+    ASSERT_GT(cli, 0);
+    auto printed = [&] { return std::filesystem::exists(output) ? test::readFile(output) : std::string(); };
+    for (int wait = 0; wait < 3000 && printed().find("已下载：3/8家店铺") == std::string::npos; ++wait)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ASSERT_NE(printed().find("已下载：3/8家店铺"), std::string::npos) << printed();
+    kill(cli, SIGKILL);
+    waitpid(cli, nullptr, 0);
+    const std::int64_t committed = count("select count(*) from salesRun where done=1");
+    ASSERT_GE(committed, 3);
+    ASSERT_LT(committed, 8);
+    EXPECT_EQ(count("select count(*) from dianbase"), committed) << "the shop in hand was not kept half";
+
+    market.faults().clear();
+    const size_t before = market.requests().size();
+    auto resumed = run("gather-sales --resume");
+    ASSERT_EQ(resumed.status, 0) << resumed.out;
+    EXPECT_NE(resumed.out.find("继续上次未完成的采集（剩余" + std::to_string(8 - committed) + "家店铺）"),
+              std::string::npos)
+        << resumed.out;
+    const auto requests = market.requests();
+    ASSERT_GT(requests.size(), before);
+    for (size_t r = before; r < requests.size(); ++r)
+        for (std::int64_t s = 0; s < committed; ++s)
+            EXPECT_FALSE(belongsTo(requests[r], model, *eight[size_t(s)])) << requests[r];
+    EXPECT_EQ(count("select count(*) from salesRun where done=0"), 0);
+
+    test::CliFolder whole;
+    test::writeFile(whole.dir / "config.ini", test::readFile(dir / "config.ini"));
+    ASSERT_EQ(whole.run("gather-sales --items 2" + shops).status, 0);
+    const std::string resumedData = gatheredData(*this), wholeData = gatheredData(whole);
+    const auto differ =
+        std::mismatch(resumedData.begin(), resumedData.end(), wholeData.begin(), wholeData.end());
+    EXPECT_TRUE(differ.first == resumedData.end() && differ.second == wholeData.end())
+        << "first difference at byte " << differ.first - resumedData.begin() << ": "
+        << std::string(differ.first, resumedData.end()).substr(0, 200);
 }

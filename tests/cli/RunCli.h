@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace vantor::test {
 
@@ -27,6 +28,18 @@ inline CliResult runCli(const std::string& arguments) {
     int raw = pclose(pipe);
     result.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
     return result;
+}
+
+// vantor-cli started in the background, what it prints going to a file; the caller kills or waits.
+inline pid_t startCli(const std::string& arguments, const std::filesystem::path& output) {
+    const std::string command =
+        "exec " + std::string(VANTOR_CLI) + " " + arguments + " >" + output.string() + " 2>&1";
+    pid_t pid = fork();
+    if (pid == 0) {
+        execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    return pid;
 }
 
 // A data folder and the command line run on it.

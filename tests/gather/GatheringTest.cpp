@@ -258,7 +258,22 @@ TEST_F(GatherFromTheDemoMarket, FailuresLeaveNothingHalfSaved) {
         EXPECT_EQ(number("select count(*) from itemInfo"), 0) << rule;
         ASSERT_EQ(recorder->statusLines.size(), 1u) << rule;
         EXPECT_NE(recorder->statusLines[0].find(kConnectionTimedOut), std::string::npos) << rule;
+        // Four failures end a job that allows three.
+        EXPECT_EQ(recorder->saved.failures.text(), shops.size() == 2 ? "连接断开4次" : "HTTP 503 4次")
+            << rule;
     }
+}
+
+TEST_F(GatherFromTheDemoMarket, FailuresThatWereRetriedAreCountedByReasonInTheSummary) {
+    for (const char* rule :
+         {"kind=error&status=503&match=item.htm&count=2", "kind=truncate&match=show_buyer_list&count=1",
+          "kind=drop&match=user-rate&count=1"})
+        market.faults().add(demo::parseFaultRule(rule));
+    ASSERT_EQ(gather({3}, 2), JobEnd::Finished) << recorder->detail;
+    expectItemsWithSales(shop(3), 2);
+    EXPECT_TRUE(gatherSummary(JobEnd::Finished, recorder->saved, "")
+                    .ends_with("条。失败：HTTP 503 2次，传输中断1次，连接断开1次"))
+        << gatherSummary(JobEnd::Finished, recorder->saved, "");
 }
 
 TEST_F(GatherRatings, ABigShopCostsItsPagesOnlyAndTakesPagesFrom100FromTheHistoryHost) {

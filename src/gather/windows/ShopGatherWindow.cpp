@@ -238,9 +238,14 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     pages->addTab(searchPage, "高级搜索");
     pages->addTab(resultPage, "搜索结果");
     resultLabel = makeOutcomeLabel();
+    resumeBtn = new QPushButton;
+    resumeBtn->hide();
+    auto* outcomeRow = new QHBoxLayout;
+    outcomeRow->addWidget(resultLabel, 1);
+    outcomeRow->addWidget(resumeBtn, 0, Qt::AlignRight);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(resultLabel);
+    layout->addLayout(outcomeRow);
     layout->addWidget(pages, 1);
 
     connect(searchPageSel, &QSlider::valueChanged, this,
@@ -258,6 +263,23 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     connect(cancelSel, &QPushButton::clicked, this, [this] { markAll(false); });
     connect(saveSearch, &QPushButton::clicked, this, &ShopGatherWindow::saveSearchClick);
     connect(dianStopBtn, &QPushButton::clicked, this, &ShopGatherWindow::dianStopBtnClick);
+    connect(resumeBtn, &QPushButton::clicked, this, &ShopGatherWindow::resumeClick);
+}
+
+void ShopGatherWindow::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    refreshResumeOffer();
+}
+
+void ShopGatherWindow::refreshResumeOffer() {
+    std::optional<UnfinishedRun> run;
+    if (!busy()) try {
+            run = unfinishedRun();
+        } catch (const std::exception&) {
+            // A database that cannot be read now offers nothing; the gathering will say why.
+        }
+    if (run) resumeBtn->setText(q8(resumeOfferText(run->shops.size())));
+    resumeBtn->setVisible(run.has_value());
 }
 
 ShopGatherWindow::~ShopGatherWindow() {
@@ -368,16 +390,44 @@ void ShopGatherWindow::saveSearchClick() {
         UserMessages::show(this, kNoShopTicked);
         return;
     }
-    needLabel->setText(QString("共需下载：%1家店铺").arg(ticked.size()));
+    const size_t count = ticked.size();
+    startGathering(count,
+                   [&](const auto& database, auto gauges, GatherObserver& observer, ProgressGauge* save) {
+                       return makeGathering(std::move(ticked), database, std::move(gauges), observer, save);
+                   });
+}
+
+void ShopGatherWindow::resumeClick() {
+    if (busy()) return;
+    std::optional<UnfinishedRun> run;
+    try {
+        run = unfinishedRun();
+    } catch (const std::exception& e) {
+        UserMessages::show(this, e.what());
+    }
+    if (!run) {
+        refreshResumeOffer();
+        return;
+    }
+    const size_t count = run->shops.size();
+    startGathering(
+        count, [&](const auto& database, auto gauges, GatherObserver& observer, ProgressGauge* save) {
+            return makeResumedGathering(std::move(*run), database, std::move(gauges), observer, save);
+        });
+}
+
+void ShopGatherWindow::startGathering(size_t shops, const MakeRun& make) {
+    needLabel->setText(QString("共需下载：%1家店铺").arg(shops));
     doneLabel->setText("已下载：0家店铺");
     itemsLabel->setText(QString(texts_.gathered).arg(0));
-    totalGauge->setRange(0, int(ticked.size()));
+    totalGauge->setRange(0, int(shops));
     totalGauge->setValue(0);
     showOutcome({});
+    resumeBtn->hide();
     pages->setCurrentIndex(0);
     panels->setCurrentIndex(GatherProgress);
     dm_.open();
-    gathering_ = makeGathering(std::move(ticked), dm_.file(), slotGauges(), *bridge_, saveProgress_.get());
+    gathering_ = make(dm_.file(), slotGauges(), *bridge_, saveProgress_.get());
     gathering_->start();
 }
 
@@ -395,6 +445,7 @@ void ShopGatherWindow::gatherEnded(JobEnd end, const QString& summary) {
     panels->setCurrentIndex(SearchForm);
     searchMemoLog->appendPlainText(summary);
     showOutcome(summary);
+    refreshResumeOffer();
     if (end == JobEnd::Stopped) UserMessages::show(this, kGatherStopped);
     emit gatheringEnded();
 }

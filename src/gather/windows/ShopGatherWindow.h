@@ -3,13 +3,16 @@
 #include "QtProgress.h"
 #include "db/TDM.h"
 #include "download/THttpAgent.h"
+#include "gather/SalesRunRecord.h"
 #include "gather/ShopSearchJob.h"
 #include "gather/ShopStages.h"
 
 #include <QWidget>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class QCheckBox;
@@ -66,6 +69,8 @@ public:
     QSlider* searchPageSel;
     QLabel* searchRange;
     QPushButton *search, *cancelDownSearch, *selAll, *cancelSel, *saveSearch, *dianStopBtn;
+    // "继续上次未完成的采集（剩余N家店铺）": in sight while a run cut short has shops left.
+    QPushButton* resumeBtn;
     QTableWidget* searchGrid;
     QPlainTextEdit* searchMemoLog;
     QTabWidget* pages;
@@ -88,6 +93,7 @@ protected:
     // The form's own controls, before the start button.
     QHBoxLayout* gatherOptions;
     std::shared_ptr<const THttpAgent> agent() const { return agent_(); }
+    db::TDM& dataModule() { return dm_; }
 
     // Whether the form allows a run; a refusal has been shown. Asked before the ticked shops.
     virtual bool formAccepted() { return true; }
@@ -97,6 +103,18 @@ protected:
                                                      GatherObserver& observer, ProgressGauge* saveGauge) = 0;
     // The progress line of the shop being gathered.
     virtual QString shopText(int index, const QString& name) const = 0;
+    // A run cut short that this window can continue; none by default.
+    virtual std::optional<UnfinishedRun> unfinishedRun() { return std::nullopt; }
+    virtual std::unique_ptr<GatherRun> makeResumedGathering(UnfinishedRun run,
+                                                            const std::filesystem::path& database,
+                                                            std::vector<SlotProgress*> gauges,
+                                                            GatherObserver& observer,
+                                                            ProgressGauge* saveGauge) {
+        return nullptr;
+    }
+    // Shows or hides the offer to continue, as the database has it now.
+    void refreshResumeOffer();
+    void showEvent(QShowEvent* event) override;
 
 private:
     class Bridge;
@@ -106,6 +124,11 @@ private:
     void searchGridClick(int row);
     void markAll(bool ticked);
     void saveSearchClick();
+    void resumeClick();
+    using MakeRun = std::function<std::unique_ptr<GatherRun>(
+        const std::filesystem::path& database, std::vector<SlotProgress*> gauges, GatherObserver& observer,
+        ProgressGauge* saveGauge)>;
+    void startGathering(size_t shops, const MakeRun& make);
     void dianStopBtnClick();
     void addShops(const std::vector<TDianBaseInfo>& shops);
     void searchEnded(JobEnd end, int listed);

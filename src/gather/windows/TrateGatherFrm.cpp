@@ -1,6 +1,7 @@
 #include "TrateGatherFrm.h"
 
 #include "UserMessages.h"
+#include "gather/GatherTexts.h"
 #include "gather/RatingGathering.h"
 
 #include <QHBoxLayout>
@@ -23,6 +24,7 @@ TrateGatherFrm::TrateGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
     gatherOptions->addWidget(fromData);
     gatherOptions->addWidget(new QLabel("到"));
     gatherOptions->addWidget(toData);
+    gatherOptions->addWidget(new QLabel(kRatingRunRestarts));
 }
 
 bool TrateGatherFrm::formAccepted() {

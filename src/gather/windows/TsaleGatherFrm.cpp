@@ -28,6 +28,19 @@ std::unique_ptr<GatherRun> TsaleGatherFrm::makeGathering(std::vector<TDianBaseIn
                                             std::move(gauges), observer, saveGauge);
 }
 
+std::optional<UnfinishedRun> TsaleGatherFrm::unfinishedRun() {
+    return unfinishedSalesRun(dataModule().cn1());
+}
+
+std::unique_ptr<GatherRun> TsaleGatherFrm::makeResumedGathering(UnfinishedRun run,
+                                                                const std::filesystem::path& database,
+                                                                std::vector<SlotProgress*> gauges,
+                                                                GatherObserver& observer,
+                                                                ProgressGauge* saveGauge) {
+    return std::make_unique<SalesGathering>(database, std::move(run), agent(), std::move(gauges), observer,
+                                            saveGauge);
+}
+
 QString TsaleGatherFrm::shopText(int index, const QString& name) const {
     return QString("正在处理第%1家店铺：%2").arg(index + 1).arg(name);
 }

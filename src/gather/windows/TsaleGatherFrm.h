@@ -19,6 +19,11 @@ protected:
                                              std::vector<SlotProgress*> gauges, GatherObserver& observer,
                                              ProgressGauge* saveGauge) override;
     QString shopText(int index, const QString& name) const override;
+    std::optional<UnfinishedRun> unfinishedRun() override;
+    std::unique_ptr<GatherRun> makeResumedGathering(UnfinishedRun run, const std::filesystem::path& database,
+                                                    std::vector<SlotProgress*> gauges,
+                                                    GatherObserver& observer,
+                                                    ProgressGauge* saveGauge) override;
 };
 
 } // namespace vantor
