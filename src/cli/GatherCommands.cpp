@@ -197,8 +197,17 @@ void gather(const DataFolder& folder, size_t shops, const MakeGathering& make) {
     auto gathering = make(dm.file(), slots.list(), progress);
     gathering->start();
     gathering->wait();
-    std::cerr << gatherSummary(progress.end, progress.saved, progress.detail) << '\n';
-    progress.failIfNeeded(kGatherStopped);
+    const std::string summary = gatherSummary(progress.end, progress.saved, progress.detail);
+    if (progress.end == JobEnd::Finished) {
+        std::cerr << summary << '\n';
+        return;
+    }
+    // The summary, with what was kept and the failures by reason, stays the last line.
+    try {
+        progress.failIfNeeded(kGatherStopped);
+    } catch (const JobFailed& failed) {
+        throw JobFailed(std::string(failed.what()) + "\n" + summary);
+    }
 }
 
 void gatherSales(const DataFolder& folder, std::vector<TDianBaseInfo> shops, int items,

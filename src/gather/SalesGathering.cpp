@@ -80,7 +80,8 @@ void SalesGathering::run() {
         for (size_t i = 0; i < shops_.size() && end == JobEnd::Finished; ++i) {
             TDianBaseInfo& shop = shops_[i];
             observer_.shopStarted(int(i), int(shops_.size()), shop);
-            shopTally_ = {GatherKind::Sales, 1};
+            shopTally_ = GatherTally(GatherKind::Sales);
+            shopTally_.shops = 1;
             db.beginTransaction();
             try {
                 gatherShop(shop, db);

@@ -18,7 +18,8 @@ enum class GatherKind { Sales, Ratings };
 // What a gathering saved. A sales gathering counts only committed shops; a rating gathering commits its
 // whole run at once, so its counts are kept only when it finished.
 struct GatherTally {
-    GatherKind kind = GatherKind::Sales;
+    explicit GatherTally(GatherKind kind = GatherKind::Sales) : kind(kind) {}
+    GatherKind kind;
     int shops = 0;
     int items = 0;
     int sales = 0;

@@ -87,6 +87,8 @@ TEST_F(GatherCommands, AFailingShopStopsTheRunWithStatusOneAndTheShopsBeforeItSt
               std::string::npos)
         << r.out;
     EXPECT_EQ(count("select count(*) from dianbase"), 1);
+    // The last line says what was kept and names the failures by reason (ConnectTime 2: three tries).
+    EXPECT_TRUE(r.out.ends_with("正在采集的店铺未保存。原因：连接超时。失败：HTTP 500 3次\n")) << r.out;
 }
 
 TEST_F(GatherCommands, TheDemoGathersAFewShopsOfItsOwnMarket) {
