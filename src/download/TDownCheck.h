@@ -3,6 +3,7 @@
 #include "DownSignal.h"
 #include "DownStatus.h"
 #include "FailureTally.h"
+#include "SlotPool.h"
 #include "SlotProgress.h"
 #include "TDownParamBean.h"
 
@@ -45,6 +46,10 @@ public:
     // length is the number of slots. Nothing runs before start().
     TDownCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
                std::int32_t mode, Handlers handlers);
+    // A job that takes its slots from a pool shared with the other jobs of its gathering, one for each
+    // page in flight; the pool must outlive the driver.
+    TDownCheck(TDownParamBean& param, SlotPool& pool, std::int32_t pageStep, std::int32_t mode,
+               Handlers handlers);
     // Stops the run and waits for it.
     ~TDownCheck();
     TDownCheck(const TDownCheck&) = delete;
@@ -84,6 +89,7 @@ private:
     std::int32_t pageStep_;
     std::int32_t mode_;
     std::vector<SlotProgress*> gauges_;
+    SlotPool* pool_ = nullptr;
     TDownParamBean& param_;
     std::atomic<bool> finished_ = false;
     std::atomic<CheckStatus> status_ = CheckStatus::Init;

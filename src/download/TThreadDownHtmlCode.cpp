@@ -285,7 +285,12 @@ TThreadDownHtmlCode::TThreadDownHtmlCode(std::string url, TDownBean& bean,
                                          DownSignal* signal)
     : gauge_(gauge), httpAgent_(std::move(httpAgent)), signal_(signal) {
     bean.setStatus(PageStatus::Init);
-    pending_ = Job{std::move(url), &bean};
+    pending_ = Job{std::move(url), &bean, {}, signal};
+    thread_ = std::jthread([this](std::stop_token stop) { run(stop); });
+}
+
+TThreadDownHtmlCode::TThreadDownHtmlCode(std::shared_ptr<const THttpAgent> httpAgent, SlotProgress* gauge)
+    : gauge_(gauge), httpAgent_(std::move(httpAgent)), signal_(nullptr) {
     thread_ = std::jthread([this](std::stop_token stop) { run(stop); });
 }
 
@@ -298,26 +303,45 @@ void TThreadDownHtmlCode::join() {
     if (thread_.joinable()) thread_.join();
 }
 
-void TThreadDownHtmlCode::restart(std::string url, TDownBean& bean, std::chrono::milliseconds delay) {
+void TThreadDownHtmlCode::restart(std::string url, TDownBean& bean, std::chrono::milliseconds delay,
+                                  DownSignal* signal) {
     bean.setStatus(PageStatus::Init);
     {
         std::lock_guard lock(mutex_);
-        pending_ = Job{std::move(url), &bean, delay};
+        pending_ = Job{std::move(url), &bean, delay, signal ? signal : signal_};
     }
     jobReady_.notify_one();
+}
+
+void TThreadDownHtmlCode::abandon() {
+    std::unique_lock lock(mutex_);
+    pending_.reset();
+    if (inHand_) inHand_->request_stop();
+    idle_.wait(lock, [this] { return inHand_ == nullptr; });
 }
 
 void TThreadDownHtmlCode::run(std::stop_token stop) {
     Connection connection;
     for (;;) {
         Job job;
+        // Its own stop, so that abandoning one download leaves the thread for the next.
+        std::stop_source thisOne;
         {
             std::unique_lock lock(mutex_);
             if (!jobReady_.wait(lock, stop, [this] { return pending_.has_value(); })) return;
             job = std::move(*pending_);
             pending_.reset();
+            inHand_ = &thisOne;
         }
-        download(job, connection, stop);
+        {
+            std::stop_callback ending(stop, [&thisOne] { thisOne.request_stop(); });
+            download(job, connection, thisOne.get_token());
+        }
+        {
+            std::lock_guard lock(mutex_);
+            inHand_ = nullptr;
+        }
+        idle_.notify_all();
         if (stop.stop_requested()) return;
     }
 }
@@ -360,7 +384,7 @@ void TThreadDownHtmlCode::download(const Job& job, Connection& connection, std::
     bean.setFailure(failure ? failure->detail : DownFailure{});
     bean.setUrl(job.url);
     bean.setStatus(status); // last: from here on the bean belongs to its reader again
-    if (signal_) signal_->notify();
+    if (job.signal) job.signal->notify();
 }
 
 bool fetchPage(std::string url, TDownBean& bean, std::shared_ptr<const THttpAgent> httpAgent,

@@ -29,13 +29,20 @@ class TThreadDownHtmlCode {
 public:
     TThreadDownHtmlCode(std::string url, TDownBean& bean, std::shared_ptr<const THttpAgent> httpAgent,
                         SlotProgress* gauge = nullptr, DownSignal* signal = nullptr);
+    // A slot's download thread with no page yet: restart() gives it its first.
+    TThreadDownHtmlCode(std::shared_ptr<const THttpAgent> httpAgent, SlotProgress* gauge);
     ~TThreadDownHtmlCode();
     TThreadDownHtmlCode(const TThreadDownHtmlCode&) = delete;
     TThreadDownHtmlCode& operator=(const TThreadDownHtmlCode&) = delete;
 
     // The next download, once the last one has ended (its bean has left "init"), sent no sooner than
-    // `delay` from now. Sets bean to "init".
-    void restart(std::string url, TDownBean& bean, std::chrono::milliseconds delay = {});
+    // `delay` from now. Sets bean to "init". Its end is signalled to `signal`, or without one to the
+    // signal the object was made with.
+    void restart(std::string url, TDownBean& bean, std::chrono::milliseconds delay = {},
+                 DownSignal* signal = nullptr);
+    // Aborts the download in hand or waiting, and returns once the thread no longer touches its bean;
+    // the thread and its connection stay for the next one.
+    void abandon();
 
     // Aborts the transfer and ends the thread; the bean of a download in flight ends in "stop" with an
     // empty error code.
@@ -47,6 +54,7 @@ private:
         std::string url;
         TDownBean* bean;
         std::chrono::milliseconds delay{0};
+        DownSignal* signal = nullptr;
     };
     class Connection;
 
@@ -60,8 +68,10 @@ private:
     DownSignal* signal_;
     std::mutex mutex_;
     std::condition_variable_any jobReady_;
+    std::condition_variable idle_;
     std::optional<Job> pending_;
-    std::jthread thread_; // last: the thread starts when everything else is in place
+    std::stop_source* inHand_ = nullptr; // aborts the download in hand; none while idle
+    std::jthread thread_;                // last: the thread starts when everything else is in place
 };
 
 // One page fetched into the bean while the caller waits. A stop, or `abandon` turning true, aborts the
