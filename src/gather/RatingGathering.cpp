@@ -84,23 +84,31 @@ void RatingGathering::wait() {
 void RatingGathering::run() {
     JobEnd end = JobEnd::Finished;
     std::string detail;
-    GatherTally tally{GatherKind::Ratings};
+    GatherTally tally(GatherKind::Ratings);
     try {
         db::Database db = db::TDM(database_).openConnection();
         db.beginTransaction();
         try {
-            for (size_t i = 0; i < shops_.size(); ++i) {
-                observer_.shopStarted(int(i), int(shops_.size()), shops_[i]);
-                gatherShop(shops_[i], db);
-                ++saved_.shops;
-                observer_.shopFinished(int(i) + 1, int(shops_.size()));
+            const int count = int(shops_.size());
+            int failedShops = 0;
+            end = stages_.inOrder<ShopRatings>(
+                shops_, [this](size_t i) { return fetchShop(shops_[i]); },
+                [&](size_t i, ShopRatings& haul) {
+                    saveShop(haul, db);
+                    ++saved_.shops;
+                    observer_.shopFinished(int(i) + 1, count);
+                },
+                false, detail, failedShops);
+            if (end == JobEnd::Finished) {
+                Stopwatch committing(timing().saveMicros);
+                db.commit();
+                tally = saved_;
+            } else {
+                db.rollback();
             }
-            Stopwatch committing(timing().saveMicros);
-            db.commit();
-            tally = saved_;
         } catch (...) {
-            end = stages_.ended(detail);
             db.rollback();
+            throw;
         }
     } catch (const std::exception& e) {
         observer_.statusLine(statusLineText(kGatherFailed));
@@ -111,38 +119,29 @@ void RatingGathering::run() {
     observer_.gatherEnded(end, detail, tally);
 }
 
-void RatingGathering::gatherShop(TDianBaseInfo& shop, db::Database& db) {
+RatingGathering::ShopRatings RatingGathering::fetchShop(TDianBaseInfo shop) {
+    ShopRatings haul;
     observer_.stageText("正在处理店铺资料");
     stages_.readShopPage(shop);
-    {
-        Stopwatch saving(timing().saveMicros);
-        saveShopBase(shop, db);
+    if (knownUserId(shop)) {
+        observer_.stageText("正在处理信用评价");
+        haul.summary = stages_.readRateSummary(shop);
+        const RatingPages pages = ratingPages(from_, to_, haul.summary.rateCount);
+        const int recentLast = std::min(pages.last, kFirstHistoryPage - 1);
+        const bool countKnown = haul.summary.rateCount > 0;
+        bool listEnded = false;
+        if (pages.first <= recentLast)
+            listEnded = fetchPages(shop, {pages.first, recentLast}, false, countKnown, haul.runs);
+        if (!listEnded && pages.last >= kFirstHistoryPage)
+            fetchPages(shop, {std::max(pages.first, kFirstHistoryPage), pages.last}, true, countKnown,
+                       haul.runs);
     }
-    if (!knownUserId(shop)) return;
-
-    observer_.stageText("正在处理信用评价");
-    const TRateBaseInfo summary = stages_.readRateSummary(shop);
-    Stopwatch saving(timing().saveMicros);
-    saveShopRates(summary, shop, db);
-    const int held = countRatings(shop, db);
-    saving.stop();
-
-    const RatingPages pages = ratingPages(from_, to_, summary.rateCount);
-    const int recentLast = std::min(pages.last, kFirstHistoryPage - 1);
-    bool listEnded = false;
-    const bool countKnown = summary.rateCount > 0;
-    if (pages.first <= recentLast)
-        listEnded = gatherPages(shop, {pages.first, recentLast}, false, countKnown, db);
-    if (!listEnded && pages.last >= kFirstHistoryPage)
-        gatherPages(shop, {std::max(pages.first, kFirstHistoryPage), pages.last}, true, countKnown, db);
-
-    Stopwatch bounding(timing().saveMicros);
-    updateRatingBounds(shop, db);
-    saved_.ratings += countRatings(shop, db) - held;
+    haul.shop = std::move(shop);
+    return haul;
 }
 
-bool RatingGathering::gatherPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
-                                  db::Database& db) {
+bool RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
+                                 std::vector<PageRun>& runs) {
     const std::string prefix =
         history ? ratingHistoryPrefix(shop.userId) : ratingListPrefix(shop.userId, timeLine_);
     // A known count fixes the end: one job keeps every slot busy to the last page.
@@ -159,10 +158,9 @@ bool RatingGathering::gatherPages(const TDianBaseInfo& shop, RatingPages pages, 
             byPage[number] = std::move(ratings);
         });
 
-        // Saved in page order, so that the lower id of a repeated trade id is the newer page's.
-        observer_.stageText(history ? "正在保存历史资料，请稍等..." : "正在保存资料，请稍等...");
-        Stopwatch saving(timing().saveMicros);
-        RecordList<TRateInfo> ratings;
+        // Kept in page order, so that the lower id of a repeated trade id is the newer page's.
+        PageRun& kept = runs.emplace_back();
+        kept.history = history;
         bool listEnded = false;
         for (auto& [number, list] : byPage) {
             if (list.empty()) {
@@ -170,14 +168,28 @@ bool RatingGathering::gatherPages(const TDianBaseInfo& shop, RatingPages pages, 
                 break;
             }
             for (auto& entry : list)
-                ratings.add(std::move(entry.text), std::move(entry.record));
+                kept.ratings.add(std::move(entry.text), std::move(entry.record));
         }
-        if (!ratings.empty()) saveRatings(ratings, shop, saveGauge_, db);
-        fetched_ += int(ratings.size());
+        fetched_ += int(kept.ratings.size());
         observer_.ratingsGathered(fetched_);
         if (listEnded) return true;
     }
     return false;
+}
+
+void RatingGathering::saveShop(ShopRatings& haul, db::Database& db) {
+    TDianBaseInfo& shop = haul.shop;
+    Stopwatch saving(timing().saveMicros);
+    saveShopBase(shop, db);
+    if (!knownUserId(shop)) return;
+    saveShopRates(haul.summary, shop, db);
+    const int held = countRatings(shop, db);
+    for (PageRun& run : haul.runs) {
+        observer_.stageText(run.history ? "正在保存历史资料，请稍等..." : "正在保存资料，请稍等...");
+        if (!run.ratings.empty()) saveRatings(run.ratings, shop, saveGauge_, db);
+    }
+    updateRatingBounds(shop, db);
+    saved_.ratings += countRatings(shop, db) - held;
 }
 
 } // namespace vantor

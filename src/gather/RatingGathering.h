@@ -4,6 +4,7 @@
 #include "base/ProgressGauge.h"
 #include "db/Database.h"
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -44,8 +45,9 @@ std::string ratingHistoryPrefix(const std::string& userId);
 // Gathers the ratings of shop after shop: the shop page (saved), the rating summary (counters saved),
 // then the rating list pages of the range, recent ones from the rating host and from page 100 on the
 // history host's, saved with duplicates by trade id removed and the shop's rating bounds recomputed.
-// The whole run is one transaction of the gathering's own connection: a stop or a failure anywhere
-// rolls every shop of the run back.
+// Several shops are on the wire at once; each is saved in the run's order when its pages are in. The
+// whole run is one transaction of the gathering's own connection: a stop or a failure anywhere rolls
+// every shop of the run back.
 class RatingGathering : public GatherRun {
 public:
     // Shops carry what the search row gave; the database must exist. from < to as validateRatingRange
@@ -67,12 +69,25 @@ public:
     GatherTiming& timing() { return stages_.timing(); }
 
 private:
+    // One job's pages of a shop, their ratings in page order.
+    struct PageRun {
+        bool history = false;
+        RecordList<TRateInfo> ratings;
+    };
+    // What the pages of one shop gave, held until its turn to be saved.
+    struct ShopRatings {
+        TDianBaseInfo shop;
+        TRateBaseInfo summary;
+        std::vector<PageRun> runs;
+    };
+
     void run();
-    void gatherShop(TDianBaseInfo& shop, db::Database& db);
-    // Fetches the pages of one host and saves their ratings in page order; returns whether the shop's
-    // list ended within them (an empty page).
-    bool gatherPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
-                     db::Database& db);
+    ShopRatings fetchShop(TDianBaseInfo shop);
+    // Fetches the pages of one host into runs; returns whether the shop's list ended within them (an
+    // empty page).
+    bool fetchPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
+                    std::vector<PageRun>& runs);
+    void saveShop(ShopRatings& haul, db::Database& db);
 
     std::filesystem::path database_;
     std::vector<TDianBaseInfo> shops_;
@@ -83,7 +98,7 @@ private:
     ProgressGauge* saveGauge_;
     ShopStages stages_;
     GatherTally saved_{GatherKind::Ratings};
-    int fetched_ = 0; // ratings read from the pages so far
+    std::atomic<int> fetched_ = 0; // ratings read from the pages so far
     std::jthread thread_;
 };
 

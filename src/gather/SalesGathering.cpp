@@ -76,28 +76,28 @@ void SalesGathering::run() {
             for (size_t i = 0; i < shops_.size(); ++i)
                 positions_.push_back(int(i));
         }
+        const int count = int(shops_.size());
         int done = 0;
-        for (size_t i = 0; i < shops_.size() && end == JobEnd::Finished; ++i) {
-            TDianBaseInfo& shop = shops_[i];
-            observer_.shopStarted(int(i), int(shops_.size()), shop);
-            shopTally_ = GatherTally(GatherKind::Sales);
-            shopTally_.shops = 1;
-            db.beginTransaction();
-            try {
-                gatherShop(shop, db);
-                markSalesShopDone(db, positions_[i]);
-                Stopwatch committing(stages_.timing().saveMicros);
-                db.commit();
-                committing.stop();
-                saved_.shops += shopTally_.shops;
-                saved_.items += shopTally_.items;
-                saved_.sales += shopTally_.sales;
-                observer_.shopFinished(++done, int(shops_.size()));
-            } catch (...) {
-                end = stages_.ended(detail);
-            }
-            if (end != JobEnd::Finished) db.rollback();
-        }
+        end = stages_.inOrder<ShopHaul>(
+            shops_, [this](size_t i) { return fetchShop(shops_[i]); },
+            [&](size_t i, ShopHaul& haul) {
+                db.beginTransaction();
+                GatherTally shop;
+                try {
+                    shop = saveShop(haul, db);
+                    markSalesShopDone(db, positions_[i]);
+                    Stopwatch committing(stages_.timing().saveMicros);
+                    db.commit();
+                } catch (...) {
+                    db.rollback();
+                    throw;
+                }
+                saved_.shops += shop.shops;
+                saved_.items += shop.items;
+                saved_.sales += shop.sales;
+                observer_.shopFinished(++done, count);
+            },
+            goOn_, detail, saved_.failedShops);
     } catch (const std::exception& e) {
         observer_.statusLine(statusLineText(kGatherFailed));
         end = JobEnd::Failed;
@@ -107,47 +107,43 @@ void SalesGathering::run() {
     observer_.gatherEnded(end, detail, saved_);
 }
 
-void SalesGathering::gatherShop(TDianBaseInfo& shop, db::Database& db) {
+SalesGathering::ShopHaul SalesGathering::fetchShop(TDianBaseInfo shop) {
+    ShopHaul haul;
     observer_.stageText("正在处理店铺资料");
     stages_.readShopPage(shop);
-    Stopwatch saving(stages_.timing().saveMicros);
-    saveShopBase(shop, db);
-    std::string newest = readRatingBound(shop, RatingBound::Newest, db);
-    shop.lastGathered = newest.empty() ? "1900-01-01" : newest;
-    saving.stop();
-
     if (!shop.rateUrl.empty() && knownUserId(shop)) {
         observer_.stageText("正在处理信用评价");
-        TRateBaseInfo summary = stages_.readRateSummary(shop);
-        Stopwatch ratesSaving(stages_.timing().saveMicros);
-        saveShopRates(summary, shop, db);
+        haul.summary = stages_.readRateSummary(shop);
     }
-    if (!knownUserId(shop)) return;
-
-    observer_.stageText("正在处理宝贝列表");
-    std::vector<TItemInfo> rows;
-    std::mutex rowsMutex;
-    auto list = stages_.job(itemListPrefix(shop.userId), "-all-0.htm#ListView", 3, 0,
-                            std::max(1, shop.itemPageCount) - 1);
-    // One list page at a time keeps the rows in list order.
-    StageRunner::PageHandler onList = [&](std::int32_t, const std::string& page) {
-        auto found = parseShopItemList(page);
-        std::lock_guard lock(rowsMutex);
-        for (auto& entry : found)
-            rows.push_back(std::move(entry.record));
-    };
-    for (std::int32_t p = list.curPage, last = list.endPage; p <= last; ++p) {
-        auto one = stages_.job(list.urlPrefix, list.urlSuffix, 3, p, p);
-        stages_.run(one, 80, TDownCheck::kPlainMode, onList);
-        if (int(rows.size()) >= itemsPerShop_) break;
+    if (knownUserId(shop)) {
+        observer_.stageText("正在处理宝贝列表");
+        std::vector<TItemInfo> rows;
+        auto list = stages_.job(itemListPrefix(shop.userId), "-all-0.htm#ListView", 3, 0,
+                                std::max(1, shop.itemPageCount) - 1);
+        // One list page at a time keeps the rows in list order.
+        for (std::int32_t p = list.curPage, last = list.endPage;
+             p <= last && int(rows.size()) < itemsPerShop_; ++p) {
+            auto one = stages_.job(list.urlPrefix, list.urlSuffix, 3, p, p);
+            stages_.run(one, 80, TDownCheck::kPlainMode, [&](std::int32_t, const std::string& page) {
+                for (auto& entry : parseShopItemList(page))
+                    rows.push_back(std::move(entry.record));
+            });
+        }
+        rows.resize(std::min(rows.size(), size_t(itemsPerShop_)));
+        haul.items.resize(rows.size());
+        forEachAtOnce(rows.size(), stages_.itemsAtOnce(), [&](size_t i) {
+            haul.items[i] = fetchItem(rows[i]);
+            observer_.itemsGathered(++itemsGathered_);
+        });
     }
-    for (size_t i = 0; i < rows.size() && int(i) < itemsPerShop_; ++i)
-        gatherItem(rows[i], shop, db);
+    haul.shop = std::move(shop);
+    return haul;
 }
 
-void SalesGathering::gatherItem(const TItemInfo& row, const TDianBaseInfo& shop, db::Database& db) {
+SalesGathering::ItemHaul SalesGathering::fetchItem(const TItemInfo& row) {
     observer_.stageText("正在处理宝贝");
-    TItemBaseInfo item;
+    ItemHaul haul;
+    TItemBaseInfo& item = haul.item;
     std::string buyerList;
     std::int32_t soldTotal = 0;
     auto itemPage = stages_.job(row.itemUrl, "", 4, 1, 1);
@@ -157,36 +153,49 @@ void SalesGathering::gatherItem(const TItemInfo& row, const TDianBaseInfo& shop,
         buyerList = TParseHtml::buyerListUrl(page);
     });
     item.itemAutionUrl = row.itemUrl;
+    if (buyerList.empty()) return haul;
 
-    RecordList<TAutionInfo> sales;
-    if (!buyerList.empty()) {
-        observer_.stageText("正在处理销售记录");
-        std::vector<TAutionInfo> found;
-        std::mutex foundMutex;
-        int pages = std::clamp((soldTotal + 79) / 80, 1, kMaxBuyerListPages);
-        auto buyers = stages_.job(absoluteAddress(buyerList, row.itemUrl), "&1=1", 5, 1, pages);
-        stages_.run(buyers, 1, TDownCheck::kPlainMode, [&](std::int32_t, const std::string& page) {
-            auto rows = parseSaleList(page);
-            std::lock_guard lock(foundMutex);
-            for (auto& entry : rows)
-                found.push_back(std::move(entry.record));
-        });
-        // Pages arrive in order of completion; the save walks the sales newest first.
-        auto when = [](const TAutionInfo& sale) {
-            auto time = DateTime::parse(sale.sj);
-            return time ? time->serialSeconds() : INT64_MIN;
-        };
-        std::stable_sort(found.begin(), found.end(),
-                         [&](const TAutionInfo& a, const TAutionInfo& b) { return when(a) > when(b); });
-        if (!found.empty()) item.saleFromDate = found.back().sj;
-        for (auto& sale : found)
-            sales.add(std::move(sale));
-    }
+    observer_.stageText("正在处理销售记录");
+    std::vector<TAutionInfo>& found = haul.sales;
+    std::mutex foundMutex;
+    int pages = std::clamp((soldTotal + 79) / 80, 1, kMaxBuyerListPages);
+    auto buyers = stages_.job(absoluteAddress(buyerList, row.itemUrl), "&1=1", 5, 1, pages);
+    stages_.run(buyers, 1, TDownCheck::kPlainMode, [&](std::int32_t, const std::string& page) {
+        auto rows = parseSaleList(page);
+        std::lock_guard lock(foundMutex);
+        for (auto& entry : rows)
+            found.push_back(std::move(entry.record));
+    });
+    // Pages arrive in order of completion; the save walks the sales newest first.
+    auto when = [](const TAutionInfo& sale) {
+        auto time = DateTime::parse(sale.sj);
+        return time ? time->serialSeconds() : INT64_MIN;
+    };
+    std::stable_sort(found.begin(), found.end(),
+                     [&](const TAutionInfo& a, const TAutionInfo& b) { return when(a) > when(b); });
+    if (!found.empty()) item.saleFromDate = found.back().sj;
+    return haul;
+}
+
+GatherTally SalesGathering::saveShop(ShopHaul& haul, db::Database& db) {
     Stopwatch saving(stages_.timing().saveMicros);
-    saveItem(item, shop, db);
-    ++shopTally_.items;
-    if (!sales.empty()) shopTally_.sales += saveSales(sales, item, saveGauge_, db);
-    observer_.itemsGathered(++itemsGathered_);
+    GatherTally tally;
+    tally.shops = 1;
+    TDianBaseInfo& shop = haul.shop;
+    saveShopBase(shop, db);
+    std::string newest = readRatingBound(shop, RatingBound::Newest, db);
+    shop.lastGathered = newest.empty() ? "1900-01-01" : newest;
+    if (haul.summary) saveShopRates(*haul.summary, shop, db);
+    for (ItemHaul& item : haul.items) {
+        saveItem(item.item, shop, db);
+        ++tally.items;
+        if (item.sales.empty()) continue;
+        RecordList<TAutionInfo> sales;
+        for (auto& sale : item.sales)
+            sales.add(std::move(sale));
+        tally.sales += saveSales(sales, item.item, saveGauge_, db);
+    }
+    return tally;
 }
 
 } // namespace vantor

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,11 +23,14 @@ inline constexpr int kMaxItemsPerShop = 200;
 // Buyer-list pages fetched per item at the most (80 sales each).
 inline constexpr int kMaxBuyerListPages = 100;
 
-// Gathers shop after shop: profile, rating summary, item list, then for the first items their pages
-// and buyer lists, each stage one job. Every shop is saved in one transaction of the gathering's own
-// connection, committed after its last item; a stop or a failure rolls the current shop back and ends
-// the run, and the shops before it stay. The run's shops are recorded in the database and each is
-// marked with its own commit, so a run cut short, even by a crash, can be continued.
+// Gathers shops: profile, rating summary, item list, then for the first items their pages and buyer
+// lists, each stage one job. Several shops, and several items of a shop, are on the wire at once, all
+// drawing on the gathering's slots; a shop's records are held until its chain ends and then saved in
+// one short transaction of the gathering's own connection, shop after shop in the run's order, so the
+// database ends as after a run of one shop after the other. The run's shops are recorded in the
+// database and each is marked with its own commit, so a run cut short, even by a crash, can be
+// continued. A stop, or a shop that fails, ends the run (unless told to go on after failures) and the
+// shops committed before it stay.
 class SalesGathering : public GatherRun {
 public:
     // Shops carry what the search row gave (address, shopkeeper, name, main business); the gathering
@@ -42,26 +46,42 @@ public:
     SalesGathering(const SalesGathering&) = delete;
     SalesGathering& operator=(const SalesGathering&) = delete;
 
+    // A shop that fails is left out and the others go on (the window's way), instead of ending the run.
+    void goOnAfterFailures() { goOn_ = true; }
+
     void start() override;
     void stop() override { stages_.stop(); }
     void wait() override;
     GatherTiming& timing() { return stages_.timing(); }
 
 private:
+    struct ItemHaul {
+        TItemBaseInfo item;
+        std::vector<TAutionInfo> sales; // newest first
+    };
+    // What the pages of one shop gave, held until its turn to be saved.
+    struct ShopHaul {
+        TDianBaseInfo shop;
+        std::optional<TRateBaseInfo> summary;
+        std::vector<ItemHaul> items;
+    };
+
     void run();
-    void gatherShop(TDianBaseInfo& shop, db::Database& db);
-    void gatherItem(const TItemInfo& row, const TDianBaseInfo& shop, db::Database& db);
+    ShopHaul fetchShop(TDianBaseInfo shop);
+    ItemHaul fetchItem(const TItemInfo& row);
+    // Inside the shop's transaction; returns what it saved.
+    GatherTally saveShop(ShopHaul& haul, db::Database& db);
 
     std::filesystem::path database_;
     std::vector<TDianBaseInfo> shops_;
     std::vector<int> positions_; // in the recorded run; empty: a new run, recorded when it starts
     int itemsPerShop_;
+    bool goOn_ = false;
     GatherObserver& observer_;
     ProgressGauge* saveGauge_;
     ShopStages stages_;
-    int itemsGathered_ = 0;
+    std::atomic<int> itemsGathered_ = 0;
     GatherTally saved_;
-    GatherTally shopTally_; // the open shop's, added to saved_ when it commits
     std::jthread thread_;
 };
 

@@ -7,6 +7,8 @@
 #include "parse/ShopPageParser.h"
 #include "parse/TParseException.h"
 
+#include <algorithm>
+
 namespace vantor {
 
 namespace {
@@ -47,6 +49,9 @@ std::string withFailures(std::string text, const FailureCounts& failures) {
 }
 
 std::string endOfRun(JobEnd end, const GatherTally& saved, const std::string& detail) {
+    if (end == JobEnd::Finished && saved.failedShops > 0)
+        return "采集完成：已保存" + counts(saved) + "；" + std::to_string(saved.failedShops) +
+               "家店铺采集失败，未保存" + (detail.empty() ? "" : "（" + detail + "）") + "。";
     if (end == JobEnd::Finished) return "采集完成：已保存" + counts(saved) + "。";
     // A rating run is one transaction: an end before its last shop keeps none of it.
     const std::string kept = saved.kind == GatherKind::Ratings
@@ -107,8 +112,9 @@ void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, std::int32_t 
             throw;
         }
     };
-    JobEnd end = runner_.run(param, pageStep, mode, timed);
-    if (end != JobEnd::Finished) throw StageEnded{end};
+    std::string error;
+    JobEnd end = runner_.run(param, pageStep, mode, timed, &error);
+    if (end != JobEnd::Finished) throw StageEnded{end, error};
 }
 
 void ShopStages::readShopPage(TDianBaseInfo& shop) {
@@ -127,11 +133,19 @@ TRateBaseInfo ShopStages::readRateSummary(const TDianBaseInfo& shop) {
     return summary;
 }
 
+size_t ShopStages::shopsAtOnce() const {
+    return std::clamp<size_t>(runner_.slotCount() / 2, 1, 8);
+}
+
+size_t ShopStages::itemsAtOnce() const {
+    return std::clamp<size_t>(runner_.slotCount(), 1, 8);
+}
+
 JobEnd ShopStages::ended(std::string& detail) {
     try {
         throw;
     } catch (const StageEnded& stage) {
-        detail = stage.end == JobEnd::Failed ? runner_.error() : "";
+        detail = stage.end == JobEnd::Failed ? stage.error : "";
         return stage.end;
     } catch (const TSaveException& e) {
         observer_.message(e.what());

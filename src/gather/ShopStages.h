@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ShopPipeline.h"
 #include "StageRunner.h"
 #include "download/THttpAgent.h"
 #include "market/Records.h"
@@ -24,6 +25,7 @@ struct GatherTally {
     int items = 0;
     int sales = 0;
     int ratings = 0;
+    int failedShops = 0;    // shops that failed while the run went on; none were saved
     FailureCounts failures; // downloads that failed (retried or not) and pages that could not be read
 };
 
@@ -85,6 +87,7 @@ private:
 // A stage's job ended without finishing: the shop cannot be completed.
 struct StageEnded {
     JobEnd end;
+    std::string error; // what ended a failed job
 };
 
 // The stages every shop's chain is made of, one job each on the gathering's slots, timed.
@@ -108,6 +111,20 @@ public:
     // Failures also reach the status line, and a save's own message is shown.
     JobEnd ended(std::string& detail);
 
+    // Fetches the shops several at once, and saves each in the run's order on the calling thread, as a
+    // run of one shop after the other would; the observer hears of each shop when the run waits for it. A
+    // shop whose fetch or save fails ends the run there, unless goOn is set: it is then counted in
+    // failedShops (detail names the first failure) and the others go on. A stop always ends the run, and the
+    // shops on the wire stop with it.
+    template <class Haul>
+    JobEnd inOrder(const std::vector<TDianBaseInfo>& shops, const std::function<Haul(size_t)>& fetch,
+                   const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
+                   int& failedShops);
+    // How many shops are on the wire at once, and items of one shop: one slot gathers shop after shop
+    // and item after item.
+    size_t shopsAtOnce() const;
+    size_t itemsAtOnce() const;
+
     void stop() { runner_.stop(); }
     GatherTiming& timing() { return timing_; }
     FailureCounts failures() const { return failures_.counts(); }
@@ -119,6 +136,38 @@ private:
     StageRunner runner_;
     GatherTiming timing_;
 };
+
+template <class Haul>
+JobEnd ShopStages::inOrder(const std::vector<TDianBaseInfo>& shops, const std::function<Haul(size_t)>& fetch,
+                           const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
+                           int& failedShops) {
+    JobEnd end = JobEnd::Finished;
+    ShopPipeline<Haul> pipeline(shops.size(), shopsAtOnce(), fetch);
+    for (size_t i = 0; i < shops.size(); ++i) {
+        observer_.shopStarted(int(i), int(shops.size()), shops[i]);
+        try {
+            // A shop fetched before the stop came is not saved after it.
+            if (runner_.stopped()) throw StageEnded{JobEnd::Stopped, {}};
+            Haul haul = pipeline.take(i);
+            save(i, haul);
+        } catch (...) {
+            std::string why;
+            const JobEnd shopEnd = ended(why);
+            if (shopEnd == JobEnd::Stopped || !goOn) {
+                end = shopEnd;
+                detail = why;
+                break;
+            }
+            if (failedShops++ == 0) detail = why.empty() ? std::string("连接超时") : why;
+        }
+    }
+    // The shops still on the wire end now, before the pipeline waits for their threads.
+    if (end != JobEnd::Finished) {
+        pipeline.cancel();
+        stop();
+    }
+    return end;
+}
 
 // A user id the marketplace's rating and list addresses can be built on.
 bool knownUserId(const TDianBaseInfo& shop);

@@ -5,7 +5,8 @@
 
 namespace vantor {
 
-JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode, PageHandler page) {
+JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode, PageHandler page,
+                        std::string* error) {
     if (stopped()) return JobEnd::Stopped;
     TDownCheck::Handlers handlers;
     handlers.page = [page = std::move(page)](std::int32_t, std::int32_t number, const std::string& html) {
@@ -20,12 +21,12 @@ JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32
     handlers.error = [this, &timedOut](std::int32_t) {
         if (!timedOut && !stopped()) statusLine_(statusLineText(kGatherFailed));
     };
-    TDownCheck job(param, gauges_, pageStep, mode, std::move(handlers));
+    TDownCheck job(param, pool_, pageStep, mode, std::move(handlers));
     if (mode == TDownCheck::kRatingMode) job.setHistoryPrefix(market::kRateHistoryPrefix);
     job.setFailureTally(failures_);
     {
         std::lock_guard lock(mutex_);
-        current_ = &job;
+        running_.insert(&job);
     }
     // A stop that came while the job was being built must still reach it.
     if (stopped()) job.requestStop();
@@ -33,21 +34,30 @@ JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32
     job.wait();
     {
         std::lock_guard lock(mutex_);
-        current_ = nullptr;
+        running_.erase(&job);
     }
     if (job.getFinished()) return JobEnd::Finished;
     if (stopped()) return JobEnd::Stopped;
     // The driver's status word says only "failed" once the time-out has ended the run.
     if (timedOut) return JobEnd::TimedOut;
-    error_ = job.lastError();
-    if (error_.empty()) error_ = std::string(job.getStatus().substr(1));
+    std::string message = job.lastError();
+    if (message.empty()) message = std::string(job.getStatus().substr(1));
+    if (error) *error = message;
+    std::lock_guard lock(mutex_);
+    error_ = std::move(message);
     return JobEnd::Failed;
+}
+
+std::string StageRunner::error() const {
+    std::lock_guard lock(mutex_);
+    return error_;
 }
 
 void StageRunner::stop() {
     stopped_.store(true, std::memory_order_release);
     std::lock_guard lock(mutex_);
-    if (current_) current_->requestStop();
+    for (TDownCheck* job : running_)
+        job->requestStop();
 }
 
 } // namespace vantor

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 
 namespace vantor {
@@ -14,9 +15,10 @@ namespace vantor {
 // How a gathering job ended.
 enum class JobEnd { Finished, TimedOut, Failed, Stopped };
 
-// Runs the jobs of one gathering, one after the other, on the calling thread; stop() may come from any
-// thread and ends the job in flight and every job after it. A job that fails puts the moment and the
-// reason on the main window's status line.
+// Runs the jobs of one gathering, each on the thread that asks for it; several threads may run jobs at
+// the same time, and all of them share the gathering's slots (one per gauge), so the gauges are the
+// ceiling of requests in flight. stop() may come from any thread and ends every job in flight and every
+// job after them. A job that fails puts the moment and the reason on the main window's status line.
 class StageRunner {
 public:
     using PageHandler = std::function<void(std::int32_t pageNumber, const std::string& page)>;
@@ -26,29 +28,30 @@ public:
     // its failed downloads into failures, when given; it must outlive the runner.
     StageRunner(std::vector<SlotProgress*> gauges, StatusLine statusLine,
                 const char* timedOutText = kConnectionTimedOut, FailureTally* failures = nullptr)
-        : gauges_(std::move(gauges)),
+        : pool_(gauges),
           statusLine_(std::move(statusLine)),
           timedOutText_(timedOutText),
           failures_(failures) {}
 
     // Runs the job to its end. The page handler runs on the driver thread; when it throws, the job ends
-    // as Failed and error() holds the message.
-    JobEnd run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode, PageHandler page);
+    // as Failed and the message goes to *error when given, and to error().
+    JobEnd run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode, PageHandler page,
+               std::string* error = nullptr);
 
     void stop();
     bool stopped() const { return stopped_.load(std::memory_order_acquire); }
-    std::string error() const { return error_; }
-
-    const std::vector<SlotProgress*>& gauges() const { return gauges_; }
+    // The message of the last job that failed.
+    std::string error() const;
+    size_t slotCount() const { return pool_.size(); }
 
 private:
-    std::vector<SlotProgress*> gauges_;
+    SlotPool pool_;
     StatusLine statusLine_;
     const char* timedOutText_;
     FailureTally* failures_;
     std::atomic<bool> stopped_ = false;
-    std::mutex mutex_;
-    TDownCheck* current_ = nullptr;
+    mutable std::mutex mutex_;
+    std::set<TDownCheck*> running_;
     std::string error_;
 };
 

@@ -2,6 +2,7 @@
 #include "base/DateTime.h"
 #include "base/GbkText.h"
 #include "demo-market/DemoMarket.h"
+#include "support/GatheredData.h"
 
 #include <gtest/gtest.h>
 
@@ -79,9 +80,10 @@ TEST_F(GatherCommands, GatherSalesByAddressOrFromTheSearchResultStoresTheShops) 
 TEST_F(GatherCommands, AFailingShopStopsTheRunWithStatusOneAndTheShopsBeforeItStay) {
     const auto& first = market.model().shops()[3];
     const auto& second = market.model().shops()[4];
+    const auto& third = market.model().shops()[5]; // on the wire with the second, never saved
     market.faults().add(demo::parseFaultRule("kind=error&status=500&match=shop" + second.shopNo + "."));
-    auto r =
-        run("gather-sales --shop " + first.webAddress() + " --shop " + second.webAddress() + " --items 1");
+    auto r = run("gather-sales --shop " + first.webAddress() + " --shop " + second.webAddress() + " --shop " +
+                 third.webAddress() + " --items 1");
     EXPECT_EQ(r.status, 1) << r.out;
     EXPECT_NE(r.out.find("连接超时.....！请检查你的网络状态是否良好？或通过工具选项增加连接时间。"),
               std::string::npos)
@@ -177,21 +179,6 @@ bool belongsTo(const std::string& url, const demo::MarketModel& model, const dem
     return false;
 }
 
-// The gathered tables as text, in id order, without the moments of the saves.
-std::string gatheredData(const test::CliFolder& folder) {
-    db::TDM dm(folder.dir / "lmd_pin.db");
-    std::string text;
-    for (const char* table : {"dianbase", "itemInfo", "saleInfo"}) {
-        auto rows = dm.cn1().prepare(std::string("select * from ") + table + " order by id");
-        while (rows.step()) {
-            for (int c = 0; c < rows.columnCount(); ++c)
-                if (rows.columnName(c) != "updateDate") text += rows.text(c) + "|";
-            text += "\n";
-        }
-    }
-    return text;
-}
-
 } // namespace
 
 TEST_F(GatherCommands, AKilledSalesRunIsResumedWithoutFetchingItsCommittedShopsAgain) {
@@ -239,7 +226,9 @@ TEST_F(GatherCommands, AKilledSalesRunIsResumedWithoutFetchingItsCommittedShopsA
     test::CliFolder whole;
     test::writeFile(whole.dir / "config.ini", test::readFile(dir / "config.ini"));
     ASSERT_EQ(whole.run("gather-sales --items 2" + shops).status, 0);
-    const std::string resumedData = gatheredData(*this), wholeData = gatheredData(whole);
+    db::TDM resumedFile(dir / "lmd_pin.db"), wholeFile(whole.dir / "lmd_pin.db");
+    const std::string resumedData = test::gatheredData(resumedFile.cn1());
+    const std::string wholeData = test::gatheredData(wholeFile.cn1());
     const auto differ =
         std::mismatch(resumedData.begin(), resumedData.end(), wholeData.begin(), wholeData.end());
     EXPECT_TRUE(differ.first == resumedData.end() && differ.second == wholeData.end())

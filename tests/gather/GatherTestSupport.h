@@ -39,12 +39,12 @@ struct Recorder : ShopSearchObserver, GatherObserver {
     std::vector<TDianBaseInfo> shops;
     std::vector<int> totals;
     std::vector<std::string> statusLines, stages;
-    int shopsDone = 0, currentShop = -1;
+    int shopsDone = 0;
     bool ended = false;
     JobEnd end = JobEnd::Finished;
     GatherTally saved;
     std::string detail;
-    std::function<void(const std::string& stage, int shopIndex)> onStage;
+    std::function<void(int done)> onShopDone;
 
     // Runs f under the lock.
     template <class F> void locked(F f) {
@@ -61,16 +61,12 @@ struct Recorder : ShopSearchObserver, GatherObserver {
         locked([&] { statusLines.push_back(text); });
     }
     void searchEnded(JobEnd how, int, const std::string& why) override { finish(how, why); }
-    void shopStarted(int index, int, const TDianBaseInfo&) override {
-        locked([&] { currentShop = index; });
-    }
     void stageText(const std::string& text) override {
-        int shop;
-        locked([&] { stages.push_back(text), shop = currentShop; });
-        if (onStage) onStage(text, shop); // outside the lock: it may stop the job
+        locked([&] { stages.push_back(text); });
     }
     void shopFinished(int done, int) override {
         locked([&] { shopsDone = done; });
+        if (onShopDone) onShopDone(done); // outside the lock: it may stop the job
     }
     void gatherEnded(JobEnd how, const std::string& why, const GatherTally& tally) override {
         locked([&] { saved = tally; });

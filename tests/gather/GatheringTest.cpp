@@ -4,11 +4,13 @@
 #include "gather/GatherTexts.h"
 #include "gather/RatingGathering.h"
 #include "market/CategoryTable.h"
+#include "support/GatheredData.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
+#include <type_traits>
 
 using namespace vantor;
 using namespace vantor::test;
@@ -24,12 +26,22 @@ protected:
 
     template <class Gathering, class... Range>
     JobEnd run(const std::vector<int>& shopIndexes, std::vector<SlotProgress*> gauges, Range... range) {
+        return runInto<Gathering>(dm, shopIndexes, std::move(gauges), range...);
+    }
+    template <class Gathering, class... Range>
+    JobEnd runInto(db::TDM& into, const std::vector<int>& shopIndexes, std::vector<SlotProgress*> gauges,
+                   Range... range) {
         std::vector<TDianBaseInfo> shops;
         for (int i : shopIndexes)
             shops.push_back(searchRowOf(shop(i)));
         recorder = std::make_unique<Recorder>();
-        recorder->onStage = onStage;
-        Gathering run(dm.file(), shops, range..., demoAgent(market), std::move(gauges), *recorder);
+        recorder->onShopDone = [this](int done) {
+            if (done == stopAfterShops && gathering) gathering->stop();
+        };
+        into.open();
+        Gathering run(into.file(), shops, range..., demoAgent(market), std::move(gauges), *recorder);
+        if constexpr (std::is_same_v<Gathering, SalesGathering>)
+            if (goOn) run.goOnAfterFailures();
         gathering = &run;
         run.start();
         run.wait();
@@ -98,7 +110,16 @@ protected:
     db::TDM dm{dir / "lmd_pin.db"};
     NoSlotProgress g1, g2, g3, g4;
     std::unique_ptr<Recorder> recorder;
-    std::function<void(const std::string&, int)> onStage;
+    int stopAfterShops = 0; // the run is stopped once this many shops are saved
+    bool goOn = false;      // a failing shop is left out and the others go on, as in the window
+    // Eight slots: four shops on the wire at once.
+    std::vector<NoSlotProgress> bars = std::vector<NoSlotProgress>(8);
+    std::vector<SlotProgress*> eight() {
+        std::vector<SlotProgress*> gauges;
+        for (auto& bar : bars)
+            gauges.push_back(&bar);
+        return gauges;
+    }
     GatherRun* gathering = nullptr;
 };
 
@@ -232,9 +253,7 @@ TEST_F(GatherFromTheDemoMarket, OddItemPagesAreSavedWithTheirDefaults) {
 }
 
 TEST_F(GatherFromTheDemoMarket, AStopInTheSecondShopKeepsTheFirstAndRollsBackTheSecond) {
-    onStage = [this](const std::string& stage, int shopIndex) {
-        if (shopIndex == 1 && stage == "正在处理销售记录" && gathering) gathering->stop();
-    };
+    stopAfterShops = 1; // the second shop is on the wire by then, or already in: it is not saved either way
     EXPECT_EQ(gather({3, 4}, 2), JobEnd::Stopped);
     EXPECT_EQ(recorder->shopsDone, 1);
     EXPECT_EQ(text("select group_concat(dianzhu) from dianbase"), shop(3).nick);
@@ -247,13 +266,50 @@ TEST_F(GatherFromTheDemoMarket, AStopInTheSecondShopKeepsTheFirstAndRollsBackThe
     EXPECT_EQ(number("select count(*) from saleInfo where itemId='" + secondsItem.id + "'"), 0);
 }
 
+TEST_F(GatherFromTheDemoMarket, ShopsOnTheWireTogetherAreSavedAsOneShopAfterTheOtherSavesThem) {
+    std::vector<int> steady; // shops whose pages stay the same from visit to visit
+    for (const auto& s : market.model().shops())
+        if (steady.size() < 6 && s.index >= 3 && !s.ratingsChange) steady.push_back(s.index);
+    NoSlotProgress one;
+    ASSERT_EQ(run<SalesGathering>(steady, {&one}, 3), JobEnd::Finished); // one slot: one page at a time
+    TempDir parallelDir;
+    db::TDM parallel(parallelDir / "lmd_pin.db");
+    ASSERT_EQ(runInto<SalesGathering>(parallel, steady, eight(), 3), JobEnd::Finished);
+    EXPECT_EQ(test::gatheredData(dm.cn1()), test::gatheredData(parallel.cn1()));
+    EXPECT_EQ(recorder->saved.shops, 6);
+}
+
+TEST_F(GatherFromTheDemoMarket, AStopWithShopsOnTheWireKeepsExactlyTheCommittedShops) {
+    market.faults().add(demo::parseFaultRule("kind=delay&ms=20"));
+    stopAfterShops = 1;
+    EXPECT_EQ(run<SalesGathering>({3, 4, 5, 6, 7, 8}, eight(), 2), JobEnd::Stopped);
+    const std::int64_t kept = number("select count(*) from dianbase");
+    EXPECT_EQ(kept, recorder->saved.shops);
+    EXPECT_EQ(kept, recorder->shopsDone);
+    EXPECT_EQ(number("select count(*) from salesRun where done=1"), kept);
+    EXPECT_EQ(number("select count(*) from itemInfo"), 2 * kept);
+    EXPECT_LT(kept, 6);
+}
+
+TEST_F(GatherFromTheDemoMarket, InTheWindowsWayAFailingShopFailsAloneAndTheOthersAreSaved) {
+    market.faults().add(demo::parseFaultRule("kind=error&status=500&match=shop" + shop(4).shopNo + "."));
+    goOn = true;
+    EXPECT_EQ(run<SalesGathering>({3, 4, 5, 6}, eight(), 1), JobEnd::Finished);
+    EXPECT_EQ(number("select count(*) from dianbase"), 3);
+    EXPECT_EQ(number("select count(*) from dianbase where dianzhu='" + shop(4).nick + "'"), 0);
+    EXPECT_EQ(number("select count(*) from salesRun where done=0"), 1); // left for the offer to continue
+    EXPECT_EQ(gatherSummary(JobEnd::Finished, recorder->saved, recorder->detail),
+              "采集完成：已保存店铺3家，商品3个，销售记录" + std::to_string(recorder->saved.sales) +
+                  "条；1家店铺采集失败，未保存（连接超时）。失败：HTTP 500 4次");
+}
+
 // Whether every request fails or only the item stage's, the shop being gathered is rolled back.
 TEST_F(GatherFromTheDemoMarket, FailuresLeaveNothingHalfSaved) {
     for (auto [rule, shops] : {std::pair{"kind=drop", std::vector{3, 4}},
                                {"kind=error&status=503&match=show_buyer_list", std::vector{3}}}) {
         market.faults().clear();
         market.faults().add(demo::parseFaultRule(rule));
-        EXPECT_EQ(gather(shops, 2), JobEnd::TimedOut) << rule;
+        EXPECT_EQ(gather(shops, 1), JobEnd::TimedOut) << rule;
         EXPECT_EQ(number("select count(*) from dianbase"), 0) << rule;
         EXPECT_EQ(number("select count(*) from itemInfo"), 0) << rule;
         ASSERT_EQ(recorder->statusLines.size(), 1u) << rule;
@@ -267,12 +323,12 @@ TEST_F(GatherFromTheDemoMarket, FailuresLeaveNothingHalfSaved) {
 TEST_F(GatherFromTheDemoMarket, FailuresThatWereRetriedAreCountedByReasonInTheSummary) {
     for (const char* rule :
          {"kind=error&status=503&match=item.htm&count=2", "kind=truncate&match=show_buyer_list&count=1",
-          "kind=drop&match=user-rate&count=1"})
+          "kind=error&status=500&match=user-rate&count=1"})
         market.faults().add(demo::parseFaultRule(rule));
     ASSERT_EQ(gather({3}, 2), JobEnd::Finished) << recorder->detail;
     expectItemsWithSales(shop(3), 2);
     EXPECT_TRUE(gatherSummary(JobEnd::Finished, recorder->saved, "")
-                    .ends_with("条。失败：HTTP 503 2次，传输中断1次，连接断开1次"))
+                    .ends_with("条。失败：HTTP 500 1次，HTTP 503 2次，传输中断1次"))
         << gatherSummary(JobEnd::Finished, recorder->saved, "");
 }
 
@@ -325,9 +381,7 @@ TEST_F(GatherRatings, ASecondVisitAddsOnlyTheNewRatingsAndKeepsTheOlderRows) {
 }
 
 TEST_F(GatherRatings, AStopInTheSecondOfThreeShopsKeepsNothingOfTheRun) {
-    onStage = [this](const std::string& stage, int shopIndex) {
-        if (shopIndex == 1 && stage == "正在处理信用评价") gathering->stop();
-    };
+    stopAfterShops = 1;
     EXPECT_EQ(gatherRatings({4, 5, 6}), JobEnd::Stopped);
     EXPECT_EQ(number("select count(*) from pjinfo"), 0);
     EXPECT_EQ(number("select count(*) from dianbase"), 0);

@@ -24,8 +24,11 @@ std::unique_ptr<GatherRun> TsaleGatherFrm::makeGathering(std::vector<TDianBaseIn
                                                          const std::filesystem::path& database,
                                                          std::vector<SlotProgress*> gauges,
                                                          GatherObserver& observer, ProgressGauge* saveGauge) {
-    return std::make_unique<SalesGathering>(database, std::move(shops), fromData->value(), agent(),
-                                            std::move(gauges), observer, saveGauge);
+    auto gathering = std::make_unique<SalesGathering>(database, std::move(shops), fromData->value(), agent(),
+                                                      std::move(gauges), observer, saveGauge);
+    // In the window a failing shop is left out, to be continued later, and the others go on.
+    gathering->goOnAfterFailures();
+    return gathering;
 }
 
 std::optional<UnfinishedRun> TsaleGatherFrm::unfinishedRun() {
@@ -37,8 +40,10 @@ std::unique_ptr<GatherRun> TsaleGatherFrm::makeResumedGathering(UnfinishedRun ru
                                                                 std::vector<SlotProgress*> gauges,
                                                                 GatherObserver& observer,
                                                                 ProgressGauge* saveGauge) {
-    return std::make_unique<SalesGathering>(database, std::move(run), agent(), std::move(gauges), observer,
-                                            saveGauge);
+    auto gathering = std::make_unique<SalesGathering>(database, std::move(run), agent(), std::move(gauges),
+                                                      observer, saveGauge);
+    gathering->goOnAfterFailures();
+    return gathering;
 }
 
 QString TsaleGatherFrm::shopText(int index, const QString& name) const {
