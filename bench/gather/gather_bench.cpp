@@ -1,13 +1,18 @@
-// Gathering from the demo marketplace, sales and ratings side by side: pages per second, records per
-// second, peak memory, and where the time went (waiting on the network against handling pages and
-// writing the database).
+// Gathering from the demo marketplace with a delay on every page: pages per second of a sales and a
+// rating gathering, the requests they keep in flight on average, and the same pages fetched by curl
+// with as many transfers at once through the same market, in the same run; then peak memory and where
+// the time of the gathering went.
 #include "../BenchSupport.h"
 #include "db/TDM.h"
 #include "demo-market/DemoMarket.h"
+#include "download/TThreadDownHtmlCode.h"
 #include "gather/RatingGathering.h"
 #include "gather/SalesGathering.h"
 
 #include <cstdio>
+#include <fstream>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace vantor;
 using namespace vantor::bench;
@@ -23,74 +28,118 @@ struct Quiet : GatherObserver {
     }
 };
 
-// Runs the gathering and prints its figures; false when it did not finish.
-bool report(const char* what, GatherRun& gathering, const GatherTiming& timing, const Quiet& quiet,
-            db::TDM& dm, const char* records, const char* countSql) {
-    double seconds = measure([&] {
-                         gathering.start();
-                         gathering.wait();
-                     }).wall;
+struct Rate {
+    size_t pages = 0;
+    double seconds = 0;
+    double inFlight = 0; // requests in hand at the market, on average
+    double perSecond() const { return double(pages) / seconds; }
+};
+
+// The market's requests from `first` on, with the time they took and the requests in flight meanwhile.
+Rate since(const demo::DemoMarket& market, size_t first, std::int64_t busyBefore, double seconds) {
+    Rate rate;
+    rate.pages = market.requests().size() - first;
+    rate.seconds = seconds;
+    rate.inFlight = double(market.busyMicros() - busyBefore) / 1e6 / seconds;
+    return rate;
+}
+
+// The same addresses fetched by curl through the market as proxy, `slots` transfers at once.
+Rate curlRate(demo::DemoMarket& market, const std::vector<std::string>& urls, int slots) {
+    char name[] = "/tmp/vantor-bench-urls-XXXXXX";
+    close(mkstemp(name));
+    {
+        std::ofstream list(name);
+        for (const auto& url : urls)
+            list << "url = \"" << url << "\"\noutput = \"/dev/null\"\n";
+    }
+    const std::string command = "curl --silent --no-progress-meter --fail --proxy " + market.proxyUrl() +
+                                " --parallel --parallel-immediate --parallel-max " + std::to_string(slots) +
+                                " --config " + name + " --user-agent '" + kUserAgent + "'";
+    const size_t first = market.requests().size();
+    const std::int64_t busy = market.busyMicros();
+    int status = 0;
+    const double seconds = measure([&] { status = std::system(command.c_str()); }, RUSAGE_CHILDREN).wall;
+    unlink(name);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        std::fprintf(stderr, "curl failed\n");
+        std::exit(1);
+    }
+    return since(market, first, busy, seconds);
+}
+
+// Runs the gathering, then curl over the pages it asked for, and prints both; false when it failed.
+bool compare(const char* what, demo::DemoMarket& market, GatherRun& gathering, const GatherTiming& timing,
+             const Quiet& quiet, int slots) {
+    const size_t first = market.requests().size();
+    const std::int64_t busy = market.busyMicros();
+    const double seconds = measure([&] {
+                               gathering.start();
+                               gathering.wait();
+                           }).wall;
     if (quiet.end != JobEnd::Finished) {
         std::fprintf(stderr, "%s failed: %s\n", what, quiet.detail.c_str());
         return false;
     }
-    auto st = dm.cn1().prepare(countSql);
-    st.step();
-    const double count = double(st.integer(0));
-    double parse = double(timing.parseMicros) / 1e6, save = double(timing.saveMicros) / 1e6;
-    double network = seconds - parse - save;
-    std::printf("%s: %.0f %s in %.2f s, %.0f %s per second\n", what, count, records, seconds, count / seconds,
-                records);
-    std::printf("  pages: %d, pages per second: %.0f\n", timing.pages.load(), timing.pages / seconds);
-    std::printf("  time: network wait %.0f%%, page handling %.0f%%, saving %.0f%%\n", 100 * network / seconds,
-                100 * parse / seconds, 100 * save / seconds);
+    const Rate ours = since(market, first, busy, seconds);
+    const auto all = market.requests();
+    const Rate curl = curlRate(market, {all.begin() + long(first), all.end()}, slots);
+    const double parse = double(timing.parseMicros) / 1e6, save = double(timing.saveMicros) / 1e6;
+    std::printf("  %-7s %5zu pages  %6.0f pages/s  in flight %5.1f   curl %6.0f pages/s  in flight %5.1f   "
+                "ratio %.2f   (page handling %.2f s, saving %.2f s)\n",
+                what, ours.pages, ours.perSecond(), ours.inFlight, curl.perSecond(), curl.inFlight,
+                ours.perSecond() / curl.perSecond(), parse, save);
     return true;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    const int shopCount = argument(argc, argv, 1, 20);
+    const int shopCount = argument(argc, argv, 1, 5);
     const int items = argument(argc, argv, 2, 10);
-    fs::path dir = scratchFolder("vantor-bench-gather");
-
-    demo::DemoMarket market;
-    std::vector<TDianBaseInfo> shops;
-    for (const auto& shop : market.model().shops()) {
-        if (int(shops.size()) == shopCount) break;
-        if (shop.index < 3) continue; // the special cases are for the tests
-        shops.emplace_back();
-        shops.back().webaddr = shop.webAddress();
-        shops.back().dianzhu = shop.nick;
-        shops.back().dianming = shop.name;
+    const int slots = argument(argc, argv, 3, 16);
+    const std::vector<int> delays =
+        argc > 4 ? std::vector<int>{argument(argc, argv, 4, 50)} : std::vector<int>{0, 50};
+    std::printf("%d shops x %d items, then the rating shop past page 100; %d slots, curl with %d transfers\n",
+                shopCount, items, slots, slots);
+    for (int delay : delays) {
+        fs::path dir = scratchFolder("vantor-bench-gather");
+        demo::DemoMarketOptions options;
+        if (delay > 0)
+            options.faults.push_back(demo::parseFaultRule("kind=delay&ms=" + std::to_string(delay)));
+        demo::DemoMarket market(options);
+        std::vector<TDianBaseInfo> shops;
+        for (const auto& shop : market.model().shops()) {
+            if (int(shops.size()) == shopCount) break;
+            if (shop.index < 3) continue; // the special cases are for the tests
+            shops.emplace_back();
+            shops.back().webaddr = shop.webAddress();
+            shops.back().dianzhu = shop.nick;
+            shops.back().dianming = shop.name;
+        }
+        auto agent = std::make_shared<THttpAgent>();
+        agent->AgentType = true;
+        agent->Server = "127.0.0.1";
+        agent->Port = market.port();
+        agent->ConnectTime = 3;
+        db::TDM dm(dir / "lmd_pin.db");
+        dm.open();
+        std::vector<NoSlotProgress> bars(size_t(std::max(1, slots)));
+        std::vector<SlotProgress*> gauges;
+        for (auto& bar : bars)
+            gauges.push_back(&bar);
+        std::printf("%d ms a page:\n", delay);
+        Quiet quiet;
+        SalesGathering sales(dm.file(), shops, items, agent, gauges, quiet);
+        if (!compare("sales", market, sales, sales.timing(), quiet, slots)) return 1;
+        const auto& big = market.model().shops()[demo::MarketModel::kBigRatingShop];
+        TDianBaseInfo row;
+        row.webaddr = big.webAddress();
+        row.dianzhu = big.nick;
+        RatingGathering ratings(dm.file(), {row}, kDefaultRatingFrom, kDefaultRatingTo, agent, gauges, quiet);
+        if (!compare("ratings", market, ratings, ratings.timing(), quiet, slots)) return 1;
+        fs::remove_all(dir);
     }
-    auto agent = std::make_shared<THttpAgent>();
-    agent->AgentType = true;
-    agent->Server = "127.0.0.1";
-    agent->Port = market.port();
-    agent->ConnectTime = 3;
-
-    db::TDM dm(dir / "lmd_pin.db");
-    dm.open();
-    NoSlotProgress bars[4];
-    const std::vector<SlotProgress*> slots = {&bars[0], &bars[1], &bars[2], &bars[3]};
-    Quiet quiet;
-    SalesGathering sales(dm.file(), shops, items, agent, slots, quiet);
-    std::printf("sales gathering, %d shops x %d items:\n", shopCount, items);
-    if (!report("sales", sales, sales.timing(), quiet, dm, "sales", "select count(*) from saleInfo"))
-        return 1;
-
-    // The shop whose ratings run past page 100, with the window's default range.
-    const auto& big = market.model().shops()[demo::MarketModel::kBigRatingShop];
-    TDianBaseInfo row;
-    row.webaddr = big.webAddress();
-    row.dianzhu = big.nick;
-    RatingGathering ratings(dm.file(), {row}, kDefaultRatingFrom, kDefaultRatingTo, agent, slots, quiet);
-    std::printf("rating gathering, one shop of %d ratings (%d pages), range %d..%d:\n", big.ratingCount,
-                market.model().ratingPageCount(big), kDefaultRatingFrom, kDefaultRatingTo);
-    if (!report("ratings", ratings, ratings.timing(), quiet, dm, "ratings", "select count(*) from pjinfo"))
-        return 1;
     std::printf("peak memory (whole process, demo marketplace included): %.1f MB\n", peakMegabytes());
-    fs::remove_all(dir);
     return 0;
 }

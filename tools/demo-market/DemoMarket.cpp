@@ -49,6 +49,10 @@ std::string DemoMarket::proxyUrl() const {
     return "http://127.0.0.1:" + std::to_string(port());
 }
 
+std::int64_t DemoMarket::busyMicros() const {
+    return server_->busyMicros();
+}
+
 std::vector<std::string> DemoMarket::requests() const {
     return server_->requests();
 }

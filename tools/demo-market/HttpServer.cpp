@@ -333,6 +333,9 @@ void HttpServer::serve(Connection& connection) {
         }
         const bool open = answer(fd, req, respond(req), keepAlive);
         --inFlight_;
+        busyMicros_ += std::chrono::duration_cast<std::chrono::microseconds>(
+                           std::chrono::steady_clock::now() - req.received)
+                           .count();
         if (!open) return;
     }
 }

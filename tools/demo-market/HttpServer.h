@@ -54,6 +54,9 @@ public:
     int repliesSent() const { return repliesSent_.load(); } // replies sent to the end
     int hangUps() const { return hangUps_.load(); }         // clients that left during a delay
     int connections() const { return accepted_.load(); }    // connections accepted
+    // Microseconds spent with requests in hand, summed over requests: over a stretch of time, divided by
+    // its length, the requests in flight on average.
+    std::int64_t busyMicros() const { return busyMicros_.load(); }
 
 private:
     struct Connection {
@@ -89,6 +92,7 @@ private:
     std::deque<HttpRequest> log_;
     std::size_t requestCount_ = 0;
     std::atomic<int> inFlight_{0}, maxInFlight_{0}, repliesSent_{0}, hangUps_{0}, accepted_{0};
+    std::atomic<std::int64_t> busyMicros_{0};
 };
 
 } // namespace vantor::demo
