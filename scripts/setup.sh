@@ -8,6 +8,8 @@ packages=(
   build-essential cmake ninja-build ccache pkg-config clang-format
   # core libraries
   libpcre2-dev libcurl4-openssl-dev libsqlite3-dev sqlite3 libcli11-dev libssl-dev
+  # a shared store on a PostgreSQL server: libpq, and the server the tests start a cluster of
+  libpq-dev postgresql
   # the Debian package: dependencies computed from the binaries, the package unpacked in its test
   dpkg-dev file openssl
   # windows

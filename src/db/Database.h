@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -11,6 +12,7 @@
 
 struct sqlite3;
 struct sqlite3_stmt;
+struct pg_conn;
 
 namespace vantor::db {
 
@@ -30,21 +32,26 @@ std::string valueToText(const Value& value);
 
 class Statement;
 
-// One connection to the data file. Every connection gets the date and number functions the program's
-// statements use, so the statements run as they are written.
+// One connection to the store: the data file, or a PostgreSQL server. Every SQLite connection gets the
+// date and number functions the program's statements use, and a PostgreSQL store has them as server
+// functions, so the statements run as they are written on both; named parameters become PostgreSQL's
+// numbered ones, and values read back as the same texts.
 class Database {
 public:
     enum class Mode { OpenExisting, CreateIfMissing, ReadOnly };
 
     Database() = default;
     Database(const std::filesystem::path& file, Mode mode);
+    // A connection to a PostgreSQL server, the URL as libpq takes it ("postgresql://user@host:port/db").
+    static Database connect(const std::string& url);
+    bool isPostgres() const { return pg_ != nullptr; }
     ~Database();
     Database(Database&& other) noexcept;
     Database& operator=(Database&& other) noexcept;
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    bool isOpen() const { return db_ != nullptr; }
+    bool isOpen() const { return db_ != nullptr || pg_ != nullptr; }
     void close();
 
     void exec(std::string_view sql);
@@ -56,16 +63,22 @@ public:
     bool inTransaction() const;
 
     int changes() const;
+    // The SQLite connection; none on a PostgreSQL store.
     sqlite3* handle() const { return db_; }
 
 private:
     sqlite3* db_ = nullptr;
+    pg_conn* pg_ = nullptr;
+    int pgChanges_ = 0;
+    friend class Statement;
 };
 
 // A prepared statement with parameters bound by name (":name").
 class Statement {
 public:
     Statement(sqlite3* db, std::string_view sql);
+    // A statement of a PostgreSQL store; the database must outlive it.
+    Statement(Database& pgDatabase, std::string_view sql);
     ~Statement();
     Statement(Statement&& other) noexcept;
     Statement& operator=(Statement&& other) noexcept;
@@ -103,9 +116,11 @@ public:
     std::string_view textView(int column) const;
 
 private:
+    struct Pg;
     int parameterIndex(std::string_view name) const;
     sqlite3* db_ = nullptr;
     sqlite3_stmt* stmt_ = nullptr;
+    std::unique_ptr<Pg> pg_;
 };
 
 } // namespace vantor::db

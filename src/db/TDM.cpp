@@ -14,7 +14,12 @@ std::string_view schemaSql() {
 void ensureSchema(Database& db) {
     db.exec("BEGIN");
     try {
-        db.exec(schemaSql());
+        // Programs that open a new server store at the same time create it once, one after the other.
+        if (db.isPostgres()) db.exec("SELECT pg_advisory_xact_lock(7324881)");
+        if (db.isPostgres())
+            db.exec(postgresSchemaSql());
+        else
+            db.exec(schemaSql());
         db.exec("COMMIT");
     } catch (...) {
         db.rollback();
@@ -22,7 +27,7 @@ void ensureSchema(Database& db) {
     }
 }
 
-TDM::TDM(std::filesystem::path file) : file_(std::move(file)) {}
+TDM::TDM(Store store) : store_(std::move(store)) {}
 
 namespace {
 
@@ -34,14 +39,21 @@ constexpr const char* kConnectionPragmas =
 } // namespace
 
 Database TDM::openConnection() const {
-    Database db(file_, Database::Mode::OpenExisting);
+    if (store_.isPostgres()) return Database::connect(store_.url);
+    Database db(store_.file, Database::Mode::OpenExisting);
     db.exec(kConnectionPragmas);
     return db;
 }
 
 void TDM::open() {
     if (cn1_.isOpen()) return;
-    Database db(file_, Database::Mode::CreateIfMissing);
+    if (store_.isPostgres()) {
+        Database db = Database::connect(store_.url);
+        ensureSchema(db);
+        cn1_ = std::move(db);
+        return;
+    }
+    Database db(store_.file, Database::Mode::CreateIfMissing);
     // A file that is not a database fails here, not at the first view that reads it.
     db.exec(kConnectionPragmas);
     ensureSchema(db);

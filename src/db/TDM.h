@@ -3,6 +3,7 @@
 #include "Database.h"
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -17,19 +18,37 @@ struct StandingQuery {
 
 // The compiled-in schema: every table, index and saved view the statements refer to.
 std::string_view schemaSql();
+// The same schema in PostgreSQL's words, and the server functions the statements call (year, month,
+// day, hour, minute, second, weekday with 1 = Sunday, datepart, format$), giving SQLite's results.
+std::string postgresSchemaSql();
+
+// Where the gathered data lives: the SQLite data file, or a database on a PostgreSQL server.
+struct Store {
+    Store(std::filesystem::path file) : file(std::move(file)) {} // NOLINT: a file is a store
+    static Store postgres(std::string url) {
+        Store store{{}};
+        store.url = std::move(url);
+        return store;
+    }
+    bool isPostgres() const { return !url.empty(); }
+
+    std::filesystem::path file;
+    std::string url; // "postgresql://user@host:port/dbname"; empty: the file
+};
 
 // The data module: the one connection of the user-interface thread to the data file and the
 // statements of the standing queries. Workers open connections of their own on the same file.
 class TDM {
 public:
-    explicit TDM(std::filesystem::path file);
+    explicit TDM(Store store);
 
     // Opens the data file, creating it from the schema when it is missing. Raises DbError when the
     // file cannot be opened or is not a database.
     void open();
     bool isOpen() const { return cn1_.isOpen(); }
     Database& cn1();
-    const std::filesystem::path& file() const { return file_; }
+    const std::filesystem::path& file() const { return store_.file; }
+    const Store& store() const { return store_; }
 
     // A further connection on the same file, for a worker thread.
     Database openConnection() const;
@@ -39,7 +58,7 @@ public:
     static const StandingQuery& standingQuery(std::string_view name);
 
 private:
-    std::filesystem::path file_;
+    Store store_;
     Database cn1_;
 };
 
