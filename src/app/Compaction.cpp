@@ -82,4 +82,14 @@ std::string compactDatabase(const fs::path& database, const fs::path& temporary,
     return now.toString();
 }
 
+std::string vacuumServerStore(const std::string& url, const DateTime& now) {
+    try {
+        db::Database db = db::Database::connect(url);
+        db.exec("VACUUM (ANALYZE)");
+    } catch (const std::exception& e) {
+        throw CompactionError(e.what());
+    }
+    return now.toString();
+}
+
 } // namespace vantor

@@ -27,4 +27,8 @@ bool compactionDue(const std::string& optimize, const std::string& lastTimeOpt, 
 std::string compactDatabase(const std::filesystem::path& database, const std::filesystem::path& temporary,
                             const DateTime& now);
 
+// The same for a server store: VACUUM (ANALYZE) on a connection of its own. Returns now as text.
+// Raises CompactionError.
+std::string vacuumServerStore(const std::string& url, const DateTime& now);
+
 } // namespace vantor

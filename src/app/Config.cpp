@@ -10,6 +10,7 @@ namespace {
 
 constexpr const char* kNet = "Net";
 constexpr const char* kOther = "Other";
+constexpr const char* kDb = "Db";
 
 IniFile loadIni(const std::filesystem::path& path) {
     try {
@@ -94,6 +95,7 @@ void ConfigFile::load(TConfig& config) const {
     config.setHttpAgent(std::make_shared<const THttpAgent>(agent));
     config.optimize = ini.read(kOther, "optimize", "1");
     config.lastTimeOpt = ini.read(kOther, "lastTimeOpt", "");
+    config.dbUrl = ini.read(kDb, "Url", "");
     require(parseInt32(config.optimize), "optimize", config.optimize);
 }
 
@@ -118,6 +120,36 @@ void ConfigFile::saveSchedule(int optimizeIndex) const {
     ini.write(kOther, "optimize", std::to_string(optimizeIndex));
     ini.write(kOther, "lastTimeOpt", "");
     saveIni(ini, path_);
+}
+
+void ConfigFile::saveDatabase(const std::string& url) const {
+    IniFile ini = loadIni(path_);
+    ini.write(kDb, "Url", url);
+    saveIni(ini, path_);
+}
+
+db::Store configuredStore(const DataFolder& folder) {
+    try {
+        std::string url = IniFile::load(folder.config()).read(kDb, "Url", "");
+        if (!url.empty() && !checkDatabaseUrl(url)) return db::Store::postgres(url);
+    } catch (const std::exception&) {
+        // Start-up says what is wrong with the file; the data stays where it always was.
+    }
+    return db::Store(folder.database());
+}
+
+std::optional<std::string> checkDatabaseUrl(const std::string& url) {
+    const bool postgres = url.rfind("postgresql://", 0) == 0 || url.rfind("postgres://", 0) == 0;
+    if (!postgres) return "数据库地址应为 postgresql://用户@主机:端口/数据库";
+    const size_t start = url.find("://") + 3;
+    const size_t at = url.find('@', start);
+    const size_t end = url.find_first_of("/?", start);
+    if (at != std::string::npos && (end == std::string::npos || at < end) &&
+        url.substr(start, at - start).find(':') != std::string::npos)
+        return "密码不写入配置文件，请写在 ~/.pgpass 或环境变量 PGPASSWORD 中";
+    if (url.find("password=") != std::string::npos)
+        return "密码不写入配置文件，请写在 ~/.pgpass 或环境变量 PGPASSWORD 中";
+    return std::nullopt;
 }
 
 void ConfigFile::saveLastTimeOpt(const std::string& lastTimeOpt) const {

@@ -1,11 +1,14 @@
 #pragma once
 
+#include "base/DataFolder.h"
+#include "db/TDM.h"
 #include "download/THttpAgent.h"
 
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -22,6 +25,7 @@ public:
 
     std::string optimize;
     std::string lastTimeOpt;
+    std::string dbUrl; // [Db] Url: a PostgreSQL server's database; empty: the data folder's file
 
 private:
     mutable std::mutex mutex_;
@@ -34,6 +38,14 @@ class ConfigError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// The store the settings name: the server's database of [Db] Url, or the data folder's file (also when
+// the settings file is missing or unreadable, which start-up reports on its own).
+db::Store configuredStore(const DataFolder& folder);
+
+// Why a database address cannot be saved, or nothing: it must be a PostgreSQL URL, and it carries no
+// password (libpq's password file ~/.pgpass or PGPASSWORD hold that).
+std::optional<std::string> checkDatabaseUrl(const std::string& url);
 
 // Messages of the settings file, as the windows show them.
 inline constexpr const char* kConfigFileError = "配置文件出错，系统将退出！";
@@ -61,6 +73,9 @@ public:
     void saveSchedule(int optimizeIndex) const;
 
     void saveLastTimeOpt(const std::string& lastTimeOpt) const;
+
+    // Writes [Db] Url; empty: back to the data file. The URL must have passed checkDatabaseUrl.
+    void saveDatabase(const std::string& url) const;
 
 private:
     std::filesystem::path path_;

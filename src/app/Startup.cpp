@@ -17,7 +17,9 @@ StartupOutcome prepareData(const DataFolder& folder, TConfig& config, db::TDM& d
     if (compactionDue(config.optimize, config.lastTimeOpt, now)) {
         observer.showStatus(kCompactingStatus);
         try {
-            config.lastTimeOpt = compactDatabase(folder.database(), folder.temporaryDatabase(), now);
+            config.lastTimeOpt = dm.store().isPostgres()
+                                     ? vacuumServerStore(dm.store().url, now)
+                                     : compactDatabase(folder.database(), folder.temporaryDatabase(), now);
         } catch (const std::exception&) {
             // lastTimeOpt keeps its old value, so the next start decides again.
             observer.showMessage(kCompactionFailed);

@@ -43,7 +43,7 @@ struct AnalyseOptions {
 
 void analyse(const Context& context, const AnalyseOptions& options) {
     DataFolder data = context.folder();
-    db::TDM dm(data.database());
+    db::TDM dm(configuredStore(data));
     try {
         data.create();
         dm.open();

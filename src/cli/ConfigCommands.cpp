@@ -7,8 +7,43 @@
 
 namespace vantor::cli {
 
+namespace {
+
+void addDatabaseCommand(CLI::App& config, Context& context) {
+    auto url = std::make_shared<std::string>();
+    auto sqlite = std::make_shared<bool>(false);
+    auto* db =
+        config.add_subcommand("db", "数据存放位置：PostgreSQL 数据库（--url）或本机数据文件（--sqlite）");
+    auto* urlOption = db->add_option(
+        "--url", *url, "postgresql://用户@主机:端口/数据库（密码写在 ~/.pgpass 或 PGPASSWORD）");
+    db->add_flag("--sqlite", *sqlite, "使用数据目录中的数据文件")->excludes(urlOption);
+    db->require_option(1);
+    db->callback([&context, url, sqlite] {
+        TConfig settings;
+        context.loadConfig(settings);
+        if (!*sqlite) {
+            if (auto refused = checkDatabaseUrl(*url)) throw CLI::ValidationError(*refused);
+            // A server that cannot be reached, or refuses, is said before anything is saved.
+            try {
+                db::TDM(db::Store::postgres(*url)).open();
+            } catch (const std::exception& e) {
+                throw JobFailed(std::string("无法使用数据库：") + e.what());
+            }
+        }
+        try {
+            ConfigFile(context.folder().config()).saveDatabase(*sqlite ? std::string() : *url);
+        } catch (const std::exception& e) {
+            throw JobFailed(std::string(kConfigSaveError) + " " + e.what());
+        }
+        std::cerr << (*sqlite ? "数据存放在本机数据文件中。" : "数据存放在数据库 " + *url + " 中。") << '\n';
+    });
+}
+
+} // namespace
+
 void addConfigCommands(CLI::App& app, Context& context) {
     auto* config = app.add_subcommand("config", "查看或修改设置")->require_subcommand(1);
+    addDatabaseCommand(*config, context);
     config->add_subcommand("show", "显示当前设置")->callback([&context] {
         TConfig settings;
         context.loadConfig(settings);
@@ -27,6 +62,8 @@ void addConfigCommands(CLI::App& app, Context& context) {
                   << "[Other]\n"
                   << "optimize=" << settings.optimize << '\n'
                   << "lastTimeOpt=" << settings.lastTimeOpt << '\n'
+                  << "[Db]\n"
+                  << "Url=" << settings.dbUrl << '\n'
                   << "; " << context.folder().config().string() << '\n';
     });
 }
@@ -39,7 +76,9 @@ void addCompactCommand(CLI::App& app, Context& context) {
         std::cerr << kCompactingStatus << '\n';
         try {
             settings.lastTimeOpt =
-                compactDatabase(data.database(), data.temporaryDatabase(), DateTime::now());
+                settings.dbUrl.empty()
+                    ? compactDatabase(data.database(), data.temporaryDatabase(), DateTime::now())
+                    : vacuumServerStore(settings.dbUrl, DateTime::now());
         } catch (const CompactionError& e) {
             throw JobFailed(std::string(kCompactionFailed) + " " + e.what());
         }

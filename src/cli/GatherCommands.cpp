@@ -184,17 +184,17 @@ std::vector<TDianBaseInfo> pickShops(const std::vector<TDianBaseInfo>& shops, co
 }
 
 using MakeGathering = std::function<std::unique_ptr<GatherRun>(
-    const std::filesystem::path& database, std::vector<SlotProgress*> slots, GatherObserver& observer)>;
+    const db::Store& database, std::vector<SlotProgress*> slots, GatherObserver& observer)>;
 
 // Runs a gathering into the data folder's database, its progress and outcome on standard error.
 void gather(const DataFolder& folder, size_t shops, const MakeGathering& make) {
     if (shops == 0) throw JobFailed(kNoShopTicked);
-    db::TDM dm(folder.database());
+    db::TDM dm(configuredStore(folder));
     dm.open();
     Slots slots;
     Progress progress;
     std::cerr << "共需下载：" << shops << "家店铺\n";
-    auto gathering = make(dm.file(), slots.list(), progress);
+    auto gathering = make(dm.store(), slots.list(), progress);
     gathering->start();
     gathering->wait();
     const std::string summary = gatherSummary(progress.end, progress.saved, progress.detail);
@@ -213,7 +213,7 @@ void gather(const DataFolder& folder, size_t shops, const MakeGathering& make) {
 void gatherSales(const DataFolder& folder, std::vector<TDianBaseInfo> shops, int items,
                  std::shared_ptr<const THttpAgent> agent) {
     const size_t count = shops.size();
-    gather(folder, count, [&](const std::filesystem::path& database, auto slots, GatherObserver& observer) {
+    gather(folder, count, [&](const db::Store& database, auto slots, GatherObserver& observer) {
         return std::make_unique<SalesGathering>(database, std::move(shops), items, agent, std::move(slots),
                                                 observer);
     });
@@ -221,12 +221,12 @@ void gatherSales(const DataFolder& folder, std::vector<TDianBaseInfo> shops, int
 
 // Continues the sales gathering the data folder's database holds unfinished; false when there is none.
 bool resumeSales(const DataFolder& folder, std::shared_ptr<const THttpAgent> agent) {
-    db::TDM dm(folder.database());
+    db::TDM dm(configuredStore(folder));
     std::optional<UnfinishedRun> unfinished = unfinishedSalesRun(dm.cn1());
     if (!unfinished) return false;
     std::cerr << resumeOfferText(unfinished->shops.size()) << '\n';
     gather(folder, unfinished->shops.size(),
-           [&](const std::filesystem::path& database, auto slots, GatherObserver& observer) {
+           [&](const db::Store& database, auto slots, GatherObserver& observer) {
                return std::make_unique<SalesGathering>(database, std::move(*unfinished), agent,
                                                        std::move(slots), observer);
            });
@@ -234,7 +234,7 @@ bool resumeSales(const DataFolder& folder, std::shared_ptr<const THttpAgent> age
 }
 
 void printStored(const DataFolder& folder) {
-    db::TDM dm(folder.database());
+    db::TDM dm(configuredStore(folder));
     auto st = dm.cn1().prepare(
         "select d.id,d.dianzhu,d.dianming,d.salerCredit,count(distinct i.itemId),"
         "(select count(*) from saleInfo s join itemInfo j on s.itemId=j.itemId where "
@@ -246,7 +246,7 @@ void printStored(const DataFolder& folder) {
 }
 
 void printStoredRatings(const DataFolder& folder) {
-    db::TDM dm(folder.database());
+    db::TDM dm(configuredStore(folder));
     auto st =
         dm.cn1().prepare("select d.id,d.dianzhu,d.dianming,d.salerCredit,count(p.id),d.pjupdate1,d.pjupdate2 "
                          "from dianbase d left join pjinfo p on p.dian_id=d.id group by d.id order by d.id");
@@ -272,7 +272,7 @@ struct ShopChoice {
     std::vector<TDianBaseInfo> shops(const DataFolder& folder, const TConfig& config) const {
         std::vector<TDianBaseInfo> chosen;
         if (!addresses->empty()) {
-            db::TDM dm(folder.database());
+            db::TDM dm(configuredStore(folder));
             for (const auto& address : *addresses)
                 chosen.push_back(shopFromAddress(dm.cn1(), address));
             return chosen;
@@ -336,11 +336,10 @@ void addGatherCommands(CLI::App& app, Context& context) {
         auto shops = ratingShops.shops(folder, config);
         const size_t count = shops.size();
         auto agent = config.getHttpAgent();
-        gather(folder, count,
-               [&](const std::filesystem::path& database, auto slots, GatherObserver& observer) {
-                   return std::make_unique<RatingGathering>(database, std::move(shops), range->first,
-                                                            range->second, agent, std::move(slots), observer);
-               });
+        gather(folder, count, [&](const db::Store& database, auto slots, GatherObserver& observer) {
+            return std::make_unique<RatingGathering>(database, std::move(shops), range->first, range->second,
+                                                     agent, std::move(slots), observer);
+        });
         printStoredRatings(folder);
     });
 

@@ -110,12 +110,12 @@ void addRankingCommands(CLI::App& app, Context& context) {
         context.loadConfig(config);
         DataFolder folder = context.folder();
         folder.create();
-        db::TDM dm(folder.database());
+        db::TDM dm(configuredStore(folder));
         dm.open();
         Slots slots;
         CategoryProgress progress;
         const DateTime now = DateTime::now();
-        CategoryRanking job(dm.file(), *categories, *depth, config.getHttpAgent(), slots.list(), progress,
+        CategoryRanking job(dm.store(), *categories, *depth, config.getHttpAgent(), slots.list(), progress,
                             now);
         job.start();
         job.wait();

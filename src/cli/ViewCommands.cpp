@@ -44,7 +44,7 @@ struct ExportOptions {
 // Opens the data file of the folder the command line names.
 std::unique_ptr<db::TDM> openData(const Context& context) {
     DataFolder data = context.folder();
-    auto dm = std::make_unique<db::TDM>(data.database());
+    auto dm = std::make_unique<db::TDM>(configuredStore(data));
     try {
         data.create();
         dm->open();

@@ -100,7 +100,7 @@ std::string categoryRankingSummary(JobEnd end, int categories, int items, const 
     return "采集失败：" + kept + (why.empty() ? "" : "原因：" + why);
 }
 
-CategoryRanking::CategoryRanking(std::filesystem::path database, std::vector<int> categories, int depth,
+CategoryRanking::CategoryRanking(db::Store database, std::vector<int> categories, int depth,
                                  std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
                                  CategoryRankingObserver& observer, DateTime now)
     : database_(std::move(database)),

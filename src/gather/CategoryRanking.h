@@ -3,6 +3,7 @@
 #include "ShopStages.h"
 #include "base/CsvFile.h"
 #include "base/DateTime.h"
+#include "db/TDM.h"
 
 #include <filesystem>
 #include <optional>
@@ -63,7 +64,7 @@ std::string categoryRankingSummary(JobEnd end, int categories, int items, const 
 // before it stay.
 class CategoryRanking : public GatherRun {
 public:
-    CategoryRanking(std::filesystem::path database, std::vector<int> categories, int depth,
+    CategoryRanking(db::Store database, std::vector<int> categories, int depth,
                     std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
                     CategoryRankingObserver& observer, DateTime now = DateTime::now());
     ~CategoryRanking() override;
@@ -79,7 +80,7 @@ private:
     void run();
     std::vector<TItemInfo> readCategory(const std::string& categoryId);
 
-    std::filesystem::path database_;
+    db::Store database_;
     std::vector<int> categories_;
     int depth_;
     DateTime now_;

@@ -52,10 +52,9 @@ std::string ratingHistoryPrefix(const std::string& userId) {
     return std::string(market::kRateHost) + "/user-rate-" + userId + kHistoryParameters;
 }
 
-RatingGathering::RatingGathering(std::filesystem::path database, std::vector<TDianBaseInfo> shops, int from,
-                                 int to, std::shared_ptr<const THttpAgent> agent,
-                                 std::vector<SlotProgress*> gauges, GatherObserver& observer,
-                                 ProgressGauge* saveGauge)
+RatingGathering::RatingGathering(db::Store database, std::vector<TDianBaseInfo> shops, int from, int to,
+                                 std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+                                 GatherObserver& observer, ProgressGauge* saveGauge)
     : database_(std::move(database)),
       shops_(std::move(shops)),
       from_(from),

@@ -3,6 +3,7 @@
 #include "ShopStages.h"
 #include "base/ProgressGauge.h"
 #include "db/Database.h"
+#include "db/TDM.h"
 
 #include <atomic>
 #include <filesystem>
@@ -52,7 +53,7 @@ class RatingGathering : public GatherRun {
 public:
     // Shops carry what the search row gave; the database must exist. from < to as validateRatingRange
     // wants it.
-    RatingGathering(std::filesystem::path database, std::vector<TDianBaseInfo> shops, int from, int to,
+    RatingGathering(db::Store database, std::vector<TDianBaseInfo> shops, int from, int to,
                     std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
                     GatherObserver& observer, ProgressGauge* saveGauge = nullptr);
     ~RatingGathering() override; // stops the run and waits for it
@@ -89,7 +90,7 @@ private:
                     std::vector<PageRun>& runs);
     void saveShop(ShopRatings& haul, db::Database& db);
 
-    std::filesystem::path database_;
+    db::Store database_;
     std::vector<TDianBaseInfo> shops_;
     int from_;
     int to_;

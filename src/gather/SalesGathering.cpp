@@ -34,10 +34,9 @@ std::string itemListPrefix(const std::string& userId) {
 
 } // namespace
 
-SalesGathering::SalesGathering(std::filesystem::path database, std::vector<TDianBaseInfo> shops,
-                               int itemsPerShop, std::shared_ptr<const THttpAgent> agent,
-                               std::vector<SlotProgress*> gauges, GatherObserver& observer,
-                               ProgressGauge* saveGauge)
+SalesGathering::SalesGathering(db::Store database, std::vector<TDianBaseInfo> shops, int itemsPerShop,
+                               std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+                               GatherObserver& observer, ProgressGauge* saveGauge)
     : database_(std::move(database)),
       shops_(std::move(shops)),
       itemsPerShop_(std::clamp(itemsPerShop, 1, kMaxItemsPerShop)),
@@ -45,7 +44,7 @@ SalesGathering::SalesGathering(std::filesystem::path database, std::vector<TDian
       saveGauge_(saveGauge),
       stages_(std::move(agent), std::move(gauges), observer) {}
 
-SalesGathering::SalesGathering(std::filesystem::path database, UnfinishedRun unfinished,
+SalesGathering::SalesGathering(db::Store database, UnfinishedRun unfinished,
                                std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
                                GatherObserver& observer, ProgressGauge* saveGauge)
     : SalesGathering(std::move(database), std::move(unfinished.shops), unfinished.itemsPerShop,

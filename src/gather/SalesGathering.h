@@ -4,6 +4,7 @@
 #include "ShopStages.h"
 #include "base/ProgressGauge.h"
 #include "db/Database.h"
+#include "db/TDM.h"
 #include "download/THttpAgent.h"
 #include "market/Records.h"
 
@@ -35,13 +36,13 @@ class SalesGathering : public GatherRun {
 public:
     // Shops carry what the search row gave (address, shopkeeper, name, main business); the gathering
     // completes them from their pages. The database must exist.
-    SalesGathering(std::filesystem::path database, std::vector<TDianBaseInfo> shops, int itemsPerShop,
+    SalesGathering(db::Store database, std::vector<TDianBaseInfo> shops, int itemsPerShop,
                    std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
                    GatherObserver& observer, ProgressGauge* saveGauge = nullptr);
     // Continues a run cut short: only the shops it had not committed, with its number of items.
-    SalesGathering(std::filesystem::path database, UnfinishedRun unfinished,
-                   std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
-                   GatherObserver& observer, ProgressGauge* saveGauge = nullptr);
+    SalesGathering(db::Store database, UnfinishedRun unfinished, std::shared_ptr<const THttpAgent> agent,
+                   std::vector<SlotProgress*> gauges, GatherObserver& observer,
+                   ProgressGauge* saveGauge = nullptr);
     ~SalesGathering() override; // stops the run and waits for it
     SalesGathering(const SalesGathering&) = delete;
     SalesGathering& operator=(const SalesGathering&) = delete;
@@ -72,7 +73,7 @@ private:
     // Inside the shop's transaction; returns what it saved.
     GatherTally saveShop(ShopHaul& haul, db::Database& db);
 
-    std::filesystem::path database_;
+    db::Store database_;
     std::vector<TDianBaseInfo> shops_;
     std::vector<int> positions_; // in the recorded run; empty: a new run, recorded when it starts
     int itemsPerShop_;

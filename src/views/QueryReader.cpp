@@ -15,6 +15,25 @@ namespace {
 
 QueryReader::QueryReader(db::Database connection, std::string_view sql, const Parameters& parameters)
     : db_(std::move(connection)) {
+    if (db_.isPostgres()) {
+        try {
+            server_.emplace(db_.prepare(sql));
+            for (const std::string& name : server_->parameterNames()) {
+                const Parameter* given = nullptr;
+                for (const auto& p : parameters)
+                    if (strcasecmp(name.c_str() + 1, p.name.c_str()) == 0) given = &p;
+                server_->bind(name, given ? given->value : db::Value{});
+            }
+            serverRowWaiting_ = server_->step();
+            for (int c = 0, n = server_->columnCount(); c < n; ++c)
+                names_.push_back(server_->columnName(c));
+            readBlocks(1);
+        } catch (...) {
+            release();
+            throw;
+        }
+        return;
+    }
     if (sqlite3_prepare_v2(db_.handle(), sql.data(), int(sql.size()), &stmt_, nullptr) != SQLITE_OK) {
         sqlite3_finalize(stmt_);
         stmt_ = nullptr;
@@ -66,12 +85,39 @@ void QueryReader::bind(const Parameters& parameters) {
     }
 }
 
+bool QueryReader::readServerRow() {
+    if (!serverRowWaiting_) return false;
+    for (int c = 0, n = int(names_.size()); c < n; ++c) {
+        db::Value value = server_->value(c);
+        switch (value.index()) {
+        case 1:
+            current_->addInteger(std::get<std::int64_t>(value));
+            break;
+        case 2:
+            current_->addReal(std::get<double>(value));
+            break;
+        case 3:
+            current_->addText(std::get<std::string>(value));
+            break;
+        default:
+            current_->addNull();
+        }
+    }
+    serverRowWaiting_ = server_->step();
+    return true;
+}
+
 bool QueryReader::readBlocks(std::size_t blocks) {
     const int fields = int(names_.size());
     while (blocks > 0) {
         if (!current_) current_ = std::make_unique<RowBlock>(fields);
         int rc = SQLITE_ROW;
-        while (!current_->full() && (rc = sqlite3_step(stmt_)) == SQLITE_ROW) {
+        if (server_) {
+            while (!current_->full() && readServerRow()) {
+            }
+            rc = serverRowWaiting_ ? SQLITE_ROW : SQLITE_DONE;
+        }
+        while (!server_ && !current_->full() && (rc = sqlite3_step(stmt_)) == SQLITE_ROW) {
             for (int c = 0; c < fields; ++c) {
                 switch (sqlite3_column_type(stmt_, c)) {
                 case SQLITE_INTEGER:
@@ -90,7 +136,7 @@ bool QueryReader::readBlocks(std::size_t blocks) {
                 }
             }
         }
-        if (rc != SQLITE_ROW && rc != SQLITE_DONE) fail(db_.handle());
+        if (!server_ && rc != SQLITE_ROW && rc != SQLITE_DONE) fail(db_.handle());
         const bool end = rc == SQLITE_DONE;
         {
             std::lock_guard lock(mutex_);
@@ -134,6 +180,7 @@ void QueryReader::readRestInBackground() {
 void QueryReader::release() {
     sqlite3_finalize(stmt_);
     stmt_ = nullptr;
+    server_.reset();
     db_.close();
 }
 

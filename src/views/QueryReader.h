@@ -8,6 +8,7 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -60,8 +61,15 @@ private:
     bool readBlocks(std::size_t blocks);
     void release();
 
+    // Reads a row of a server store's statement into the current block.
+    bool readServerRow();
+
     db::Database db_;
     sqlite3_stmt* stmt_ = nullptr;
+    // On a PostgreSQL store: the statement, whose rows the server sent at once, and whether a row read
+    // to learn the field names is still to be taken.
+    std::optional<db::Statement> server_;
+    bool serverRowWaiting_ = false;
     std::vector<std::string> names_;
     std::mutex mutex_;
     std::deque<std::unique_ptr<RowBlock>> ready_;

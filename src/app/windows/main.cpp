@@ -64,7 +64,7 @@ int main(int argc, char** argv) {
     std::optional<std::filesystem::path> folderOption;
     if (options.isSet(dataDir)) folderOption = options.value(dataDir).toStdString();
     DataFolder folder = DataFolder::locate(folderOption);
-    db::TDM dm(folder.database());
+    db::TDM dm(configuredStore(folder));
     splash.setGauge(15);
 
     TConfig config;

@@ -427,7 +427,7 @@ void ShopGatherWindow::startGathering(size_t shops, const MakeRun& make) {
     pages->setCurrentIndex(0);
     panels->setCurrentIndex(GatherProgress);
     dm_.open();
-    gathering_ = make(dm_.file(), slotGauges(), *bridge_, saveProgress_.get());
+    gathering_ = make(dm_.store(), slotGauges(), *bridge_, saveProgress_.get());
     gathering_->start();
 }
 

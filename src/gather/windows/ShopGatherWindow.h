@@ -98,15 +98,14 @@ protected:
     // Whether the form allows a run; a refusal has been shown. Asked before the ticked shops.
     virtual bool formAccepted() { return true; }
     virtual std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops,
-                                                     const std::filesystem::path& database,
+                                                     const db::Store& database,
                                                      std::vector<SlotProgress*> gauges,
                                                      GatherObserver& observer, ProgressGauge* saveGauge) = 0;
     // The progress line of the shop being gathered.
     virtual QString shopText(int index, const QString& name) const = 0;
     // A run cut short that this window can continue; none by default.
     virtual std::optional<UnfinishedRun> unfinishedRun() { return std::nullopt; }
-    virtual std::unique_ptr<GatherRun> makeResumedGathering(UnfinishedRun run,
-                                                            const std::filesystem::path& database,
+    virtual std::unique_ptr<GatherRun> makeResumedGathering(UnfinishedRun run, const db::Store& database,
                                                             std::vector<SlotProgress*> gauges,
                                                             GatherObserver& observer,
                                                             ProgressGauge* saveGauge) {
@@ -125,9 +124,9 @@ private:
     void markAll(bool ticked);
     void saveSearchClick();
     void resumeClick();
-    using MakeRun = std::function<std::unique_ptr<GatherRun>(
-        const std::filesystem::path& database, std::vector<SlotProgress*> gauges, GatherObserver& observer,
-        ProgressGauge* saveGauge)>;
+    using MakeRun =
+        std::function<std::unique_ptr<GatherRun>(const db::Store& database, std::vector<SlotProgress*> gauges,
+                                                 GatherObserver& observer, ProgressGauge* saveGauge)>;
     void startGathering(size_t shops, const MakeRun& make);
     void dianStopBtnClick();
     void addShops(const std::vector<TDianBaseInfo>& shops);

@@ -36,7 +36,7 @@ bool TrateGatherFrm::formAccepted() {
 }
 
 std::unique_ptr<GatherRun> TrateGatherFrm::makeGathering(std::vector<TDianBaseInfo> shops,
-                                                         const std::filesystem::path& database,
+                                                         const db::Store& database,
                                                          std::vector<SlotProgress*> gauges,
                                                          GatherObserver& observer, ProgressGauge* saveGauge) {
     return std::make_unique<RatingGathering>(database, std::move(shops), fromData->value(), toData->value(),

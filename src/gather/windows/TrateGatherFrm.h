@@ -15,8 +15,7 @@ public:
 
 protected:
     bool formAccepted() override;
-    std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops,
-                                             const std::filesystem::path& database,
+    std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops, const db::Store& database,
                                              std::vector<SlotProgress*> gauges, GatherObserver& observer,
                                              ProgressGauge* saveGauge) override;
     QString shopText(int index, const QString& name) const override;

@@ -21,7 +21,7 @@ TsaleGatherFrm::TsaleGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
 }
 
 std::unique_ptr<GatherRun> TsaleGatherFrm::makeGathering(std::vector<TDianBaseInfo> shops,
-                                                         const std::filesystem::path& database,
+                                                         const db::Store& database,
                                                          std::vector<SlotProgress*> gauges,
                                                          GatherObserver& observer, ProgressGauge* saveGauge) {
     auto gathering = std::make_unique<SalesGathering>(database, std::move(shops), fromData->value(), agent(),
@@ -35,8 +35,7 @@ std::optional<UnfinishedRun> TsaleGatherFrm::unfinishedRun() {
     return unfinishedSalesRun(dataModule().cn1());
 }
 
-std::unique_ptr<GatherRun> TsaleGatherFrm::makeResumedGathering(UnfinishedRun run,
-                                                                const std::filesystem::path& database,
+std::unique_ptr<GatherRun> TsaleGatherFrm::makeResumedGathering(UnfinishedRun run, const db::Store& database,
                                                                 std::vector<SlotProgress*> gauges,
                                                                 GatherObserver& observer,
                                                                 ProgressGauge* saveGauge) {

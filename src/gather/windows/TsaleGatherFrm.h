@@ -14,13 +14,12 @@ public:
     QSpinBox* fromData; // "下载前 N 名商品"
 
 protected:
-    std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops,
-                                             const std::filesystem::path& database,
+    std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops, const db::Store& database,
                                              std::vector<SlotProgress*> gauges, GatherObserver& observer,
                                              ProgressGauge* saveGauge) override;
     QString shopText(int index, const QString& name) const override;
     std::optional<UnfinishedRun> unfinishedRun() override;
-    std::unique_ptr<GatherRun> makeResumedGathering(UnfinishedRun run, const std::filesystem::path& database,
+    std::unique_ptr<GatherRun> makeResumedGathering(UnfinishedRun run, const db::Store& database,
                                                     std::vector<SlotProgress*> gauges,
                                                     GatherObserver& observer,
                                                     ProgressGauge* saveGauge) override;

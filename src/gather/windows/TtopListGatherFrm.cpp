@@ -118,7 +118,7 @@ void TtopListGatherFrm::startClick() {
         QString::fromStdString(categoryRankingLog(chosen, depth->value(), ++runs_, saved_)));
     showRunning("正在连接");
     dm_.open();
-    job_ = std::make_unique<CategoryRanking>(dm_.file(), std::move(chosen), depth->value(), agent_(),
+    job_ = std::make_unique<CategoryRanking>(dm_.store(), std::move(chosen), depth->value(), agent_(),
                                              slotGauges(), *bridge_, saved_);
     job_->start();
 }
