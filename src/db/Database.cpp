@@ -44,7 +44,8 @@ struct PgResult {
             PQclear(r);
             // The SQLSTATE's class as the code: 23 a constraint, 40 a conflict to retry, 08 a lost
             // connection.
-            throw DbError(message.empty() ? pgMessage(pg) : message, state ? std::atoi(state) : 0);
+            throw DbError(message.empty() ? pgMessage(pg) : message, state ? std::atoi(state) : 0,
+                          state ? state : "");
         }
     }
     ~PgResult() { PQclear(result); }

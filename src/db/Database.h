@@ -19,11 +19,16 @@ namespace vantor::db {
 // A database failure, carrying SQLite's own explanation.
 class DbError : public std::runtime_error {
 public:
-    explicit DbError(const std::string& message, int code = 0) : std::runtime_error(message), code_(code) {}
+    explicit DbError(const std::string& message, int code = 0, std::string state = {})
+        : std::runtime_error(message), code_(code), state_(std::move(state)) {}
     int code() const { return code_; }
+    // A write that met another program's write to the same key, or a deadlock with it, on a server
+    // store: tried again, it goes through.
+    bool conflict() const { return state_ == "23505" || state_ == "40001" || state_ == "40P01"; }
 
 private:
     int code_;
+    std::string state_; // PostgreSQL's SQLSTATE
 };
 
 using Value = std::variant<std::monostate, std::int64_t, double, std::string>;

@@ -88,10 +88,20 @@ BEGIN
 END $$;
 )SQL";
 
+// Several programs gathering into one server at the same time: the natural keys the saves go by are
+// unique, so a second insert of a shop, an item, a sale or a rating waits for the first and then fails
+// as a conflict (the gathering saves its shop again) or is passed over.
+constexpr const char* kNaturalKeys = R"SQL(
+CREATE UNIQUE INDEX IF NOT EXISTS dianbase_dianzhu_key ON dianbase (dianzhu);
+CREATE UNIQUE INDEX IF NOT EXISTS itemInfo_itemId_key ON itemInfo (itemId);
+CREATE UNIQUE INDEX IF NOT EXISTS saleInfo_trade_key ON saleInfo (itemId, trade_id);
+CREATE UNIQUE INDEX IF NOT EXISTS pjinfo_trade_key ON pjinfo (dian_id, trade_id);
+)SQL";
+
 } // namespace
 
 std::string postgresSchemaSql() {
-    static const std::string sql = std::string(kFunctions) + translated(schemaSql());
+    static const std::string sql = std::string(kFunctions) + translated(schemaSql()) + kNaturalKeys;
     return sql;
 }
 

@@ -42,6 +42,9 @@ std::int64_t shopId(const TDianBaseInfo& shop) {
 template <class Body> void orFail(const char* message, Body&& body) {
     try {
         body();
+    } catch (const DbError& e) {
+        if (e.conflict()) throw; // the caller saves again
+        throw TSaveException(message);
     } catch (const std::exception&) {
         throw TSaveException(message);
     }
@@ -220,7 +223,9 @@ int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, P
         auto insert = db.prepare(
             "insert into "
             "saleInfo(itemId,trade_id,itemtitle,amount,buyername,buyerId,sj,buynum,getnum,status)  "
-            "values(:itemId,:trade_id,:itemtitle,:amount,:buyername,:buyerId,:sj,:buynum,:getnum,:status)");
+            "values(:itemId,:trade_id,:itemtitle,:amount,:buyername,:buyerId,:sj,:buynum,:getnum,:status) "
+            // On a server store a sale another program saved meanwhile is there once already.
+            "on conflict do nothing");
         if (gauge) gauge->setMaximum(int(sales.size()));
         int position = 0;
         for (const auto& [text, sale] : sales) {
@@ -256,7 +261,9 @@ void saveRatings(const RecordList<TRateInfo>& ratings, const TDianBaseInfo& shop
         std::int64_t id = shopId(shop);
         auto insert =
             db.prepare("insert into pjinfo(dian_id,pj,pjsj,trade_id,itemid,itemtitle,pjName,jg,pjinfo,pjjs)  "
-                       "values(:dianId,:pj,:pjsj,:trade_id,:itemid,:itemtitle,:pjName,:jg,:pjinfo,:pjjs)");
+                       "values(:dianId,:pj,:pjsj,:trade_id,:itemid,:itemtitle,:pjName,:jg,:pjinfo,:pjjs) "
+                       // A server store keeps the older rating of a trade at once; the file, below.
+                       "on conflict do nothing");
         int count = int(ratings.size());
         if (gauge) gauge->setMaximum(count + int(std::lround(count * 0.1)));
         int position = 0;

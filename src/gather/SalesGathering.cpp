@@ -17,6 +17,9 @@ namespace vantor {
 
 namespace {
 
+// How often a shop's save is tried when it conflicts with another program's.
+constexpr int kSaveAttempts = 5;
+
 // The buyer list's address is relative to the item page that names it.
 std::string absoluteAddress(const std::string& address, const std::string& base) {
     if (address.rfind("http://", 0) == 0 || address.rfind("https://", 0) == 0) return address;
@@ -80,16 +83,24 @@ void SalesGathering::run() {
         end = stages_.inOrder<ShopHaul>(
             shops_, [this](size_t i) { return fetchShop(shops_[i]); },
             [&](size_t i, ShopHaul& haul) {
-                db.beginTransaction();
                 GatherTally shop;
-                try {
-                    shop = saveShop(haul, db);
-                    markSalesShopDone(db, positions_[i]);
-                    Stopwatch committing(stages_.timing().saveMicros);
-                    db.commit();
-                } catch (...) {
-                    db.rollback();
-                    throw;
+                // Another program saving the same shop, item or sale on a server store meanwhile makes
+                // this save conflict: saved again, it finds their rows and goes on from them.
+                for (int attempt = 1;; ++attempt) {
+                    db.beginTransaction();
+                    try {
+                        shop = saveShop(haul, db);
+                        markSalesShopDone(db, positions_[i]);
+                        Stopwatch committing(stages_.timing().saveMicros);
+                        db.commit();
+                        break;
+                    } catch (const db::DbError& e) {
+                        db.rollback();
+                        if (!e.conflict() || attempt == kSaveAttempts) throw;
+                    } catch (...) {
+                        db.rollback();
+                        throw;
+                    }
                 }
                 saved_.shops += shop.shops;
                 saved_.items += shop.items;
@@ -189,9 +200,9 @@ GatherTally SalesGathering::saveShop(ShopHaul& haul, db::Database& db) {
         saveItem(item.item, shop, db);
         ++tally.items;
         if (item.sales.empty()) continue;
-        RecordList<TAutionInfo> sales;
-        for (auto& sale : item.sales)
-            sales.add(std::move(sale));
+        RecordList<TAutionInfo> sales; // a copy: a save that conflicts runs again
+        for (const auto& sale : item.sales)
+            sales.add(TAutionInfo(sale));
         tally.sales += saveSales(sales, item.item, saveGauge_, db);
     }
     return tally;
