@@ -37,6 +37,8 @@ public:
 
 void addConfigCommands(CLI::App& app, Context& context);
 void addCompactCommand(CLI::App& app, Context& context);
+// db copy: the data file into a PostgreSQL database, or back.
+void addDbCommand(CLI::App& app, Context& context);
 // Adds proxy, net and optimize to the config command, which must exist already, and test-connection.
 void addNetworkCommands(CLI::App& app, Context& context);
 void addAnalyseCommand(CLI::App& app, Context& context);

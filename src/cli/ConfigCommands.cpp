@@ -2,6 +2,7 @@
 
 #include "app/Compaction.h"
 #include "base/DateTime.h"
+#include "db/StoreCopy.h"
 
 #include <iostream>
 
@@ -65,6 +66,35 @@ void addConfigCommands(CLI::App& app, Context& context) {
                   << "[Db]\n"
                   << "Url=" << settings.dbUrl << '\n'
                   << "; " << context.folder().config().string() << '\n';
+    });
+}
+
+void addDbCommand(CLI::App& app, Context& context) {
+    auto* db = app.add_subcommand("db", "数据库")->require_subcommand(1);
+    auto to = std::make_shared<std::string>(), from = std::make_shared<std::string>();
+    auto* copy =
+        db->add_subcommand("copy", "在本机数据文件和 PostgreSQL 数据库之间复制全部数据（目标须为空）");
+    auto* toOption =
+        copy->add_option("--to", *to, "把数据文件复制到这个数据库：postgresql://用户@主机:端口/数据库");
+    copy->add_option("--from", *from, "把这个数据库复制到数据文件")->excludes(toOption);
+    copy->require_option(1);
+    copy->callback([&context, to, from] {
+        const std::string& url = to->empty() ? *from : *to;
+        if (auto refused = checkDatabaseUrl(url)) throw CLI::ValidationError(*refused);
+        DataFolder data = context.folder();
+        data.create();
+        const db::Store file(data.database()), server = db::Store::postgres(url);
+        try {
+            db::copyStore(to->empty() ? server : file, to->empty() ? file : server,
+                          [](const std::string& table, std::int64_t copied, std::int64_t total) {
+                              std::cerr << "\r正在复制 " << table << "：" << copied << "/" << total
+                                        << (copied == total ? "\n" : "") << std::flush;
+                          });
+        } catch (const std::exception& e) {
+            throw JobFailed(std::string("复制失败，目标数据库没有改动：") + e.what());
+        }
+        std::cerr << "复制完成，各表行数一致。" << (to->empty() ? "" : "用 config db --url 改用这个数据库。")
+                  << '\n';
     });
 }
 

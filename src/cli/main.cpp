@@ -36,6 +36,7 @@ int main(int argc, char** argv) {
 
     cli::addConfigCommands(app, context);
     cli::addCompactCommand(app, context);
+    cli::addDbCommand(app, context);
     cli::addNetworkCommands(app, context);
     cli::addAnalyseCommand(app, context);
     cli::addGatherCommands(app, context);

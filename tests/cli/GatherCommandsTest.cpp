@@ -352,3 +352,35 @@ TEST_F(GatherCommands, TwoGatherersOnOverlappingShopsLeaveEachShopItemAndSaleOnc
               0);
     EXPECT_GT(number("select count(*) from saleInfo"), 0);
 }
+
+TEST_F(GatherCommands, TheDataFileCopiedToAServerAndBackKeepsEveryRowAndTheServerGoesOnFromIt) {
+    const auto& shops = market.model().shops();
+    ASSERT_EQ(
+        run("gather-sales --items 1 --shop " + shops[3].webAddress() + " --shop " + shops[4].webAddress())
+            .status,
+        0);
+    ASSERT_EQ(run("gather-ratings --to 40 --shop " + shops[5].webAddress()).status, 0);
+    test::PgServer server;
+    const std::string url = server.url("copied");
+    EXPECT_EQ(run("db copy --to postgresql://postgres@127.0.0.1:1/none").status, 1);
+    auto copied = run("db copy --to " + url);
+    ASSERT_EQ(copied.status, 0) << copied.out;
+    EXPECT_NE(copied.out.find("正在复制 saleInfo："), std::string::npos) << copied.out;
+    auto again = run("db copy --to " + url);
+    EXPECT_EQ(again.status, 1);
+    EXPECT_NE(again.out.find("目标数据库已有数据"), std::string::npos) << again.out;
+
+    test::CliFolder back;
+    ASSERT_EQ(back.run("db copy --from " + url).status, 0);
+    db::TDM original(dir / "lmd_pin.db"), returned(back.dir / "lmd_pin.db");
+    EXPECT_EQ(test::gatheredData(returned.cn1()), test::gatheredData(original.cn1()));
+    EXPECT_EQ(back.count("select count(*) from pjinfo"), count("select count(*) from pjinfo"));
+
+    // The server's ids go on after the copied ones.
+    ASSERT_EQ(run("config db --url " + url).status, 0);
+    ASSERT_EQ(run("gather-sales --items 1 --shop " + shops[6].webAddress()).status, 0);
+    db::TDM onServer(db::Store::postgres(url));
+    auto ids = onServer.cn1().prepare("select count(*), max(id) from dianbase");
+    ids.step();
+    EXPECT_EQ(ids.text(0) + "/" + ids.text(1), "4/4");
+}

@@ -1,0 +1,90 @@
+#include "StoreCopy.h"
+
+#include <optional>
+#include <stdexcept>
+#include <vector>
+
+namespace vantor::db {
+
+namespace {
+
+// The tables and how their rows are ordered; the ones with an id keep it, so the saved views' ids stay.
+struct Table {
+    const char* name;
+    const char* order;
+    bool identity;
+};
+constexpr Table kTables[] = {
+    {"dianbase", "id", true},
+    {"itemInfo", "id", true},
+    {"saleInfo", "id", true},
+    {"pjinfo", "id", true},
+    {"pjNoEffect", "dian_id, trade_id", false},
+    {"itemTop", "id", true},
+    {"salesRun", "pos", false},
+};
+// Rows between two progress reports.
+constexpr std::int64_t kReportEvery = 5000;
+
+std::int64_t rowCount(Database& db, const char* table) {
+    auto count = db.prepare(std::string("select count(*) from ") + table);
+    count.step();
+    return count.integer(0);
+}
+
+} // namespace
+
+void copyStore(const Store& from, const Store& to,
+               const std::function<void(const std::string&, std::int64_t, std::int64_t)>& progress) {
+    TDM source(from), target(to);
+    Database& in = source.cn1();
+    Database& out = target.cn1();
+    for (const Table& table : kTables)
+        if (rowCount(out, table.name) > 0)
+            throw std::runtime_error(std::string("目标数据库已有数据（") + table.name +
+                                     "），请使用空的数据库");
+
+    // One transaction for the whole copy: a failure anywhere leaves the target as it was.
+    out.beginTransaction();
+    try {
+        for (const Table& table : kTables) {
+            const std::int64_t total = rowCount(in, table.name);
+            auto rows = in.prepare(std::string("select * from ") + table.name + " order by " + table.order);
+            std::optional<Statement> insert;
+            std::vector<std::string> columns;
+            std::int64_t copied = 0;
+            progress(table.name, 0, total);
+            while (rows.step()) {
+                if (!insert) {
+                    std::string names, values;
+                    for (int c = 0; c < rows.columnCount(); ++c) {
+                        columns.push_back(rows.columnName(c));
+                        if (c) names += ',', values += ',';
+                        names += columns.back();
+                        values += ':';
+                        values += columns.back();
+                    }
+                    insert.emplace(out.prepare(std::string("insert into ") + table.name + " (" + names +
+                                               ") values (" + values + ")"));
+                }
+                for (int c = 0; c < int(columns.size()); ++c)
+                    insert->bind(columns[size_t(c)], rows.value(c));
+                insert->execute();
+                if (++copied % kReportEvery == 0) progress(table.name, copied, total);
+            }
+            // Ids given by hand leave a server's identity behind them; new rows go on after the last.
+            if (out.isPostgres() && table.identity && copied > 0)
+                out.exec(std::string("select setval(pg_get_serial_sequence('") + table.name +
+                         "', 'id'), (select max(id) from " + table.name + "))");
+            if (rowCount(out, table.name) != total)
+                throw std::runtime_error(std::string("复制后行数不符（") + table.name + "）");
+            progress(table.name, copied, total);
+        }
+        out.commit();
+    } catch (...) {
+        out.rollback();
+        throw;
+    }
+}
+
+} // namespace vantor::db
