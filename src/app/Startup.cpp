@@ -35,8 +35,9 @@ StartupOutcome prepareData(const DataFolder& folder, TConfig& config, db::TDM& d
 
     try {
         dm.open();
-    } catch (const std::exception&) {
-        observer.showMessage(kDataFileError);
+    } catch (const std::exception& e) {
+        observer.showMessage(dm.store().isPostgres() ? std::string(kServerStoreError) + "\n" + e.what()
+                                                     : std::string(kDataFileError));
         return StartupOutcome::Exit;
     }
     return StartupOutcome::Ready;

@@ -10,6 +10,9 @@
 namespace vantor {
 
 inline constexpr const char* kDataFileError = "数据文件出错，系统将退出！";
+// A server store that cannot be reached: the program ends rather than gather beside the team's data.
+inline constexpr const char* kServerStoreError =
+    "无法连接数据库服务器，系统将退出！请检查网络，或用 vantor-cli config db --sqlite 改回本机数据文件。";
 
 // What the start-up work tells the user; the windows show it in message boxes and the status line,
 // the command line prints it.

@@ -48,6 +48,8 @@ void analyse(const Context& context, const AnalyseOptions& options) {
         data.create();
         dm.open();
     } catch (const std::exception& e) {
+        // A server store's own message names the server.
+        if (dm.store().isPostgres()) throw JobFailed(e.what());
         throw JobFailed(std::string(kDataFileError) + " " + e.what());
     }
 

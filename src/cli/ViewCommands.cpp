@@ -49,6 +49,8 @@ std::unique_ptr<db::TDM> openData(const Context& context) {
         data.create();
         dm->open();
     } catch (const std::exception& e) {
+        // A server store's own message names the server.
+        if (dm->store().isPostgres()) throw JobFailed(e.what());
         throw JobFailed(std::string(kDataFileError) + " " + e.what());
     }
     return dm;

@@ -232,7 +232,10 @@ Database::Database(const std::filesystem::path& file, Mode mode) {
 
 Database Database::connect(const std::string& url) {
     Database db;
-    db.pg_ = PQconnectdb(url.c_str());
+    // A server that does not answer is given ten seconds unless the address names its own limit.
+    const char* keys[] = {"dbname", "connect_timeout", nullptr};
+    const char* values[] = {url.c_str(), "10", nullptr};
+    db.pg_ = PQconnectdbParams(keys, values, 1);
     if (PQstatus(db.pg_) != CONNECTION_OK) {
         std::string message = pgMessage(db.pg_);
         throw DbError("无法连接数据库服务器 " + url + ": " + message);

@@ -1,6 +1,7 @@
 #include "TconfigFrm.h"
 
 #include "UserMessages.h"
+#include "app/DatabaseSettings.h"
 #include "app/HttpTest.h"
 
 #include <QComboBox>
@@ -116,10 +117,37 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     analysisLayout->addStretch();
     analysisLayout->addLayout(buttonRow({ok2, cancel2, use2}));
 
+    // Where the data lives: the data file, or a PostgreSQL server's database for a team.
+    dbType = new QComboBox;
+    dbType->addItems({"本机数据文件", "PostgreSQL 数据库"});
+    dbUrl = new QLineEdit;
+    dbUrl->setPlaceholderText("postgresql://用户@主机:端口/数据库");
+    dbState = new QLabel;
+    dbState->setWordWrap(true);
+    dbTestBtn = new QPushButton("连接测试");
+    okBtn2 = new QPushButton("确定");
+    cancel2 = new QPushButton("取消");
+    useBtn2 = new QPushButton("应用");
+    auto* database = new QWidget;
+    auto* databaseLayout = new QVBoxLayout(database);
+    auto* databaseForm = new QFormLayout;
+    databaseForm->addRow("数据存放", dbType);
+    databaseForm->addRow("数据库地址", dbUrl);
+    databaseLayout->addLayout(databaseForm);
+    databaseLayout->addWidget(
+        new QLabel("* 注：密码请写在 ~/.pgpass 或环境变量 PGPASSWORD 中；重新启动程序后生效"));
+    auto* dbTestRow = new QHBoxLayout;
+    dbTestRow->addWidget(dbTestBtn);
+    dbTestRow->addWidget(dbState, 1);
+    databaseLayout->addLayout(dbTestRow);
+    databaseLayout->addStretch();
+    databaseLayout->addLayout(buttonRow({okBtn2, cancel2, useBtn2}));
+
     pages = new QTabWidget;
     pages->addTab(network, "网络设置");
     pages->addTab(other, "其他参数");
     pages->addTab(analysis, "分析参数");
+    pages->addTab(database, "数据库");
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(pages);
     resize(460, 420);
@@ -129,6 +157,20 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
         connect(edit, &QLineEdit::textEdited, this, [this] { useBtn->setEnabled(true); });
     connect(netType, &QComboBox::currentIndexChanged, this, [this] { useBtn->setEnabled(true); });
     connect(optimizeComb, &QComboBox::currentIndexChanged, this, [this] { useBtn1->setEnabled(true); });
+    connect(dbType, &QComboBox::currentIndexChanged, this, [this](int type) {
+        dbUrl->setEnabled(type == kServerStore);
+        dbTestBtn->setEnabled(type == kServerStore);
+        useBtn2->setEnabled(true);
+    });
+    connect(dbUrl, &QLineEdit::textEdited, this, [this] { useBtn2->setEnabled(true); });
+    connect(dbTestBtn, &QPushButton::clicked, this, &TconfigFrm::dbTestClick);
+    connect(useBtn2, &QPushButton::clicked, this, [this] {
+        if (saveDatabase()) useBtn2->setEnabled(false);
+    });
+    connect(okBtn2, &QPushButton::clicked, this, [this] {
+        if (saveDatabase()) accept();
+    });
+    connect(cancel2, &QPushButton::clicked, this, &QDialog::reject);
 
     auto apply = [this] {
         if (saveNetwork().saved) useBtn->setEnabled(false);
@@ -165,8 +207,13 @@ void TconfigFrm::showEvent(QShowEvent* event) {
 void TconfigFrm::fill() {
     showForm(networkForm(*config_.getHttpAgent()));
     optimizeComb->setCurrentIndex(scheduleIndex(config_.optimize));
+    dbType->setCurrentIndex(config_.dbUrl.empty() ? kDataFileStore : kServerStore);
+    dbUrl->setText(q(config_.dbUrl));
+    dbUrl->setEnabled(!config_.dbUrl.empty());
+    dbTestBtn->setEnabled(!config_.dbUrl.empty());
     useBtn->setEnabled(false);
     useBtn1->setEnabled(false);
+    useBtn2->setEnabled(false);
 }
 
 void TconfigFrm::showForm(const NetworkForm& form) {
@@ -216,6 +263,34 @@ NetworkSaveResult TconfigFrm::saveNetwork() {
     UserMessages::show(this, result.message);
     if (QLineEdit* edit = field(result.focus)) edit->setFocus();
     return result;
+}
+
+bool TconfigFrm::saveDatabase() {
+    const std::string url = dbUrl->text().trimmed().toStdString();
+    if (auto message = saveDatabasePage(dbType->currentIndex(), url, file_)) {
+        UserMessages::show(this, *message);
+        return false;
+    }
+    config_.dbUrl = dbType->currentIndex() == kServerStore ? url : std::string();
+    dbState->setText(kDatabaseSaved);
+    return true;
+}
+
+void TconfigFrm::dbTestClick() {
+    if (dbTest_.joinable()) dbTest_.join(); // an earlier test has ended by now, or ends here
+    dbTestBtn->setEnabled(false);
+    dbState->setText(kDatabaseTestRunning);
+    dbTest_ = std::jthread([this, url = dbUrl->text().trimmed().toStdString()] {
+        const QString verdict = q(testDatabase(url));
+        // The verdict arrives on the test's thread; controls belong to this one.
+        QMetaObject::invokeMethod(
+            this,
+            [this, verdict] {
+                dbState->setText(verdict);
+                dbTestBtn->setEnabled(true);
+            },
+            Qt::QueuedConnection);
+    });
 }
 
 bool TconfigFrm::saveSchedule() {

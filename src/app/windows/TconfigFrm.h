@@ -6,6 +6,7 @@
 #include <QDialog>
 
 #include <memory>
+#include <thread>
 
 class QComboBox;
 class QLabel;
@@ -39,6 +40,11 @@ public:
     QPushButton *testBtn, *stopBtn, *okbtn, *cancel, *useBtn;
     QComboBox* optimizeComb;
     QPushButton *okBtn1, *cancel1, *useBtn1;
+    // Page "数据库".
+    QComboBox* dbType;
+    QLineEdit* dbUrl;
+    QLabel* dbState;
+    QPushButton *dbTestBtn, *okBtn2, *cancel2, *useBtn2;
     QTabWidget* pages;
 
 protected:
@@ -49,6 +55,8 @@ private:
     void showForm(const NetworkForm& form);
     NetworkSaveResult saveNetwork();
     bool saveSchedule();
+    bool saveDatabase();
+    void dbTestClick();
     void testClick();
     void stopClick();
     void testEnded(const QString& state);
@@ -59,6 +67,7 @@ private:
     QString testAddress_;
     QWidget* proxyPanel_;
     std::unique_ptr<THttpTest> test_;
+    std::jthread dbTest_; // last: joined before the controls it reports to go
 };
 
 } // namespace vantor

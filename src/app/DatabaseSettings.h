@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Config.h"
+
+#include <optional>
+#include <string>
+
+namespace vantor {
+
+// The choices of the database page's dbType, by index.
+inline constexpr int kDataFileStore = 0; // "本机数据文件"
+inline constexpr int kServerStore = 1;   // "PostgreSQL 数据库"
+
+inline constexpr const char* kDatabaseSaved = "数据库设置已保存，重新启动程序后生效。";
+inline constexpr const char* kDatabaseTestRunning = "正在连接数据库,请稍等....";
+inline constexpr const char* kDatabaseTestPassed = "连接数据库成功！";
+
+// "应用" of the database page: writes [Db] Url (empty for the data file). The message to show when the
+// address is refused or the file cannot be written, or nothing.
+std::optional<std::string> saveDatabasePage(int type, const std::string& url, const ConfigFile& file);
+
+// "连接测试" of the database page: connects and makes the tables on first use. Its verdict, to show.
+std::string testDatabase(const std::string& url);
+
+} // namespace vantor
