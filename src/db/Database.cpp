@@ -176,8 +176,8 @@ struct Statement::Pg {
         throw DbError(message);
     }
 
-    void bind(std::string_view name, std::optional<std::string> value, Oid type) {
-        const int i = index(name);
+    void bindAt(int i, std::optional<std::string> value, Oid type) {
+        if (i < 0 || i >= int(values.size())) throw DbError("SQL 参数位置不存在");
         values[size_t(i)] = std::move(value);
         types[size_t(i)] = type;
         clear();
@@ -350,6 +350,7 @@ Statement& Statement::operator=(Statement&& other) noexcept {
 }
 
 int Statement::parameterIndex(std::string_view name) const {
+    if (pg_) return pg_->index(name) + 1;
     std::string key;
     if (name.empty() || name.front() != ':') key = ":";
     key += name;
@@ -365,59 +366,64 @@ int Statement::parameterIndex(std::string_view name) const {
     return index;
 }
 
-Statement& Statement::bind(std::string_view name, const Value& value) {
+Statement& Statement::bindAt(int position, const Value& value) {
+    if (pg_) {
+        switch (value.index()) {
+        case 1:
+            pg_->bindAt(position - 1, std::to_string(std::get<std::int64_t>(value)), kInt8);
+            break;
+        case 2: {
+            char buf[64];
+            std::snprintf(buf, sizeof buf, "%.17g", std::get<double>(value));
+            pg_->bindAt(position - 1, std::string(buf), kFloat8);
+            break;
+        }
+        case 3: // untyped: the server takes the column's type
+            pg_->bindAt(position - 1, std::get<std::string>(value), 0);
+            break;
+        default:
+            pg_->bindAt(position - 1, std::nullopt, 0);
+        }
+        return *this;
+    }
+    int rc = SQLITE_OK;
     switch (value.index()) {
     case 1:
-        return bind(name, std::get<std::int64_t>(value));
+        rc = sqlite3_bind_int64(stmt_, position, std::get<std::int64_t>(value));
+        break;
     case 2:
-        return bind(name, std::get<double>(value));
-    case 3:
-        return bind(name, std::string_view(std::get<std::string>(value)));
-    default:
-        return bindNull(name);
+        rc = sqlite3_bind_double(stmt_, position, std::get<double>(value));
+        break;
+    case 3: {
+        const std::string& text = std::get<std::string>(value);
+        rc = sqlite3_bind_text(stmt_, position, text.data(), int(text.size()), SQLITE_TRANSIENT);
+        break;
     }
+    default:
+        rc = sqlite3_bind_null(stmt_, position);
+    }
+    if (rc != SQLITE_OK) fail(db_, rc, "bind");
+    return *this;
+}
+
+Statement& Statement::bind(std::string_view name, const Value& value) {
+    return bindAt(parameterIndex(name), value);
 }
 
 Statement& Statement::bind(std::string_view name, std::string_view text) {
-    if (pg_) {
-        pg_->bind(name, std::string(text), 0); // untyped: the server takes the column's type
-        return *this;
-    }
-    int rc = sqlite3_bind_text(stmt_, parameterIndex(name), text.data(), int(text.size()), SQLITE_TRANSIENT);
-    if (rc != SQLITE_OK) fail(db_, rc, "bind");
-    return *this;
+    return bindAt(parameterIndex(name), Value(std::string(text)));
 }
 
 Statement& Statement::bind(std::string_view name, std::int64_t number) {
-    if (pg_) {
-        pg_->bind(name, std::to_string(number), kInt8);
-        return *this;
-    }
-    int rc = sqlite3_bind_int64(stmt_, parameterIndex(name), number);
-    if (rc != SQLITE_OK) fail(db_, rc, "bind");
-    return *this;
+    return bindAt(parameterIndex(name), Value(number));
 }
 
 Statement& Statement::bind(std::string_view name, double number) {
-    if (pg_) {
-        char buf[64];
-        std::snprintf(buf, sizeof buf, "%.17g", number);
-        pg_->bind(name, std::string(buf), kFloat8);
-        return *this;
-    }
-    int rc = sqlite3_bind_double(stmt_, parameterIndex(name), number);
-    if (rc != SQLITE_OK) fail(db_, rc, "bind");
-    return *this;
+    return bindAt(parameterIndex(name), Value(number));
 }
 
 Statement& Statement::bindNull(std::string_view name) {
-    if (pg_) {
-        pg_->bind(name, std::nullopt, 0);
-        return *this;
-    }
-    int rc = sqlite3_bind_null(stmt_, parameterIndex(name));
-    if (rc != SQLITE_OK) fail(db_, rc, "bind");
-    return *this;
+    return bindAt(parameterIndex(name), Value());
 }
 
 std::vector<std::string> Statement::parameterNames() const {

@@ -102,6 +102,9 @@ public:
     Statement& bind(std::string_view name, int number) { return bind(name, std::int64_t(number)); }
     Statement& bind(std::string_view name, double number);
     Statement& bindNull(std::string_view name);
+    // The parameter at a position, 1 for the first named in the statement's text: for statements with
+    // very many parameters, whose names would be looked up one by one.
+    Statement& bindAt(int position, const Value& value);
     std::vector<std::string> parameterNames() const;
 
     bool step();    // true while a row is available
