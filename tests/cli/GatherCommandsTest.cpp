@@ -306,10 +306,11 @@ TEST_F(GatherCommands, AServerStoreGathersAndShowsByteForByteWhatTheDataFileShow
         ASSERT_EQ(onServer.status, 0) << args << "\n" << onServer.out;
         ASSERT_EQ(onFile.status, 0) << args << "\n" << onFile.out;
         // The shop lists' saved queries name no order, and each engine lists in its own: same lines.
-        if (command.ends_with("-shops"))
+        if (command.ends_with("-shops")) {
             EXPECT_EQ(sortedLines(withoutToday(onServer.out)), sortedLines(withoutToday(onFile.out))) << args;
-        else if (command.starts_with("export"))
+        } else if (command.starts_with("export")) {
             EXPECT_EQ(withoutToday(onServer.out), withoutToday(onFile.out)) << args;
+        }
     }
     EXPECT_EQ(filesIn(dir / "gallery"), filesIn(file.dir / "gallery"));
     EXPECT_FALSE(std::filesystem::exists(dir / "lmd_pin.db")) << "the server holds the data";
