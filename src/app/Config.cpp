@@ -4,6 +4,7 @@
 #include "base/TextNumbers.h"
 
 #include <optional>
+#include <unistd.h>
 
 namespace vantor {
 namespace {
@@ -131,7 +132,13 @@ void ConfigFile::saveDatabase(const std::string& url) const {
 db::Store configuredStore(const DataFolder& folder) {
     try {
         std::string url = IniFile::load(folder.config()).read(kDb, "Url", "");
-        if (!url.empty() && !checkDatabaseUrl(url)) return db::Store::postgres(url);
+        if (!url.empty() && !checkDatabaseUrl(url)) {
+            db::Store store = db::Store::postgres(url);
+            char host[256] = {};
+            gethostname(host, sizeof host - 1);
+            store.client = std::string(host) + ":" + std::filesystem::absolute(folder.root()).string();
+            return store;
+        }
     } catch (const std::exception&) {
         // Start-up says what is wrong with the file; the data stays where it always was.
     }

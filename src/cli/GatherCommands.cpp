@@ -222,7 +222,7 @@ void gatherSales(const DataFolder& folder, std::vector<TDianBaseInfo> shops, int
 // Continues the sales gathering the data folder's database holds unfinished; false when there is none.
 bool resumeSales(const DataFolder& folder, std::shared_ptr<const THttpAgent> agent) {
     db::TDM dm(configuredStore(folder));
-    std::optional<UnfinishedRun> unfinished = unfinishedSalesRun(dm.cn1());
+    std::optional<UnfinishedRun> unfinished = unfinishedSalesRun(dm.cn1(), dm.store().client);
     if (!unfinished) return false;
     std::cerr << resumeOfferText(unfinished->shops.size()) << '\n';
     gather(folder, unfinished->shops.size(),

@@ -34,6 +34,9 @@ struct Store {
 
     std::filesystem::path file;
     std::string url; // "postgresql://user@host:port/dbname"; empty: the file
+    // Who uses a shared store (this machine and data folder), so that each user's own records, such as
+    // the resume record of a gathering, stay apart; empty for the file.
+    std::string client;
 };
 
 // The data module: the one connection of the user-interface thread to the data file and the

@@ -121,9 +121,11 @@ CREATE TABLE IF NOT EXISTS itemTop (
 CREATE INDEX IF NOT EXISTS itemTop_typeId ON itemTop (typeId, updateDate);
 
 -- The shops of the last sales gathering in its order, as their search rows gave them, and which of
--- them were committed: a run cut short by a crash, a stop or a failure goes on from here.
+-- them were committed: a run cut short by a crash, a stop or a failure goes on from here. Each
+-- gatherer of a shared store keeps its own record (owner); a data file has one, owner ''.
 CREATE TABLE IF NOT EXISTS salesRun (
-    pos INTEGER PRIMARY KEY,
+    owner TEXT NOT NULL DEFAULT '',
+    pos INTEGER NOT NULL,
     items INTEGER,
     done INTEGER DEFAULT 0,
     webaddr TEXT,
@@ -137,7 +139,8 @@ CREATE TABLE IF NOT EXISTS salesRun (
     salerCredit INTEGER,
     buyerCredit INTEGER,
     favorite INTEGER,
-    createDate TEXT
+    createDate TEXT,
+    PRIMARY KEY (owner, pos)
 );
 
 -- Shops with ratings and how many.

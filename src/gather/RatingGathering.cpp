@@ -90,10 +90,26 @@ void RatingGathering::run() {
         try {
             const int count = int(shops_.size());
             int failedShops = 0;
+            std::vector<ShopRatings> held; // the run's shops so far, to save again after a conflict
             end = stages_.inOrder<ShopRatings>(
                 shops_, [this](size_t i) { return fetchShop(shops_[i]); },
                 [&](size_t i, ShopRatings& haul) {
-                    saveShop(haul, db);
+                    held.push_back(std::move(haul));
+                    for (int attempt = 1;; ++attempt) {
+                        try {
+                            saveShop(held.back(), db);
+                            break;
+                        } catch (const db::DbError& e) {
+                            if (!e.conflict() || attempt == kSaveAttempts) throw;
+                            // Another program saved the same shop on the server meanwhile. The run is one
+                            // transaction, so it starts over with every shop it holds.
+                            db.rollback();
+                            db.beginTransaction();
+                            saved_.ratings = 0;
+                            for (size_t k = 0; k + 1 < held.size(); ++k)
+                                saveShop(held[k], db);
+                        }
+                    }
                     ++saved_.shops;
                     observer_.shopFinished(int(i) + 1, count);
                 },

@@ -17,9 +17,6 @@ namespace vantor {
 
 namespace {
 
-// How often a shop's save is tried when it conflicts with another program's.
-constexpr int kSaveAttempts = 5;
-
 // The buyer list's address is relative to the item page that names it.
 std::string absoluteAddress(const std::string& address, const std::string& base) {
     if (address.rfind("http://", 0) == 0 || address.rfind("https://", 0) == 0) return address;
@@ -74,7 +71,7 @@ void SalesGathering::run() {
     try {
         db::Database db = db::TDM(database_).openConnection();
         if (positions_.empty()) {
-            recordSalesRun(db, shops_, itemsPerShop_);
+            recordSalesRun(db, database_.client, shops_, itemsPerShop_);
             for (size_t i = 0; i < shops_.size(); ++i)
                 positions_.push_back(int(i));
         }
@@ -90,7 +87,7 @@ void SalesGathering::run() {
                     db.beginTransaction();
                     try {
                         shop = saveShop(haul, db);
-                        markSalesShopDone(db, positions_[i]);
+                        markSalesShopDone(db, database_.client, positions_[i]);
                         Stopwatch committing(stages_.timing().saveMicros);
                         db.commit();
                         break;

@@ -2,18 +2,21 @@
 
 namespace vantor {
 
-void recordSalesRun(db::Database& db, const std::vector<TDianBaseInfo>& shops, int itemsPerShop) {
+void recordSalesRun(db::Database& db, const std::string& owner, const std::vector<TDianBaseInfo>& shops,
+                    int itemsPerShop) {
     db.beginTransaction();
     try {
-        db.exec("delete from salesRun");
+        db.prepare("delete from salesRun where owner=:owner").bind("owner", owner).execute();
         auto insert = db.prepare(
-            "insert into salesRun (pos,items,webaddr,rateUrl,addr,dianming,dianzhu,userId,commodityNum,loc,"
-            "salerCredit,buyerCredit,favorite,createDate) values (:pos,:items,:webaddr,:rateUrl,:addr,"
+            "insert into salesRun "
+            "(owner,pos,items,webaddr,rateUrl,addr,dianming,dianzhu,userId,commodityNum,loc,"
+            "salerCredit,buyerCredit,favorite,createDate) values (:owner,:pos,:items,:webaddr,:rateUrl,:addr,"
             ":dianming,:dianzhu,:userId,:commodityNum,:loc,:salerCredit,:buyerCredit,:favorite,:createDate)");
         for (size_t i = 0; i < shops.size(); ++i) {
             const TDianBaseInfo& shop = shops[i];
             insert.reset();
-            insert.bind("pos", int(i))
+            insert.bind("owner", owner)
+                .bind("pos", int(i))
                 .bind("items", itemsPerShop)
                 .bind("webaddr", shop.webaddr)
                 .bind("rateUrl", shop.rateUrl)
@@ -36,16 +39,17 @@ void recordSalesRun(db::Database& db, const std::vector<TDianBaseInfo>& shops, i
     }
 }
 
-void markSalesShopDone(db::Database& db, int pos) {
-    auto mark = db.prepare("update salesRun set done=1 where pos=:pos");
-    mark.bind("pos", pos);
+void markSalesShopDone(db::Database& db, const std::string& owner, int pos) {
+    auto mark = db.prepare("update salesRun set done=1 where owner=:owner and pos=:pos");
+    mark.bind("owner", owner).bind("pos", pos);
     mark.execute();
 }
 
-std::optional<UnfinishedRun> unfinishedSalesRun(db::Database& db) {
-    auto rows =
-        db.prepare("select pos,items,webaddr,rateUrl,addr,dianming,dianzhu,userId,commodityNum,loc,"
-                   "salerCredit,buyerCredit,favorite,createDate from salesRun where done=0 order by pos");
+std::optional<UnfinishedRun> unfinishedSalesRun(db::Database& db, const std::string& owner) {
+    auto rows = db.prepare("select pos,items,webaddr,rateUrl,addr,dianming,dianzhu,userId,commodityNum,loc,"
+                           "salerCredit,buyerCredit,favorite,createDate from salesRun where owner=:owner and "
+                           "done=0 order by pos");
+    rows.bind("owner", owner);
     UnfinishedRun run;
     while (rows.step()) {
         TDianBaseInfo shop;

@@ -169,6 +169,9 @@ JobEnd ShopStages::inOrder(const std::vector<TDianBaseInfo>& shops, const std::f
     return end;
 }
 
+// How often a save that conflicts with another program's on a server store is tried.
+inline constexpr int kSaveAttempts = 5;
+
 // A user id the marketplace's rating and list addresses can be built on.
 bool knownUserId(const TDianBaseInfo& shop);
 

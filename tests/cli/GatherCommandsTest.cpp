@@ -316,29 +316,35 @@ TEST_F(GatherCommands, AServerStoreGathersAndShowsByteForByteWhatTheDataFileShow
     EXPECT_FALSE(std::filesystem::exists(dir / "lmd_pin.db")) << "the server holds the data";
 }
 
-TEST_F(GatherCommands, TwoGatherersOnOverlappingShopsLeaveEachShopItemAndSaleOnceOnTheServer) {
+TEST_F(GatherCommands, TwoGatherersOnOverlappingShopsLeaveEachShopItemSaleAndRatingOnceOnTheServer) {
     test::PgServer server;
     const std::string url = server.url("shared");
     test::CliFolder other;
     test::writeFile(other.dir / "config.ini", test::readFile(dir / "config.ini"));
     ASSERT_EQ(run("config db --url " + url).status, 0);
     ASSERT_EQ(other.run("config db --url " + url).status, 0);
-    std::string first, second; // shops 3..8 and 5..10: four in common
-    for (int i = 3; i <= 10; ++i) {
-        const std::string shop = " --shop " + market.model().shops()[size_t(i)].webAddress();
-        if (i <= 8) first += shop;
-        if (i >= 5) second += shop;
-    }
+    // Sales of shops 3..8 and 5..10, then ratings (one transaction a run) of the new shops 11..16 and
+    // 13..18: four in common each time, gathered by two programs at once.
+    auto shops = [&](int from, int to) {
+        std::string list;
+        for (int i = from; i <= to; ++i)
+            list += " --shop " + market.model().shops()[size_t(i)].webAddress();
+        return list;
+    };
     market.faults().add(demo::parseFaultRule("kind=delay&ms=10")); // both on the wire at once
-    const pid_t one = test::startCli("--data-dir " + dir.path().string() + " gather-sales --items 2" + first,
-                                     dir / "one.txt");
-    const pid_t two = test::startCli(
-        "--data-dir " + other.dir.path().string() + " gather-sales --items 2" + second, dir / "two.txt");
-    int statusOne = -1, statusTwo = -1;
-    waitpid(one, &statusOne, 0);
-    waitpid(two, &statusTwo, 0);
-    EXPECT_TRUE(WIFEXITED(statusOne) && WEXITSTATUS(statusOne) == 0) << test::readFile(dir / "one.txt");
-    EXPECT_TRUE(WIFEXITED(statusTwo) && WEXITSTATUS(statusTwo) == 0) << test::readFile(dir / "two.txt");
+    for (auto [gathering, first, second] :
+         {std::tuple{" gather-sales --items 2", shops(3, 8), shops(5, 10)},
+          std::tuple{" gather-ratings --to 60", shops(11, 16), shops(13, 18)}}) {
+        const pid_t one =
+            test::startCli("--data-dir " + dir.path().string() + gathering + first, dir / "one.txt");
+        const pid_t two =
+            test::startCli("--data-dir " + other.dir.path().string() + gathering + second, dir / "two.txt");
+        int statusOne = -1, statusTwo = -1;
+        waitpid(one, &statusOne, 0);
+        waitpid(two, &statusTwo, 0);
+        EXPECT_TRUE(WIFEXITED(statusOne) && WEXITSTATUS(statusOne) == 0) << test::readFile(dir / "one.txt");
+        EXPECT_TRUE(WIFEXITED(statusTwo) && WEXITSTATUS(statusTwo) == 0) << test::readFile(dir / "two.txt");
+    }
 
     db::TDM shared(db::Store::postgres(url));
     auto number = [&](const std::string& sql) {
@@ -346,12 +352,19 @@ TEST_F(GatherCommands, TwoGatherersOnOverlappingShopsLeaveEachShopItemAndSaleOnc
         st.step();
         return st.integer(0);
     };
-    EXPECT_EQ(number("select count(*) from dianbase"), 8);
+    EXPECT_EQ(number("select count(*) from dianbase"), 16);
+    // Each program kept its own resume record, every shop of both marked.
+    EXPECT_EQ(number("select count(distinct owner) from salesRun where done=1"), 2);
+    EXPECT_EQ(number("select count(*) from salesRun where done=1"), 12);
     EXPECT_EQ(number("select count(*) from itemInfo"), 16);
     EXPECT_EQ(number("select count(*) from (select itemId,trade_id from saleInfo group by itemId,trade_id "
                      "having count(*)>1) twice"),
               0);
     EXPECT_GT(number("select count(*) from saleInfo"), 0);
+    EXPECT_EQ(number("select count(*) from (select dian_id,trade_id from pjinfo group by dian_id,trade_id "
+                     "having count(*)>1) twice"),
+              0);
+    EXPECT_GT(number("select count(*) from pjinfo"), 0);
 }
 
 TEST_F(GatherCommands, TheDataFileCopiedToAServerAndBackKeepsEveryRowAndTheServerGoesOnFromIt) {

@@ -32,7 +32,7 @@ std::unique_ptr<GatherRun> TsaleGatherFrm::makeGathering(std::vector<TDianBaseIn
 }
 
 std::optional<UnfinishedRun> TsaleGatherFrm::unfinishedRun() {
-    return unfinishedSalesRun(dataModule().cn1());
+    return unfinishedSalesRun(dataModule().cn1(), dataModule().store().client);
 }
 
 std::unique_ptr<GatherRun> TsaleGatherFrm::makeResumedGathering(UnfinishedRun run, const db::Store& database,
