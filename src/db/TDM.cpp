@@ -102,9 +102,18 @@ const std::vector<StandingQuery>& TDM::standingQueries() {
          "select distinct "
          "dian_id,dianming,dianzhu,dianupdateDate,createDate,salerGoodRate,salerCredit,saleLevel,"
          "webaddr,addr,loc,commodityNum from itemInfoV",
-         true},
+         true,
+         // The file reads the view by its shop index, so the shops come in the order of their ids.
+         " order by dian_id"},
     };
     return queries;
+}
+
+std::string TDM::standingSql(std::string_view name) const {
+    const StandingQuery& query = standingQuery(name);
+    std::string sql(query.sql);
+    if (store_.isPostgres()) sql += query.serverOrder;
+    return sql;
 }
 
 const StandingQuery& TDM::standingQuery(std::string_view name) {

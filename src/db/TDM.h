@@ -14,6 +14,9 @@ struct StandingQuery {
     std::string_view name;
     std::string_view sql;
     bool rowNumber; // carries the calculated row number column "xh"
+    // A statement that names no order lists as the file's plan goes; a server store is given that order
+    // in words, where one is known.
+    std::string_view serverOrder = {};
 };
 
 // The compiled-in schema: every table, index and saved view the statements refer to.
@@ -55,6 +58,8 @@ public:
 
     // A further connection on the same file, for a worker thread.
     Database openConnection() const;
+    // A standing query's statement as this store runs it.
+    std::string standingSql(std::string_view name) const;
 
     static const std::vector<StandingQuery>& standingQueries();
     // Raises std::out_of_range for a name that is not a standing query.

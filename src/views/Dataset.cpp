@@ -73,7 +73,7 @@ Dataset::Dataset(Connect connect, std::string sql, bool rowNumber, QueryReader::
 
 Dataset Dataset::standing(const db::TDM& dm, std::string_view name, QueryReader::Mode mode) {
     const auto& query = db::TDM::standingQuery(name);
-    return Dataset([&dm] { return dm.openConnection(); }, std::string(query.sql), query.rowNumber, mode);
+    return Dataset([&dm] { return dm.openConnection(); }, dm.standingSql(name), query.rowNumber, mode);
 }
 
 Dataset::~Dataset() = default;
