@@ -148,13 +148,13 @@ db::Store configuredStore(const DataFolder& folder) {
 std::optional<std::string> checkDatabaseUrl(const std::string& url) {
     const bool postgres = url.rfind("postgresql://", 0) == 0 || url.rfind("postgres://", 0) == 0;
     if (!postgres) return "数据库地址应为 postgresql://用户@主机:端口/数据库";
+    // "user:password@" before the host, or a password parameter behind it.
     const size_t start = url.find("://") + 3;
     const size_t at = url.find('@', start);
     const size_t end = url.find_first_of("/?", start);
-    if (at != std::string::npos && (end == std::string::npos || at < end) &&
-        url.substr(start, at - start).find(':') != std::string::npos)
-        return "密码不写入配置文件，请写在 ~/.pgpass 或环境变量 PGPASSWORD 中";
-    if (url.find("password=") != std::string::npos)
+    const bool inUser = at != std::string::npos && (end == std::string::npos || at < end) &&
+                        url.substr(start, at - start).find(':') != std::string::npos;
+    if (inUser || url.find("password=") != std::string::npos)
         return "密码不写入配置文件，请写在 ~/.pgpass 或环境变量 PGPASSWORD 中";
     return std::nullopt;
 }

@@ -4,14 +4,17 @@
 
 namespace vantor {
 
-std::optional<std::string> saveDatabasePage(int type, const std::string& url, const ConfigFile& file) {
+std::optional<std::string> saveDatabasePage(int type, const std::string& url, const ConfigFile& file,
+                                            TConfig& config) {
     if (type == kServerStore)
         if (auto refused = checkDatabaseUrl(url)) return refused;
+    const std::string saved = type == kServerStore ? url : std::string();
     try {
-        file.saveDatabase(type == kServerStore ? url : std::string());
+        file.saveDatabase(saved);
     } catch (const std::exception&) {
         return std::string(kConfigSaveError);
     }
+    config.dbUrl = saved;
     return std::nullopt;
 }
 

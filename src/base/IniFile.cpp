@@ -1,5 +1,7 @@
 #include "IniFile.h"
 
+#include "TextNumbers.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -14,32 +16,24 @@
 namespace vantor {
 namespace {
 
-std::string_view trim(std::string_view s) {
-    while (!s.empty() && (s.front() == ' ' || s.front() == '\t'))
-        s.remove_prefix(1);
-    while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r'))
-        s.remove_suffix(1);
-    return s;
-}
-
 bool sameName(std::string_view a, std::string_view b) {
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
 std::optional<std::string_view> sectionName(std::string_view line) {
-    line = trim(line);
+    line = trimSpace(line);
     if (line.size() >= 2 && line.front() == '[' && line.back() == ']')
-        return trim(line.substr(1, line.size() - 2));
+        return trimSpace(line.substr(1, line.size() - 2));
     return std::nullopt;
 }
 
 // The key of a "key=value" line, or nothing for comments and other lines.
 std::optional<std::string_view> keyName(std::string_view line) {
-    std::string_view t = trim(line);
+    std::string_view t = trimSpace(line);
     if (t.empty() || t.front() == ';' || t.front() == '#' || t.front() == '[') return std::nullopt;
     auto eq = t.find('=');
     if (eq == std::string_view::npos) return std::nullopt;
-    return trim(t.substr(0, eq));
+    return trimSpace(t.substr(0, eq));
 }
 
 [[noreturn]] void ioFail(const std::string& what, const std::filesystem::path& path) {
@@ -77,8 +71,8 @@ std::string IniFile::read(std::string_view section, std::string_view key, std::s
         if (!inSection) continue;
         auto k = keyName(line);
         if (k && sameName(*k, key)) {
-            std::string_view t = trim(line);
-            return std::string(trim(t.substr(t.find('=') + 1)));
+            std::string_view t = trimSpace(line);
+            return std::string(trimSpace(t.substr(t.find('=') + 1)));
         }
     }
     return std::string(fallback);
@@ -101,13 +95,13 @@ void IniFile::write(std::string_view section, std::string_view key, std::string_
             lines_[i] = entry;
             return;
         }
-        if (!trim(lines_[i]).empty()) sectionEnd = i + 1;
+        if (!trimSpace(lines_[i]).empty()) sectionEnd = i + 1;
     }
     if (sectionEnd) {
         lines_.insert(lines_.begin() + std::ptrdiff_t(*sectionEnd), entry);
         return;
     }
-    if (!lines_.empty() && !trim(lines_.back()).empty()) lines_.emplace_back();
+    if (!lines_.empty() && !trimSpace(lines_.back()).empty()) lines_.emplace_back();
     std::string header(1, '[');
     header.append(section).push_back(']');
     lines_.push_back(std::move(header));

@@ -5,6 +5,15 @@
 
 namespace vantor {
 
+std::string_view trimSpace(std::string_view text) {
+    auto space = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    while (!text.empty() && space(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && space(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
 std::optional<bool> parseBool(std::string_view text) {
     auto equalsNoCase = [&](std::string_view word) {
         if (text.size() != word.size()) return false;

@@ -9,6 +9,9 @@ namespace vantor {
 // Settings texts are converted strictly: a value the program cannot read back exactly is an error,
 // never a silent zero.
 
+// The text without the blanks, tabs and line ends around it.
+std::string_view trimSpace(std::string_view text);
+
 // "true"/"false" (any letter case), "-1" and "0"; nothing else.
 std::optional<bool> parseBool(std::string_view text);
 

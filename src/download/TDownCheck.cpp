@@ -30,22 +30,17 @@ struct Slot {
     std::unique_ptr<TDownBean> bean; // the page in hand; none while the slot is free
     std::int32_t number = 0;         // the page number of the bean
     int failures = 0;                // of this page
-    std::optional<size_t> lease;     // the pool's slot that carries the page, with a shared pool
-    // Without a pool: made with the slot's first page and kept for the run, so the slot's thread and
-    // connection serve all its pages. Declared last: it goes first.
-    std::unique_ptr<TThreadDownHtmlCode> download;
+    std::optional<size_t> lease;     // the pool's slot that carries the page
 };
 
-// The slots of one run. Leaving the run, however it ends, aborts every download still in flight: all
-// are told first, then each is waited for; a shared pool's slots are given back.
+// The slots of one run. Leaving the run, however it ends, gives every pool slot it holds back, which
+// aborts a download still in flight there.
 class SlotTable {
 public:
-    SlotTable(size_t count, SlotPool* pool) : slots_(count), pool_(pool) {}
+    SlotTable(size_t count, SlotPool& pool) : slots_(count), pool_(pool) {}
     ~SlotTable() {
-        for (Slot& slot : slots_) {
-            if (slot.download) slot.download->requestStop();
-            if (slot.lease) pool_->release(*slot.lease);
-        }
+        for (Slot& slot : slots_)
+            if (slot.lease) pool_.release(*slot.lease);
     }
     SlotTable(const SlotTable&) = delete;
     SlotTable& operator=(const SlotTable&) = delete;
@@ -55,18 +50,20 @@ public:
 
 private:
     std::vector<Slot> slots_;
-    SlotPool* pool_;
+    SlotPool& pool_;
 };
 
 } // namespace
 
 TDownCheck::TDownCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
                        std::int32_t mode, Handlers handlers)
-    : pageStep_(pageStep <= 0 ? 1 : pageStep), mode_(mode), param_(param), handlers_(std::move(handlers)) {
-    if (gauges.empty())
-        setStatus(CheckStatus::BadGauges);
-    else
-        gauges_ = std::move(gauges);
+    : pageStep_(pageStep <= 0 ? 1 : pageStep),
+      mode_(mode),
+      ownSlots_(std::make_unique<SlotPool>(std::move(gauges))),
+      pool_(ownSlots_.get()),
+      param_(param),
+      handlers_(std::move(handlers)) {
+    if (pool_->size() == 0) setStatus(CheckStatus::BadGauges);
 }
 
 TDownCheck::TDownCheck(TDownParamBean& param, SlotPool& pool, std::int32_t pageStep, std::int32_t mode,
@@ -127,7 +124,7 @@ void TDownCheck::loop(std::stop_token stop) {
     if (!agent) throw std::invalid_argument("TDownCheck: the job has no network settings");
     std::int64_t doneCount = param.curPage;
     std::int32_t failCount = 0;
-    SlotTable slots(pool_ ? pool_->size() : gauges_.size(), pool_);
+    SlotTable slots(pool_->size(), *pool_);
     bool onHistoryHost = false;
     setStatus(CheckStatus::Init);
 
@@ -145,7 +142,7 @@ void TDownCheck::loop(std::stop_token stop) {
             Slot& slot = slots[i];
             if (!slot.bean && param.curPage <= param.endPage) {
                 // Every slot of the gathering busy: the pool wakes this job when one is given back.
-                if (pool_ && !slot.lease && !(slot.lease = pool_->tryAcquire(signal_))) continue;
+                if (!slot.lease && !(slot.lease = pool_->tryAcquire(signal_))) continue;
                 // Checked at every start, so that no page from 100 on leaves for the old host even when
                 // several slots start pages in one pass.
                 if (mode_ == kRatingMode && !onHistoryHost && param.curPage >= kHistoryFirstPage) {
@@ -158,17 +155,11 @@ void TDownCheck::loop(std::stop_token stop) {
                 slot.number = param.curPage;
                 slot.failures = 0;
                 std::string url = pageAddress(prefix, param.curPage, pageStep_, suffix);
-                if (pool_)
-                    pool_->send(*slot.lease, std::move(url), *slot.bean, agent, signal_, {});
-                else if (slot.download)
-                    slot.download->restart(std::move(url), *slot.bean);
-                else
-                    slot.download = std::make_unique<TThreadDownHtmlCode>(std::move(url), *slot.bean, agent,
-                                                                          gauges_[i], &signal_);
+                pool_->send(*slot.lease, std::move(url), *slot.bean, agent, signal_, {});
                 ++param.curPage;
             } else if (slot.bean && slot.bean->status() == PageStatus::Finish) {
                 // The page is in: its slot serves other jobs while this one handles it.
-                if (slot.lease) pool_->release(*std::exchange(slot.lease, std::nullopt));
+                pool_->release(*std::exchange(slot.lease, std::nullopt));
                 if (handlers_.page) try {
                         handlers_.page(pageKind, slot.number, slot.bean->getHtmlCode());
                     } catch (const std::exception& e) {
@@ -183,10 +174,7 @@ void TDownCheck::loop(std::stop_token stop) {
                 const DownFailure failure = slot.bean->failure();
                 if (failures_) failures_->add(failure);
                 const auto delay = retryDelay(failure, ++slot.failures, agent->MinInterval);
-                if (pool_)
-                    pool_->send(*slot.lease, slot.bean->getUrl(), *slot.bean, agent, signal_, delay);
-                else
-                    slot.download->restart(slot.bean->getUrl(), *slot.bean, delay);
+                pool_->send(*slot.lease, slot.bean->getUrl(), *slot.bean, agent, signal_, delay);
             } else {
                 continue;
             }

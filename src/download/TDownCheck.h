@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <stop_token>
 #include <string>
@@ -43,7 +44,7 @@ public:
     };
 
     // The job and the gauges stay owned by the caller and must outlive the driver; the gauge list's
-    // length is the number of slots. Nothing runs before start().
+    // length is the number of slots, a pool of the job's own. Nothing runs before start().
     TDownCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
                std::int32_t mode, Handlers handlers);
     // A job that takes its slots from a pool shared with the other jobs of its gathering, one for each
@@ -88,8 +89,8 @@ private:
 
     std::int32_t pageStep_;
     std::int32_t mode_;
-    std::vector<SlotProgress*> gauges_;
-    SlotPool* pool_ = nullptr;
+    std::unique_ptr<SlotPool> ownSlots_; // the slots of a job not given a shared pool
+    SlotPool* pool_;
     TDownParamBean& param_;
     std::atomic<bool> finished_ = false;
     std::atomic<CheckStatus> status_ = CheckStatus::Init;

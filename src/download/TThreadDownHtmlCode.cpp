@@ -2,6 +2,7 @@
 
 #include "HostPacer.h"
 #include "WireAddress.h"
+#include "base/TextNumbers.h"
 
 #include <curl/curl.h>
 
@@ -219,14 +220,7 @@ private:
             if (lower.starts_with("content-length:") ||
                 (lower.starts_with("transfer-encoding:") && lower.find("chunked") != std::string::npos))
                 self.framed_ = true;
-            if (lower.starts_with("retry-after:")) {
-                std::string_view value = line.substr(12);
-                while (!value.empty() && std::isspace((unsigned char)value.front()))
-                    value.remove_prefix(1);
-                while (!value.empty() && std::isspace((unsigned char)value.back()))
-                    value.remove_suffix(1);
-                self.retryAfter_ = value;
-            }
+            if (lower.starts_with("retry-after:")) self.retryAfter_ = trimSpace(line.substr(12));
         }
         return size * count;
     }

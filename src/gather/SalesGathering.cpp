@@ -163,7 +163,7 @@ SalesGathering::ItemHaul SalesGathering::fetchItem(const TItemInfo& row) {
     if (buyerList.empty()) return haul;
 
     observer_.stageText("正在处理销售记录");
-    std::vector<TAutionInfo>& found = haul.sales;
+    std::vector<TAutionInfo> found;
     std::mutex foundMutex;
     int pages = std::clamp((soldTotal + 79) / 80, 1, kMaxBuyerListPages);
     auto buyers = stages_.job(absoluteAddress(buyerList, row.itemUrl), "&1=1", 5, 1, pages);
@@ -181,6 +181,8 @@ SalesGathering::ItemHaul SalesGathering::fetchItem(const TItemInfo& row) {
     std::stable_sort(found.begin(), found.end(),
                      [&](const TAutionInfo& a, const TAutionInfo& b) { return when(a) > when(b); });
     if (!found.empty()) item.saleFromDate = found.back().sj;
+    for (auto& sale : found)
+        haul.sales.add(std::move(sale));
     return haul;
 }
 
@@ -196,11 +198,7 @@ GatherTally SalesGathering::saveShop(ShopHaul& haul, db::Database& db) {
     for (ItemHaul& item : haul.items) {
         saveItem(item.item, shop, db);
         ++tally.items;
-        if (item.sales.empty()) continue;
-        RecordList<TAutionInfo> sales; // a copy: a save that conflicts runs again
-        for (const auto& sale : item.sales)
-            sales.add(TAutionInfo(sale));
-        tally.sales += saveSales(sales, item.item, saveGauge_, db);
+        if (!item.sales.empty()) tally.sales += saveSales(item.sales, item.item, saveGauge_, db);
     }
     return tally;
 }

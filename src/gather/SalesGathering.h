@@ -58,7 +58,7 @@ public:
 private:
     struct ItemHaul {
         TItemBaseInfo item;
-        std::vector<TAutionInfo> sales; // newest first
+        RecordList<TAutionInfo> sales; // newest first
     };
     // What the pages of one shop gave, held until its turn to be saved.
     struct ShopHaul {

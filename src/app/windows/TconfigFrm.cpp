@@ -266,12 +266,11 @@ NetworkSaveResult TconfigFrm::saveNetwork() {
 }
 
 bool TconfigFrm::saveDatabase() {
-    const std::string url = dbUrl->text().trimmed().toStdString();
-    if (auto message = saveDatabasePage(dbType->currentIndex(), url, file_)) {
+    if (auto message =
+            saveDatabasePage(dbType->currentIndex(), dbUrl->text().trimmed().toStdString(), file_, config_)) {
         UserMessages::show(this, *message);
         return false;
     }
-    config_.dbUrl = dbType->currentIndex() == kServerStore ? url : std::string();
     dbState->setText(kDatabaseSaved);
     return true;
 }
