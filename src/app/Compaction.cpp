@@ -30,10 +30,10 @@ namespace {
 
 void syncPath(const fs::path& path, int flags) {
     int fd = ::open(path.c_str(), flags | O_CLOEXEC);
-    if (fd < 0) throw CompactionError("cannot open " + path.string());
+    if (fd < 0) throw CompactionError("无法打开 " + path.string());
     bool ok = ::fsync(fd) == 0;
     ::close(fd);
-    if (!ok) throw CompactionError("cannot sync " + path.string());
+    if (!ok) throw CompactionError("无法写入磁盘：" + path.string());
 }
 
 // Removes a copy this run left behind, never something else of that name.
@@ -66,8 +66,8 @@ std::string compactDatabase(const fs::path& database, const fs::path& temporary,
             vacuum.execute();
         }
         if (fs::exists(withSuffix(database, "-wal")))
-            throw CompactionError("the database is in use by another program");
-        if (!fs::is_regular_file(temporary)) throw CompactionError("no compacted copy was written");
+            throw CompactionError("数据文件正被其他程序使用，本次不压缩");
+        if (!fs::is_regular_file(temporary)) throw CompactionError("没有写出压缩后的数据文件");
         syncPath(temporary, O_RDONLY);
         fs::rename(temporary, database);
         syncPath(database.parent_path().empty() ? fs::path(".") : database.parent_path(),

@@ -1,5 +1,6 @@
 #include "Database.h"
 
+#include "FailureText.h"
 #include "SqlFunctions.h"
 
 #include <libpq-fe.h>
@@ -9,16 +10,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <strings.h>
+#include <thread>
 #include <utility>
 
 namespace vantor::db {
 namespace {
 
 [[noreturn]] void fail(sqlite3* db, int rc, std::string_view what) {
-    std::string message(what);
-    message += ": ";
-    message += db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
-    throw DbError(message, rc);
+    std::string detail(what);
+    detail += ": ";
+    detail += db ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
+    throw DbError(fileFailureText(rc, detail), rc, {}, detail);
 }
 
 // PostgreSQL's type numbers of the results the program reads.
@@ -44,8 +46,9 @@ struct PgResult {
             PQclear(r);
             // The SQLSTATE's class as the code: 23 a constraint, 40 a conflict to retry, 08 a lost
             // connection.
-            throw DbError(message.empty() ? pgMessage(pg) : message, state ? std::atoi(state) : 0,
-                          state ? state : "");
+            if (message.empty()) message = pgMessage(pg);
+            throw DbError(serverFailureText(state ? state : "", message), state ? std::atoi(state) : 0,
+                          state ? state : "", message);
         }
     }
     ~PgResult() { PQclear(result); }
@@ -200,6 +203,32 @@ std::string valueToText(const Value& value) {
     }
 }
 
+struct Database::Waiting {
+    LockWait wait;
+    std::chrono::steady_clock::time_point since;
+    bool noticed = false;
+
+    // SQLite's busy handler: nonzero to try again.
+    static int retry(void* self, int attempts) {
+        auto& w = *static_cast<Waiting*>(self);
+        const auto now = std::chrono::steady_clock::now();
+        if (attempts == 0) {
+            w.since = now;
+            w.noticed = false;
+        }
+        const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(now - w.since);
+        if (waited >= w.wait.limit) return 0;
+        if (waited >= kLockWaitNoticed && !w.noticed) {
+            w.noticed = true;
+            if (w.wait.notice) w.wait.notice();
+        }
+        if (w.wait.keepWaiting && !w.wait.keepWaiting()) return 0;
+        // Short pauses first: most waits are for a commit that is just ending.
+        std::this_thread::sleep_for(std::chrono::milliseconds(attempts < 20 ? 1 : 10));
+        return 1;
+    }
+};
+
 Database::Database(const std::filesystem::path& file, Mode mode) {
     int flags = SQLITE_OPEN_NOMUTEX;
     switch (mode) {
@@ -218,10 +247,11 @@ Database::Database(const std::filesystem::path& file, Mode mode) {
         std::string message = db_ ? sqlite3_errmsg(db_) : sqlite3_errstr(rc);
         sqlite3_close(db_);
         db_ = nullptr;
-        throw DbError("无法打开数据文件 " + file.string() + ": " + message, rc);
+        throw DbError("无法打开数据文件 " + file.string() + "：" + fileFailureText(rc, message), rc, {},
+                      message);
     }
     sqlite3_extended_result_codes(db_, 1);
-    sqlite3_busy_timeout(db_, 5000);
+    setLockWait({});
     try {
         registerSqlFunctions(db_);
     } catch (...) {
@@ -238,7 +268,7 @@ Database Database::connect(const std::string& url) {
     db.pg_ = PQconnectdbParams(keys, values, 1);
     if (PQstatus(db.pg_) != CONNECTION_OK) {
         std::string message = pgMessage(db.pg_);
-        throw DbError("无法连接数据库服务器 " + url + ": " + message);
+        throw DbError(connectFailureText(message), 0, "08001", message);
     }
     // The server's notices (a shutdown's warning) are no business of the program's terminal.
     PQsetNoticeProcessor(
@@ -247,20 +277,32 @@ Database Database::connect(const std::string& url) {
     return db;
 }
 
+Database::Database() = default;
+
 Database::~Database() {
     close();
 }
 
 Database::Database(Database&& other) noexcept
-    : db_(std::exchange(other.db_, nullptr)), pg_(std::exchange(other.pg_, nullptr)) {}
+    : db_(std::exchange(other.db_, nullptr)),
+      pg_(std::exchange(other.pg_, nullptr)),
+      waiting_(std::move(other.waiting_)) {}
 
 Database& Database::operator=(Database&& other) noexcept {
     if (this != &other) {
         close();
         db_ = std::exchange(other.db_, nullptr);
         pg_ = std::exchange(other.pg_, nullptr);
+        waiting_ = std::move(other.waiting_);
     }
     return *this;
+}
+
+void Database::setLockWait(LockWait wait) {
+    if (!db_) return;
+    if (!waiting_) waiting_ = std::make_unique<Waiting>();
+    waiting_->wait = std::move(wait);
+    sqlite3_busy_handler(db_, &Waiting::retry, waiting_.get());
 }
 
 void Database::close() {
@@ -285,7 +327,7 @@ void Database::exec(std::string_view sql) {
     if (rc != SQLITE_OK) {
         std::string message = error ? error : sqlite3_errstr(rc);
         sqlite3_free(error);
-        throw DbError(message, rc);
+        throw DbError(fileFailureText(rc, message), rc, {}, message);
     }
 }
 
@@ -447,7 +489,7 @@ bool Statement::step() {
     if (rc == SQLITE_DONE) return false;
     std::string message = sqlite3_errmsg(db_);
     sqlite3_reset(stmt_);
-    throw DbError(message, rc);
+    throw DbError(fileFailureText(rc, message), rc, {}, message);
 }
 
 void Statement::execute() {

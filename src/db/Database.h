@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -16,12 +18,14 @@ struct pg_conn;
 
 namespace vantor::db {
 
-// A database failure, carrying SQLite's own explanation.
+// A database failure: what() is the sentence the user reads, detail() the engine's own text.
 class DbError : public std::runtime_error {
 public:
-    explicit DbError(const std::string& message, int code = 0, std::string state = {})
-        : std::runtime_error(message), code_(code), state_(std::move(state)) {}
+    explicit DbError(const std::string& message, int code = 0, std::string state = {},
+                     std::string detail = {})
+        : std::runtime_error(message), code_(code), state_(std::move(state)), detail_(std::move(detail)) {}
     int code() const { return code_; }
+    const std::string& detail() const { return detail_; }
     // A write that met another program's write to the same key, or a deadlock with it, on a server
     // store: tried again, it goes through.
     bool conflict() const { return state_ == "23505" || state_ == "40001" || state_ == "40P01"; }
@@ -29,6 +33,21 @@ public:
 private:
     int code_;
     std::string state_; // PostgreSQL's SQLSTATE
+    std::string detail_;
+};
+
+// How long a writer waits for another program's write to the data file before it gives up: long enough
+// for the largest save of a gathering to end.
+inline constexpr std::chrono::milliseconds kLockWaitLimit = std::chrono::minutes(5);
+// A wait shorter than this is nothing to tell anybody about.
+inline constexpr std::chrono::milliseconds kLockWaitNoticed{200};
+
+// A writer's wait for the file's write lock. `notice` is told once a wait has lasted kLockWaitNoticed;
+// `keepWaiting` is asked between tries and ends the wait early (a stop) by answering false.
+struct LockWait {
+    std::chrono::milliseconds limit = kLockWaitLimit;
+    std::function<void()> notice;
+    std::function<bool()> keepWaiting;
 };
 
 using Value = std::variant<std::monostate, std::int64_t, double, std::string>;
@@ -45,7 +64,7 @@ class Database {
 public:
     enum class Mode { OpenExisting, CreateIfMissing, ReadOnly };
 
-    Database() = default;
+    Database();
     Database(const std::filesystem::path& file, Mode mode);
     // A connection to a PostgreSQL server, the URL as libpq takes it ("postgresql://user@host:port/db").
     static Database connect(const std::string& url);
@@ -68,13 +87,18 @@ public:
     bool inTransaction() const;
 
     int changes() const;
+    // How this connection waits when another program writes; without it, kLockWaitLimit and silence.
+    void setLockWait(LockWait wait);
+
     // The SQLite connection; none on a PostgreSQL store.
     sqlite3* handle() const { return db_; }
 
 private:
+    struct Waiting;
     sqlite3* db_ = nullptr;
     pg_conn* pg_ = nullptr;
     int pgChanges_ = 0;
+    std::unique_ptr<Waiting> waiting_; // where SQLite's busy handler keeps its state
     friend class Statement;
 };
 

@@ -93,10 +93,12 @@ std::int64_t rowCount(Database& db, const char* table) {
 } // namespace
 
 void copyStore(const Store& from, const Store& to,
-               const std::function<void(const std::string&, std::int64_t, std::int64_t)>& progress) {
+               const std::function<void(const std::string&, std::int64_t, std::int64_t)>& progress,
+               LockWait wait) {
     TDM source(from), target(to);
     Database& in = source.cn1();
     Database& out = target.cn1();
+    out.setLockWait(std::move(wait));
     for (const Table& table : kTables)
         if (rowCount(out, table.name) > 0)
             throw std::runtime_error(std::string("目标数据库已有数据（") + table.name +

@@ -12,7 +12,8 @@ std::string_view schemaSql() {
 }
 
 void ensureSchema(Database& db) {
-    db.exec("BEGIN");
+    // Immediate on the file: programs that open a new file at once take turns instead of failing.
+    db.exec(db.isPostgres() ? "BEGIN" : "BEGIN IMMEDIATE");
     try {
         // Programs that open a new server store at the same time create it once, one after the other.
         if (db.isPostgres()) db.exec("SELECT pg_advisory_xact_lock(7324881)");
@@ -43,6 +44,11 @@ Database TDM::openConnection() const {
     Database db(store_.file, Database::Mode::OpenExisting);
     db.exec(kConnectionPragmas);
     return db;
+}
+
+void TDM::useStore(Store store) {
+    cn1_.close();
+    store_ = std::move(store);
 }
 
 void TDM::open() {

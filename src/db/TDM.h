@@ -52,6 +52,8 @@ public:
     // file cannot be opened or is not a database.
     void open();
     bool isOpen() const { return cn1_.isOpen(); }
+    // Closes the connection and moves to another store, which open() then opens.
+    void useStore(Store store);
     Database& cn1();
     const std::filesystem::path& file() const { return store_.file; }
     const Store& store() const { return store_; }

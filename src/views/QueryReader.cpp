@@ -1,5 +1,7 @@
 #include "QueryReader.h"
 
+#include "db/FailureText.h"
+
 #include <sqlite3.h>
 
 #include <strings.h>
@@ -8,7 +10,8 @@ namespace vantor::views {
 namespace {
 
 [[noreturn]] void fail(sqlite3* db) {
-    throw db::DbError(sqlite3_errmsg(db), sqlite3_errcode(db));
+    const std::string detail = sqlite3_errmsg(db);
+    throw db::DbError(db::fileFailureText(sqlite3_errcode(db), detail), sqlite3_errcode(db), {}, detail);
 }
 
 } // namespace

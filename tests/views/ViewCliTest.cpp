@@ -95,7 +95,9 @@ TEST_F(ViewCli, DeleteTakesAShopWithEverythingOfItOrOneItemWithItsSales) {
     }
     auto refused = run("delete shop 1");
     EXPECT_EQ(refused.status, 1);
-    EXPECT_NE(refused.out.find("删除数据出错，请联系官方网站! 只读"), std::string::npos) << refused.out;
+    EXPECT_NE(refused.out.find("删除数据出错，请联系官方网站! 数据不符合数据库的约束，未能保存（只读）"),
+              std::string::npos)
+        << refused.out;
     EXPECT_EQ(count("select count(*) from saleInfo"), 5); // rolled back
     db::TDM(dir / "lmd_pin.db").cn1().exec("DROP TRIGGER keep");
 
