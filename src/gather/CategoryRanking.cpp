@@ -130,6 +130,10 @@ void CategoryRanking::run() {
     int categoriesSaved = 0, itemsSaved = 0;
     try {
         db::Database db = db::TDM(database_).openConnection();
+        db::LockWait wait;
+        wait.notice = [this] { observer_.statusLine(statusLineText(kWaitingForLock)); };
+        wait.keepWaiting = [this] { return !stages_.stopped(); };
+        db.setLockWait(std::move(wait));
         for (size_t i = 0; i < categories_.size() && end == JobEnd::Finished; ++i) {
             const int position = categories_[i];
             observer_.categoryStarted(int(i), int(categories_.size()), categoryName(position));

@@ -15,6 +15,8 @@ inline constexpr const char* kGatherFailed = "异常出错.....！";
 inline constexpr const char* kSearchStopped = "用户中止搜索！";
 inline constexpr const char* kGatherStopped = "用户中止下载！";
 inline constexpr const char* kNoShopTicked = "请选择需要采集的店铺！";
+// A save that waits for another program's save to the same data file to end.
+inline constexpr const char* kWaitingForLock = "正在等待其他采集保存…";
 // Where the sales window offers to continue a run cut short, the rating window says why it cannot.
 inline constexpr const char* kRatingRunRestarts = "评价采集整批保存：中断后须重新开始。";
 

@@ -85,46 +85,18 @@ void RatingGathering::run() {
     std::string detail;
     GatherTally tally(GatherKind::Ratings);
     try {
-        db::Database db = db::TDM(database_).openConnection();
-        db.beginTransaction();
-        try {
-            const int count = int(shops_.size());
-            int failedShops = 0;
-            std::vector<ShopRatings> held; // the run's shops so far, to save again after a conflict
-            end = stages_.inOrder<ShopRatings>(
-                shops_, [this](size_t i) { return fetchShop(shops_[i]); },
-                [&](size_t i, ShopRatings& haul) {
-                    held.push_back(std::move(haul));
-                    for (int attempt = 1;; ++attempt) {
-                        try {
-                            saveShop(held.back(), db);
-                            break;
-                        } catch (const db::DbError& e) {
-                            if (!e.conflict() || attempt == kSaveAttempts) throw;
-                            // Another program saved the same shop on the server meanwhile. The run is one
-                            // transaction, so it starts over with every shop it holds.
-                            db.rollback();
-                            db.beginTransaction();
-                            saved_.ratings = 0;
-                            for (size_t k = 0; k + 1 < held.size(); ++k)
-                                saveShop(held[k], db);
-                        }
-                    }
-                    ++saved_.shops;
-                    observer_.shopFinished(int(i) + 1, count);
-                },
-                false, detail, failedShops);
-            if (end == JobEnd::Finished) {
-                Stopwatch committing(timing().saveMicros);
-                db.commit();
-                tally = saved_;
-            } else {
-                db.rollback();
-            }
-        } catch (...) {
-            db.rollback();
-            throw;
-        }
+        RatingStage stage;
+        const int count = int(shops_.size());
+        int failedShops = 0;
+        end = stages_.inOrder<ShopRatings>(
+            shops_, [this](size_t i) { return fetchShop(shops_[i]); },
+            [&](size_t i, ShopRatings& haul) {
+                stage.add(haul);
+                observer_.shopFinished(int(i) + 1, count);
+            },
+            false, detail, failedShops);
+        if (end == JobEnd::Finished) end = saveAll(stage);
+        if (end == JobEnd::Finished) tally = saved_;
     } catch (const std::exception& e) {
         observer_.statusLine(statusLineText(kGatherFailed));
         end = JobEnd::Failed;
@@ -134,7 +106,38 @@ void RatingGathering::run() {
     observer_.gatherEnded(end, detail, tally);
 }
 
-RatingGathering::ShopRatings RatingGathering::fetchShop(TDianBaseInfo shop) {
+JobEnd RatingGathering::saveAll(RatingStage& stage) {
+    db::Database db = db::TDM(database_).openConnection();
+    db.setLockWait(stages_.lockWait());
+    for (int attempt = 1;; ++attempt) {
+        saved_ = GatherTally(GatherKind::Ratings);
+        try {
+            db.beginTransaction();
+            for (size_t i = 0; i < stage.size(); ++i) {
+                if (stages_.stopped()) {
+                    db.rollback();
+                    return JobEnd::Stopped;
+                }
+                ShopRatings haul = stage.read(i);
+                saveShop(haul, db);
+                ++saved_.shops;
+            }
+            Stopwatch committing(timing().saveMicros);
+            db.commit();
+            return JobEnd::Finished;
+        } catch (const db::DbError& e) {
+            db.rollback();
+            if (stages_.stopped()) return JobEnd::Stopped;
+            // Another program saved one of the shops on the server meanwhile: the run starts its save over.
+            if (!e.conflict() || attempt == kSaveAttempts) throw;
+        } catch (...) {
+            db.rollback();
+            throw;
+        }
+    }
+}
+
+ShopRatings RatingGathering::fetchShop(TDianBaseInfo shop) {
     ShopRatings haul;
     observer_.stageText("正在处理店铺资料");
     stages_.readShopPage(shop);

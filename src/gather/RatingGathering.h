@@ -1,5 +1,6 @@
 #pragma once
 
+#include "RatingStage.h"
 #include "ShopStages.h"
 #include "base/ProgressGauge.h"
 #include "db/Database.h"
@@ -46,9 +47,10 @@ std::string ratingHistoryPrefix(const std::string& userId);
 // Gathers the ratings of shop after shop: the shop page (saved), the rating summary (counters saved),
 // then the rating list pages of the range, recent ones from the rating host and from page 100 on the
 // history host's, saved with duplicates by trade id removed and the shop's rating bounds recomputed.
-// Several shops are on the wire at once; each is saved in the run's order when its pages are in. The
-// whole run is one transaction of the gathering's own connection: a stop or a failure anywhere rolls
-// every shop of the run back.
+// Several shops are on the wire at once; each is staged in the run's order when its pages are in, outside
+// the database. At the end the whole run is saved in one transaction of the gathering's own connection,
+// so the data file's write lock is held only for that save, and a stop or a failure anywhere keeps
+// nothing of the run.
 class RatingGathering : public GatherRun {
 public:
     // Shops carry what the search row gave; the database must exist. from < to as validateRatingRange
@@ -70,19 +72,11 @@ public:
     GatherTiming& timing() { return stages_.timing(); }
 
 private:
-    // One job's pages of a shop, their ratings in page order.
-    struct PageRun {
-        bool history = false;
-        RecordList<TRateInfo> ratings;
-    };
-    // What the pages of one shop gave, held until its turn to be saved.
-    struct ShopRatings {
-        TDianBaseInfo shop;
-        TRateBaseInfo summary;
-        std::vector<PageRun> runs;
-    };
+    using PageRun = ShopRatings::PageRun;
 
     void run();
+    // Saves every staged shop in one transaction; Stopped when a stop came first.
+    JobEnd saveAll(RatingStage& stage);
     ShopRatings fetchShop(TDianBaseInfo shop);
     // Fetches the pages of one host into runs; returns whether the shop's list ended within them (an
     // empty page).

@@ -70,6 +70,7 @@ void SalesGathering::run() {
     std::string detail;
     try {
         db::Database db = db::TDM(database_).openConnection();
+        db.setLockWait(stages_.lockWait());
         if (positions_.empty()) {
             recordSalesRun(db, database_.client, shops_, itemsPerShop_);
             for (size_t i = 0; i < shops_.size(); ++i)

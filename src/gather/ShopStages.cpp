@@ -157,4 +157,14 @@ JobEnd ShopStages::ended(std::string& detail) {
     return JobEnd::Failed;
 }
 
+db::LockWait ShopStages::lockWait() {
+    db::LockWait wait;
+    wait.notice = [this] {
+        observer_.stageText(kWaitingForLock);
+        observer_.statusLine(statusLineText(kWaitingForLock));
+    };
+    wait.keepWaiting = [this] { return !stopped(); };
+    return wait;
+}
+
 } // namespace vantor

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "db/Database.h"
+
 #include "ShopPipeline.h"
 #include "StageRunner.h"
 #include "download/THttpAgent.h"
@@ -126,6 +128,9 @@ public:
     size_t itemsAtOnce() const;
 
     void stop() { runner_.stop(); }
+    bool stopped() const { return runner_.stopped(); }
+    // How the gathering's saves wait for another program's save: visibly, and no longer than a stop.
+    db::LockWait lockWait();
     GatherTiming& timing() { return timing_; }
     FailureCounts failures() const { return failures_.counts(); }
 

@@ -4,8 +4,22 @@
 
 namespace vantor::views {
 
+namespace {
+db::LockWait& frontEndWait() {
+    static db::LockWait wait;
+    return wait;
+}
+} // namespace
+
+void ViewConnection::setLockWait(db::LockWait wait) {
+    frontEndWait() = std::move(wait);
+}
+
 db::Database& ViewConnection::get() {
-    if (!db_.isOpen()) db_ = dm_.openConnection();
+    if (!db_.isOpen()) {
+        db_ = dm_.openConnection();
+        db_.setLockWait(frontEndWait());
+    }
     return db_;
 }
 

@@ -19,6 +19,10 @@ public:
     explicit ViewConnection(const db::TDM& dm) : dm_(dm) {}
     db::Database& get();
 
+    // How every view's delete waits for another program's save: the views all run on the one thread
+    // of the front end, which says once how it shows the wait.
+    static void setLockWait(db::LockWait wait);
+
 private:
     const db::TDM& dm_;
     db::Database db_;
