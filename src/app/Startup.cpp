@@ -4,6 +4,46 @@
 
 namespace vantor {
 
+std::string serverUnreachableText(const std::string& failure, const std::string& url) {
+    return failure + "\n数据库：" + url +
+           "\n\n可以重试，改用本机数据文件（仅本次，或以后都用），或退出程序。";
+}
+
+namespace {
+
+// Opens the server store, asking while it cannot be reached; false: the user chose to end.
+bool reachServer(const DataFolder& folder, const ConfigFile& file, TConfig& config, db::TDM& dm,
+                 StartupObserver& observer) {
+    for (;;) {
+        try {
+            dm.open();
+            return true;
+        } catch (const db::DbError& e) {
+            const ServerChoice choice = observer.askServerUnreachable(
+                serverUnreachableText(e.what(), dm.store().url), e.detail().empty() ? e.what() : e.detail());
+            switch (choice) {
+            case ServerChoice::Retry:
+                continue;
+            case ServerChoice::FileFromNowOn:
+                try {
+                    file.saveDatabase("");
+                    config.dbUrl.clear();
+                } catch (const std::exception&) {
+                    observer.showMessage(kConfigSaveError);
+                }
+                [[fallthrough]];
+            case ServerChoice::FileThisRun:
+                dm.useStore(db::Store(folder.database()));
+                return true;
+            case ServerChoice::Exit:
+                return false;
+            }
+        }
+    }
+}
+
+} // namespace
+
 StartupOutcome prepareData(const DataFolder& folder, TConfig& config, db::TDM& dm, StartupObserver& observer,
                            const DateTime& now) {
     ConfigFile file(folder.config());
@@ -13,6 +53,8 @@ StartupOutcome prepareData(const DataFolder& folder, TConfig& config, db::TDM& d
     } catch (const std::exception&) {
         observer.showMessage(kConfigFileError);
     }
+    if (dm.store().isPostgres() && !reachServer(folder, file, config, dm, observer))
+        return StartupOutcome::Exit;
 
     if (compactionDue(config.optimize, config.lastTimeOpt, now)) {
         observer.showStatus(kCompactingStatus);
@@ -35,9 +77,8 @@ StartupOutcome prepareData(const DataFolder& folder, TConfig& config, db::TDM& d
 
     try {
         dm.open();
-    } catch (const std::exception& e) {
-        observer.showMessage(dm.store().isPostgres() ? std::string(kServerStoreError) + "\n" + e.what()
-                                                     : std::string(kDataFileError));
+    } catch (const std::exception&) {
+        observer.showMessage(kDataFileError);
         return StartupOutcome::Exit;
     }
     return StartupOutcome::Ready;

@@ -43,15 +43,8 @@ struct AnalyseOptions {
 
 void analyse(const Context& context, const AnalyseOptions& options) {
     DataFolder data = context.folder();
-    db::TDM dm(configuredStore(data));
-    try {
-        data.create();
-        dm.open();
-    } catch (const std::exception& e) {
-        // A server store's own message names the server.
-        if (dm.store().isPostgres()) throw JobFailed(e.what());
-        throw JobFailed(std::string(kDataFileError) + " " + e.what());
-    }
+    auto store = context.openStore();
+    db::TDM& dm = *store;
 
     const charts::Analysis* analysis = nullptr;
     for (const auto* candidate : charts::allAnalyses())

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -19,11 +20,23 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// The server store cannot be reached: the command ends with its own exit status, kUnreachableStatus, and
+// names the choices the desktop program offers as a question.
+class StoreUnreachable : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+inline constexpr int kUnreachableStatus = 3;
+
 // What every command shares: the data folder named on the command line.
 struct Context {
     std::optional<std::filesystem::path> dataDir;
+    bool localFile = false; // --local-file: this run uses the data file whatever [Db] Url says
 
     DataFolder folder() const { return DataFolder::locate(dataDir); }
+    db::Store store() const;
+    // The store opened, the folder created. Raises StoreUnreachable, or JobFailed for the data file.
+    std::unique_ptr<db::TDM> openStore() const;
     // Reads config.ini (creating it with the defaults when missing). Raises JobFailed.
     void loadConfig(TConfig& config) const;
 };
@@ -33,7 +46,11 @@ class StderrObserver : public StartupObserver {
 public:
     void showMessage(const std::string& text) override;
     void showStatus(const std::string& text) override;
+    ServerChoice askServerUnreachable(const std::string& text, const std::string& detail) override;
 };
+
+// A save's wait for another program's save, said once on standard error.
+db::LockWait printedLockWait();
 
 void addConfigCommands(CLI::App& app, Context& context);
 void addCompactCommand(CLI::App& app, Context& context);

@@ -85,11 +85,13 @@ void addDbCommand(CLI::App& app, Context& context) {
         data.create();
         const db::Store file(data.database()), server = db::Store::postgres(url);
         try {
-            db::copyStore(to->empty() ? server : file, to->empty() ? file : server,
-                          [](const std::string& table, std::int64_t copied, std::int64_t total) {
-                              std::cerr << "\r正在复制 " << table << "：" << copied << "/" << total
-                                        << (copied == total ? "\n" : "") << std::flush;
-                          });
+            db::copyStore(
+                to->empty() ? server : file, to->empty() ? file : server,
+                [](const std::string& table, std::int64_t copied, std::int64_t total) {
+                    std::cerr << "\r正在复制 " << table << "：" << copied << "/" << total
+                              << (copied == total ? "\n" : "") << std::flush;
+                },
+                printedLockWait());
         } catch (const std::exception& e) {
             throw JobFailed(std::string("复制失败，目标数据库没有改动：") + e.what());
         }

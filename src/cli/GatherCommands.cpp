@@ -187,10 +187,10 @@ using MakeGathering = std::function<std::unique_ptr<GatherRun>(
     const db::Store& database, std::vector<SlotProgress*> slots, GatherObserver& observer)>;
 
 // Runs a gathering into the data folder's database, its progress and outcome on standard error.
-void gather(const DataFolder& folder, size_t shops, const MakeGathering& make) {
+void gather(const Context& context, size_t shops, const MakeGathering& make) {
     if (shops == 0) throw JobFailed(kNoShopTicked);
-    db::TDM dm(configuredStore(folder));
-    dm.open();
+    auto store = context.openStore();
+    db::TDM& dm = *store;
     Slots slots;
     Progress progress;
     std::cerr << "共需下载：" << shops << "家店铺\n";
@@ -210,22 +210,22 @@ void gather(const DataFolder& folder, size_t shops, const MakeGathering& make) {
     }
 }
 
-void gatherSales(const DataFolder& folder, std::vector<TDianBaseInfo> shops, int items,
+void gatherSales(const Context& context, std::vector<TDianBaseInfo> shops, int items,
                  std::shared_ptr<const THttpAgent> agent) {
     const size_t count = shops.size();
-    gather(folder, count, [&](const db::Store& database, auto slots, GatherObserver& observer) {
+    gather(context, count, [&](const db::Store& database, auto slots, GatherObserver& observer) {
         return std::make_unique<SalesGathering>(database, std::move(shops), items, agent, std::move(slots),
                                                 observer);
     });
 }
 
 // Continues the sales gathering the data folder's database holds unfinished; false when there is none.
-bool resumeSales(const DataFolder& folder, std::shared_ptr<const THttpAgent> agent) {
-    db::TDM dm(configuredStore(folder));
-    std::optional<UnfinishedRun> unfinished = unfinishedSalesRun(dm.cn1(), dm.store().client);
+bool resumeSales(const Context& context, std::shared_ptr<const THttpAgent> agent) {
+    auto dm = context.openStore();
+    std::optional<UnfinishedRun> unfinished = unfinishedSalesRun(dm->cn1(), dm->store().client);
     if (!unfinished) return false;
     std::cerr << resumeOfferText(unfinished->shops.size()) << '\n';
-    gather(folder, unfinished->shops.size(),
+    gather(context, unfinished->shops.size(),
            [&](const db::Store& database, auto slots, GatherObserver& observer) {
                return std::make_unique<SalesGathering>(database, std::move(*unfinished), agent,
                                                        std::move(slots), observer);
@@ -233,9 +233,9 @@ bool resumeSales(const DataFolder& folder, std::shared_ptr<const THttpAgent> age
     return true;
 }
 
-void printStored(const DataFolder& folder) {
-    db::TDM dm(configuredStore(folder));
-    auto st = dm.cn1().prepare(
+void printStored(const Context& context) {
+    auto dm = context.openStore();
+    auto st = dm->cn1().prepare(
         "select d.id,d.dianzhu,d.dianming,d.salerCredit,count(distinct i.itemId),"
         "(select count(*) from saleInfo s join itemInfo j on s.itemId=j.itemId where "
         "j.dian_id=d.id) from dianbase d left join itemInfo i on i.dian_id=d.id group by d.id "
@@ -245,11 +245,11 @@ void printStored(const DataFolder& folder) {
         printCsvRow(std::cout, {st.text(0), st.text(1), st.text(2), st.text(3), st.text(4), st.text(5)});
 }
 
-void printStoredRatings(const DataFolder& folder) {
-    db::TDM dm(configuredStore(folder));
-    auto st =
-        dm.cn1().prepare("select d.id,d.dianzhu,d.dianming,d.salerCredit,count(p.id),d.pjupdate1,d.pjupdate2 "
-                         "from dianbase d left join pjinfo p on p.dian_id=d.id group by d.id order by d.id");
+void printStoredRatings(const Context& context) {
+    auto dm = context.openStore();
+    auto st = dm->cn1().prepare(
+        "select d.id,d.dianzhu,d.dianming,d.salerCredit,count(p.id),d.pjupdate1,d.pjupdate2 "
+        "from dianbase d left join pjinfo p on p.dian_id=d.id group by d.id order by d.id");
     printCsvRow(std::cout, {"序号", "掌柜", "店铺名", "信用", "评价数", "最新评价", "最早评价"});
     while (st.step())
         printCsvRow(std::cout,
@@ -269,12 +269,12 @@ struct ShopChoice {
         shopOption->excludes(pickOption);
     }
 
-    std::vector<TDianBaseInfo> shops(const DataFolder& folder, const TConfig& config) const {
+    std::vector<TDianBaseInfo> shops(const Context& context, const TConfig& config) const {
         std::vector<TDianBaseInfo> chosen;
         if (!addresses->empty()) {
-            db::TDM dm(configuredStore(folder));
+            auto dm = context.openStore();
             for (const auto& address : *addresses)
-                chosen.push_back(shopFromAddress(dm.cn1(), address));
+                chosen.push_back(shopFromAddress(dm->cn1(), address));
             return chosen;
         }
         if (pick->empty()) throw CLI::ValidationError("请给出 --shop 网址，或搜索条件和 --pick");
@@ -309,13 +309,12 @@ void addGatherCommands(CLI::App& app, Context& context) {
     sales->callback([&context, salesShops, items, resume] {
         TConfig config;
         context.loadConfig(config);
-        DataFolder folder = context.folder();
         if (*resume) {
-            if (!resumeSales(folder, config.getHttpAgent())) std::cerr << "没有未完成的采集。\n";
+            if (!resumeSales(context, config.getHttpAgent())) std::cerr << "没有未完成的采集。\n";
         } else {
-            gatherSales(folder, salesShops.shops(folder, config), *items, config.getHttpAgent());
+            gatherSales(context, salesShops.shops(context, config), *items, config.getHttpAgent());
         }
-        printStored(folder);
+        printStored(context);
     });
 
     auto* ratings = app.add_subcommand("gather-ratings", "采集店铺的资料、信用和评价");
@@ -332,15 +331,14 @@ void addGatherCommands(CLI::App& app, Context& context) {
             throw CLI::ValidationError(*refused);
         TConfig config;
         context.loadConfig(config);
-        DataFolder folder = context.folder();
-        auto shops = ratingShops.shops(folder, config);
+        auto shops = ratingShops.shops(context, config);
         const size_t count = shops.size();
         auto agent = config.getHttpAgent();
-        gather(folder, count, [&](const db::Store& database, auto slots, GatherObserver& observer) {
+        gather(context, count, [&](const db::Store& database, auto slots, GatherObserver& observer) {
             return std::make_unique<RatingGathering>(database, std::move(shops), range->first, range->second,
                                                      agent, std::move(slots), observer);
         });
-        printStoredRatings(folder);
+        printStoredRatings(context);
     });
 
     auto* demo = app.add_subcommand("demo", "在本机的演示市场上搜索并采集几家店铺，然后输出采集到的数据");
@@ -357,10 +355,8 @@ void addGatherCommands(CLI::App& app, Context& context) {
         query.range = kDefaultSearchRange;
         auto found = runSearch(query, agent);
         std::vector<TDianBaseInfo> shops(found.begin(), found.begin() + std::min<size_t>(3, found.size()));
-        DataFolder folder = context.folder();
-        folder.create();
-        gatherSales(folder, std::move(shops), 3, agent);
-        printStored(folder);
+        gatherSales(context, std::move(shops), 3, agent);
+        printStored(context);
     });
 }
 

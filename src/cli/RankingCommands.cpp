@@ -108,14 +108,11 @@ void addRankingCommands(CLI::App& app, Context& context) {
         if (auto refused = validateCategoryRanking(*categories, *depth)) throw CLI::ValidationError(*refused);
         TConfig config;
         context.loadConfig(config);
-        DataFolder folder = context.folder();
-        folder.create();
-        db::TDM dm(configuredStore(folder));
-        dm.open();
+        auto dm = context.openStore();
         Slots slots;
         CategoryProgress progress;
         const DateTime now = DateTime::now();
-        CategoryRanking job(dm.store(), *categories, *depth, config.getHttpAgent(), slots.list(), progress,
+        CategoryRanking job(dm->store(), *categories, *depth, config.getHttpAgent(), slots.list(), progress,
                             now);
         job.start();
         job.wait();

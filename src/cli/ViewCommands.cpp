@@ -41,21 +41,6 @@ struct ExportOptions {
     std::string encoding = "gbk";
 };
 
-// Opens the data file of the folder the command line names.
-std::unique_ptr<db::TDM> openData(const Context& context) {
-    DataFolder data = context.folder();
-    auto dm = std::make_unique<db::TDM>(configuredStore(data));
-    try {
-        data.create();
-        dm->open();
-    } catch (const std::exception& e) {
-        // A server store's own message names the server.
-        if (dm->store().isPostgres()) throw JobFailed(e.what());
-        throw JobFailed(std::string(kDataFileError) + " " + e.what());
-    }
-    return dm;
-}
-
 // The grid on standard output: its titles, then the cells as the window shows them.
 void printGrid(views::Dataset& rows, const views::GridTitles& grid) {
     std::vector<std::string> cells;
@@ -93,7 +78,7 @@ void emit(views::ExportJob job, const views::GridTitles& grid, const ExportOptio
 
 // Runs one export; the views read every row before the command writes them.
 void runExport(const Context& context, const std::string& table, const ExportOptions& options) {
-    auto dm = openData(context);
+    auto dm = context.openStore();
     const DateTime now = DateTime::now();
     if (table == "sales-shops" || table == "sales-items" || table == "sales-records") {
         views::SalesDataView view(*dm, kNow);
@@ -138,8 +123,9 @@ std::vector<std::string_view> wholeShopStatements() {
 // Deletes the rows of one key after checking that it names something.
 void runDelete(const Context& context, const char* existsSql, const std::string& missing,
                const std::vector<std::string_view>& statements, const views::Parameter& key) {
-    auto dm = openData(context);
+    auto dm = context.openStore();
     db::Database db = dm->openConnection();
+    db.setLockWait(printedLockWait());
     db::Statement exists = db.prepare(existsSql);
     exists.bind("key", key.value);
     const bool found = exists.step() && exists.integer(0) > 0;

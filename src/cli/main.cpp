@@ -1,6 +1,7 @@
 #include "Cli.h"
 
 #include "base/Version.h"
+#include "gather/GatherTexts.h"
 
 #include <iostream>
 
@@ -18,6 +19,39 @@ void Context::loadConfig(TConfig& config) const {
     }
 }
 
+db::Store Context::store() const {
+    return localFile ? db::Store(folder().database()) : configuredStore(folder());
+}
+
+std::unique_ptr<db::TDM> Context::openStore() const {
+    DataFolder data = folder();
+    auto dm = std::make_unique<db::TDM>(store());
+    try {
+        data.create();
+        dm->open();
+    } catch (const db::DbError& e) {
+        if (!dm->store().isPostgres()) throw JobFailed(std::string(kDataFileError) + " " + e.what());
+        throw StoreUnreachable(e.what() + std::string("\n数据库：") + dm->store().url + "\n详细信息：" +
+                               e.detail() +
+                               "\n重试：再次运行本命令；仅本次改用本机数据文件：加 --local-file；"
+                               "以后都用本机数据文件：vantor-cli config db --sqlite");
+    } catch (const std::exception& e) {
+        throw JobFailed(std::string(kDataFileError) + " " + e.what());
+    }
+    return dm;
+}
+
+db::LockWait printedLockWait() {
+    db::LockWait wait;
+    wait.notice = [] { std::cerr << kWaitingForLock << '\n'; };
+    return wait;
+}
+
+ServerChoice StderrObserver::askServerUnreachable(const std::string& text, const std::string& detail) {
+    std::cerr << text << '\n' << detail << '\n';
+    return ServerChoice::Exit;
+}
+
 void StderrObserver::showMessage(const std::string& text) {
     std::cerr << text << '\n';
 }
@@ -33,6 +67,7 @@ int main(int argc, char** argv) {
     cli::Context context;
     app.add_option("--data-dir", context.dataDir,
                    "数据目录（默认：程序目录旁的 ../data，或 VANTOR_DATA_DIR）");
+    app.add_flag("--local-file", context.localFile, "本次使用本机数据文件，即使设置了数据库服务器");
 
     cli::addConfigCommands(app, context);
     cli::addCompactCommand(app, context);
@@ -50,6 +85,9 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& e) {
         int status = app.exit(e);
         return status == 0 ? 0 : 2;
+    } catch (const cli::StoreUnreachable& e) {
+        std::cerr << e.what() << '\n';
+        return cli::kUnreachableStatus;
     } catch (const cli::JobFailed& e) {
         std::cerr << e.what() << '\n';
         return 1;

@@ -15,9 +15,15 @@ using vantor::test::writeFile;
 namespace {
 
 struct Recorder : StartupObserver {
-    std::vector<std::string> messages, statuses;
+    std::vector<std::string> messages, statuses, questions, details;
+    std::vector<ServerChoice> answers; // given in turn; Exit once they run out
     void showMessage(const std::string& text) override { messages.push_back(text); }
     void showStatus(const std::string& text) override { statuses.push_back(text); }
+    ServerChoice askServerUnreachable(const std::string& text, const std::string& detail) override {
+        questions.push_back(text);
+        details.push_back(detail);
+        return questions.size() <= answers.size() ? answers[questions.size() - 1] : ServerChoice::Exit;
+    }
 };
 
 const DateTime kNow = *DateTime::parse("2012-03-04 05:06:07");
@@ -215,4 +221,48 @@ TEST_F(FailingCompaction, CorruptDatabase) {
     vantor::test::writeFile(dir / "lmd_pin.db", std::string(8192, '\x5a'));
     original = readFile(dir / "lmd_pin.db");
     expectFailureLeavesDatabase();
+}
+
+// A server store whose port nobody listens on: the start-up asks, and never opens the file unasked.
+class UnreachableServer : public Startup {
+protected:
+    void SetUp() override {
+        folder.create();
+        writeFile(folder.config(), "[Db]\nUrl=" + url + "\n");
+        dm.useStore(configuredStore(folder));
+    }
+    std::string storedUrl() const { return IniFile::load(folder.config()).read("Db", "Url", "?"); }
+    const std::string url = "postgresql://analyst@127.0.0.1:1/vantor";
+};
+
+TEST_F(UnreachableServer, AsksAgainOnRetryAndEndsOnExitWithoutTouchingTheFile) {
+    recorder.answers = {ServerChoice::Retry, ServerChoice::Exit};
+    EXPECT_EQ(run(), StartupOutcome::Exit);
+    ASSERT_EQ(recorder.questions.size(), 2u);
+    const std::string& question = recorder.questions.front();
+    EXPECT_NE(question.find("无法连接数据库服务器"), std::string::npos) << question;
+    EXPECT_NE(question.find(url), std::string::npos) << question;
+    // The engine's own words stay available as the detail.
+    EXPECT_NE(recorder.details.front().find("127.0.0.1"), std::string::npos) << recorder.details.front();
+    EXPECT_FALSE(std::filesystem::exists(folder.database()));
+    EXPECT_EQ(storedUrl(), url);
+}
+
+TEST_F(UnreachableServer, TheDataFileForThisRunKeepsTheSettingAndFromNowOnDropsIt) {
+    recorder.answers = {ServerChoice::FileThisRun};
+    EXPECT_EQ(run(), StartupOutcome::Ready);
+    EXPECT_FALSE(dm.store().isPostgres());
+    EXPECT_TRUE(dm.isOpen());
+    EXPECT_TRUE(std::filesystem::exists(folder.database()));
+    EXPECT_EQ(storedUrl(), url);
+
+    db::TDM again(configuredStore(folder));
+    Recorder second;
+    second.answers = {ServerChoice::FileFromNowOn};
+    EXPECT_EQ(prepareData(folder, config, again, second, kNow), StartupOutcome::Ready);
+    EXPECT_EQ(second.questions.size(), 1u);
+    EXPECT_FALSE(again.store().isPostgres());
+    EXPECT_EQ(storedUrl(), "");
+    EXPECT_TRUE(config.dbUrl.empty());
+    EXPECT_FALSE(configuredStore(folder).isPostgres());
 }

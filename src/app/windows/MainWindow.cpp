@@ -267,6 +267,14 @@ void MainWindow::showMessage(const std::string& text) {
     UserMessages::show(this, text);
 }
 
+ServerChoice MainWindow::askServerUnreachable(const std::string& text, const std::string& detail) {
+    QStringList answers;
+    for (const char* answer : kServerChoiceTexts)
+        answers << answer;
+    return ServerChoice(
+        UserMessages::choose(this, QString::fromStdString(text), QString::fromStdString(detail), answers));
+}
+
 void MainWindow::showStatus(const std::string& text) {
     setStatusText(QString::fromStdString(text));
 }

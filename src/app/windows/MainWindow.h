@@ -79,6 +79,7 @@ private:
     // changed it (it already has).
     void refreshData(QWidget* changedBy);
     void showMessage(const std::string& text) override;
+    ServerChoice askServerUnreachable(const std::string& text, const std::string& detail) override;
     void showStatus(const std::string& text) override;
     void buildNavigation();
 
