@@ -129,6 +129,20 @@ void ConfigFile::saveDatabase(const std::string& url) const {
     saveIni(ini, path_);
 }
 
+std::string ConfigFile::skippedUpdate() const {
+    try {
+        return IniFile::load(path_).read("Update", "Skipped", "");
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+void ConfigFile::saveSkippedUpdate(const std::string& version) const {
+    IniFile ini = loadIni(path_);
+    ini.write("Update", "Skipped", version);
+    saveIni(ini, path_);
+}
+
 db::Store configuredStore(const DataFolder& folder) {
     try {
         std::string url = IniFile::load(folder.config()).read(kDb, "Url", "");

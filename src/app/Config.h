@@ -77,6 +77,10 @@ public:
     // Writes [Db] Url; empty: back to the data file. The URL must have passed checkDatabaseUrl.
     void saveDatabase(const std::string& url) const;
 
+    // [Update] Skipped: the version whose update failed, not offered again. Empty when none or unreadable.
+    std::string skippedUpdate() const;
+    void saveSkippedUpdate(const std::string& version) const;
+
 private:
     std::filesystem::path path_;
 };

@@ -23,5 +23,9 @@ std::optional<std::string> saveDatabasePage(int type, const std::string& url, co
 
 // "连接测试" of the database page: connects and makes the tables on first use. Its verdict, to show.
 std::string testDatabase(const std::string& url);
+// Why the server cannot be used now, or nothing: the same connection the test makes.
+std::optional<std::string> databaseProblem(const std::string& url);
+// The question before a server whose connection fails is saved anyway.
+std::string unreachableSaveQuestion(const std::string& problem);
 
 } // namespace vantor

@@ -91,7 +91,8 @@ std::string vendorSiteAddress() {
 }
 
 std::string updatePublicKey() {
-    return VANTOR_UPDATE_PUBLIC_KEY;
+    // The environment may name the key of a release being tried out; the build's own is the default.
+    return fromEnvironment("VANTOR_UPDATE_PUBLIC_KEY", VANTOR_UPDATE_PUBLIC_KEY);
 }
 
 int compareVersions(std::string_view a, std::string_view b) {
@@ -125,14 +126,14 @@ std::optional<VersionInfo> parseVersionReply(std::string_view reply) {
 }
 
 UpdateCheck checkForUpdate(std::shared_ptr<const THttpAgent> agent, const std::string& service,
-                           std::string_view own) {
-    // A start-up waits for this answer: five seconds to connect and five of silence are enough.
+                           std::string_view own, std::stop_token stop) {
+    // Nobody waits for this answer, but a hanging service should not keep a thread for long.
     auto patient = std::make_shared<THttpAgent>(agent ? *agent : THttpAgent{});
     patient->ConnectTimeOut = std::min<std::int64_t>(patient->ConnectTimeOut, -55000);
     patient->ReadTimeOut = std::min<std::int64_t>(patient->ReadTimeOut, -25000);
     patient->ConnectTime = 1;
     UpdateCheck check;
-    auto reply = fetch(service + "/getVerInfo", patient, nullptr, {}, check.error);
+    auto reply = fetch(service + "/getVerInfo", patient, nullptr, stop, check.error);
     if (!reply) return check;
     auto info = parseVersionReply(*reply);
     if (!info) {
@@ -152,6 +153,20 @@ std::string updateFoundMessage(const VersionInfo& info) {
 
 std::string updateFailedMessage() {
     return "无法升级程序，请访问官方网站" + vendorSiteAddress() + "下载升级！";
+}
+
+bool worthOffering(const UpdateCheck& check, const std::string& skipped) {
+    if (check.state != UpdateCheck::State::Newer) return false;
+    return skipped.empty() || compareVersions(check.info.version, skipped) > 0;
+}
+
+std::string updateFailedMessage(const std::string& reason) {
+    return updateFailedMessage() + "\n原因：" + reason +
+           "\n程序将照常运行，此版本不再提示；有更新的版本时再提示升级。";
+}
+
+std::string updateCheckFailedText(const std::string& reason) {
+    return "检查新版本失败：" + (reason.empty() ? std::string("服务没有回答") : reason);
 }
 
 std::string packageFileName(const std::string& version) {

@@ -20,6 +20,9 @@ inline constexpr const char* kCheckingVersion = "正在第%1次检查最新版�
 inline constexpr const char* kInitialising = "正在初始化....";
 inline constexpr const char* kDownloadingUpdate = "状态：正在下载....";
 inline constexpr const char* kUpToDate = "已是最新版本";
+// A build made without the release's public key can verify no package, so it asks for none.
+inline constexpr const char* kNoUpdateKey =
+    "此版本没有内置升级公钥，不检查也不安装新版本；请到官方网站下载新版本。";
 // The largest package an update downloads: more is no package of this program.
 inline constexpr std::int64_t kMaxPackageBytes = 256ll * 1024 * 1024;
 
@@ -48,14 +51,22 @@ struct UpdateCheck {
     VersionInfo info;
     std::string error;
 };
-// Asks the service once, with a few seconds' patience; only a newer version than `own` is offered.
+// Asks the service once, with a few seconds' patience; only a newer version than `own` is offered. A
+// stop ends the question at once.
 UpdateCheck checkForUpdate(std::shared_ptr<const THttpAgent> agent, const std::string& service,
-                           std::string_view own);
+                           std::string_view own, std::stop_token stop = {});
+// Whether an answer is offered to the user: a newer version that is not the one whose update failed
+// before (`skipped`, from the settings), unless a still newer one has come since.
+bool worthOffering(const UpdateCheck& check, const std::string& skipped);
 
 // "发现新版本，开始升级,请确认！" with the version, its date and its changes.
 std::string updateFoundMessage(const VersionInfo& info);
 // "无法升级程序，请访问官方网站" + the vendor's site + "下载升级！".
 std::string updateFailedMessage();
+// The same with the reason, and that the program goes on and will not offer this version again.
+std::string updateFailedMessage(const std::string& reason);
+// The status line's words for a check that got no usable answer.
+std::string updateCheckFailedText(const std::string& reason);
 // The package of a version on the service: <service>/download/vantor_<version>_amd64.deb; its
 // signature lies beside it under the same name + ".sig".
 std::string packageFileName(const std::string& version);

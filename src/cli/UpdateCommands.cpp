@@ -42,6 +42,10 @@ void addUpdateCommands(CLI::App& app, Context& context) {
     auto* checkCommand = app.add_subcommand("check-update", "询问更新服务是否有新版本");
     checkCommand->add_option("--service", *service, "更新服务地址");
     checkCommand->callback([&context, service] {
+        if (updatePublicKey().empty()) {
+            std::cout << kNoUpdateKey << '\n';
+            return;
+        }
         const UpdateCheck found = check(context, *service);
         if (found.state == UpdateCheck::State::UpToDate) {
             std::cout << kUpToDate << '\n';
@@ -56,6 +60,7 @@ void addUpdateCommands(CLI::App& app, Context& context) {
     updateCommand->add_option("--service", *service, "更新服务地址");
     updateCommand->add_flag("--no-start", *noStart, "只下载和校验，不打开安装包");
     updateCommand->callback([&context, service, noStart] {
+        if (updatePublicKey().empty()) throw JobFailed(kNoUpdateKey);
         const UpdateCheck found = check(context, *service);
         if (found.state == UpdateCheck::State::UpToDate) {
             std::cout << kUpToDate << '\n';

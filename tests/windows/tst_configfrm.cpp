@@ -73,7 +73,15 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(window->dbState->text().startsWith("连接数据库失败："), 15000);
         QVERIFY(window->dbTestBtn->isEnabled());
 
+        // Saving it asks first; 否 keeps the old setting.
+        auto asked = answerQuestion(QMessageBox::No);
         QTest::mouseClick(window->useBtn2, Qt::LeftButton);
+        QVERIFY(*asked);
+        QCOMPARE(stored("Db", "Url"), "<missing>");
+        QVERIFY(window->dbState->text().startsWith("连接数据库失败："));
+        asked = answerQuestion(QMessageBox::Yes);
+        QTest::mouseClick(window->useBtn2, Qt::LeftButton);
+        QVERIFY(*asked);
         QCOMPARE(stored("Db", "Url"), "postgresql://team@127.0.0.1:1/vantor");
         QCOMPARE(window->dbState->text(), QString("数据库设置已保存，重新启动程序后生效。"));
         window->dbType->setCurrentIndex(0);

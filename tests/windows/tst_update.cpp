@@ -1,11 +1,11 @@
-#include "SplashWindow.h"
 #include "TupdateVantorFrm.h"
+#include "UpdateWatcher.h"
 #include "support/UpdateService.h"
 #include "windows/WindowTest.h"
 
 using namespace vantor;
 
-// The version check of the splash and the update window, against a local update service.
+// The version check beside the start-up and the update window, against a local update service.
 class UpdateTest : public test::WindowTest {
     Q_OBJECT
 
@@ -18,19 +18,23 @@ class UpdateTest : public test::WindowTest {
         service = std::make_unique<test::UpdateService>();
         key = std::make_unique<test::SigningKey>();
         launched.clear();
+        quits = 0;
     }
     void finish() override { service.reset(); }
 
-    // The splash's one check with the service replying `reply`; what it offered.
-    std::optional<VersionInfo> splashCheck(const std::string& reply) {
-        service->setReply(reply);
-        SplashWindow splash;
-        splash.show();
-        splash.startVersionCheck(std::make_shared<const THttpAgent>(), service->url());
-        if (!QTest::qWaitFor([&] { return !splash.checking(); }, 10000)) return VersionInfo{"timed out"};
-        if (splash.stateLabel->text() != "正在初始化....") return VersionInfo{"not initialising"};
-        return splash.offered();
+    // A watcher on the local service, with the test's launcher; quits counts the program's ends.
+    std::unique_ptr<UpdateWatcher> watcher(const std::string& publicKey) {
+        auto made = std::make_unique<UpdateWatcher>(
+            UpdateWatcher::Service{std::make_shared<const THttpAgent>(), service->url(), publicKey,
+                                   *dir / "update", *dir / "config.ini"});
+        made->launcher = [this](const std::filesystem::path& file) {
+            launched.push_back(file);
+            return true;
+        };
+        made->quit = [this] { ++quits; };
+        return made;
     }
+    int quits = 0;
 
     std::unique_ptr<TupdateVantorFrm> updateWindow() {
         auto window = std::make_unique<TupdateVantorFrm>(
@@ -44,12 +48,65 @@ class UpdateTest : public test::WindowTest {
     }
 
 private slots:
-    void theSplashChecksOnceAndOnlyANewerVersionStopsTheStart() {
-        QCOMPARE(splashCheck(std::string(kVersion) + "|2026-11-20|h|c"), std::nullopt);
-        const auto offered = splashCheck("99.0|2026-11-20|h|c");
-        QVERIFY(offered);
-        QCOMPARE(offered->version, std::string("99.0"));
+    void aBuildWithoutAKeyAsksNothing() {
+        service->offer("9.1", package, *key);
+        auto keyless = watcher("");
+        QVERIFY(!keyless->start());
+        QWidget window;
+        keyless->setWindow(&window);
+        QTest::qWait(200);
+        QCOMPARE(service->server().requestCount(), size_t(0));
         QVERIFY(messages.isEmpty());
+    }
+
+    void theAnswerWaitsForTheMainWindowAndOnlyANewerVersionIsOffered() {
+        service->setReply(std::string(kVersion) + "|2026-11-20|h|c");
+        auto same = watcher(key->publicKeyHex());
+        QVERIFY(same->start());
+        QTRY_VERIFY_WITH_TIMEOUT(!same->checking(), 10000);
+        QWidget window;
+        same->setWindow(&window);
+        QVERIFY(messages.isEmpty());
+        QVERIFY(!same->updateWindow());
+
+        service->offer("9.1", package, *key);
+        auto newer = watcher(key->publicKeyHex());
+        newer->start();
+        QTRY_VERIFY_WITH_TIMEOUT(!newer->checking(), 10000);
+        QVERIFY(messages.isEmpty()); // nothing is offered before the main window is up
+        newer->setWindow(&window);
+        QCOMPARE(messages.size(), 1);
+        QVERIFY(messages.front().startsWith("发现新版本，开始升级,请确认！\n最新版本：9.1"));
+        QTRY_COMPARE_WITH_TIMEOUT(quits, 1, 10000);
+        QCOMPARE(launched, std::vector<std::filesystem::path>{*dir / "update" / "vantor_9.1_amd64.deb"});
+    }
+
+    void aFailedUpdateIsSaidOnceWithItsReasonAndItsVersionIsNotOfferedAgain() {
+        service->offer("9.1", package, *key);
+        service->setFile("vantor_9.1_amd64.deb", package + "x");
+        QWidget window;
+        auto first = watcher(key->publicKeyHex());
+        first->setWindow(&window);
+        first->start();
+        QTRY_COMPARE_WITH_TIMEOUT(messages.size(), 2, 10000);
+        QCOMPARE(messages.back(), QString::fromStdString(updateFailedMessage("安装包校验值不符")));
+        QCOMPARE(quits, 0);
+        QVERIFY(launched.empty());
+
+        messages.clear();
+        auto again = watcher(key->publicKeyHex());
+        again->setWindow(&window);
+        again->start();
+        QTRY_VERIFY_WITH_TIMEOUT(!again->checking(), 10000);
+        QTest::qWait(50);
+        QVERIFY(messages.isEmpty());
+
+        service->offer("9.2", package, *key);
+        auto newer = watcher(key->publicKeyHex());
+        newer->setWindow(&window);
+        newer->start();
+        QTRY_COMPARE_WITH_TIMEOUT(quits, 1, 10000);
+        QCOMPARE(launched, std::vector<std::filesystem::path>{*dir / "update" / "vantor_9.2_amd64.deb"});
     }
 
     void aVerifiedPackageIsStartedAndAnythingElseNot() {
@@ -65,7 +122,7 @@ private slots:
         QSignalSpy rejected(tampered.get(), &QDialog::rejected);
         tampered->open();
         QTRY_COMPARE_WITH_TIMEOUT(rejected.count(), 1, 10000);
-        QCOMPARE(messages, QStringList{QString::fromStdString(updateFailedMessage())});
+        QCOMPARE(tampered->failure(), std::string("安装包校验值不符"));
         QCOMPARE(tampered->stateLabel->text(), QString("状态：安装包校验值不符"));
         QCOMPARE(launched.size(), size_t(1)); // the core's test checks that nothing is left
     }
@@ -78,6 +135,7 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(service->server().requestCount(), size_t(1), 10000);
         QTest::mouseClick(window->Button1, Qt::LeftButton);
         QCOMPARE(window->result(), int(QDialog::Rejected));
+        QVERIFY(window->failure().empty());
         QTest::qWait(100);
         QVERIFY(launched.empty());
         QVERIFY(messages.isEmpty());

@@ -4,6 +4,7 @@
 #include "app/DatabaseSettings.h"
 #include "app/HttpTest.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -266,8 +267,18 @@ NetworkSaveResult TconfigFrm::saveNetwork() {
 }
 
 bool TconfigFrm::saveDatabase() {
-    if (auto message =
-            saveDatabasePage(dbType->currentIndex(), dbUrl->text().trimmed().toStdString(), file_, config_)) {
+    const std::string url = dbUrl->text().trimmed().toStdString();
+    // A server that cannot be reached is saved only when the user says so: the next start would ask.
+    if (dbType->currentIndex() == kServerStore && url != config_.dbUrl && !checkDatabaseUrl(url)) {
+        dbState->setText(kDatabaseTestRunning);
+        dbState->repaint();
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+        const auto problem = databaseProblem(url);
+        QApplication::restoreOverrideCursor();
+        dbState->setText(problem ? q(*problem) : q(kDatabaseTestPassed));
+        if (problem && !UserMessages::confirm(this, q(unreachableSaveQuestion(*problem)))) return false;
+    }
+    if (auto message = saveDatabasePage(dbType->currentIndex(), url, file_, config_)) {
         UserMessages::show(this, *message);
         return false;
     }

@@ -1,6 +1,5 @@
 #include "TupdateVantorFrm.h"
 
-#include "UserMessages.h"
 #include "gather/windows/QtProgress.h"
 
 #include <QCoreApplication>
@@ -58,9 +57,8 @@ void TupdateVantorFrm::showEvent(QShowEvent* event) {
 void TupdateVantorFrm::downloaded(const std::filesystem::path& package, const std::string& failure) {
     download_.reset();
     if (package.empty() || !launcher(package)) {
-        stateLabel->setText(
-            QString::fromStdString("状态：" + (failure.empty() ? "无法打开安装包" : failure)));
-        UserMessages::show(this, updateFailedMessage());
+        failure_ = failure.empty() ? "无法打开安装包" : failure;
+        stateLabel->setText(QString::fromStdString("状态：" + failure_));
         reject();
         return;
     }

@@ -17,8 +17,9 @@ namespace vantor {
 class QtProgress;
 
 // The update window: downloads the offered version's package and checks it; a verified package is
-// handed to the launcher (the system's handler) and the window closes. A failure is shown with the
-// vendor's site; "取消" stops the download. Nothing unverified is ever started.
+// handed to the launcher (the system's handler) and the window is accepted. A failure rejects it with
+// its reason in failure(); "取消" stops the download and rejects it with none. Nothing unverified is
+// ever started.
 class TupdateVantorFrm : public QDialog {
     Q_OBJECT
 public:
@@ -28,6 +29,9 @@ public:
 
     // Opens the verified package; tests put their own here.
     std::function<bool(const std::filesystem::path&)> launcher = openPackage;
+
+    // Why the update failed, once the window is rejected; empty when it was cancelled.
+    const std::string& failure() const { return failure_; }
 
     QLabel* stateLabel;
     QProgressBar* ProgressBar1;
@@ -46,6 +50,7 @@ private:
     std::string publicKey_;
     std::unique_ptr<QtProgress> progress_;
     std::unique_ptr<TDownSoft> download_;
+    std::string failure_;
 };
 
 } // namespace vantor

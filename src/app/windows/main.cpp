@@ -2,7 +2,7 @@
 #include "MainWindow.h"
 #include "ScreenCheck.h"
 #include "SplashWindow.h"
-#include "TupdateVantorFrm.h"
+#include "UpdateWatcher.h"
 #include "UserMessages.h"
 #include "VantorApplication.h"
 #include "WelcomeWindow.h"
@@ -10,6 +10,8 @@
 #include "app/Config.h"
 #include "base/DataFolder.h"
 #include "db/TDM.h"
+#include "gather/GatherTexts.h"
+#include "views/DeleteRoutine.h"
 
 #include <QCommandLineParser>
 #include <QEventLoop>
@@ -51,8 +53,10 @@ int main(int argc, char** argv) {
     options.addHelpOption();
     QCommandLineOption dataDir("data-dir", "数据目录", "DIR");
     QCommandLineOption screenshot("screenshot", "启动后保存主窗口截图并退出", "FILE");
+    QCommandLineOption quitWhenShown("quit-when-shown", "主窗口显示后输出 shown 并退出（测量启动时间）");
     options.addOption(dataDir);
     options.addOption(screenshot);
+    options.addOption(quitWhenShown);
     options.process(app);
 
     SplashWindow splash;
@@ -72,24 +76,33 @@ int main(int argc, char** argv) {
     if (window.startUp() == StartupOutcome::Exit) return 1;
     splash.setGauge(20);
 
-    // The start-up waits for the one version check; an offered update ends the program either way.
-    splash.startVersionCheck(config.getHttpAgent(), updateService());
-    while (splash.checking())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    if (const auto& offered = splash.offered()) {
-        UserMessages::show(nullptr, updateFoundMessage(*offered));
-        splash.hide();
-        TupdateVantorFrm update(config.getHttpAgent(), updateService(), *offered, updateFolder(),
-                                updatePublicKey());
-        update.exec();
-        return 0;
-    }
+    // The version check runs beside the building of the windows; its answer waits for the main window.
+    UpdateWatcher updates(
+        {config.getHttpAgent(), updateService(), updatePublicKey(), updateFolder(), folder.config()});
+    updates.status = [&splash](const QString& text) { splash.setState(text); };
+    updates.start();
+
+    // A view's delete on this thread that waits for another program's save says so while it waits.
+    db::LockWait viewWait;
+    viewWait.notice = [&window] {
+        window.setStatusText(kWaitingForLock);
+        window.repaint();
+    };
+    views::ViewConnection::setLockWait(viewWait);
 
     window.createWorkingWindows([&splash](int value) { splash.setGauge(value); });
+    splash.setState(kInitialising);
     splash.close();
     window.showWorkingWindow(window.welcomeWindow());
     window.show();
+    updates.status = [&window](const QString& text) { window.setStatusText(text); };
+    updates.setWindow(&window);
 
+    if (options.isSet(quitWhenShown)) {
+        QCoreApplication::processEvents();
+        std::cout << "shown" << std::endl;
+        return 0;
+    }
     if (options.isSet(screenshot)) return screenshotAndQuit(window, options.value(screenshot));
     return app.exec();
 }
