@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 using namespace vantor::db;
 using vantor::test::TempDir;
 
@@ -193,4 +195,47 @@ TEST_F(SqlFunctions, NullsAndUnreadableDatesGiveNull) {
         EXPECT_EQ(scalar(db, sql).index(), 0u) << sql;
     EXPECT_THROW(db.prepare("select datepart('zz','2012-01-01')").step(), DbError);
     EXPECT_THROW(db.prepare("select format$(1,'Currency')").step(), DbError);
+}
+
+TEST(LockWait, AWriterWaitsForAnotherVisiblyAndGivesUpInChineseOrWhenStopped) {
+    TempDir dir;
+    TDM dm(dir / "lock.db");
+    dm.open();
+    Database holder = dm.openConnection(), waiter = dm.openConnection();
+    int notices = 0;
+    bool stopped = false;
+    LockWait wait;
+    wait.limit = std::chrono::milliseconds(400);
+    wait.notice = [&] { ++notices; };
+    wait.keepWaiting = [&] { return !stopped; };
+    waiter.setLockWait(wait);
+
+    holder.beginTransaction();
+    try {
+        waiter.beginTransaction();
+        ADD_FAILURE() << "a held lock was taken";
+    } catch (const DbError& e) {
+        EXPECT_EQ(std::string(e.what()), "数据文件一直被其他程序占用，等待后仍无法保存，请稍后重试。");
+        EXPECT_NE(e.detail().find("locked"), std::string::npos) << e.detail();
+    }
+    EXPECT_EQ(notices, 1);
+
+    // The holder commits while the other waits: the wait ends in the lock.
+    wait.limit = std::chrono::seconds(30);
+    waiter.setLockWait(wait);
+    std::thread release([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        holder.commit();
+    });
+    waiter.beginTransaction();
+    release.join();
+    EXPECT_TRUE(waiter.inTransaction());
+    EXPECT_EQ(notices, 2);
+    waiter.commit();
+
+    // A stop ends the wait without waiting out the limit.
+    holder.beginTransaction();
+    stopped = true;
+    EXPECT_THROW(waiter.beginTransaction(), DbError);
+    holder.rollback();
 }

@@ -36,6 +36,7 @@ protected:
             shops.push_back(searchRowOf(shop(i)));
         recorder = std::make_unique<Recorder>();
         recorder->onShopDone = [this](int done) {
+            if (afterShop) afterShop(done);
             if (done == stopAfterShops && gathering) gathering->stop();
         };
         into.open();
@@ -111,7 +112,8 @@ protected:
     NoSlotProgress g1, g2, g3, g4;
     std::unique_ptr<Recorder> recorder;
     int stopAfterShops = 0; // the run is stopped once this many shops are saved
-    bool goOn = false;      // a failing shop is left out and the others go on, as in the window
+    std::function<void(int done)> afterShop;
+    bool goOn = false; // a failing shop is left out and the others go on, as in the window
     // Eight slots: four shops on the wire at once.
     std::vector<NoSlotProgress> bars = std::vector<NoSlotProgress>(8);
     std::vector<SlotProgress*> eight() {
@@ -386,6 +388,30 @@ TEST_F(GatherRatings, AStopInTheSecondOfThreeShopsKeepsNothingOfTheRun) {
     EXPECT_EQ(number("select count(*) from pjinfo"), 0);
     EXPECT_EQ(number("select count(*) from dianbase"), 0);
     EXPECT_EQ(gatherSummary(JobEnd::Stopped, recorder->saved, ""), "用户中止下载！本次采集的资料均未保存。");
+}
+
+TEST_F(GatherRatings, WhileTheRunIsOnTheNetworkOtherWritersGoAheadAndNothingOfItIsVisible) {
+    int writesMidRun = 0;
+    std::int64_t ratingsMidRun = -1;
+    afterShop = [&](int) {
+        db::Database other = dm.openConnection();
+        db::LockWait none;
+        none.limit = std::chrono::milliseconds(0); // the lock is free at once, or this fails
+        other.setLockWait(none);
+        other.beginTransaction();
+        other.exec("insert into dianbase(dianzhu) values('another writer')");
+        other.commit();
+        auto count = other.prepare("select count(*) from pjinfo");
+        count.step();
+        ratingsMidRun = count.integer(0);
+        ++writesMidRun;
+    };
+    EXPECT_EQ(gatherRatings({4, 5, 6}, 1, 200), JobEnd::Finished);
+    EXPECT_EQ(writesMidRun, 3);
+    EXPECT_EQ(ratingsMidRun, 0);
+    EXPECT_GT(number("select count(*) from pjinfo"), 0);
+    EXPECT_EQ(number("select count(*) from dianbase where dianzhu='another writer'"), 3);
+    EXPECT_EQ(recorder->saved.shops, 3);
 }
 
 TEST(RatingRange, PagesOfTwentyNeverPastTheLastPage) {
