@@ -1,6 +1,7 @@
 // Each writing command killed with SIGKILL at random moments of its run: the file must stay sound, hold
 // only whole transactions, and the next run must end where an uninterrupted run ends.
 #include "MarketFolders.h"
+#include "support/PgServer.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 #include <cstdlib>
 #include <functional>
 #include <iostream>
+#include <map>
 #include <numeric>
 #include <random>
 #include <set>
@@ -28,6 +30,9 @@ std::vector<unsigned> crashSeeds() {
     std::iota(seeds.begin(), seeds.end(), 1u);
     return seeds;
 }
+
+// What runs after a kill that left nothing to do: the data file must open and read.
+const std::string kReadOnly = "export sales-shops";
 
 // A write killed at random moments and what it must leave. Run 0 is the reference, seed s is run s.
 struct KillPlan {
@@ -138,6 +143,27 @@ protected:
             << stateDifferences(killed, before) << "Against after:\n"
             << stateDifferences(killed, after);
     }
+
+    // A store of a few gathered shops, one of them with tens of thousands of sales, so that a delete,
+    // a compaction or a copy of it writes long enough to be killed in the middle.
+    Path bigStore(std::string& bigShop) {
+        const Path dir = folder("big");
+        const auto shops = steadyShops(3, 0, 60);
+        prepare(dir, "gather-sales --items 6" + shopOptions(shops));
+        prepare(dir, "gather-ratings --to 60" + shopOptions(shops));
+        bigShop = shops[1]->nick;
+        db::Database db(dataFile(dir), db::Database::Mode::OpenExisting);
+        auto copies = db.prepare(
+            "with recursive copy(n) as (select 1 union all select n+1 from copy where n<200) "
+            "insert into "
+            "saleInfo(itemId,trade_id,itemTitle,amount,buyerName,buyerId,sj,buyNum,getNum,status) "
+            "select "
+            "s.itemId,s.trade_id||'-'||copy.n,s.itemTitle,s.amount,s.buyerName,s.buyerId,s.sj,s.buyNum,"
+            "s.getNum,s.status from saleInfo s join itemInfo i on i.itemId=s.itemId join dianbase d on "
+            "d.id=i.dian_id, copy where d.dianzhu=:nick");
+        copies.bind("nick", bigShop).execute();
+        return dir;
+    }
 };
 
 } // namespace
@@ -222,5 +248,77 @@ TEST_F(KilledWrites, ACategoryRankingKeepsWholeMonthlySnapshotsInItsOrder) {
                 expectWholeUnitsInOrder(killed, after, order);
             },
         .next = [&](unsigned, const StoreState&, const StoreState&) { return command; },
+    });
+}
+
+TEST_F(KilledWrites, AShopDeleteTakesTheWholeShopOrNothing) {
+    std::string nick;
+    const Path start = bigStore(nick);
+    db::Database db(dataFile(start), db::Database::Mode::OpenExisting);
+    auto id = db.prepare("select id from dianbase where dianzhu=:nick");
+    ASSERT_TRUE(id.bind("nick", nick).step());
+    const std::string command = "delete shop " + id.text(0);
+    killAtRandomMoments({
+        .name = "delete",
+        .start = start,
+        .command = [&](unsigned) { return command; },
+        .check = expectBeforeOrAfter,
+        .next = [&](unsigned, const StoreState& killed,
+                    const StoreState& after) { return killed == after ? kReadOnly : command; },
+    });
+}
+
+TEST_F(KilledWrites, ACompactionLeavesTheSameDataInAFileThatIsAlwaysThere) {
+    std::string nick;
+    const Path start = bigStore(nick);
+    // Rows deleted leave free pages, which the compaction gives back.
+    prepare(start, "delete shop 1");
+    killAtRandomMoments({
+        .name = "compact",
+        .start = start,
+        .command = [](unsigned) { return std::string("compact"); },
+        .check = [](const StoreState& killed, const StoreState& before,
+                    const StoreState&) { EXPECT_TRUE(test::sameState(killed, before)); },
+        .next = [](unsigned, const StoreState&, const StoreState&) { return std::string("compact"); },
+    });
+    EXPECT_LT(std::filesystem::file_size(dataFile(root.path() / "compact-reference")),
+              std::filesystem::file_size(dataFile(start)))
+        << "the compaction gave nothing back";
+}
+
+TEST_F(KilledWrites, ACopyBetweenTheFileAndAServerArrivesWholeOrNotAtAll) {
+    std::string nick;
+    const Path source = bigStore(nick);
+    test::PgServer server;
+    std::map<std::string, std::string> urls;
+    auto database = [&](const char* direction, unsigned run) {
+        const std::string name = direction + std::to_string(run);
+        if (!urls.count(name)) urls[name] = server.url(name);
+        return urls[name];
+    };
+    // The file into a new, empty server database for each run.
+    killAtRandomMoments({
+        .name = "to-server",
+        .start = source,
+        .command = [&](unsigned run) { return "db copy --to " + database("to", run); },
+        .state = [&](unsigned run, const Path&) { return test::serverState(database("to", run)); },
+        .check = expectBeforeOrAfter,
+        .next =
+            [&](unsigned run, const StoreState& killed, const StoreState& after) {
+                return killed == after ? kReadOnly : "db copy --to " + database("to", run);
+            },
+    });
+    ASSERT_TRUE(test::sameState(test::serverState(database("to", 0)), test::fileState(dataFile(source))))
+        << "the server holds what the file holds";
+
+    // And that server database back into an empty data folder.
+    const std::string from = "db copy --from " + database("to", 0);
+    killAtRandomMoments({
+        .name = "from-server",
+        .start = folder("empty"),
+        .command = [&](unsigned) { return from; },
+        .check = expectBeforeOrAfter,
+        .next = [&](unsigned, const StoreState& killed,
+                    const StoreState& after) { return killed == after ? kReadOnly : from; },
     });
 }
