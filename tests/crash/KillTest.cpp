@@ -144,14 +144,13 @@ protected:
             << stateDifferences(killed, after);
     }
 
-    // A store of a few gathered shops, one of them with tens of thousands of sales, so that a delete,
-    // a compaction or a copy of it writes long enough to be killed in the middle.
-    Path bigStore(std::string& bigShop) {
+    // A store of a few gathered shops, one of them (its nick in bigShop) with tens of thousands of sales,
+    // so that a delete, a compaction or a copy of it writes long enough to be killed in the middle.
+    Path bigStore(std::string* bigShop = nullptr) {
         const Path dir = folder("big");
         const auto shops = steadyShops(3, 0, 60);
         prepare(dir, "gather-sales --items 6" + shopOptions(shops));
         prepare(dir, "gather-ratings --to 60" + shopOptions(shops));
-        bigShop = shops[1]->nick;
         db::Database db(dataFile(dir), db::Database::Mode::OpenExisting);
         auto copies = db.prepare(
             "with recursive copy(n) as (select 1 union all select n+1 from copy where n<200) "
@@ -161,7 +160,8 @@ protected:
             "s.itemId,s.trade_id||'-'||copy.n,s.itemTitle,s.amount,s.buyerName,s.buyerId,s.sj,s.buyNum,"
             "s.getNum,s.status from saleInfo s join itemInfo i on i.itemId=s.itemId join dianbase d on "
             "d.id=i.dian_id, copy where d.dianzhu=:nick");
-        copies.bind("nick", bigShop).execute();
+        copies.bind("nick", shops[1]->nick).execute();
+        if (bigShop) *bigShop = shops[1]->nick;
         return dir;
     }
 };
@@ -253,7 +253,7 @@ TEST_F(KilledWrites, ACategoryRankingKeepsWholeMonthlySnapshotsInItsOrder) {
 
 TEST_F(KilledWrites, AShopDeleteTakesTheWholeShopOrNothing) {
     std::string nick;
-    const Path start = bigStore(nick);
+    const Path start = bigStore(&nick);
     db::Database db(dataFile(start), db::Database::Mode::OpenExisting);
     auto id = db.prepare("select id from dianbase where dianzhu=:nick");
     ASSERT_TRUE(id.bind("nick", nick).step());
@@ -269,8 +269,7 @@ TEST_F(KilledWrites, AShopDeleteTakesTheWholeShopOrNothing) {
 }
 
 TEST_F(KilledWrites, ACompactionLeavesTheSameDataInAFileThatIsAlwaysThere) {
-    std::string nick;
-    const Path start = bigStore(nick);
+    const Path start = bigStore();
     // Rows deleted leave free pages, which the compaction gives back.
     prepare(start, "delete shop 1");
     killAtRandomMoments({
@@ -287,8 +286,7 @@ TEST_F(KilledWrites, ACompactionLeavesTheSameDataInAFileThatIsAlwaysThere) {
 }
 
 TEST_F(KilledWrites, ACopyBetweenTheFileAndAServerArrivesWholeOrNotAtAll) {
-    std::string nick;
-    const Path source = bigStore(nick);
+    const Path source = bigStore();
     test::PgServer server;
     std::map<std::string, std::string> urls;
     auto database = [&](const char* direction, unsigned run) {
