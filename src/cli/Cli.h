@@ -64,6 +64,8 @@ void addGatherCommands(CLI::App& app, Context& context);
 void addRankingCommands(CLI::App& app, Context& context);
 // check-update and update: the program's own updates.
 void addUpdateCommands(CLI::App& app, Context& context);
+// watch: the competitor watch's list, rounds, report and schedule.
+void addWatchCommands(CLI::App& app, Context& context);
 // export and delete: the data views' tables, exports and deletes.
 void addViewCommands(CLI::App& app, Context& context);
 

@@ -78,6 +78,7 @@ int main(int argc, char** argv) {
     cli::addRankingCommands(app, context);
     cli::addViewCommands(app, context);
     cli::addUpdateCommands(app, context);
+    cli::addWatchCommands(app, context);
     app.set_version_flag("--version", std::string("vantor-cli ") + kVersion);
 
     try {

@@ -22,6 +22,11 @@ constexpr Table kTables[] = {
     {"pjNoEffect", "dian_id, trade_id", false},
     {"itemTop", "id", true},
     {"salesRun", "pos", false},
+    {"watchShop", "id", true},
+    {"watchRound", "id", true},
+    {"watchShopSnap", "round_id, watch_id", false},
+    {"watchItemSnap", "round_id, watch_id, itemId", false},
+    {"watchChange", "id", true},
 };
 // Rows between two progress reports.
 constexpr std::int64_t kReportEvery = 5000;

@@ -143,6 +143,65 @@ CREATE TABLE IF NOT EXISTS salesRun (
     PRIMARY KEY (owner, pos)
 );
 
+-- The competitor watch: the shops watched (by their address), what each round saw of them, and what
+-- changed since the round before.
+CREATE TABLE IF NOT EXISTS watchShop (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    webaddr TEXT NOT NULL UNIQUE,
+    dianzhu TEXT DEFAULT '',
+    dianming TEXT DEFAULT '',
+    items INTEGER NOT NULL DEFAULT 10,
+    ratings INTEGER NOT NULL DEFAULT 0,
+    added TEXT,
+    lastRound TEXT DEFAULT '',
+    state TEXT DEFAULT ''
+);
+CREATE TABLE IF NOT EXISTS watchRound (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    started TEXT,
+    ended TEXT,
+    state TEXT
+);
+-- Per shop and round: the shop as the round saw it. sj is the round's time.
+CREATE TABLE IF NOT EXISTS watchShopSnap (
+    round_id INTEGER NOT NULL,
+    watch_id INTEGER NOT NULL,
+    dian_id INTEGER,
+    sj TEXT,
+    salerCredit INTEGER,
+    salerGoodRate REAL,
+    itemCount INTEGER,
+    lastSale TEXT,   -- the newest sale and rating held after the round: the next round's news come after
+    lastRating TEXT,
+    PRIMARY KEY (round_id, watch_id)
+);
+-- Per shop and round: every item listed; the followed ones with what their pages show.
+CREATE TABLE IF NOT EXISTS watchItemSnap (
+    round_id INTEGER NOT NULL,
+    watch_id INTEGER NOT NULL,
+    itemId TEXT NOT NULL,
+    followed INTEGER DEFAULT 0,
+    title TEXT,
+    price REAL,
+    monthSale INTEGER,
+    favorite INTEGER,
+    PRIMARY KEY (round_id, watch_id, itemId)
+);
+CREATE TABLE IF NOT EXISTS watchChange (
+    id INTEGER PRIMARY KEY AUTOINCREMENT,
+    round_id INTEGER,
+    watch_id INTEGER,
+    sj TEXT,
+    kind TEXT,
+    itemId TEXT DEFAULT '',
+    itemTitle TEXT DEFAULT '',
+    oldValue TEXT DEFAULT '',
+    newValue TEXT DEFAULT '',
+    note TEXT DEFAULT '',
+    alert INTEGER DEFAULT 0
+);
+CREATE INDEX IF NOT EXISTS watchChange_watch_sj ON watchChange (watch_id, sj);
+
 -- Shops with ratings and how many.
 CREATE VIEW IF NOT EXISTS dianbase_rate_v AS
     SELECT dian_id, count(*) AS rateNums FROM pjinfo GROUP BY dian_id;

@@ -209,6 +209,50 @@ void saveItem(TItemBaseInfo& item, const TDianBaseInfo& shop, Database& db) {
     item.updateDate = kNeverSaved;
 }
 
+namespace {
+
+constexpr const char* kInsertSale =
+    "insert into "
+    "saleInfo(itemId,trade_id,itemtitle,amount,buyername,buyerId,sj,buynum,getnum,status)  "
+    "values(:itemId,:trade_id,:itemtitle,:amount,:buyername,:buyerId,:sj,:buynum,:getnum,:status) "
+    // On a server store a sale another program saved meanwhile is there once already.
+    "on conflict do nothing";
+
+void insertSale(Statement& insert, const std::string& itemId, const TAutionInfo& sale, const DateTime& sold) {
+    insert.bind("itemId", itemId)
+        .bind("trade_id", sale.tradeId)
+        .bind("itemtitle", firstCharacters(sale.itemTitle, 60))
+        .bind("amount", sale.amount)
+        .bind("buyername", sale.buyerName)
+        .bind("buyerId", sale.buyerId)
+        .bind("sj", sold.toString())
+        .bind("buynum", sale.buyNum)
+        .bind("getnum", sale.buyNum)
+        .bind("status", sale.status);
+    insert.execute();
+}
+
+} // namespace
+
+int saveNewSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, Database& db) {
+    int inserted = 0;
+    orFail(kListSaveError, [&] {
+        auto held = db.prepare("select count(*) from saleInfo where itemId=:itemId and trade_id=:trade_id");
+        auto insert = db.prepare(kInsertSale);
+        for (const auto& [text, sale] : sales) {
+            auto sold = DateTime::parse(sale.sj);
+            if (!sold) throw TSaveException(kListSaveError);
+            held.bind("itemId", item.itemId).bind("trade_id", sale.tradeId);
+            const bool known = held.step() && held.integer(0) > 0;
+            held.reset();
+            if (known) continue;
+            insertSale(insert, item.itemId, sale, *sold);
+            ++inserted;
+        }
+    });
+    return inserted;
+}
+
 int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, ProgressGauge* gauge,
               Database& db) {
     int inserted = 0;
@@ -220,12 +264,7 @@ int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, P
         auto remove = db.prepare("delete from saleInfo where sj>=:sj and itemId=:itemId");
         remove.bind("sj", from).bind("itemId", itemId);
         remove.execute();
-        auto insert = db.prepare(
-            "insert into "
-            "saleInfo(itemId,trade_id,itemtitle,amount,buyername,buyerId,sj,buynum,getnum,status)  "
-            "values(:itemId,:trade_id,:itemtitle,:amount,:buyername,:buyerId,:sj,:buynum,:getnum,:status) "
-            // On a server store a sale another program saved meanwhile is there once already.
-            "on conflict do nothing");
+        auto insert = db.prepare(kInsertSale);
         if (gauge) gauge->setMaximum(int(sales.size()));
         int position = 0;
         for (const auto& [text, sale] : sales) {
@@ -236,17 +275,7 @@ int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, P
                 if (gauge) gauge->setPosition(position);
                 break;
             }
-            insert.bind("itemId", itemId)
-                .bind("trade_id", sale.tradeId)
-                .bind("itemtitle", firstCharacters(sale.itemTitle, 60))
-                .bind("amount", sale.amount)
-                .bind("buyername", sale.buyerName)
-                .bind("buyerId", sale.buyerId)
-                .bind("sj", sold->toString())
-                .bind("buynum", sale.buyNum)
-                .bind("getnum", sale.buyNum)
-                .bind("status", sale.status);
-            insert.execute();
+            insertSale(insert, itemId, sale, *sold);
             ++inserted;
             if (gauge) gauge->setPosition(position);
         }

@@ -39,6 +39,11 @@ void saveItem(TItemBaseInfo& item, const TDianBaseInfo& shop, db::Database& db);
 int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, ProgressGauge* gauge,
               db::Database& db);
 
+// Inserts the sales whose trade the item does not hold yet, whatever their date, and keeps every held
+// one: a watch round that read only the newest pages of a buyer list adds what is new. Returns the
+// sales inserted. Raises TSaveException.
+int saveNewSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, db::Database& db);
+
 // Inserts the ratings, then removes the shop's duplicates by trade id, keeping the lowest id.
 // Raises TSaveException.
 void saveRatings(const RecordList<TRateInfo>& ratings, const TDianBaseInfo& shop, ProgressGauge* gauge,

@@ -147,11 +147,21 @@ ShopRatings RatingGathering::fetchShop(TDianBaseInfo shop) {
         const RatingPages pages = ratingPages(from_, to_, haul.summary.rateCount);
         const int recentLast = std::min(pages.last, kFirstHistoryPage - 1);
         const bool countKnown = haul.summary.rateCount > 0;
+        std::set<std::string> held;
+        if (onlyNew_) {
+            db::Database db = db::TDM(database_).openConnection();
+            auto st = db.prepare("select p.trade_id from pjinfo p join dianbase d on d.id = p.dian_id "
+                                 "where d.dianzhu = :dianzhu");
+            st.bind("dianzhu", shop.dianzhu);
+            while (st.step())
+                held.insert(st.text(0));
+        }
+        const std::set<std::string>* known = onlyNew_ ? &held : nullptr;
         bool listEnded = false;
         if (pages.first <= recentLast)
-            listEnded = fetchPages(shop, {pages.first, recentLast}, false, countKnown, haul.runs);
+            listEnded = fetchPages(shop, {pages.first, recentLast}, false, countKnown, known, haul.runs);
         if (!listEnded && pages.last >= kFirstHistoryPage)
-            fetchPages(shop, {std::max(pages.first, kFirstHistoryPage), pages.last}, true, countKnown,
+            fetchPages(shop, {std::max(pages.first, kFirstHistoryPage), pages.last}, true, countKnown, known,
                        haul.runs);
     }
     haul.shop = std::move(shop);
@@ -159,11 +169,12 @@ ShopRatings RatingGathering::fetchShop(TDianBaseInfo shop) {
 }
 
 bool RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
-                                 std::vector<PageRun>& runs) {
+                                 const std::set<std::string>* held, std::vector<PageRun>& runs) {
     const std::string prefix =
         history ? ratingHistoryPrefix(shop.userId) : ratingListPrefix(shop.userId, timeLine_);
-    // A known count fixes the end: one job keeps every slot busy to the last page.
-    int run = countKnown ? pages.last - pages.first + 1 : 1;
+    // A known count fixes the end: one job keeps every slot busy to the last page. Looking for what is new,
+    // the first page that holds nothing new ends the list instead.
+    int run = countKnown && !held ? pages.last - pages.first + 1 : 1;
     for (int start = pages.first; start <= pages.last; start += run, run = std::min(run * 2, kLongestRun)) {
         const int end = std::min(pages.last, start + run - 1);
         std::map<int, RecordList<TRateInfo>> byPage;
@@ -181,7 +192,10 @@ bool RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages pages, b
         kept.history = history;
         bool listEnded = false;
         for (auto& [number, list] : byPage) {
-            if (list.empty()) {
+            const bool nothingNew = held && std::all_of(list.begin(), list.end(), [&](const auto& entry) {
+                                        return held->count(entry.record.tradeId) > 0;
+                                    });
+            if (list.empty() || nothingNew) {
                 listEnded = true;
                 break;
             }

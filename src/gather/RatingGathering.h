@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -66,6 +67,10 @@ public:
     void setTimeLine(int days);
     int timeLine() const { return timeLine_; }
 
+    // A watch round's way: a shop's rating pages are read newest first only until a page holds
+    // nothing new.
+    void onlyNew() { onlyNew_ = true; }
+
     void start() override;
     void stop() override { stages_.stop(); }
     void wait() override;
@@ -81,7 +86,7 @@ private:
     // Fetches the pages of one host into runs; returns whether the shop's list ended within them (an
     // empty page).
     bool fetchPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
-                    std::vector<PageRun>& runs);
+                    const std::set<std::string>* held, std::vector<PageRun>& runs);
     void saveShop(ShopRatings& haul, db::Database& db);
 
     db::Store database_;
@@ -89,6 +94,7 @@ private:
     int from_;
     int to_;
     int timeLine_ = 210;
+    bool onlyNew_ = false;
     GatherObserver& observer_;
     ProgressGauge* saveGauge_;
     ShopStages stages_;

@@ -9,6 +9,7 @@
 #include "parse/TParseHtml.h"
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdint>
 #include <mutex>
@@ -24,6 +25,17 @@ std::string absoluteAddress(const std::string& address, const std::string& base)
     size_t hostEnd = scheme == std::string::npos ? std::string::npos : base.find('/', scheme + 3);
     std::string origin = hostEnd == std::string::npos ? base : base.substr(0, hostEnd);
     return origin + (address.empty() || address.front() != '/' ? "/" : "") + address;
+}
+
+// The id an item address carries ("…item.htm?id=123"), to find the item's held trades before its page
+// is read.
+std::string itemIdOf(const std::string& address) {
+    const size_t at = address.find("id=");
+    if (at == std::string::npos) return {};
+    size_t end = at + 3;
+    while (end < address.size() && std::isdigit(static_cast<unsigned char>(address[end])))
+        ++end;
+    return address.substr(at + 3, end - at - 3);
 }
 
 std::string itemListPrefix(const std::string& userId) {
@@ -57,6 +69,11 @@ SalesGathering::~SalesGathering() {
     wait();
 }
 
+void SalesGathering::follow(Follow follow) {
+    follow.items.resize(shops_.size(), itemsPerShop_);
+    follow_ = std::move(follow);
+}
+
 void SalesGathering::start() {
     thread_ = std::jthread([this] { run(); });
 }
@@ -71,7 +88,7 @@ void SalesGathering::run() {
     try {
         db::Database db = db::TDM(database_).openConnection();
         db.setLockWait(stages_.lockWait());
-        if (positions_.empty()) {
+        if (positions_.empty() && !follow_) {
             recordSalesRun(db, database_.client, shops_, itemsPerShop_);
             for (size_t i = 0; i < shops_.size(); ++i)
                 positions_.push_back(int(i));
@@ -79,7 +96,7 @@ void SalesGathering::run() {
         const int count = int(shops_.size());
         int done = 0;
         end = stages_.inOrder<ShopHaul>(
-            shops_, [this](size_t i) { return fetchShop(shops_[i]); },
+            shops_, [this](size_t i) { return fetchShop(i); },
             [&](size_t i, ShopHaul& haul) {
                 GatherTally shop;
                 // Another program saving the same shop, item or sale on a server store meanwhile makes
@@ -87,8 +104,8 @@ void SalesGathering::run() {
                 for (int attempt = 1;; ++attempt) {
                     db.beginTransaction();
                     try {
-                        shop = saveShop(haul, db);
-                        markSalesShopDone(db, database_.client, positions_[i]);
+                        shop = saveShop(i, haul, db);
+                        if (!follow_) markSalesShopDone(db, database_.client, positions_[i]);
                         Stopwatch committing(stages_.timing().saveMicros);
                         db.commit();
                         break;
@@ -115,7 +132,9 @@ void SalesGathering::run() {
     observer_.gatherEnded(end, detail, saved_);
 }
 
-SalesGathering::ShopHaul SalesGathering::fetchShop(TDianBaseInfo shop) {
+SalesGathering::ShopHaul SalesGathering::fetchShop(size_t index) {
+    TDianBaseInfo shop = shops_[index];
+    const int followed = follow_ ? std::clamp(follow_->items[index], 1, kMaxItemsPerShop) : itemsPerShop_;
     ShopHaul haul;
     observer_.stageText("正在处理店铺资料");
     stages_.readShopPage(shop);
@@ -128,19 +147,26 @@ SalesGathering::ShopHaul SalesGathering::fetchShop(TDianBaseInfo shop) {
         std::vector<TItemInfo> rows;
         auto list = stages_.job(itemListPrefix(shop.userId), "-all-0.htm#ListView", 3, 0,
                                 std::max(1, shop.itemPageCount) - 1);
-        // One list page at a time keeps the rows in list order.
+        // One list page at a time keeps the rows in list order; a followed shop's whole list is read, so
+        // that an item it no longer lists shows.
         for (std::int32_t p = list.curPage, last = list.endPage;
-             p <= last && int(rows.size()) < itemsPerShop_; ++p) {
+             p <= last && (follow_ || int(rows.size()) < followed); ++p) {
             auto one = stages_.job(list.urlPrefix, list.urlSuffix, 3, p, p);
             stages_.run(one, 80, TDownCheck::kPlainMode, [&](std::int32_t, const std::string& page) {
                 for (auto& entry : parseShopItemList(page))
                     rows.push_back(std::move(entry.record));
             });
         }
-        rows.resize(std::min(rows.size(), size_t(itemsPerShop_)));
+        if (follow_) haul.listing = rows;
+        rows.resize(std::min(rows.size(), size_t(followed)));
+        const HeldTrades held = follow_ ? heldTrades(shop) : HeldTrades{};
         haul.items.resize(rows.size());
         forEachAtOnce(rows.size(), stages_.itemsAtOnce(), [&](size_t i) {
-            haul.items[i] = fetchItem(rows[i]);
+            const auto known = held.find(itemIdOf(rows[i].itemUrl));
+            static const std::set<std::string> none;
+            haul.items[i] = fetchItem(rows[i], !follow_              ? nullptr
+                                               : known == held.end() ? &none
+                                                                     : &known->second);
             observer_.itemsGathered(++itemsGathered_);
         });
     }
@@ -148,7 +174,7 @@ SalesGathering::ShopHaul SalesGathering::fetchShop(TDianBaseInfo shop) {
     return haul;
 }
 
-SalesGathering::ItemHaul SalesGathering::fetchItem(const TItemInfo& row) {
+SalesGathering::ItemHaul SalesGathering::fetchItem(const TItemInfo& row, const std::set<std::string>* held) {
     observer_.stageText("正在处理宝贝");
     ItemHaul haul;
     TItemBaseInfo& item = haul.item;
@@ -168,12 +194,16 @@ SalesGathering::ItemHaul SalesGathering::fetchItem(const TItemInfo& row) {
     std::mutex foundMutex;
     int pages = std::clamp((soldTotal + 79) / 80, 1, kMaxBuyerListPages);
     auto buyers = stages_.job(absoluteAddress(buyerList, row.itemUrl), "&1=1", 5, 1, pages);
-    stages_.run(buyers, 1, TDownCheck::kPlainMode, [&](std::int32_t, const std::string& page) {
-        auto rows = parseSaleList(page);
-        std::lock_guard lock(foundMutex);
-        for (auto& entry : rows)
-            found.push_back(std::move(entry.record));
-    });
+    if (held) {
+        fetchNewSales(buyers, *held, found);
+    } else {
+        stages_.run(buyers, 1, TDownCheck::kPlainMode, [&](std::int32_t, const std::string& page) {
+            auto rows = parseSaleList(page);
+            std::lock_guard lock(foundMutex);
+            for (auto& entry : rows)
+                found.push_back(std::move(entry.record));
+        });
+    }
     // Pages arrive in order of completion; the save walks the sales newest first.
     auto when = [](const TAutionInfo& sale) {
         auto time = DateTime::parse(sale.sj);
@@ -187,7 +217,45 @@ SalesGathering::ItemHaul SalesGathering::fetchItem(const TItemInfo& row) {
     return haul;
 }
 
-GatherTally SalesGathering::saveShop(ShopHaul& haul, db::Database& db) {
+void SalesGathering::fetchNewSales(const TDownParamBean& pages, const std::set<std::string>& held,
+                                   std::vector<TAutionInfo>& found) {
+    // Runs of pages that double, so a list with nothing new costs one page and a long one keeps the
+    // slots busy.
+    int run = 1;
+    for (std::int32_t first = pages.curPage; first <= pages.endPage;
+         first += run, run = std::min(run * 2, 16)) {
+        const std::int32_t last = std::min(pages.endPage, first + run - 1);
+        std::map<std::int32_t, RecordList<TAutionInfo>> byPage;
+        std::mutex pagesMutex;
+        auto part = stages_.job(pages.urlPrefix, pages.urlSuffix, 5, first, last);
+        stages_.run(part, 1, TDownCheck::kPlainMode, [&](std::int32_t number, const std::string& page) {
+            auto rows = parseSaleList(page);
+            std::lock_guard lock(pagesMutex);
+            byPage[number] = std::move(rows);
+        });
+        for (auto& [number, rows] : byPage) {
+            const bool allHeld = std::all_of(rows.begin(), rows.end(), [&](const auto& entry) {
+                return held.count(entry.record.tradeId) > 0;
+            });
+            if (allHeld) return;
+            for (auto& entry : rows)
+                found.push_back(std::move(entry.record));
+        }
+    }
+}
+
+SalesGathering::HeldTrades SalesGathering::heldTrades(const TDianBaseInfo& shop) const {
+    HeldTrades held;
+    db::Database db = db::TDM(database_).openConnection();
+    auto st = db.prepare("select s.itemId, s.trade_id from saleInfo s join itemInfo i on i.itemId = s.itemId "
+                         "join dianbase d on d.id = i.dian_id where d.dianzhu = :dianzhu");
+    st.bind("dianzhu", shop.dianzhu);
+    while (st.step())
+        held[st.text(0)].insert(st.text(1));
+    return held;
+}
+
+GatherTally SalesGathering::saveShop(size_t index, ShopHaul& haul, db::Database& db) {
     Stopwatch saving(stages_.timing().saveMicros);
     GatherTally tally;
     tally.shops = 1;
@@ -199,7 +267,15 @@ GatherTally SalesGathering::saveShop(ShopHaul& haul, db::Database& db) {
     for (ItemHaul& item : haul.items) {
         saveItem(item.item, shop, db);
         ++tally.items;
-        if (!item.sales.empty()) tally.sales += saveSales(item.sales, item.item, saveGauge_, db);
+        if (item.sales.empty()) continue;
+        tally.sales += follow_ ? saveNewSales(item.sales, item.item, db)
+                               : saveSales(item.sales, item.item, saveGauge_, db);
+    }
+    if (follow_ && follow_->saved) {
+        FollowedShop seen{shop, haul.listing, {}};
+        for (const ItemHaul& item : haul.items)
+            seen.items.push_back(&item.item);
+        follow_->saved(index, seen, db);
     }
     return tally;
 }

@@ -10,8 +10,11 @@
 
 #include <atomic>
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -50,6 +53,21 @@ public:
     // A shop that fails is left out and the others go on (the window's way), instead of ending the run.
     void goOnAfterFailures() { goOn_ = true; }
 
+    // What a watch round sees of a shop, handed over inside the shop's transaction once it is saved.
+    struct FollowedShop {
+        const TDianBaseInfo& shop;               // with its database id
+        const std::vector<TItemInfo>& listing;   // every item the shop lists, in list order
+        std::vector<const TItemBaseInfo*> items; // the followed items, as their pages show them
+    };
+    struct Follow {
+        std::vector<int> items; // items followed, per shop of the run
+        std::function<void(size_t shop, const FollowedShop& seen, db::Database& db)> saved;
+    };
+    // A watch round's way: every list page is read, the first items[i] of shop i are followed, a buyer
+    // list is read newest first only until a page holds nothing new, and only new sales are added.
+    // Nothing is recorded to continue: the next round fetches what this one missed.
+    void follow(Follow follow);
+
     void start() override;
     void stop() override { stages_.stop(); }
     void wait() override;
@@ -65,19 +83,27 @@ private:
         TDianBaseInfo shop;
         std::optional<TRateBaseInfo> summary;
         std::vector<ItemHaul> items;
+        std::vector<TItemInfo> listing; // a followed shop's whole list
     };
+    // The trades held of each item of a followed shop.
+    using HeldTrades = std::map<std::string, std::set<std::string>>;
 
     void run();
-    ShopHaul fetchShop(TDianBaseInfo shop);
-    ItemHaul fetchItem(const TItemInfo& row);
+    ShopHaul fetchShop(size_t index);
+    ItemHaul fetchItem(const TItemInfo& row, const std::set<std::string>* held);
+    // The buyer list's pages from the first, newest first, until one holds only held trades.
+    void fetchNewSales(const TDownParamBean& pages, const std::set<std::string>& held,
+                       std::vector<TAutionInfo>& found);
+    HeldTrades heldTrades(const TDianBaseInfo& shop) const;
     // Inside the shop's transaction; returns what it saved.
-    GatherTally saveShop(ShopHaul& haul, db::Database& db);
+    GatherTally saveShop(size_t index, ShopHaul& haul, db::Database& db);
 
     db::Store database_;
     std::vector<TDianBaseInfo> shops_;
     std::vector<int> positions_; // in the recorded run; empty: a new run, recorded when it starts
     int itemsPerShop_;
     bool goOn_ = false;
+    std::optional<Follow> follow_;
     GatherObserver& observer_;
     ProgressGauge* saveGauge_;
     ShopStages stages_;

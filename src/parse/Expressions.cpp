@@ -52,6 +52,7 @@ constexpr Entry kExpressions[] =
         {Expression::BuyerCredit, R"re(<span>买家信用[^<]*</span><a\shref=\"([^\"]+)\">(\d+)[^<]*</a>)re"},
         {Expression::ShopFavorite, R"re(<span>收藏人气[^<]*</span><a\shref=\"([^\"]+)\">(\d+)[^<]*</a>)re"},
         {Expression::ShopCreateDate, R"re(<span>创店时间[^<]*</span>([^<]+))re"},
+        {Expression::ShopName, R"re(<div\sclass=\"shop-name\"><h1><a\shref=\"[^\"]*\">([^<]+)</a>)re"},
         {Expression::ShopItemCount, R"re(<span>宝贝数量[^<]*</span>([^<]+))re"},
         {Expression::ShopLocation, R"re(<span>所在地区[^<]*</span>([^<]+))re"},
         {Expression::ShopAddress, R"re(<li><span>地址[^<]*</span>([^<]+)</li>)re"},

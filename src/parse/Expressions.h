@@ -39,6 +39,7 @@ enum class Expression {
     BuyerCredit,
     ShopFavorite,
     ShopCreateDate,
+    ShopName,
     ShopItemCount,
     ShopLocation,
     ShopAddress,

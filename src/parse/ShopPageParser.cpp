@@ -30,6 +30,7 @@ TDianBaseInfo parseShopPage(std::string_view page) {
     if (const auto favorite = firstMatch(text, Expression::ShopFavorite))
         shop.favorite = detail::intField(favorite->group(2));
     shop.createDate = firstGroup(text, Expression::ShopCreateDate, 1);
+    shop.dianming = firstGroup(text, Expression::ShopName, 1);
     if (const auto count = firstMatch(text, Expression::ShopItemCount))
         shop.commodityNum = detail::intField(count->group(1));
     shop.addr = firstGroup(text, Expression::ShopLocation, 1);
