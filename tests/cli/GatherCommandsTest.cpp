@@ -69,6 +69,8 @@ TEST_F(GatherCommands, GatherSalesByAddressOrFromTheSearchResultStoresTheShops) 
     auto r = run("gather-sales --shop " + shop.webAddress() + " --items 2");
     ASSERT_EQ(r.status, 0) << r.out;
     EXPECT_EQ(count("select count(*) from dianbase where dianzhu='" + shop.nick + "'"), 1);
+    // Never found by a search, the shop still has its name: its page says it.
+    EXPECT_EQ(count("select count(*) from dianbase where dianming='" + shop.name + "'"), 1);
     EXPECT_EQ(count("select count(*) from itemInfo"), 2);
     EXPECT_GT(count("select count(*) from saleInfo"), 0);
     EXPECT_NE(r.out.find(shop.nick), std::string::npos);
@@ -94,6 +96,57 @@ TEST_F(GatherCommands, AFailingShopStopsTheRunWithStatusOneAndTheShopsBeforeItSt
     EXPECT_EQ(count("select count(*) from dianbase"), 1);
     // The last line says what was kept and names the failures by reason (ConnectTime 2: three tries).
     EXPECT_TRUE(r.out.ends_with("正在采集的店铺未保存。原因：连接超时。失败：HTTP 500 3次\n")) << r.out;
+}
+
+TEST_F(GatherCommands, TheWatchListItsRoundsTheReportAndTheSchedule) {
+    const auto& shop = market.model().shops()[21];
+    EXPECT_EQ(run("watch add --shop http://www.taobao.com").status, 2);
+    auto added = run("watch add --shop " + shop.webAddress() + " --items 2 --ratings");
+    ASSERT_EQ(added.status, 0) << added.out;
+    EXPECT_NE(added.out.find("已加入监控：" + shop.webAddress() + "（序号1）"), std::string::npos)
+        << added.out;
+
+    auto round = run("watch run");
+    ASSERT_EQ(round.status, 0) << round.out;
+    EXPECT_NE(round.out.find("店铺监控更新完成：店铺1家，变化1条（提醒0条）"), std::string::npos)
+        << round.out;
+    auto list = run("watch list");
+    EXPECT_EQ(list.out.substr(0, list.out.find('\n')),
+              "序号,店铺名,掌柜,网址,跟踪商品数,跟踪评价,加入时间,上次更新,下次更新,状态\r");
+    EXPECT_NE(list.out.find("1," + shop.name + "," + shop.nick + "," + shop.webAddress() + ",2,是,"),
+              std::string::npos)
+        << list.out;
+
+    auto report = run("watch report --since 2000-01-01 --shop 1");
+    ASSERT_EQ(report.status, 0);
+    EXPECT_EQ(report.out.rfind("日期,店铺,类型,商品,旧值,新值,说明,提醒\r\n", 0), 0u) << report.out;
+    EXPECT_NE(report.out.find("," + shop.name + ",开始监控,"), std::string::npos) << report.out;
+    EXPECT_EQ(run("watch report --since 26-11-2026").status, 2);
+    auto written = run("watch report --out " + (dir / "report.csv").string());
+    ASSERT_EQ(written.status, 0) << written.out;
+    EXPECT_NE(gbkToUtf8(test::readFile(dir / "report.csv")).find("开始监控"), std::string::npos);
+
+    // The schedule goes to the settings and to a systemd user timer; a machine without a user session
+    // is told how to enable it.
+    test::TempDir home;
+    setenv("XDG_CONFIG_HOME", home.path().c_str(), 1);
+    auto daily = run("watch schedule --daily 07:45");
+    EXPECT_EQ(daily.status, 0) << daily.out;
+    const std::string timer = test::readFile(home / "systemd/user/vantor-watch.timer");
+    EXPECT_NE(timer.find("OnCalendar=*-*-* 07:45:00\nPersistent=true"), std::string::npos) << timer;
+    EXPECT_NE(test::readFile(home / "systemd/user/vantor-watch.service").find(" watch run"),
+              std::string::npos);
+    EXPECT_NE(test::readFile(dir / "config.ini").find("Schedule=daily 07:45"), std::string::npos);
+    EXPECT_EQ(run("watch schedule --daily 25:00").status, 2);
+    EXPECT_EQ(run("watch schedule --off").status, 0);
+    EXPECT_FALSE(std::filesystem::exists(home / "systemd/user/vantor-watch.timer"));
+    unsetenv("XDG_CONFIG_HOME");
+
+    EXPECT_EQ(run("watch remove --shop 7").status, 1);
+    EXPECT_EQ(run("watch remove --shop " + shop.webAddress()).status, 0);
+    EXPECT_EQ(count("select count(*) from watchShop"), 0);
+    // Nothing to watch is a failed round.
+    EXPECT_EQ(run("watch run").status, 1);
 }
 
 TEST_F(GatherCommands, TheDemoGathersAFewShopsOfItsOwnMarket) {

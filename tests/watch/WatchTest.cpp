@@ -1,0 +1,261 @@
+#include "demo-market/DemoMarket.h"
+#include "gather/GatherTexts.h"
+#include "support/TempDir.h"
+#include "watch/WatchRound.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using namespace vantor;
+using namespace vantor::watch;
+
+namespace {
+
+std::vector<std::string> kinds(const std::vector<ChangeLine>& lines) {
+    std::vector<std::string> made;
+    for (const ChangeLine& line : lines)
+        made.push_back(line.kind);
+    return made;
+}
+
+ItemSeen item(const char* id, const char* title, double price) {
+    ItemSeen seen;
+    seen.id = id;
+    seen.title = title;
+    seen.price = price;
+    seen.followed = true;
+    return seen;
+}
+
+} // namespace
+
+TEST(ChangeReport, AFirstRoundSetsTheBaselineOnly) {
+    ShopSeen now;
+    now.time = "2026-11-20 21:00:00";
+    now.credit = 1238;
+    now.items = {{"1", item("1", "a", 10)}, {"2", item("2", "b", 20)}};
+    const auto lines =
+        compareRounds(std::nullopt, now, {{"1", "a", 5, 5, 50}}, {{"差评", "1", "a", "x"}}, {}, {});
+    ASSERT_EQ(kinds(lines), std::vector<std::string>{kStarted});
+    EXPECT_EQ(lines[0].date, "2026-11-20");
+    EXPECT_EQ(lines[0].note, "基线：2件商品，信用1238");
+    EXPECT_FALSE(lines[0].alert);
+}
+
+TEST(ChangeReport, EveryKindOfChangeBetweenTwoRoundsWithTheAlertsItsRulesMark) {
+    ShopSeen before, now;
+    before.time = "2026-11-20 21:00:00";
+    before.credit = 100;
+    before.items = {
+        {"1", item("1", "连衣裙", 10)}, {"2", item("2", "针织衫", 20)}, {"3", item("3", "围巾", 30)}};
+    now.time = "2026-11-27 21:00:00";
+    now.credit = 103;
+    now.items = {{"1", item("1", "连衣裙", 12)}, {"3", item("3", "围巾", 31)}, {"4", item("4", "帽子", 5)}};
+    AlertRules rules;
+    rules.pricePercent = 15;
+    rules.salesFactor = 3;
+    const std::vector<NewSales> sales = {{"1", "连衣裙", 3, 4, 48}, {"3", "围巾", 0, 0, 0}};
+    const std::vector<NewRating> ratings = {{"中评", "1", "连衣裙", "偏小"}, {"差评", "3", "围巾", "起球"}};
+    const auto lines = compareRounds(before, now, sales, ratings, {9, 2.5}, rules);
+
+    EXPECT_EQ(kinds(lines), (std::vector<std::string>{kNewItem, kWithdrawn, kPriceChange, kPriceChange,
+                                                      kSales, kNewRating, kNewRating, kCreditChange}));
+    auto find = [&](const char* kind, const char* itemId) {
+        return *std::find_if(lines.begin(), lines.end(),
+                             [&](const ChangeLine& l) { return l.kind == kind && l.itemId == itemId; });
+    };
+    EXPECT_EQ(find(kNewItem, "4").newValue, "5.00");
+    EXPECT_TRUE(find(kNewItem, "4").alert);
+    EXPECT_EQ(find(kWithdrawn, "2").oldValue, "20.00");
+    const ChangeLine dress = find(kPriceChange, "1");
+    EXPECT_EQ(dress.oldValue + "→" + dress.newValue + " " + dress.note, "10.00→12.00 +20.00%");
+    EXPECT_TRUE(dress.alert);                    // 20 % is past the 15 % rule
+    EXPECT_FALSE(find(kPriceChange, "3").alert); // 3.3 % is not
+    const ChangeLine sold = find(kSales, "1");
+    EXPECT_EQ(sold.newValue, "3");
+    EXPECT_EQ(sold.note, "数量4，金额48.00元；当日9笔，近7日日均2.50笔");
+    EXPECT_TRUE(sold.alert); // 9 is at least 3 × 2.5
+    EXPECT_FALSE(find(kNewRating, "1").alert);
+    EXPECT_TRUE(find(kNewRating, "3").alert);
+    EXPECT_EQ(find(kNewRating, "3").note, "起球");
+    EXPECT_EQ(lines.back().oldValue + "→" + lines.back().newValue, "100→103");
+
+    // Below the spike factor, and with the item rules off, nothing is marked.
+    rules.newItem = false;
+    rules.badRating = false;
+    rules.pricePercent = 50;
+    const auto quiet = compareRounds(before, now, sales, ratings, {7, 2.5}, rules);
+    EXPECT_TRUE(std::none_of(quiet.begin(), quiet.end(), [](const ChangeLine& l) { return l.alert; }));
+}
+
+TEST(Schedule, ReadsWritesAndTellsTheNextRoundAndTheTimer) {
+    for (const char* text : {"daily 08:30", "every 6", "off"})
+        EXPECT_EQ(Schedule::parse(text)->text(), text);
+    for (const char* bad : {"daily 24:00", "daily 8", "every 0", "every 25", "weekly"})
+        EXPECT_FALSE(Schedule::parse(bad)) << bad;
+
+    const auto daily = *Schedule::parse("daily 08:30");
+    const auto at = [](const char* text) { return *DateTime::parse(text); };
+    EXPECT_EQ(daily.next(std::nullopt, at("2026-11-26 07:00:00"))->toString(), "2026-11-26 08:30:00");
+    EXPECT_EQ(daily.next(at("2026-11-26 08:31:00"), at("2026-11-26 09:00:00"))->toString(),
+              "2026-11-27 08:30:00");
+    // Missed while the program was closed: due at once.
+    EXPECT_EQ(daily.next(at("2026-11-20 08:30:00"), at("2026-11-26 09:00:00"))->toString(),
+              "2026-11-26 08:30:00");
+    const auto hourly = *Schedule::parse("every 6");
+    EXPECT_EQ(hourly.next(at("2026-11-26 01:00:00"), at("2026-11-26 02:00:00"))->toString(),
+              "2026-11-26 07:00:00");
+    EXPECT_FALSE(Schedule().next(std::nullopt, at("2026-11-26 02:00:00")));
+    EXPECT_EQ(daily.onCalendar(), "*-*-* 08:30:00");
+    EXPECT_EQ(hourly.onCalendar(), "*-*-* 00/6:00:00");
+
+    const TimerUnits units = timerUnits(daily, "/opt/vantor 1/bin/vantor-cli", "/home/a/数据");
+    EXPECT_NE(units.service.find(
+                  "ExecStart=\"/opt/vantor 1/bin/vantor-cli\" --data-dir \"/home/a/数据\" watch run"),
+              std::string::npos)
+        << units.service;
+    EXPECT_NE(units.timer.find("OnCalendar=*-*-* 08:30:00\nPersistent=true\n"), std::string::npos)
+        << units.timer;
+    EXPECT_NE(units.timer.find("WantedBy=timers.target"), std::string::npos);
+}
+
+TEST(WatchList, AShopIsWatchedOnceByItsAddressAndRemovedWithWhatItsRoundsKept) {
+    EXPECT_EQ(shopAddress(" HTTP://Shop123.taobao.com/index.htm "), "http://shop123.taobao.com");
+    EXPECT_EQ(shopAddress("shop9.taobao.com"), "http://shop9.taobao.com");
+    EXPECT_FALSE(shopAddress("http://item.taobao.com/item.htm?id=1"));
+    EXPECT_FALSE(shopAddress("shop.taobao.com.evil.example"));
+
+    test::TempDir dir;
+    db::TDM dm(dir / "w.db");
+    dm.open();
+    db::Database& db = dm.cn1();
+    db.exec("insert into dianbase (webaddr, dianzhu, dianming) values ('http://shop123.taobao.com', 'kele', "
+            "'缤纷')");
+    const DateTime now = *DateTime::parse("2026-11-26 10:00:00");
+    const auto id = addWatched(db, "shop123.taobao.com", 5, false, now);
+    EXPECT_EQ(addWatched(db, "http://shop123.taobao.com/", 8, true, now), id);
+    const auto id2 = addWatched(db, "http://shop456.taobao.com", 500, false, now);
+    auto shops = watchedShops(db);
+    ASSERT_EQ(shops.size(), 2u);
+    EXPECT_EQ(shops[0].name + "|" + shops[0].nick + "|" + std::to_string(shops[0].items), "缤纷|kele|8");
+    EXPECT_TRUE(shops[0].ratings);
+    EXPECT_EQ(shops[1].items, kMaxItemsPerShop);
+    EXPECT_THROW(addWatched(db, "http://www.taobao.com", 5, false, now), std::invalid_argument);
+
+    db.exec("insert into watchChange (watch_id, kind) values (" + std::to_string(id) + ", '开始监控')");
+    EXPECT_TRUE(removeWatched(db, std::to_string(id)));
+    EXPECT_TRUE(removeWatched(db, "shop456.taobao.com"));
+    EXPECT_FALSE(removeWatched(db, std::to_string(id2)));
+    auto left = db.prepare("select (select count(*) from watchShop) + (select count(*) from watchChange)");
+    left.step();
+    EXPECT_EQ(left.integer(0), 0);
+}
+
+namespace {
+
+// Records how a round ends.
+struct Ending : GatherObserver {
+    void gatherEnded(JobEnd how, const std::string& why, const GatherTally&) override {
+        end = how;
+        detail = why;
+        ++ends;
+    }
+    JobEnd end = JobEnd::Finished;
+    std::string detail;
+    int ends = 0;
+};
+
+class WatchRounds : public ::testing::Test {
+protected:
+    void SetUp() override { dm.open(); }
+    std::shared_ptr<const THttpAgent> agent() const {
+        auto made = std::make_shared<THttpAgent>();
+        made->AgentType = true;
+        made->Server = "127.0.0.1";
+        made->Port = market.port();
+        made->ConnectTime = 3;
+        return made;
+    }
+    RoundOutcome round(const DateTime& now, Ending& ending) {
+        NoSlotProgress bars[4];
+        WatchRound run(dm.store(), agent(), {&bars[0], &bars[1], &bars[2], &bars[3]}, ending, AlertRules{},
+                       now);
+        run.start();
+        run.wait();
+        return run.outcome();
+    }
+    // Shops with a few items and ratings, past the special ones.
+    std::vector<const demo::Shop*> shops(size_t count) const {
+        std::vector<const demo::Shop*> found;
+        for (const demo::Shop& shop : market.model().shops())
+            if (shop.index >= 20 && !shop.ratingsChange && shop.items.size() >= 3 && shop.ratingCount > 0 &&
+                found.size() < count)
+                found.push_back(&shop);
+        return found;
+    }
+    demo::DemoMarket market;
+    test::TempDir dir;
+    db::TDM dm{dir / "lmd_pin.db"};
+};
+
+} // namespace
+
+TEST_F(WatchRounds, ASecondRoundFetchesFarFewerPagesAndFindsNothingNew) {
+    const auto watched = shops(2);
+    ASSERT_EQ(watched.size(), 2u);
+    const DateTime now = DateTime::now();
+    addWatched(dm.cn1(), watched[0]->webAddress(), 3, true, now);
+    addWatched(dm.cn1(), watched[1]->webAddress(), 2, false, now);
+
+    Ending first;
+    const size_t before = market.requests().size();
+    const RoundOutcome one = round(now, first);
+    const size_t firstRequests = market.requests().size() - before;
+    EXPECT_EQ(first.end, JobEnd::Finished) << first.detail;
+    EXPECT_EQ(first.ends, 1);
+    EXPECT_EQ(one.shopsSaved, 2);
+    EXPECT_GT(one.ratings, 0);
+    const auto report = readReport(dm.cn1(), {});
+    ASSERT_EQ(kinds(report), (std::vector<std::string>{kStarted, kStarted}));
+    // A shop added by address takes its name from its page.
+    const auto list = watchedShops(dm.cn1());
+    EXPECT_EQ(list[0].name, watched[0]->name);
+    EXPECT_EQ(list[0].nick, watched[0]->nick);
+    EXPECT_EQ(list[1].state, "已更新");
+    EXPECT_FALSE(list[1].lastRound.empty());
+
+    Ending second;
+    const size_t between = market.requests().size();
+    const RoundOutcome two = round(now.addSeconds(3600), second);
+    const size_t secondRequests = market.requests().size() - between;
+    EXPECT_EQ(second.end, JobEnd::Finished) << second.detail;
+    EXPECT_EQ(two.sales, 0);
+    EXPECT_EQ(two.ratings, 0);
+    EXPECT_EQ(two.changes, 0);
+    EXPECT_LT(secondRequests * 2, firstRequests) << firstRequests << " then " << secondRequests;
+    auto items = dm.cn1().prepare("select count(*) from watchItemSnap where followed = 1");
+    items.step();
+    EXPECT_EQ(items.integer(0), 2 * (3 + 2));
+}
+
+TEST_F(WatchRounds, OneRoundAtATimeAndAnEmptyListIsSaid) {
+    Ending empty;
+    round(DateTime::now(), empty);
+    EXPECT_EQ(empty.end, JobEnd::Failed);
+    EXPECT_EQ(empty.detail, kNothingWatched);
+
+    addWatched(dm.cn1(), shops(1)[0]->webAddress(), 2, false, DateTime::now());
+    market.faults().add(demo::parseFaultRule("kind=delay&ms=300"));
+    Ending slow, second;
+    NoSlotProgress bars[2];
+    WatchRound first(dm.store(), agent(), {&bars[0], &bars[1]}, slow, AlertRules{}, DateTime::now());
+    first.start();
+    while (market.requests().empty())
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    round(DateTime::now(), second);
+    EXPECT_EQ(second.end, JobEnd::Failed);
+    EXPECT_EQ(second.detail, kRoundBusy);
+    first.wait();
+    EXPECT_EQ(slow.end, JobEnd::Finished) << slow.detail;
+}
