@@ -44,6 +44,8 @@ public:
     FaultPlan& faults() { return faults_; }
     // The addresses asked for, oldest first (the last few thousand).
     std::vector<std::string> requests() const;
+    // Every request handled since the start, however many the log keeps.
+    long requestCount() const { return handled_.load(); }
     // Microseconds with requests in hand, summed over requests (see HttpServer::busyMicros).
     std::int64_t busyMicros() const;
     // Ends every connection and the server thread; the destructor does it too.
