@@ -27,17 +27,6 @@ std::string absoluteAddress(const std::string& address, const std::string& base)
     return origin + (address.empty() || address.front() != '/' ? "/" : "") + address;
 }
 
-// The id an item address carries ("…item.htm?id=123"), to find the item's held trades before its page
-// is read.
-std::string itemIdOf(const std::string& address) {
-    const size_t at = address.find("id=");
-    if (at == std::string::npos) return {};
-    size_t end = at + 3;
-    while (end < address.size() && std::isdigit(static_cast<unsigned char>(address[end])))
-        ++end;
-    return address.substr(at + 3, end - at - 3);
-}
-
 std::string itemListPrefix(const std::string& userId) {
     return std::string(market::kListHost) +
            "/browse/0/n-7----------------------0-false-----------------------" + userId +
@@ -162,7 +151,7 @@ SalesGathering::ShopHaul SalesGathering::fetchShop(size_t index) {
         const HeldTrades held = follow_ ? heldTrades(shop) : HeldTrades{};
         haul.items.resize(rows.size());
         forEachAtOnce(rows.size(), stages_.itemsAtOnce(), [&](size_t i) {
-            const auto known = held.find(itemIdOf(rows[i].itemUrl));
+            const auto known = held.find(itemIdFromAddress(rows[i].itemUrl));
             static const std::set<std::string> none;
             haul.items[i] = fetchItem(rows[i], !follow_              ? nullptr
                                                : known == held.end() ? &none

@@ -64,6 +64,16 @@ RecordList<TItemInfo> parseShopItemList(std::string_view page) {
                                 groups);
 }
 
+std::string itemIdFromAddress(std::string_view address) {
+    size_t at = address.find("?id=");
+    if (at == std::string_view::npos) at = address.find("&id=");
+    if (at == std::string_view::npos) return {};
+    size_t end = at + 4;
+    while (end < address.size() && address[end] >= '0' && address[end] <= '9')
+        ++end;
+    return std::string(address.substr(at + 4, end - at - 4));
+}
+
 std::string userIdFromRateUrl(std::string_view rateUrl) {
     return firstGroup(rateUrl, Expression::UserIdFromRateUrl, 1);
 }

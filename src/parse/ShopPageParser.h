@@ -30,6 +30,8 @@ ItemListPaging parseItemListPaging(std::string_view page);
 RecordList<TItemInfo> parseShopItemList(std::string_view page);
 
 // "…/user-rate-<id>.htm" → "<id>"; empty text when the address has no such part.
+// The id an item address carries ("…item.htm?id=123"); empty when it carries none.
+std::string itemIdFromAddress(std::string_view address);
 std::string userIdFromRateUrl(std::string_view rateUrl);
 
 } // namespace vantor

@@ -2,6 +2,7 @@
 
 #include "gather/GatherTexts.h"
 #include "gather/RatingGathering.h"
+#include "parse/ShopPageParser.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -40,15 +41,6 @@ private:
     db::Database server_; // the advisory lock lives as long as its session
     bool held_ = false;
 };
-
-std::string itemIdOf(const std::string& address) {
-    const size_t at = address.find("id=");
-    if (at == std::string::npos) return {};
-    size_t end = at + 3;
-    while (end < address.size() && std::isdigit(static_cast<unsigned char>(address[end])))
-        ++end;
-    return address.substr(at + 3, end - at - 3);
-}
 
 // What every followed item's page showed as its buyer-list total at the last round that saw it.
 std::map<std::string, int> soldTotals(db::Database& db) {
@@ -290,7 +282,7 @@ void WatchRound::recordShop(std::int64_t round, const WatchedShop& watched,
     if (rate.step()) now.goodRate = rate.real(0);
     for (const TItemInfo& row : seen.listing) {
         ItemSeen item;
-        item.id = itemIdOf(row.itemUrl);
+        item.id = itemIdFromAddress(row.itemUrl);
         if (item.id.empty()) continue;
         item.title = row.itemTitle;
         item.price = std::strtod(row.price.c_str(), nullptr);
