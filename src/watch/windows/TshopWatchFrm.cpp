@@ -61,7 +61,7 @@ TshopWatchFrm::TshopWatchFrm(AgentSource agent, db::TDM& dm, const DataFolder& f
     setWindowTitle("店铺监控");
 
     // The watch list and how shops join it.
-    watchGrid = makeResultGrid(watch::listColumns(), "watchGrid", {140, 110, 200, 70, 60, 135, 135, 90});
+    watchGrid = makeResultGrid(watch::listColumns(), "watchGrid", {100, 85, 175, 70, 60, 125, 125, 70});
     watchGrid->setToolTip("双击可打开店铺");
     address = named(new QLineEdit, "address");
     address->setPlaceholderText("店铺网址，如 http://shop12345.taobao.com");
@@ -173,6 +173,7 @@ TshopWatchFrm::TshopWatchFrm(AgentSource agent, db::TDM& dm, const DataFolder& f
     reportSplit->addWidget(chart);
     reportSplit->setStretchFactor(0, 3);
     reportSplit->setStretchFactor(1, 2);
+    reportSplit->setSizes({3000, 2000}); // the report's columns need the room more than the chart
     reportLayout->addWidget(reportSplit, 1);
     reportLayout->addWidget(saveGauge);
 
@@ -185,6 +186,7 @@ TshopWatchFrm::TshopWatchFrm(AgentSource agent, db::TDM& dm, const DataFolder& f
     split->addWidget(reportBox);
     split->setStretchFactor(0, 2);
     split->setStretchFactor(1, 3);
+    split->setSizes({2000, 3000});
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addWidget(split);
