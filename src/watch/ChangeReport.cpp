@@ -101,7 +101,7 @@ std::vector<ChangeLine> compareRounds(const std::optional<ShopSeen>& before, con
 std::vector<ChangeLine> readReport(db::Database& db, const ReportFilter& filter) {
     std::string sql =
         "select c.sj, w.dianming, w.webaddr, c.kind, c.itemId, c.itemTitle, c.oldValue, c.newValue, "
-        "c.note, c.alert from watchChange c join watchShop w on w.id = c.watch_id where 1 = 1";
+        "c.note, c.alert, c.watch_id from watchChange c join watchShop w on w.id = c.watch_id where 1 = 1";
     if (!filter.since.empty()) sql += " and c.sj >= :since";
     if (!filter.until.empty()) sql += " and c.sj <= :until";
     if (filter.shop) sql += " and c.watch_id = :shop";
@@ -126,6 +126,7 @@ std::vector<ChangeLine> readReport(db::Database& db, const ReportFilter& filter)
         line.newValue = st.text(7);
         line.note = st.text(8);
         line.alert = st.integer(9) != 0;
+        line.watchId = st.integer(10);
     }
     return lines;
 }

@@ -63,7 +63,8 @@ struct DaySales {
 };
 
 struct ChangeLine {
-    std::string date; // the round's day, yyyy-MM-dd
+    std::int64_t watchId = 0; // the shop's on the watch list, when read from the report
+    std::string date;         // the round's day, yyyy-MM-dd
     std::string shop;
     std::string kind;
     std::string itemId;

@@ -3,6 +3,7 @@
 #include "UserMessages.h"
 #include "WindowSettings.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QDesktopServices>
 #include <QFileDialog>
@@ -169,6 +170,15 @@ void guarded(const std::function<void()>& handler) {
     } catch (...) {
         passToErrorHandler(std::current_exception());
     }
+}
+
+QAction* addWatchAction(QAbstractItemView* grid, const std::function<void()>& handler) {
+    auto* action = new QAction("加入监控", grid);
+    action->setObjectName("watchShop");
+    grid->setContextMenuPolicy(Qt::ActionsContextMenu);
+    grid->addAction(action);
+    QObject::connect(action, &QAction::triggered, grid, [handler] { guarded(handler); });
+    return action;
 }
 
 } // namespace vantor

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+class QAbstractItemView;
+class QAction;
 class QFileDialog;
 class QLabel;
 class QLineEdit;
@@ -45,6 +47,9 @@ QFileDialog* makeSaveDialog(QWidget* parent);
 // left alone. Otherwise the file is written anew while the grid is disabled and the gauge follows the
 // rows. Other failures go to the application's error handler.
 void exportRows(QWidget* parent, QFileDialog& dialog, QProgressBar& gauge, QWidget& grid, const CsvJob& job);
+
+// "加入监控" in the context menu of a shop grid; the handler takes the grid's current shop.
+QAction* addWatchAction(QAbstractItemView* grid, const std::function<void()>& handler);
 
 // Enter in any of these boxes presses the button, as the user expects of a search or filter box.
 void clickOnEnter(std::initializer_list<QLineEdit*> boxes, QPushButton* button);

@@ -34,6 +34,27 @@ class ConfigFrmTest : public test::WindowTest {
     void finish() override { window.reset(); }
 
 private slots:
+    void theWatchPageSavesTheAlertRules() {
+        window->pages->setCurrentIndex(window->pages->count() - 1);
+        QCOMPARE(window->pages->tabText(window->pages->currentIndex()), QString("店铺监控"));
+        QCOMPARE(window->pricePercent->value(), 10.0); // the defaults while nothing is saved
+        QVERIFY(window->newItem->isChecked());
+        QVERIFY(!window->useBtn3->isEnabled());
+        window->pricePercent->setValue(5.5);
+        window->salesFactor->setValue(2);
+        window->newItem->setChecked(false);
+        QVERIFY(window->useBtn3->isEnabled());
+        QTest::mouseClick(window->useBtn3, Qt::LeftButton);
+        QVERIFY(!window->useBtn3->isEnabled());
+        const watch::AlertRules saved = ConfigFile(iniPath()).alertRules();
+        QCOMPARE(saved.pricePercent, 5.5);
+        QCOMPARE(saved.salesFactor, 2.0);
+        QVERIFY(saved.badRating);
+        QVERIFY(!saved.newItem);
+        QCOMPARE(stored("Watch", "AlertNewItem"), std::string("0"));
+        QVERIFY(messages.isEmpty());
+    }
+
     void theFieldsShowTheSettingsAndApplyInstallsTheEdits() {
         QCOMPARE(window->netType->currentIndex(), 1);
         QCOMPARE((QStringList{window->server->text(), window->port->text(), window->readTimeOut->text(),

@@ -10,6 +10,7 @@
 #include "TsaleCarrentFrm.h"
 #include "TsaleDataViewFrm.h"
 #include "TsaleTimeAreaFrm.h"
+#include "TshopWatchFrm.h"
 #include "TtopDataViewFrm.h"
 #include "UserMessages.h"
 #include "WelcomeWindow.h"
@@ -151,6 +152,19 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
             [this] { refreshData(saleDataView_); });
     connect(rateDataView_, &views::TrateDataViewFrm::dataChanged, this,
             [this] { refreshData(rateDataView_); });
+    gauge(90);
+    shopWatch_ = new TshopWatchFrm([this] { return config_.getHttpAgent(); }, dm_, folder_);
+    display_->addWidget(shopWatch_);
+    connect(shopWatch_, &TshopWatchFrm::statusLine, this, &MainWindow::setStatusText);
+    connect(shopWatch_, &TshopWatchFrm::roundEnded, this, [this] { refreshData(shopWatch_); });
+    // "加入监控" on the shop grids: the shop joins the watch with the default number of items.
+    auto watch = [this](const QString& address) {
+        shopWatch_->addShop(address, kDefaultItemsPerShop, false);
+    };
+    connect(saleDataView_, &views::TsaleDataViewFrm::watchRequested, this, watch);
+    connect(rateDataView_, &views::TrateDataViewFrm::watchRequested, this, watch);
+    for (ShopGatherWindow* gathering : std::initializer_list<ShopGatherWindow*>{rateGather_, saleGather_})
+        connect(gathering, &ShopGatherWindow::watchRequested, this, watch);
     gauge(100);
     buildNavigation();
 }
@@ -177,6 +191,8 @@ void MainWindow::buildNavigation() {
         {"店铺评价分析", "成长分析", "信用成长分析", "N30", nullptr, show(rateTrend_)},
         {"店铺评价分析", "评价真实度分析", "信用真实度分析", "N31", nullptr, show(rateCheck_)},
         {"店铺评价分析", "操作帮助", nullptr, "N32", nullptr, help("/rateAnalyse.jsp")},
+        {"店铺监控", "店铺监控", nullptr, "N40", "定期重新采集竞争店铺，报告价格、销量、评价的变化",
+         show(shopWatch_)},
         {"帮助", "导航页", nullptr, "N13", nullptr, help("/welcome.jsp")},
         {"帮助", "系统选项", "选项", "N17", nullptr,
          [this] {
@@ -225,7 +241,7 @@ void MainWindow::refreshData(QWidget* changedBy) {
 
 void MainWindow::closeEvent(QCloseEvent* event) {
     const bool gathering = (saleGather_ && saleGather_->busy()) || (rateGather_ && rateGather_->busy()) ||
-                           (topListGather_ && topListGather_->busy()) ||
+                           (shopWatch_ && shopWatch_->busy()) || (topListGather_ && topListGather_->busy()) ||
                            (itemTopSale_ && itemTopSale_->busy());
     if (gathering) {
         if (!UserMessages::confirm(this, kCloseWhileGathering)) {
@@ -236,6 +252,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         rateGather_->stopAndWait();
         topListGather_->stopAndWait();
         itemTopSale_->stopAndWait();
+        shopWatch_->stopAndWait();
     }
     event->accept();
 }

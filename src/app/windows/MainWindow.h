@@ -19,6 +19,7 @@ class BrowserPane;
 class ShopGatherWindow;
 class TitemTopSaleGatherFrm;
 class TrateGatherFrm;
+class TshopWatchFrm;
 class TsaleGatherFrm;
 class TtopListGatherFrm;
 class WelcomeWindow;
@@ -67,6 +68,7 @@ public:
     TrateGatherFrm* rateGatherWindow() const { return rateGather_; }
     TitemTopSaleGatherFrm* itemRankingWindow() const { return itemTopSale_; }
     TtopListGatherFrm* categoryRankingWindow() const { return topListGather_; }
+    TshopWatchFrm* shopWatchWindow() const { return shopWatch_; }
     QToolBox* navigationBar() const { return toolBar_; }
 
 protected:
@@ -103,6 +105,7 @@ private:
     charts::AnalysisWindow* rateTrend_ = nullptr;
     charts::AnalysisWindow* rateCheck_ = nullptr;
     views::TtopDataViewFrm* topDataView_ = nullptr;
+    TshopWatchFrm* shopWatch_ = nullptr;
 };
 
 } // namespace vantor

@@ -5,7 +5,9 @@
 #include "app/HttpTest.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -144,11 +146,42 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     databaseLayout->addStretch();
     databaseLayout->addLayout(buttonRow({okBtn2, cancel2, useBtn2}));
 
+    // The competitor watch's alerts: the lines a round marks 提醒, lists first and announces.
+    pricePercent = new QDoubleSpinBox;
+    pricePercent->setObjectName("pricePercent");
+    pricePercent->setRange(0.01, 1000);
+    pricePercent->setDecimals(2);
+    pricePercent->setSuffix(" %");
+    salesFactor = new QDoubleSpinBox;
+    salesFactor->setObjectName("salesFactor");
+    salesFactor->setRange(0.01, 1000);
+    salesFactor->setDecimals(2);
+    salesFactor->setSuffix(" × 近7日日均");
+    badRating = new QCheckBox("新差评提醒");
+    badRating->setObjectName("badRating");
+    newItem = new QCheckBox("新商品提醒");
+    newItem->setObjectName("newItem");
+    okBtn3 = new QPushButton("确定");
+    cancel3 = new QPushButton("取消");
+    useBtn3 = new QPushButton("应用");
+    auto* watchPage = new QWidget;
+    auto* watchLayout = new QVBoxLayout(watchPage);
+    auto* watchForm = new QFormLayout;
+    watchForm->addRow("价格变化提醒 ≥", pricePercent);
+    watchForm->addRow("", badRating);
+    watchForm->addRow("销量突增提醒 ≥", salesFactor);
+    watchForm->addRow("", newItem);
+    watchLayout->addLayout(watchForm);
+    watchLayout->addWidget(new QLabel("* 提醒的变化排在变化报告最前，更新结束时在桌面通知"));
+    watchLayout->addStretch();
+    watchLayout->addLayout(buttonRow({okBtn3, cancel3, useBtn3}));
+
     pages = new QTabWidget;
     pages->addTab(network, "网络设置");
     pages->addTab(other, "其他参数");
     pages->addTab(analysis, "分析参数");
     pages->addTab(database, "数据库");
+    pages->addTab(watchPage, "店铺监控");
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(pages);
     resize(460, 420);
@@ -192,6 +225,17 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     connect(okBtn1, &QPushButton::clicked, this, [this] {
         if (saveSchedule()) accept();
     });
+    for (QDoubleSpinBox* box : {pricePercent, salesFactor})
+        connect(box, &QDoubleSpinBox::valueChanged, this, [this] { useBtn3->setEnabled(true); });
+    for (QCheckBox* box : {badRating, newItem})
+        connect(box, &QCheckBox::toggled, this, [this] { useBtn3->setEnabled(true); });
+    connect(useBtn3, &QPushButton::clicked, this, [this] {
+        if (saveAlertRules()) useBtn3->setEnabled(false);
+    });
+    connect(okBtn3, &QPushButton::clicked, this, [this] {
+        if (saveAlertRules()) accept();
+    });
+    connect(cancel3, &QPushButton::clicked, this, &QDialog::reject);
     connect(testBtn, &QPushButton::clicked, this, &TconfigFrm::testClick);
     connect(stopBtn, &QPushButton::clicked, this, &TconfigFrm::stopClick);
 
@@ -214,7 +258,13 @@ void TconfigFrm::fill() {
     dbTestBtn->setEnabled(!config_.dbUrl.empty());
     useBtn->setEnabled(false);
     useBtn1->setEnabled(false);
+    const watch::AlertRules rules = file_.alertRules();
+    pricePercent->setValue(rules.pricePercent);
+    salesFactor->setValue(rules.salesFactor);
+    badRating->setChecked(rules.badRating);
+    newItem->setChecked(rules.newItem);
     useBtn2->setEnabled(false);
+    useBtn3->setEnabled(false);
 }
 
 void TconfigFrm::showForm(const NetworkForm& form) {
@@ -283,6 +333,21 @@ bool TconfigFrm::saveDatabase() {
         return false;
     }
     dbState->setText(kDatabaseSaved);
+    return true;
+}
+
+bool TconfigFrm::saveAlertRules() {
+    watch::AlertRules rules;
+    rules.pricePercent = pricePercent->value();
+    rules.salesFactor = salesFactor->value();
+    rules.badRating = badRating->isChecked();
+    rules.newItem = newItem->isChecked();
+    try {
+        file_.saveAlertRules(rules);
+    } catch (const std::exception& e) {
+        UserMessages::show(this, e.what());
+        return false;
+    }
     return true;
 }
 

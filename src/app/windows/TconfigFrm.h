@@ -8,7 +8,9 @@
 #include <memory>
 #include <thread>
 
+class QCheckBox;
 class QComboBox;
+class QDoubleSpinBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
@@ -45,6 +47,10 @@ public:
     QLineEdit* dbUrl;
     QLabel* dbState;
     QPushButton *dbTestBtn, *okBtn2, *cancel2, *useBtn2;
+    // Page "店铺监控": which changes of a round are alerts.
+    QDoubleSpinBox *pricePercent, *salesFactor;
+    QCheckBox *badRating, *newItem;
+    QPushButton *okBtn3, *cancel3, *useBtn3;
     QTabWidget* pages;
 
 protected:
@@ -56,6 +62,7 @@ private:
     NetworkSaveResult saveNetwork();
     bool saveSchedule();
     bool saveDatabase();
+    bool saveAlertRules();
     void dbTestClick();
     void testClick();
     void stopClick();

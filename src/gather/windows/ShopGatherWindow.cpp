@@ -259,6 +259,10 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     connect(searchGrid, &QTableWidget::cellDoubleClicked, this, [this](int row, int) {
         if (row >= 0 && row < int(shops_.size())) openAddress(shops_[size_t(row)].webaddr);
     });
+    addWatchAction(searchGrid, [this] {
+        const int row = searchGrid->currentRow();
+        if (row >= 0 && row < int(shops_.size())) emit watchRequested(q8(shops_[size_t(row)].webaddr));
+    });
     connect(selAll, &QPushButton::clicked, this, [this] { markAll(true); });
     connect(cancelSel, &QPushButton::clicked, this, [this] { markAll(false); });
     connect(saveSearch, &QPushButton::clicked, this, &ShopGatherWindow::saveSearchClick);

@@ -86,6 +86,8 @@ signals:
     void statusLine(const QString& text);
     // A gathering has ended; the data views refresh after it.
     void gatheringEnded();
+    // "加入监控" on a shop of the result: its address for the competitor watch.
+    void watchRequested(const QString& address);
 
 protected:
     ShopGatherWindow(const ShopGatherTexts& texts, AgentSource agent, db::TDM& dm, QWidget* parent);

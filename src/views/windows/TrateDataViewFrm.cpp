@@ -161,6 +161,9 @@ TrateDataViewFrm::TrateDataViewFrm(const db::TDM& dm, QWidget* parent)
     connect(bsSkinButton3, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton3Click);
     connect(bsSkinButton4, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton4Click);
     connect(bsSkinButton5, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton5Click);
+    addWatchAction(dianbaseGrid, [this] {
+        if (data_.shops().current() >= 0) emit watchRequested(QString::fromStdString(data_.shopAddress()));
+    });
     connect(dianbaseGrid, &QTableView::doubleClicked, this, &TrateDataViewFrm::dianbaseGridDblClick);
     connect(dianbaseGrid->gridModel(), &GridModel::currentRowChanged, this, &TrateDataViewFrm::showShop);
     connect(rateListGrid->gridModel(), &GridModel::currentRowChanged, this, &TrateDataViewFrm::showRating);

@@ -69,6 +69,8 @@ public:
 signals:
     // A delete here changed what the other windows show.
     void dataChanged();
+    // "加入监控" on a shop: its address for the competitor watch.
+    void watchRequested(const QString& address);
 
 private:
     void showShop();

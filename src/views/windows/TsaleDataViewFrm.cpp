@@ -103,6 +103,10 @@ TsaleDataViewFrm::TsaleDataViewFrm(const db::TDM& dm, QWidget* parent)
     connect(dianList, &QTableView::doubleClicked, this, &TsaleDataViewFrm::dianListDblClick);
     connect(itemGridList, &QTableView::doubleClicked, this, &TsaleDataViewFrm::itemGridListDblClick);
 
+    addWatchAction(dianList, [this] {
+        if (data_.shops().current() >= 0) emit watchRequested(QString::fromStdString(data_.shopAddress()));
+    });
+
     guarded([this] { data_.formCreate(); });
 }
 

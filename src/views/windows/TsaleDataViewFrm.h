@@ -67,6 +67,8 @@ signals:
     void updateDownloadRequested(const vantor::TDianBaseInfo& shop);
     // A delete here changed what the other windows show.
     void dataChanged();
+    // "加入监控" on a shop: its address for the competitor watch.
+    void watchRequested(const QString& address);
 
 private:
     void showSummary(const ItemSummary& summary);
