@@ -174,9 +174,11 @@ TEST_F(MarketDaysTest, ItemsOnBothListsAreTheSameItemsAndTheOthersCameOrWentInTh
                 EXPECT_GT(item->withdrawnDay, day1);
                 EXPECT_LE(item->withdrawnDay, day2);
             }
-        // The places that never change are the first three of both lists.
+        // The places that never change are the first three and the last of both lists.
         for (int k = 0; k < MarketModel::kSteadyItems; ++k)
             EXPECT_EQ(before->itemOf(shopBefore(i), k).id, after->itemOf(shopAfter(i), k).id);
+        EXPECT_EQ(before->items()[size_t(shopBefore(i).items.back())].id,
+                  after->items()[size_t(shopAfter(i).items.back())].id);
         // Both lists are in place order.
         for (const MarketModel* model : {before, after}) {
             const Shop& s = model->shops()[i];
@@ -218,19 +220,17 @@ TEST_F(MarketDaysTest, SummariesMoveByTheNewRatingsAndThoseThatLeftTheCalendar) 
     }
 }
 
-TEST_F(MarketDaysTest, EveryShopSellsOnEveryDayItemOneOnEvenDaysItemTwoOnOdd) {
+TEST_F(MarketDaysTest, EveryShopSellsOnEveryDayOnItsLastItem) {
     const std::int64_t day1 = before->calendar().today(), day2 = after->calendar().today();
     for (const Shop& shop : after->shops()) {
         SCOPED_TRACE(shop.index);
-        std::array<std::set<std::int64_t>, 3> days; // by item
-        for (int k : {1, 2}) {
-            const Item& item = after->itemOf(shop, k);
-            EXPECT_TRUE(item.hasBuyerList);
-            for (const Sale& sale : datedIn(after->sales(item), firstNow(), secondNow()))
-                if (sale.time > firstNow()) days[size_t(k)].insert(dayNumber(sale.time));
-        }
+        const Item& last = after->itemOf(shop, static_cast<int>(shop.items.size()) - 1);
+        EXPECT_TRUE(last.hasBuyerList);
+        std::set<std::int64_t> days;
+        for (const Sale& sale : datedIn(after->sales(last), firstNow(), secondNow()))
+            if (sale.time > firstNow()) days.insert(dayNumber(sale.time));
         for (std::int64_t day = day1 + 1; day <= day2; ++day)
-            EXPECT_TRUE(days[day % 2 == 0 ? 1 : 2].count(day)) << formatDate(day * kSecondsPerDay);
+            EXPECT_TRUE(days.count(day)) << formatDate(day * kSecondsPerDay);
     }
 }
 
@@ -244,7 +244,7 @@ TEST_F(MarketDaysTest, ManyItemsSellOnEachDayOfTheWeek) {
         for (std::int64_t day : days)
             ++itemsSelling[day];
     }
-    // More than the two guaranteed items of every shop.
+    // Many more than the last items, which sell every day.
     for (std::int64_t day = day1 + 1; day <= day2; ++day)
         EXPECT_GT(itemsSelling[day], 2 * MarketModel::kShopCount) << formatDate(day * kSecondsPerDay);
 }
@@ -303,28 +303,23 @@ TEST(LivelyShops, ChangeAPriceListAnItemWithdrawOneAndGetABadRatingInAnyWeek) {
             EXPECT_EQ(listedItems(before, was).count(item3.id), 0u) << item3.id;
             EXPECT_EQ(listedItems(after, shop).count(gone.id), 0u) << gone.id;
             EXPECT_EQ(after.itemById(gone.id), nullptr);
-            // A 中评 or 差评 with a comment, and some rating on every day.
-            const auto week = datedIn(after.ratings(shop), firstNow, formatDateTime(after.calendar().now));
-            std::set<std::int64_t> days;
+            // A 中评 or 差评 with a comment.
             bool bad = false;
-            for (const Rating& r : week) {
-                if (r.time <= firstNow) continue;
-                days.insert(dayNumber(r.time));
-                bad = bad || (r.grade != Grade::Good && !r.comment.empty());
-            }
+            for (const Rating& r :
+                 datedIn(after.ratings(shop), firstNow, formatDateTime(after.calendar().now)))
+                bad = bad || (r.time > firstNow && r.grade != Grade::Good && !r.comment.empty());
             EXPECT_TRUE(bad);
-            for (std::int64_t day = before.calendar().today() + 1; day <= after.calendar().today(); ++day)
-                EXPECT_TRUE(days.count(day)) << formatDate(day * kSecondsPerDay);
         }
         EXPECT_EQ(lively, MarketModel::kShopCount / MarketModel::kLivelyEvery);
     }
 }
 
-TEST(LivelyShops, ItemOnesPriceChangesOnceAWeekAndItsSalesFollow) {
+TEST(LivelyShops, ItemOnesPriceChangesOnceAWeekAndItsSalesFollowIt) {
     const MarketModel before(kSeed, {2026, 7, 1});
     const MarketModel after(kSeed, {2026, 7, 8});
     const std::int64_t day1 = before.calendar().today(), day2 = after.calendar().today();
     const std::string firstNow = formatDateTime(before.calendar().now);
+    int sold = 0;
     for (const Shop& shop : after.shops()) {
         if (!shop.lively) continue;
         SCOPED_TRACE(shop.index);
@@ -336,15 +331,14 @@ TEST(LivelyShops, ItemOnesPriceChangesOnceAWeekAndItsSalesFollow) {
         for (std::int64_t day = day1 + 1; day <= day2; ++day)
             changes += item.priceOn(day) != item.priceOn(day - 1);
         EXPECT_EQ(changes, 1);
-        int sold = 0;
         for (const Sale& sale : datedIn(after.sales(item), firstNow, formatDateTime(after.calendar().now))) {
             const std::int64_t day = dayNumber(sale.time);
             EXPECT_TRUE(sale.price == item.priceOn(day) || sale.price == item.secondPriceOn(day))
                 << sale.time;
             sold += sale.time > firstNow;
         }
-        EXPECT_GE(sold, 3) << "one sale every other day at least";
     }
+    EXPECT_GT(sold, 0);
 }
 
 // The special shops keep their ways on any day, and each model's summaries count its own lists.

@@ -263,12 +263,6 @@ std::int64_t firstDayOfCycle(std::int64_t from, std::int64_t period, std::int64_
     return from + floorMod(phase - from, period);
 }
 
-// How many days d in [from, to] have d % period == phase.
-int countCycleDays(std::int64_t from, std::int64_t to, std::int64_t period, std::int64_t phase) {
-    const std::int64_t first = firstDayOfCycle(from, period, phase);
-    return first > to ? 0 : static_cast<int>((to - first) / period + 1);
-}
-
 // Counts of the four cumulative periods of a rating summary (see PeriodCounts), from a count of the
 // ratings dated in a range of days.
 template <typename CountIn>
@@ -296,7 +290,7 @@ struct PlacePlan {
 PlacePlan placePlan(const Shop& shop, int place) {
     PlacePlan plan;
     plan.seed = mixSeed(shop.seed, "place", static_cast<std::uint64_t>(place));
-    if (place < MarketModel::kSteadyItems) return plan;
+    if (place < MarketModel::kSteadyItems || place == shop.places - 1) return plan;
     Rng rng(plan.seed);
     if (shop.lively && place == MarketModel::kSteadyItems) {
         plan.period = MarketModel::kLivelyDays;
@@ -329,7 +323,7 @@ const Category& categoryOf(const Shop& shop) {
     return marketCategories().front();
 }
 
-// An item's sales: those that come at random, and the one a day of items 1 and 2.
+// An item's sales: those that come at random, and for the last item of a shop one every day.
 Stream saleStream(const Item& item) {
     return {mixSeed(item.seed, "sales"), item.saleRate, item.saleSwing, 0, 0};
 }
@@ -343,9 +337,9 @@ void saleEvents(const Item& item, const DayWeights& weights, std::int64_t from, 
                 MarketTime now, std::vector<Event>& out) {
     std::tie(from, to) = saleDays(item, from, to);
     streamEvents(saleStream(item), weights, from, to, now, out);
-    if (item.dailySaleParity < 0 || from > to) return;
+    if (!item.dailySale) return;
     const std::uint64_t daily = mixSeed(item.seed, "daily-sale");
-    for (std::int64_t day = firstDayOfCycle(from, 2, item.dailySaleParity); day <= to; day += 2) {
+    for (std::int64_t day = from; day <= to; ++day) {
         Rng rng(subSeed(daily, static_cast<std::uint64_t>(day)));
         Event e;
         e.time = daytimeOn(rng, day);
@@ -359,12 +353,12 @@ int countSales(const Item& item, const DayWeights& weights, std::int64_t from, s
     std::tie(from, to) = saleDays(item, from, to);
     if (from > to) return 0;
     int n = countStream(saleStream(item), weights, from, to, now)[0];
-    if (item.dailySaleParity >= 0) n += countCycleDays(from, to, 2, item.dailySaleParity);
+    if (item.dailySale) n += static_cast<int>(to - from + 1); // all before 20:15
     return n;
 }
 
-// A shop's ratings as seller: those that come at random; a lively shop's good one every day and
-// 中评 or 差评 every week; a bought-credit shop's bursts.
+// A shop's ratings as seller: those that come at random; a lively shop's 中评 or 差评 every week; a
+// bought-credit shop's bursts.
 constexpr std::int64_t kBurstPeriod = 61;
 
 Stream ratingStream(const Shop& shop) {
@@ -402,14 +396,6 @@ void ratingEvents(const Shop& shop, const DayWeights& weights, std::int64_t from
     streamEvents(ratingStream(shop), weights, from, to, now, out);
     if (from > to) return;
     if (shop.lively) {
-        const std::uint64_t daily = mixSeed(shop.seed, "daily-rating");
-        for (std::int64_t day = from; day <= to; ++day) {
-            Rng rng(subSeed(daily, static_cast<std::uint64_t>(day)));
-            Event e;
-            e.time = daytimeOn(rng, day);
-            e.key = rng.next();
-            out.push_back(e);
-        }
         const std::uint64_t weekly = mixSeed(shop.seed, "weekly-rating");
         const std::int64_t phase = cyclePhase(shop, "weekly-rating-day", MarketModel::kLivelyDays);
         for (std::int64_t day = firstDayOfCycle(from, MarketModel::kLivelyDays, phase); day <= to;
@@ -442,7 +428,6 @@ GradeCounts countRatings(const Shop& shop, const DayWeights& weights, std::int64
     if (from > to) return n;
     std::vector<Event> extra;
     if (shop.lively) {
-        n[static_cast<size_t>(Grade::Good)] += static_cast<int>(to - from + 1); // all before 20:15
         const std::int64_t phase = cyclePhase(shop, "weekly-rating-day", MarketModel::kLivelyDays);
         for (std::int64_t day = firstDayOfCycle(from, MarketModel::kLivelyDays, phase); day <= to;
              day += MarketModel::kLivelyDays)
@@ -622,7 +607,9 @@ MarketModel::MarketModel(std::uint64_t seed, CivilDate today)
         shop.places = i == kBigRatingShop ? kBigShopItems
                       : manyItems         ? static_cast<int>(rng.range(81, 180))
                                           : 3 + static_cast<int>(50 * std::pow(rng.unit(), 2));
-        if (shop.lively) shop.places = std::max(shop.places, kSteadyItems + 3);
+        // A lively shop is a busy one; its last item, which sells every day, comes after the first few
+        // items that a gathering takes first.
+        if (shop.lively) shop.places = std::max(shop.places, kLivelyPlaces);
 
         countPeriods(shop.sellerRates, calendar_, [&](std::int64_t from, std::int64_t to) {
             return countRatings(shop, *weights_, from, to, now);
@@ -685,7 +672,9 @@ Item MarketModel::makeItem(const Shop& shop, int place, std::int64_t generation)
     item.saleRate = ratePerDay(manyItems && place == 0 ? static_cast<double>(rng.range(600, 900))
                                                        : 260 * std::pow(rng.unit(), 2.5));
     item.saleSwing = 0.6;
-    if (place == 1 || place == 2) item.dailySaleParity = place - 1;
+    // The last place: a shop sells every day, though mostly beyond the few items a gathering takes
+    // first.
+    item.dailySale = place == shop.places - 1;
     // A few categories hold many items, so a deep ranking spans several pages.
     item.browseCategory =
         static_cast<int>(std::pow(rng.unit(), 2) * static_cast<double>(categoryBrowseCategories().size()));

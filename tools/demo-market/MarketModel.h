@@ -64,8 +64,8 @@ struct Shop {
     double sellerGoodRate = 100; // percent
     double buyerGoodRate = 100;
     std::uint64_t seed = 0;
-    // Ratings a day, before the day's weight, on top of the lively shops' daily and weekly ones and the
-    // bought bursts.
+    // Ratings a day, before the day's weight, on top of the lively shops' weekly ones and the bought
+    // bursts.
     double ratingRate = 0;
     double buyerRatingRate = 0;
 
@@ -108,11 +108,11 @@ struct Item {
     double basePrice = 0;
     int pricePeriod = 1;
     int pricePhase = 0;
-    bool priceRange = false;  // the item has a second price, 1.5 times the first
-    int priceCycle = 0;       // > 0: the price steps through this many prices in turn; 0: at random
-    double saleRate = 0;      // sales a day, before the day's weight
-    double saleSwing = 0;     // each 32-day block's rate is scaled by a factor within 1 +- this
-    int dailySaleParity = -1; // 0 or 1: one more sale on each day d with d % 2 == this; -1: none
+    bool priceRange = false; // the item has a second price, 1.5 times the first
+    int priceCycle = 0;      // > 0: the price steps through this many prices in turn; 0: at random
+    double saleRate = 0;     // sales a day, before the day's weight
+    double saleSwing = 0;    // each 32-day block's rate is scaled by a factor within 1 +- this
+    bool dailySale = false;  // one more sale every day, before 20:15
 
     std::string address() const; // "http://item.taobao.com/item.htm?id=<id>"
     bool listedOn(std::int64_t day) const { return day >= listedDay && day < withdrawnDay; }
@@ -191,8 +191,9 @@ const std::vector<Category>& marketCategories();
 // - sales(item) takes an item of another model of the seed too (e.g. one withdrawn meanwhile): it gives
 //   that item's sales within this model's window, up to its withdrawal.
 //
-// A shop's catalogue has `places`. The first kSteadyItems places hold one item for good; they are
-// always items 0, 1 and 2 of the list. Every other place passes from one item to the next: its item is
+// A shop's catalogue has `places`. The first kSteadyItems places and the last hold one item for good;
+// they are always items 0, 1 and 2 and the last item of the list. Every other place passes from one
+// item to the next: its item is
 // withdrawn on some day and, after a gap of days or on the same day, a new item with a new id is listed
 // in the place. The list shows the items of the occupied places in place order. A withdrawn item is gone
 // from the model (items(), itemById()): its page and its buyer list answer 404 as for an unknown id, so
@@ -200,18 +201,17 @@ const std::vector<Category>& marketCategories();
 // a sale's price and a rating's price are the item's price on their day.
 //
 // Every day, up to 20:15:
-// - every shop sells at least once: item 1 of its list on the days d with d % 2 == 0, item 2 on the
-//   others (d as days since 1970-01-01; both have buyer lists in every shop), besides the sales of many
-//   other items;
+// - every shop sells at least once on the last item of its list (which has a buyer list in every shop),
+//   besides the sales of many other items;
 // - ratings arrive, a few of them 中评 or 差评 with comments.
-// Lively shops (index % kLivelyEvery == kLivelyRemainder: 1, 5, 9, ...) have at least kSteadyItems + 3
+// Lively shops (index % kLivelyEvery == kLivelyRemainder: 1, 5, 9, ...) have at least kLivelyPlaces
 // places and, for any days D1 < D2 with D2 >= D1 + kLivelyDays:
 // - item 1's price changed on a day after D1 (it changes once every kLivelyDays days, through a cycle
 //   of 10 distinct prices): its price on D2 differs from that on D1 while D2 < D1 + 10 * kLivelyDays;
 // - place 3, always item 3 of the list, is held by a new item (withdrawn and listed on the same day,
 //   once every kLivelyDays days): D2's list has an item D1's had not, and lacks one D1's had;
 // - the shop got a 中评 or a 差评, with a comment, dated after D1's now (one every kLivelyDays days,
-//   before 20:15), and it gets at least one rating every day.
+//   before 20:15).
 // Other shops change at random: a price now and then, items coming and going, a bad rating at times.
 //
 // The special shops below keep their special behaviour on every day. A revised view (revised()) adds two
@@ -233,6 +233,7 @@ public:
     static constexpr int kLivelyEvery = 4;
     static constexpr int kLivelyRemainder = 1;
     static constexpr int kLivelyDays = 7;
+    static constexpr int kLivelyPlaces = 10;
 
     explicit MarketModel(std::uint64_t seed, CivilDate today = localToday());
 
