@@ -193,12 +193,12 @@ const std::vector<Category>& marketCategories();
 //
 // A shop's catalogue has `places`. The first kSteadyItems places and the last hold one item for good;
 // they are always items 0, 1 and 2 and the last item of the list. Every other place passes from one
-// item to the next: its item is
-// withdrawn on some day and, after a gap of days or on the same day, a new item with a new id is listed
-// in the place. The list shows the items of the occupied places in place order. A withdrawn item is gone
-// from the model (items(), itemById()): its page and its buyer list answer 404 as for an unknown id, so
-// a later visit cannot mistake it for a listed one. Prices change on days of their own (Item::priceOn);
-// a sale's price and a rating's price are the item's price on their day.
+// item to the next: its item is withdrawn on some day and, after a gap of days or on the same day, a
+// new item with a new id is listed in the place. The list shows the items of the occupied places in
+// place order. A withdrawn item is gone from the model (items(), itemById()): its page and its buyer
+// list answer 404 as for an unknown id, so a later visit cannot mistake it for a listed one. Prices
+// change on days of their own (Item::priceOn); a sale's price and a rating's price are the item's
+// price on their day.
 //
 // Every day, up to 20:15:
 // - every shop sells at least once on the last item of its list (which has a buyer list in every shop),
