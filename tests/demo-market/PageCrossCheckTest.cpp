@@ -17,6 +17,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 namespace vantor::demo {
 namespace {
 
@@ -274,6 +276,112 @@ TEST_F(PageCrossCheckTest, CategoryBrowsePagesRankTheMonthsBestSellers) {
             EXPECT_EQ(rows.record(i), itemRow(it, shop(it.shopIndex).nick, std::to_string(it.categorySale),
                                               std::to_string(it.favorite)));
         }
+    }
+}
+
+// The pages of one seed served for two days a week apart: the later market's pages show the week's
+// changes of the lively shops, and each market's pages agree with its own model.
+class PagesDayByDayTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        DemoMarketOptions options;
+        options.seed = 5;
+        options.today = {2026, 9, 20};
+        first = new DemoMarket(options);
+        options.today = {2026, 9, 27};
+        second = new DemoMarket(options);
+    }
+    static void TearDownTestSuite() {
+        delete first;
+        delete second;
+    }
+    static test::Fetch fetch(const DemoMarket& market, const std::string& url) {
+        return test::viaProxy(market.port(), url);
+    }
+    static std::string get(const DemoMarket& market, const std::string& url) {
+        const auto got = fetch(market, url);
+        EXPECT_EQ(got.status, 200) << url;
+        return got.body;
+    }
+    // The ids the shop's item list pages show, in order.
+    static std::vector<std::string> listedIds(const DemoMarket& market, const Shop& s) {
+        std::vector<std::string> ids;
+        const int pages = parseItemListPaging(get(market, s.webAddress())).pageCount;
+        for (int p = 0; p < pages; ++p)
+            for (const auto& entry : parseShopItemList(get(market, itemListAddress(s, p * 80)))) {
+                ids.push_back(entry.record.cell22);
+                const Item* it = market.model().itemById(entry.record.cell22);
+                EXPECT_TRUE(it && entry.record.price == money(it->price)) << entry.record.cell22;
+            }
+        return ids;
+    }
+
+    static DemoMarket* first;
+    static DemoMarket* second;
+};
+DemoMarket* PagesDayByDayTest::first = nullptr;
+DemoMarket* PagesDayByDayTest::second = nullptr;
+
+TEST_F(PagesDayByDayTest, ALivelyShopsPagesShowItsNewItemItsNewPriceItsSalesAndItsBadRating) {
+    const std::string firstNow = formatDateTime(first->model().calendar().now);
+    for (int index : {5, 9, 13}) {
+        const Shop& s1 = first->model().shops()[size_t(index)];
+        const Shop& s2 = second->model().shops()[size_t(index)];
+        SCOPED_TRACE(s2.nick);
+        ASSERT_TRUE(s2.lively);
+
+        // The item lists: the new item in place of the withdrawn one, whose pages are gone.
+        const auto before = listedIds(*first, s1);
+        const auto after = listedIds(*second, s2);
+        const Item& gone = first->model().itemOf(s1, 3);
+        const Item& added = second->model().itemOf(s2, 3);
+        EXPECT_NE(std::find(before.begin(), before.end(), gone.id), before.end());
+        EXPECT_EQ(std::find(after.begin(), after.end(), gone.id), after.end());
+        EXPECT_EQ(std::find(before.begin(), before.end(), added.id), before.end());
+        EXPECT_NE(std::find(after.begin(), after.end(), added.id), after.end());
+        EXPECT_EQ(after.size(), s2.items.size());
+        EXPECT_EQ(fetch(*first, gone.address()).status, 200);
+        EXPECT_EQ(fetch(*second, gone.address()).status, 404);
+        EXPECT_EQ(fetch(*second, buyerListParams(first->model(), gone) + "&bid_page=1").status, 404);
+
+        // Item 1's page at the new price.
+        const Item& item = second->model().itemOf(s2, 1);
+        const double oldPrice = first->model().itemOf(s1, 1).price;
+        EXPECT_EQ(TParseHtml::parseItemPage(get(*second, item.address())).curPrice, item.price);
+        EXPECT_NE(item.price, oldPrice);
+        EXPECT_EQ(TParseHtml::parseItemPage(get(*first, item.address())).curPrice, oldPrice);
+
+        // The last item, which sells every day: the week's sales on its buyer list, and every sale at
+        // the price of its day.
+        const Item& last = second->model().itemOf(s2, static_cast<int>(s2.items.size()) - 1);
+        const std::string page = get(*second, last.address());
+        const std::string buyers = TParseHtml::buyerListUrl(page);
+        std::set<std::string> weekDays;
+        std::set<double> prices;
+        for (int p = 1; p <= (TParseHtml::parseSoldTotal(page) + 79) / 80; ++p)
+            for (const auto& [text, r] : parseSaleList(get(*second, buyers + std::to_string(p)))) {
+                if (r.sj > firstNow) weekDays.insert(r.sj.substr(0, 10));
+                const std::int64_t day =
+                    daysFromCivil({std::stoi(r.sj.substr(0, 4)), std::stoi(r.sj.substr(5, 2)),
+                                   std::stoi(r.sj.substr(8, 2))});
+                EXPECT_TRUE(r.amount == last.priceOn(day) || r.amount == last.secondPriceOn(day)) << r.sj;
+                prices.insert(r.amount);
+            }
+        EXPECT_GE(weekDays.size(), 7u);
+        EXPECT_GT(prices.size(), 1u) << "prices changed in two years";
+
+        // The week's 中评 or 差评 on the rating pages, and the credit of the day on the summary.
+        const std::string& rowExpression = expression(Expression::RatingRow);
+        bool bad = false, older = false;
+        for (int p = 1; !older && p <= second->model().ratingPageCount(s2); ++p)
+            for (const auto& [text, row] :
+                 TParseHtml::parseRateList(get(*second, rateListAddress(s2, p)), rowExpression)) {
+                older = older || row.pjsj <= firstNow;
+                bad = bad || (row.pjsj > firstNow && row.pj != gradeText(Grade::Good) && !row.pjInfo.empty());
+            }
+        EXPECT_TRUE(bad);
+        EXPECT_EQ(parseRateSummary(get(*second, s2.rateAddress())).salerCredit, s2.sellerCredit);
+        EXPECT_EQ(parseRateSummary(get(*first, s1.rateAddress())).salerCredit, s1.sellerCredit);
     }
 }
 

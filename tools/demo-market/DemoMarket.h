@@ -16,7 +16,7 @@ class MarketRouter;
 
 struct DemoMarketOptions {
     std::uint64_t seed = 1;
-    CivilDate today = localToday(); // the market's history ends on this day
+    CivilDate today = localToday(); // the market has reached this day (see MarketModel)
     std::uint16_t port = 0;         // 0: a free port
     std::string proxyUser;          // non-empty: proxied requests need these Basic credentials (else 407)
     std::string proxyPassword;

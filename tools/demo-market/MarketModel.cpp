@@ -7,7 +7,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <set>
+#include <tuple>
+#include <utility>
 
 namespace vantor::demo {
 namespace {
@@ -67,21 +70,79 @@ constexpr int kLevelStarts[20] = {4,      11,     41,      91,      151,     251
                                   1001,   2001,   5001,    10001,   20001,   50001,   100001,
                                   200001, 500001, 1000001, 2000001, 5000001, 10000001};
 
-constexpr int kBigShopRatings = 2150;
+constexpr int kBigShopRatings = 2250; // in any window, so always more than 100 pages
 constexpr int kBigShopItems = 170;
+constexpr std::int64_t kBlockDays = 32;
 
-std::int64_t dayOf(MarketTime t) {
-    return t / kSecondsPerDay;
+std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
+    return a / b - ((a % b != 0) && ((a < 0) != (b < 0)));
 }
 
-// A time on a day in [fromDay, toDay], more likely where the weights are high; never after now.
-MarketTime drawTime(Rng& rng, std::int64_t fromDay, std::int64_t toDay, MarketTime now) {
-    std::int64_t day = fromDay;
-    for (int attempt = 0; attempt < 32; ++attempt) {
-        day = rng.range(fromDay, toDay);
-        const CivilDate date = civilFromDays(day);
-        if (rng.unit() < kMonthWeight[date.month - 1] * kWeekdayWeight[weekdayOfDays(day)]) break;
+std::int64_t floorMod(std::int64_t a, std::int64_t b) {
+    return a - floorDiv(a, b) * b;
+}
+
+double dayWeight(std::int64_t day) {
+    return kMonthWeight[civilFromDays(day).month - 1] * kWeekdayWeight[weekdayOfDays(day)];
+}
+
+// The mean weight of a day over four years, to turn "so many in two years" into a rate.
+double meanDayWeight() {
+    static const double mean = [] {
+        double sum = 0;
+        for (std::int64_t day = 0; day < 1461; ++day)
+            sum += dayWeight(day);
+        return sum / 1461;
+    }();
+    return mean;
+}
+
+// Events a day, before the day's weight, for so many in the calendar's days.
+double ratePerDay(double inCalendar) {
+    return inCalendar / (MarketCalendar::kDays * meanDayWeight());
+}
+
+// A stream of its own for each number (a block, a day), without mixSeed's label.
+std::uint64_t subSeed(std::uint64_t seed, std::uint64_t n) {
+    Rng rng(seed ^ (n * 0xD6E8FEB86659FD93ull));
+    return rng.next();
+}
+
+} // namespace
+
+// Events are drawn in blocks of 32 days fixed in time (the first begins on 1970-01-01), not by a model's
+// first day, so a block's events are the same in every model that shows part of it. This holds the
+// running sums of the day weights of each block the calendar touches.
+class MarketModel::DayWeights {
+public:
+    using Block = std::array<double, kBlockDays>;
+
+    DayWeights(std::int64_t firstDay, std::int64_t lastDay) : firstBlock_(floorDiv(firstDay, kBlockDays)) {
+        for (std::int64_t b = firstBlock_; b <= floorDiv(lastDay, kBlockDays); ++b) {
+            Block running{};
+            double sum = 0;
+            for (std::int64_t i = 0; i < kBlockDays; ++i)
+                running[static_cast<size_t>(i)] = sum += dayWeight(b * kBlockDays + i);
+            blocks_.push_back(running);
+        }
     }
+
+    const Block& running(std::int64_t block) const {
+        return blocks_.at(static_cast<size_t>(block - firstBlock_));
+    }
+
+private:
+    std::int64_t firstBlock_;
+    std::vector<Block> blocks_;
+};
+
+namespace {
+
+using DayWeights = MarketModel::DayWeights;
+using GradeCounts = std::array<int, 3>;
+
+// A time on the day, more likely in the busy hours.
+MarketTime timeOnDay(Rng& rng, std::int64_t day) {
     int hourTotal = 0;
     for (int w : kHourWeight)
         hourTotal += w;
@@ -89,71 +150,299 @@ MarketTime drawTime(Rng& rng, std::int64_t fromDay, std::int64_t toDay, MarketTi
     int hour = 0;
     while (roll >= kHourWeight[hour])
         roll -= kHourWeight[hour++];
-    MarketTime t = day * kSecondsPerDay + hour * 3600 + rng.range(0, 59) * 60 + rng.range(0, 59);
+    return day * kSecondsPerDay + hour * 3600 + rng.range(0, 59) * 60 + rng.range(0, 59);
+}
+
+// A time on the day from 08:00 to 20:15, so a model of that day shows it.
+MarketTime daytimeOn(Rng& rng, std::int64_t day) {
+    return day * kSecondsPerDay + rng.range(8 * 3600, 20 * 3600 + 15 * 60);
+}
+
+// A time on a day in [fromDay, toDay], more likely where the weights are high; never after now.
+MarketTime drawTime(Rng& rng, std::int64_t fromDay, std::int64_t toDay, MarketTime now) {
+    std::int64_t day = fromDay;
+    for (int attempt = 0; attempt < 32; ++attempt) {
+        day = rng.range(fromDay, toDay);
+        if (rng.unit() < dayWeight(day)) break;
+    }
+    MarketTime t = timeOnDay(rng, day);
     while (t > now)
         t -= kSecondsPerDay;
     return t;
 }
 
-// Newest first; equal times keep their drawing order.
-template <typename T, typename TimeOf> void sortNewestFirst(std::vector<T>& v, TimeOf timeOf) {
-    std::stable_sort(v.begin(), v.end(), [&](const T& a, const T& b) { return timeOf(a) > timeOf(b); });
-}
-
-// An item's trades in the last 30 days and before, each from a stream of its own, so the recent
-// ones (which the item page counts) can be drawn without the rest.
-std::vector<MarketTime> recentSaleTimes(const Item& item, const MarketCalendar& calendar) {
-    Rng rng(mixSeed(item.seed, "recent-sales"));
-    std::vector<MarketTime> times;
-    const std::int64_t today = dayOf(calendar.now);
-    for (int i = 0; i < item.monthSale; ++i)
-        times.push_back(drawTime(rng, today - 29, today, calendar.now));
-    return times;
-}
-
-std::vector<MarketTime> saleTimes(const Item& item, const MarketCalendar& calendar) {
-    std::vector<MarketTime> times = recentSaleTimes(item, calendar);
-    Rng rng(mixSeed(item.seed, "older-sales"));
-    const std::int64_t today = dayOf(calendar.now);
-    for (int i = item.monthSale; i < item.saleCount; ++i)
-        times.push_back(drawTime(rng, dayOf(calendar.start), today - 30, calendar.now));
-    sortNewestFirst(times, [](MarketTime t) { return t; });
-    return times;
-}
-
-struct RatingCore {
-    MarketTime time;
-    Grade grade;
+// One sale or rating.
+struct Event {
+    MarketTime time = 0;
+    std::uint64_t key = 0; // seeds the event's details; the same in every model
+    Grade grade = Grade::Good;
     bool bought = false; // one of a burst of bought good ratings
 };
 
-Grade drawGrade(Rng& rng) {
-    const double u = rng.unit();
-    return u < 0.95 ? Grade::Good : u < 0.98 ? Grade::Neutral : Grade::Bad;
+// Oldest first; equal times in the order of their keys.
+void sortOldestFirst(std::vector<Event>& events) {
+    std::sort(events.begin(), events.end(), [](const Event& a, const Event& b) {
+        return a.time != b.time ? a.time < b.time : a.key < b.key;
+    });
 }
 
-std::vector<RatingCore> ratingCores(const Shop& shop, const MarketCalendar& calendar) {
-    Rng rng(mixSeed(shop.seed, "rating-cores"));
-    std::vector<RatingCore> cores;
-    const int drawn = shop.ratingCount - shop.newRatings;
-    cores.reserve(static_cast<size_t>(shop.ratingCount));
-    for (int i = 0; i < drawn; ++i) {
-        const MarketTime t = drawTime(rng, dayOf(calendar.start), dayOf(calendar.now), calendar.now);
-        cores.push_back({t, drawGrade(rng)});
+// Events that come at random, block by block: a block's count first (so whole blocks are counted
+// without drawing their events), then each event's day and time.
+struct Stream {
+    std::uint64_t seed = 0;
+    double rate = 0;             // events a day, before the day's weight
+    double swing = 0;            // each block's rate is scaled by a factor within 1 +- swing
+    double neutral = 0, bad = 0; // shares of the grades
+};
+
+struct BlockHead {
+    int count = 0, neutral = 0, bad = 0;
+};
+
+BlockHead blockHead(const Stream& s, const DayWeights::Block& running, Rng& rng) {
+    BlockHead h;
+    const double scale = 1 + s.swing * (2 * rng.unit() - 1);
+    h.count = static_cast<int>(s.rate * scale * running.back() + rng.unit());
+    h.neutral = std::min(h.count, static_cast<int>(h.count * s.neutral + rng.unit()));
+    h.bad = std::min(h.count - h.neutral, static_cast<int>(h.count * s.bad + rng.unit()));
+    return h;
+}
+
+// The block's events on days from..to, not after now.
+void blockEvents(const Stream& s, const DayWeights& weights, std::int64_t block, std::int64_t from,
+                 std::int64_t to, MarketTime now, std::vector<Event>& out) {
+    Rng rng(subSeed(s.seed, static_cast<std::uint64_t>(block)));
+    const DayWeights::Block& running = weights.running(block);
+    const BlockHead h = blockHead(s, running, rng);
+    for (int k = 0; k < h.count; ++k) {
+        const double at = rng.unit() * running.back();
+        const auto offset = std::min<std::int64_t>(
+            std::upper_bound(running.begin(), running.end(), at) - running.begin(), kBlockDays - 1);
+        Event e;
+        e.time = timeOnDay(rng, block * kBlockDays + offset);
+        e.key = rng.next();
+        e.grade = k < h.neutral ? Grade::Neutral : k < h.neutral + h.bad ? Grade::Bad : Grade::Good;
+        const std::int64_t day = block * kBlockDays + offset;
+        if (day >= from && day <= to && e.time <= now) out.push_back(e);
     }
-    // Bought credit arrives in bursts: an eighth of the ratings on three days of the last half year.
-    if (shop.boughtCredit)
-        for (int burst = 0; burst < 3; ++burst) {
-            const std::int64_t day = rng.range(dayOf(calendar.now) - 180, dayOf(calendar.now) - 1);
-            for (int i = burst; i < drawn; i += 24)
-                cores[static_cast<size_t>(i)] = {day * kSecondsPerDay + rng.range(9 * 3600, 23 * 3600),
-                                                 Grade::Good, true};
+}
+
+void streamEvents(const Stream& s, const DayWeights& weights, std::int64_t from, std::int64_t to,
+                  MarketTime now, std::vector<Event>& out) {
+    if (from > to) return;
+    for (std::int64_t b = floorDiv(from, kBlockDays); b <= floorDiv(to, kBlockDays); ++b)
+        blockEvents(s, weights, b, from, to, now, out);
+}
+
+// What streamEvents gives, counted by grade: whole blocks before now by their heads alone.
+GradeCounts countStream(const Stream& s, const DayWeights& weights, std::int64_t from, std::int64_t to,
+                        MarketTime now) {
+    GradeCounts n{};
+    if (from > to) return n;
+    std::vector<Event> events;
+    for (std::int64_t b = floorDiv(from, kBlockDays); b <= floorDiv(to, kBlockDays); ++b) {
+        const std::int64_t first = b * kBlockDays, last = first + kBlockDays - 1;
+        if (first >= from && last <= to && last < dayOf(now)) {
+            Rng rng(subSeed(s.seed, static_cast<std::uint64_t>(b)));
+            const BlockHead h = blockHead(s, weights.running(b), rng);
+            n[0] += h.count - h.neutral - h.bad;
+            n[1] += h.neutral;
+            n[2] += h.bad;
+            continue;
         }
-    sortNewestFirst(cores, [](const RatingCore& c) { return c.time; });
-    // The newer ratings of a revised view, on top: the last two seconds of the market's history.
-    for (int i = 0; i < shop.newRatings; ++i)
-        cores.insert(cores.begin(), RatingCore{calendar.now - (shop.newRatings - 1 - i), Grade::Good});
-    return cores;
+        events.clear();
+        blockEvents(s, weights, b, from, to, now, events);
+        for (const Event& e : events)
+            ++n[static_cast<size_t>(e.grade)];
+    }
+    return n;
+}
+
+// The first day from `from` on with day % period == phase.
+std::int64_t firstDayOfCycle(std::int64_t from, std::int64_t period, std::int64_t phase) {
+    return from + floorMod(phase - from, period);
+}
+
+// Counts of the four cumulative periods of a rating summary (see PeriodCounts), from a count of the
+// ratings dated in a range of days.
+template <typename CountIn>
+void countPeriods(std::array<PeriodCounts, 3>& counts, const MarketCalendar& calendar, CountIn countIn) {
+    const std::int64_t today = calendar.today();
+    const GradeCounts older = countIn(calendar.firstDay(), today - 183);
+    const GradeCounts halfYear = countIn(today - 182, today - 30);
+    const GradeCounts month = countIn(today - 29, today - 7);
+    const GradeCounts week = countIn(today - 6, today);
+    for (size_t g = 0; g < 3; ++g) {
+        PeriodCounts& c = counts[g];
+        c.period = {week[g], week[g] + month[g], week[g] + month[g] + halfYear[g], older[g]};
+        c.total = c.period[2] + c.period[3];
+    }
+}
+
+// A place of a shop's catalogue: the items that hold it one after the other.
+struct PlacePlan {
+    std::uint64_t seed = 0;
+    std::int64_t period = 0; // days from one item's listing to the next's; 0: one item for good
+    std::int64_t phase = 0;  // the days d with d % period == phase list a new item
+    bool gapless = false;    // the next item is listed on the day the last is withdrawn
+};
+
+PlacePlan placePlan(const Shop& shop, int place) {
+    PlacePlan plan;
+    plan.seed = mixSeed(shop.seed, "place", static_cast<std::uint64_t>(place));
+    if (place < MarketModel::kSteadyItems || place == shop.places - 1) return plan;
+    Rng rng(plan.seed);
+    if (shop.lively && place == MarketModel::kSteadyItems) {
+        plan.period = MarketModel::kLivelyDays;
+        plan.gapless = true;
+    } else {
+        plan.period = rng.range(60, 900);
+        // The big shop's list keeps its three pages.
+        plan.gapless = shop.index == MarketModel::kBigRatingShop;
+    }
+    plan.phase = static_cast<std::int64_t>(rng.below(static_cast<std::uint64_t>(plan.period)));
+    return plan;
+}
+
+std::int64_t generationOn(const PlacePlan& plan, std::int64_t day) {
+    return plan.period == 0 ? 0 : floorDiv(day - plan.phase, plan.period);
+}
+
+// The days an item of the place is listed: [first, end).
+std::pair<std::int64_t, std::int64_t> listedDays(const PlacePlan& plan, std::int64_t generation) {
+    if (plan.period == 0) return {Item::kAlwaysListed, Item::kNeverWithdrawn};
+    const std::int64_t first = plan.phase + generation * plan.period;
+    if (plan.gapless) return {first, first + plan.period};
+    Rng rng(mixSeed(plan.seed, "gap", static_cast<std::uint64_t>(generation)));
+    return {first, first + plan.period - rng.range(1, std::min<std::int64_t>(30, plan.period / 5))};
+}
+
+const Category& categoryOf(const Shop& shop) {
+    for (const Category& category : marketCategories())
+        if (category.id == shop.categoryId) return category;
+    return marketCategories().front();
+}
+
+// An item's sales: those that come at random, and for the last item of a shop one every day.
+Stream saleStream(const Item& item) {
+    return {mixSeed(item.seed, "sales"), item.saleRate, item.saleSwing, 0, 0};
+}
+
+// The days of the calendar in [from, to] the item is listed on.
+std::pair<std::int64_t, std::int64_t> saleDays(const Item& item, std::int64_t from, std::int64_t to) {
+    return {std::max(from, item.listedDay), std::min(to, item.withdrawnDay - 1)};
+}
+
+void saleEvents(const Item& item, const DayWeights& weights, std::int64_t from, std::int64_t to,
+                MarketTime now, std::vector<Event>& out) {
+    std::tie(from, to) = saleDays(item, from, to);
+    streamEvents(saleStream(item), weights, from, to, now, out);
+    if (!item.dailySale) return;
+    const std::uint64_t daily = mixSeed(item.seed, "daily-sale");
+    for (std::int64_t day = from; day <= to; ++day) {
+        Rng rng(subSeed(daily, static_cast<std::uint64_t>(day)));
+        Event e;
+        e.time = daytimeOn(rng, day);
+        e.key = rng.next();
+        out.push_back(e);
+    }
+}
+
+int countSales(const Item& item, const DayWeights& weights, std::int64_t from, std::int64_t to,
+               MarketTime now) {
+    std::tie(from, to) = saleDays(item, from, to);
+    if (from > to) return 0;
+    int n = countStream(saleStream(item), weights, from, to, now)[0];
+    if (item.dailySale) n += static_cast<int>(to - from + 1); // all before 20:15
+    return n;
+}
+
+// A shop's ratings as seller: those that come at random; a lively shop's 中评 or 差评 every week; a
+// bought-credit shop's bursts.
+constexpr std::int64_t kBurstPeriod = 61;
+
+Stream ratingStream(const Shop& shop) {
+    return {mixSeed(shop.seed, "ratings"), shop.ratingRate,
+            shop.index == MarketModel::kBigRatingShop ? 0.05 : 0.3, 0.03, 0.02};
+}
+
+Stream buyerRatingStream(const Shop& shop) {
+    return {mixSeed(shop.seed, "buyer-ratings"), shop.buyerRatingRate, 0.3, 0.03, 0.02};
+}
+
+std::int64_t cyclePhase(const Shop& shop, const char* label, std::int64_t period) {
+    return static_cast<std::int64_t>(mixSeed(shop.seed, label) % static_cast<std::uint64_t>(period));
+}
+
+// The weekly 中评 and 差评 take turns.
+Grade weeklyGrade(std::int64_t day) {
+    return floorMod(floorDiv(day, MarketModel::kLivelyDays), 2) == 0 ? Grade::Neutral : Grade::Bad;
+}
+
+void burstEvents(const Shop& shop, std::int64_t day, std::vector<Event>& out) {
+    Rng rng(subSeed(mixSeed(shop.seed, "burst"), static_cast<std::uint64_t>(day)));
+    const int size = static_cast<int>(rng.range(10, 24));
+    for (int i = 0; i < size; ++i) {
+        Event e;
+        e.time = day * kSecondsPerDay + rng.range(9 * 3600, 23 * 3600);
+        e.key = rng.next();
+        e.bought = true;
+        out.push_back(e);
+    }
+}
+
+void ratingEvents(const Shop& shop, const DayWeights& weights, std::int64_t from, std::int64_t to,
+                  MarketTime now, std::vector<Event>& out) {
+    streamEvents(ratingStream(shop), weights, from, to, now, out);
+    if (from > to) return;
+    if (shop.lively) {
+        const std::uint64_t weekly = mixSeed(shop.seed, "weekly-rating");
+        const std::int64_t phase = cyclePhase(shop, "weekly-rating-day", MarketModel::kLivelyDays);
+        for (std::int64_t day = firstDayOfCycle(from, MarketModel::kLivelyDays, phase); day <= to;
+             day += MarketModel::kLivelyDays) {
+            Rng rng(subSeed(weekly, static_cast<std::uint64_t>(day)));
+            Event e;
+            e.time = daytimeOn(rng, day);
+            e.key = rng.next();
+            e.grade = weeklyGrade(day);
+            out.push_back(e);
+        }
+    }
+    if (shop.boughtCredit) {
+        std::vector<Event> burst;
+        for (std::int64_t day =
+                 firstDayOfCycle(from, kBurstPeriod, cyclePhase(shop, "burst-day", kBurstPeriod));
+             day <= to; day += kBurstPeriod) {
+            burst.clear();
+            burstEvents(shop, day, burst);
+            for (const Event& e : burst)
+                if (e.time <= now) out.push_back(e);
+        }
+    }
+}
+
+// What ratingEvents gives, counted by grade.
+GradeCounts countRatings(const Shop& shop, const DayWeights& weights, std::int64_t from, std::int64_t to,
+                         MarketTime now) {
+    GradeCounts n = countStream(ratingStream(shop), weights, from, to, now);
+    if (from > to) return n;
+    std::vector<Event> extra;
+    if (shop.lively) {
+        const std::int64_t phase = cyclePhase(shop, "weekly-rating-day", MarketModel::kLivelyDays);
+        for (std::int64_t day = firstDayOfCycle(from, MarketModel::kLivelyDays, phase); day <= to;
+             day += MarketModel::kLivelyDays)
+            ++n[static_cast<size_t>(weeklyGrade(day))];
+    }
+    if (shop.boughtCredit)
+        for (std::int64_t day =
+                 firstDayOfCycle(from, kBurstPeriod, cyclePhase(shop, "burst-day", kBurstPeriod));
+             day <= to; day += kBurstPeriod) {
+            extra.clear();
+            burstEvents(shop, day, extra);
+            for (const Event& e : extra)
+                n[static_cast<size_t>(Grade::Good)] += e.time <= now;
+        }
+    return n;
 }
 
 // Which cumulative periods a rating of that age falls in: week, month, half year, or before.
@@ -252,12 +541,34 @@ std::string Item::address() const {
     return std::string(market::kItemHost) + "/item.htm?id=" + id;
 }
 
+double Item::priceOn(std::int64_t day) const {
+    const std::int64_t period = floorDiv(day - pricePhase, pricePeriod);
+    double factor = 1;
+    if (priceCycle > 0) {
+        factor = 0.9 + 0.02 * static_cast<double>(floorMod(period, priceCycle));
+    } else {
+        // Even and odd periods take their prices from sets without a common value, so each change
+        // is to another price.
+        static const std::vector<double> even = {0.88, 0.96, 1.0, 1.08}, odd = {0.85, 0.92, 1.04, 1.12};
+        Rng rng(subSeed(seed, static_cast<std::uint64_t>(period)));
+        factor = rng.pick(floorMod(period, 2) == 0 ? even : odd);
+    }
+    return std::max(0.1, std::round(basePrice * factor * 10) / 10);
+}
+
+double Item::secondPriceOn(std::int64_t day) const {
+    return priceRange ? roundCents(priceOn(day) * 1.5) : 0;
+}
+
 MarketModel::MarketModel(std::uint64_t seed, CivilDate today)
-    : seed_(seed), calendar_(MarketCalendar::endingOn(today)) {
+    : seed_(seed),
+      calendar_(MarketCalendar::endingOn(today)),
+      weights_(std::make_shared<DayWeights>(calendar_.firstDay(), calendar_.today())) {
     const auto& categories = marketCategories();
     std::set<std::string> nicks;
-    const std::int64_t todayDay = dayOf(calendar_.now);
+    const std::int64_t todayDay = calendar_.today();
     const std::int64_t monthStart = daysFromCivil({today.year, today.month, 1});
+    const MarketTime now = calendar_.now;
 
     for (int i = 0; i < kShopCount; ++i) {
         Shop shop;
@@ -280,61 +591,55 @@ MarketModel::MarketModel(std::uint64_t seed, CivilDate today)
         shop.hasRatingLink = i != kNoRatingLinkShop;
         shop.ratingsChange = i % kChangingRatingsEvery == 3;
         shop.boughtCredit = i % kBoughtCreditEvery == 6;
-        shop.ratingCount =
-            i == kBigRatingShop ? kBigShopRatings : static_cast<int>(1500 * std::pow(rng.unit(), 3));
-        if (shop.boughtCredit) shop.ratingCount = std::max(shop.ratingCount, 600);
-
-        for (const RatingCore& core : ratingCores(shop, calendar_))
-            countRating(shop.sellerRates, core.grade, todayDay - dayOf(core.time));
-        const int buyerRatings = static_cast<int>(150 * std::pow(rng.unit(), 2));
-        for (int b = 0; b < buyerRatings; ++b)
-            countRating(shop.buyerRates, drawGrade(rng), rng.range(0, todayDay - dayOf(calendar_.start)));
-        shop.sellerCredit = creditOf(shop.sellerRates);
-        shop.buyerCredit = creditOf(shop.buyerRates);
-        shop.sellerGoodRate = goodRate(shop.sellerRates);
-        shop.buyerGoodRate = goodRate(shop.buyerRates);
+        shop.lively = i % kLivelyEvery == kLivelyRemainder;
+        const double ratings =
+            i == kBigRatingShop ? kBigShopRatings
+                                : std::max(shop.boughtCredit ? 600.0 : 0.0, 1500 * std::pow(rng.unit(), 3));
+        shop.ratingRate = ratePerDay(ratings);
+        shop.buyerRatingRate = ratePerDay(150 * std::pow(rng.unit(), 2));
         for (std::string& score : shop.scores) {
             const auto tenths = rng.range(44, 50);
             score = std::to_string(tenths / 10) + "." + std::to_string(tenths % 10);
         }
         shop.virtualShare = roundCents(rng.unit() * 30);
         shop.realShare = roundCents(100 - shop.virtualShare);
-
         const bool manyItems = i == kBigRatingShop || rng.chance(0.1);
-        const int itemCount = i == kBigRatingShop ? kBigShopItems
-                              : manyItems         ? static_cast<int>(rng.range(81, 180))
-                                                  : 3 + static_cast<int>(50 * std::pow(rng.unit(), 2));
-        for (int k = 0; k < itemCount; ++k) {
-            Item item;
+        shop.places = i == kBigRatingShop ? kBigShopItems
+                      : manyItems         ? static_cast<int>(rng.range(81, 180))
+                                          : 3 + static_cast<int>(50 * std::pow(rng.unit(), 2));
+        // A lively shop is a busy one; its last item, which sells every day, comes after the first few
+        // items that a gathering takes first.
+        if (shop.lively) shop.places = std::max(shop.places, kLivelyPlaces);
+
+        countPeriods(shop.sellerRates, calendar_, [&](std::int64_t from, std::int64_t to) {
+            return countRatings(shop, *weights_, from, to, now);
+        });
+        countPeriods(shop.buyerRates, calendar_, [&](std::int64_t from, std::int64_t to) {
+            return countStream(buyerRatingStream(shop), *weights_, from, to, now);
+        });
+        shop.ratingCount = 0;
+        for (const PeriodCounts& c : shop.sellerRates)
+            shop.ratingCount += c.total;
+        shop.sellerCredit = creditOf(shop.sellerRates);
+        shop.buyerCredit = creditOf(shop.buyerRates);
+        shop.sellerGoodRate = goodRate(shop.sellerRates);
+        shop.buyerGoodRate = goodRate(shop.buyerRates);
+
+        for (int place = 0; place < shop.places; ++place) {
+            const PlacePlan plan = placePlan(shop, place);
+            const std::int64_t generation = generationOn(plan, todayDay);
+            if (listedDays(plan, generation).second <= todayDay) continue; // between two items
+            Item item = makeItem(shop, place, generation);
             item.index = static_cast<int>(items_.size());
-            item.shopIndex = i;
-            item.seed = mixSeed(seed, "item", static_cast<std::uint64_t>(item.index));
-            Rng itemRng(item.seed);
-            item.id = std::to_string(10000000000LL + item.index * 7919LL +
-                                     static_cast<long long>(itemRng.below(7919)));
-            item.title = itemTitle(itemRng, category);
-            item.location = shop.location;
-            item.price = std::round(std::pow(10.0, 3 + 2.3 * itemRng.unit()) / 10) / 10;
-            if (k % 4 == 3) item.secondPrice = roundCents(item.price * 1.5);
-            item.shipping = itemRng.pick(kShippingFees);
-            item.favorite = static_cast<int>(3000 * std::pow(itemRng.unit(), 3));
-            item.saleCount = manyItems && k == 0 ? static_cast<int>(itemRng.range(600, 900))
-                                                 : static_cast<int>(260 * std::pow(itemRng.unit(), 2.5));
-            item.monthSale = static_cast<int>(std::lround(item.saleCount * (0.02 + 0.25 * itemRng.unit())));
-            for (MarketTime t : recentSaleTimes(item, calendar_))
-                item.curSale += dayOf(t) >= monthStart ? 1 : 0;
-            // A few categories hold many items, so a deep ranking spans several pages; the month's
-            // sales vary around the 30-day figure from month to month, so rankings move.
-            item.browseCategory = static_cast<int>(std::pow(itemRng.unit(), 2) *
-                                                   static_cast<double>(categoryBrowseCategories().size()));
+            item.price = item.priceOn(todayDay);
+            item.secondPrice = item.secondPriceOn(todayDay);
+            item.saleCount = countSales(item, *weights_, calendar_.firstDay(), todayDay, now);
+            item.monthSale = countSales(item, *weights_, todayDay - 29, todayDay, now);
+            item.curSale = countSales(item, *weights_, monthStart, todayDay, now);
+            // The month's sales vary around the 30-day figure from month to month, so rankings move.
             Rng monthRng(
                 mixSeed(item.seed, "month", static_cast<std::uint64_t>(today.year * 12 + today.month)));
             item.categorySale = static_cast<int>(std::lround(item.monthSale * (0.5 + monthRng.unit())));
-            if (i == kOddItemsShop) {
-                item.hasBuyerList = k != 0;
-                item.hasItemId = k != 1;
-                item.showsMonthSale = k != 2;
-            }
             shop.items.push_back(item.index);
             itemById_[item.id] = item.index;
             items_.push_back(std::move(item));
@@ -343,6 +648,50 @@ MarketModel::MarketModel(std::uint64_t seed, CivilDate today)
         shopByUserId_[shop.userId] = i;
         shops_.push_back(std::move(shop));
     }
+}
+
+Item MarketModel::makeItem(const Shop& shop, int place, std::int64_t generation) const {
+    const PlacePlan plan = placePlan(shop, place);
+    Item item;
+    item.shopIndex = shop.index;
+    item.place = place;
+    item.generation = static_cast<int>(generation);
+    std::tie(item.listedDay, item.withdrawnDay) = listedDays(plan, generation);
+    item.seed = mixSeed(plan.seed, "item", static_cast<std::uint64_t>(generation));
+    Rng rng(item.seed);
+    // Unique while shops, places and generations stay below 1000, 1000 and 10000.
+    item.id = std::to_string(10000000000LL + shop.index * 10000000LL + place * 10000LL +
+                             floorMod(generation, 10000));
+    item.title = itemTitle(rng, categoryOf(shop));
+    item.location = shop.location;
+    item.basePrice = std::round(std::pow(10.0, 3 + 2.3 * rng.unit()) / 10) / 10;
+    item.priceRange = place % 4 == 3;
+    item.shipping = rng.pick(kShippingFees);
+    item.favorite = static_cast<int>(3000 * std::pow(rng.unit(), 3));
+    const bool manyItems = shop.places > kListPageSize;
+    item.saleRate = ratePerDay(manyItems && place == 0 ? static_cast<double>(rng.range(600, 900))
+                                                       : 260 * std::pow(rng.unit(), 2.5));
+    item.saleSwing = 0.6;
+    // The last place: a shop sells every day, though mostly beyond the few items a gathering takes
+    // first.
+    item.dailySale = place == shop.places - 1;
+    // A few categories hold many items, so a deep ranking spans several pages.
+    item.browseCategory =
+        static_cast<int>(std::pow(rng.unit(), 2) * static_cast<double>(categoryBrowseCategories().size()));
+    if (shop.lively && place == 1) {
+        item.pricePeriod = kLivelyDays;
+        item.pricePhase = static_cast<int>(cyclePhase(shop, "price-day", kLivelyDays));
+        item.priceCycle = 10;
+    } else {
+        item.pricePeriod = static_cast<int>(rng.range(30, 400));
+        item.pricePhase = static_cast<int>(rng.below(static_cast<std::uint64_t>(item.pricePeriod)));
+    }
+    if (shop.index == kOddItemsShop) {
+        item.hasBuyerList = place != 0;
+        item.hasItemId = place != 1;
+        item.showsMonthSale = place != 2;
+    }
+    return item;
 }
 
 const Shop* MarketModel::shopByNo(const std::string& shopNo) const {
@@ -361,11 +710,17 @@ const Item* MarketModel::itemById(const std::string& id) const {
 }
 
 std::vector<Sale> MarketModel::sales(const Item& item) const {
-    const std::vector<MarketTime> times = saleTimes(item, calendar_);
-    Rng rng(mixSeed(item.seed, "sale-details"));
+    std::vector<Event> events;
+    saleEvents(item, *weights_, calendar_.firstDay(), calendar_.today(), calendar_.now, events);
+    sortOldestFirst(events);
     std::vector<Sale> sales;
-    sales.reserve(times.size());
-    for (size_t pos = 0; pos < times.size(); ++pos) {
+    sales.reserve(events.size());
+    int numberInDay = 0;
+    for (size_t pos = 0; pos < events.size(); ++pos) {
+        const Event& e = events[pos];
+        const std::int64_t day = dayOf(e.time);
+        numberInDay = pos > 0 && dayOf(events[pos - 1].time) == day ? numberInDay + 1 : 0;
+        Rng rng(e.key);
         Sale sale;
         const std::string name = rng.pick(kRaterWords);
         // The buyer list masks nicknames except for their first and last letters.
@@ -374,51 +729,78 @@ std::vector<Sale> MarketModel::sales(const Item& item) const {
                              : name + std::to_string(rng.range(10, 99));
         if (rng.chance(0.9)) sale.buyerId = std::to_string(rng.range(10000000, 999999999));
         sale.itemTitle = item.title;
-        if (item.secondPrice > 0) sale.itemTitle += " 颜色分类：" + rng.pick(kColours);
-        sale.tradeId = std::to_string(100000000000000LL + item.index * 100000LL +
-                                      static_cast<long long>(times.size() - 1 - pos));
-        sale.time = formatDateTime(times[pos]);
+        if (item.priceRange) sale.itemTitle += " 颜色分类：" + rng.pick(kColours);
+        // The day, the shop, the place and the trade's number in the day: the same in every model.
+        sale.tradeId = std::to_string(100000000000000LL + day * 1000000000LL + item.shopIndex * 1000000LL +
+                                      item.place * 1000LL + numberInDay);
+        sale.time = formatDateTime(e.time);
         sale.status = rng.chance(0.96) ? "成交" : "已退款";
         sale.quantity = rng.chance(0.8) ? 1 : static_cast<int>(rng.range(2, 5));
-        sale.price = item.secondPrice > 0 && rng.chance(0.5) ? item.secondPrice : item.price;
+        sale.price = item.priceRange && rng.chance(0.5) ? item.secondPriceOn(day) : item.priceOn(day);
         sales.push_back(std::move(sale));
     }
+    std::reverse(sales.begin(), sales.end());
     return sales;
 }
 
 std::vector<Rating> MarketModel::ratings(const Shop& shop) const {
-    const std::vector<RatingCore> cores = ratingCores(shop, calendar_);
+    std::vector<Event> events;
+    ratingEvents(shop, *weights_, calendar_.firstDay(), calendar_.today(), calendar_.now, events);
+    sortOldestFirst(events);
+    // The newer ratings of a revised view, on top: the last two seconds of the calendar.
+    for (int i = 0; i < shop.newRatings; ++i) {
+        Event e;
+        e.time = calendar_.now - (shop.newRatings - 1 - i);
+        e.key = mixSeed(shop.seed, "revised", static_cast<std::uint64_t>(calendar_.today() * 16 + i));
+        events.push_back(e);
+    }
+    // Ratings name the item that held a place of the catalogue on their day; many name the same.
+    std::map<std::pair<int, std::int64_t>, Item> rated;
+    const auto ratedItem = [&](int place, std::int64_t day) -> const Item& {
+        const PlacePlan plan = placePlan(shop, place);
+        const auto key = std::pair(place, generationOn(plan, day));
+        auto it = rated.find(key);
+        if (it == rated.end()) it = rated.emplace(key, makeItem(shop, place, key.second)).first;
+        return it->second;
+    };
     std::vector<Rating> ratings;
-    ratings.reserve(cores.size());
-    for (size_t pos = 0; pos < cores.size(); ++pos) {
-        // Counted from the oldest, so that newer ratings on top leave the older ones as they were.
-        const auto number = static_cast<std::uint64_t>(cores.size() - 1 - pos);
-        Rng rng(mixSeed(shop.seed, "rating-details", number));
+    ratings.reserve(events.size());
+    int numberInDay = 0;
+    for (size_t pos = 0; pos < events.size(); ++pos) {
+        const Event& e = events[pos];
+        const std::int64_t day = dayOf(e.time);
+        numberInDay = pos > 0 && dayOf(events[pos - 1].time) == day ? numberInDay + 1 : 0;
+        const bool newer = pos + static_cast<size_t>(shop.newRatings) >= events.size();
+        Rng rng(e.key);
         Rating r;
-        r.grade = cores[pos].grade;
-        r.time = formatDateTime(cores[pos].time);
+        r.grade = e.grade;
+        r.time = formatDateTime(e.time);
         r.counts = !rng.chance(0.05);
         r.comment = rng.pick(r.grade == Grade::Good      ? kGoodComments
                              : r.grade == Grade::Neutral ? kNeutralComments
                                                          : kBadComments);
         if (r.grade == Grade::Good && rng.chance(shop.boughtCredit ? 0.6 : 0.04)) r.comment = kDefaultComment;
         if (r.grade != Grade::Good || rng.chance(0.1)) r.explanation = rng.pick(kExplanations);
-        const bool older = number < static_cast<std::uint64_t>(shop.ratingCount - shop.newRatings);
-        if (shop.newRatings > 0 && older && number % 7 == 0) r.explanation = "感谢您的再次评价，欢迎常来";
+        if (shop.newRatings > 0 && !newer && e.key % 7 == 0) r.explanation = "感谢您的再次评价，欢迎常来";
         r.raterName = rng.pick(kRaterWords) + std::to_string(rng.range(1, 99999));
         if (rng.chance(0.85)) r.raterId = std::to_string(rng.range(10000000, 999999999));
-        const Item& item = itemOf(shop, static_cast<int>(rng.below(shop.items.size())));
+        const Item& item =
+            ratedItem(static_cast<int>(rng.below(static_cast<std::uint64_t>(shop.places))), day);
         r.itemId = item.id;
         r.itemTitle = item.title;
-        r.price = item.secondPrice > 0 && rng.chance(0.5) ? item.secondPrice : item.price;
-        if (cores[pos].bought) {
+        r.price = item.priceRange && rng.chance(0.5) ? item.secondPriceOn(day) : item.priceOn(day);
+        if (e.bought) {
             r.raterName = rng.pick(kHiredRaters);
             r.price = static_cast<double>(rng.range(10, 99)) / 10; // a trade of one to ten yuan
         }
-        r.tradeId =
-            std::to_string(200000000000000LL + shop.index * 100000LL + static_cast<long long>(number));
+        // The day, the shop and the rating's number in the day; a revised view's own from 9000 on.
+        const long long number =
+            newer ? 9000 + static_cast<long long>(pos + static_cast<size_t>(shop.newRatings) - events.size())
+                  : numberInDay;
+        r.tradeId = std::to_string(2000000000000LL + day * 10000000LL + shop.index * 10000LL + number);
         ratings.push_back(std::move(r));
     }
+    std::reverse(ratings.begin(), ratings.end());
     return ratings;
 }
 

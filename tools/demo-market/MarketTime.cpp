@@ -36,7 +36,7 @@ int weekdayOfDays(std::int64_t days) {
 
 MarketCalendar MarketCalendar::endingOn(CivilDate today) {
     const std::int64_t day = daysFromCivil(today);
-    return {(day - 729) * kSecondsPerDay, day * kSecondsPerDay + 20 * 3600 + 15 * 60};
+    return {(day - (kDays - 1)) * kSecondsPerDay, day * kSecondsPerDay + 20 * 3600 + 15 * 60};
 }
 
 CivilDate localToday() {
@@ -64,6 +64,10 @@ std::int64_t floorDiv(std::int64_t a, std::int64_t b) {
 }
 
 } // namespace
+
+std::int64_t dayOf(MarketTime t) {
+    return floorDiv(t, kSecondsPerDay);
+}
 
 std::string formatDateTime(MarketTime t) {
     const std::int64_t days = floorDiv(t, kSecondsPerDay);

@@ -23,11 +23,18 @@ int weekdayOfDays(std::int64_t days);
 
 inline constexpr std::int64_t kSecondsPerDay = 86400;
 
-// The market's history: two years of sales and ratings that end "today" at 20:15, so a seed and a
-// date give the same market on every machine.
+// The day a time falls on, as days since 1970-01-01 (earlier times give negative days).
+std::int64_t dayOf(MarketTime t);
+
+// What a model of the market shows: the 730 days that end "today" at 20:15. The history itself is
+// one for a seed whatever the day (see MarketModel); the calendar only says which part of it shows.
 struct MarketCalendar {
-    MarketTime start = 0;
-    MarketTime now = 0;
+    static constexpr int kDays = 730;
+    MarketTime start = 0; // 00:00 on the first day shown
+    MarketTime now = 0;   // 20:15 today: nothing later shows
+
+    std::int64_t firstDay() const { return dayOf(start); }
+    std::int64_t today() const { return dayOf(now); }
 
     static MarketCalendar endingOn(CivilDate today);
 };

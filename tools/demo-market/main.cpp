@@ -30,8 +30,9 @@ int main(int argc, char** argv) {
     app.add_option("--seed", options.seed, "seed of the generated market (the same seed, the same market)");
     std::string today;
     app.add_option("--today", today,
-                   "the last day of the market's two years of history (yyyy-MM-dd; "
-                   "default: this machine's date)");
+                   "the day the market has reached (yyyy-MM-dd; default: this machine's date): its pages "
+                   "show the two years up to 20:15 that day of the seed's one history, so a later day shows "
+                   "the same market moved on");
     app.add_option("--proxy-user", options.proxyUser, "demand Basic proxy authentication with this user");
     app.add_option("--proxy-password", options.proxyPassword, "password of --proxy-user");
     app.add_option(
