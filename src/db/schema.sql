@@ -185,7 +185,6 @@ CREATE TABLE IF NOT EXISTS watchItemSnap (
     price REAL,
     monthSale INTEGER,
     favorite INTEGER,
-    soldTotal INTEGER, -- the buyer list's total the item page showed
     PRIMARY KEY (round_id, watch_id, itemId)
 );
 CREATE TABLE IF NOT EXISTS watchChange (

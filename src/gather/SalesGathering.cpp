@@ -176,12 +176,7 @@ SalesGathering::ItemHaul SalesGathering::fetchItem(const TItemInfo& row, const s
         buyerList = TParseHtml::buyerListUrl(page);
     });
     item.itemAutionUrl = row.itemUrl;
-    haul.soldTotal = soldTotal;
     if (buyerList.empty()) return haul;
-    if (held && follow_) {
-        const auto known = follow_->soldTotals.find(item.itemId);
-        if (known != follow_->soldTotals.end() && known->second == soldTotal) return haul;
-    }
 
     observer_.stageText("正在处理销售记录");
     std::vector<TAutionInfo> found;
@@ -269,7 +264,6 @@ GatherTally SalesGathering::saveShop(size_t index, ShopHaul& haul, db::Database&
         FollowedShop seen{shop, haul.listing, {}};
         for (const ItemHaul& item : haul.items) {
             seen.items.push_back(&item.item);
-            seen.soldTotals.push_back(item.soldTotal);
         }
         follow_->saved(index, seen, db);
     }

@@ -58,13 +58,9 @@ public:
         const TDianBaseInfo& shop;               // with its database id
         const std::vector<TItemInfo>& listing;   // every item the shop lists, in list order
         std::vector<const TItemBaseInfo*> items; // the followed items, as their pages show them
-        std::vector<int> soldTotals;             // their buyer lists' totals, as their pages show them
     };
     struct Follow {
         std::vector<int> items; // items followed, per shop of the run
-        // The buyer-list total each item's page showed at the last round: an item whose total has not
-        // moved has nothing new on its buyer list, which is then not read.
-        std::map<std::string, int> soldTotals;
         std::function<void(size_t shop, const FollowedShop& seen, db::Database& db)> saved;
     };
     // A watch round's way: every list page is read, the first items[i] of shop i are followed, a buyer
@@ -80,7 +76,6 @@ public:
 private:
     struct ItemHaul {
         TItemBaseInfo item;
-        int soldTotal = 0;
         RecordList<TAutionInfo> sales; // newest first
     };
     // What the pages of one shop gave, held until its turn to be saved.

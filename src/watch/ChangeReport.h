@@ -29,7 +29,6 @@ struct ItemSeen {
     double price = 0;
     int monthSale = 0;
     int favorite = 0;
-    int soldTotal = 0;
     bool followed = false; // its page was read; the others are known from the shop's list only
 };
 struct ShopSeen {

@@ -42,18 +42,6 @@ private:
     bool held_ = false;
 };
 
-// What every followed item's page showed as its buyer-list total at the last round that saw it.
-std::map<std::string, int> soldTotals(db::Database& db) {
-    std::map<std::string, int> totals;
-    auto st =
-        db.prepare("select i.itemId, i.soldTotal from watchItemSnap i where i.followed = 1 and i.round_id = "
-                   "(select max(j.round_id) from watchItemSnap j where j.watch_id = i.watch_id "
-                   "and j.itemId = i.itemId and j.followed = 1)");
-    while (st.step())
-        totals[st.text(0)] = int(st.integer(1));
-    return totals;
-}
-
 std::optional<ShopSeen> previousRound(std::int64_t watchId, std::int64_t round, db::Database& db) {
     auto snap = db.prepare("select round_id, sj, salerCredit, salerGoodRate, itemCount, lastSale, lastRating "
                            "from watchShopSnap "
@@ -68,9 +56,8 @@ std::optional<ShopSeen> previousRound(std::int64_t watchId, std::int64_t round, 
     seen.itemCount = int(snap.integer(4));
     seen.lastSale = snap.text(5).empty() ? seen.time : snap.text(5);
     seen.lastRating = snap.text(6).empty() ? seen.time : snap.text(6);
-    auto items =
-        db.prepare("select itemId, title, price, monthSale, favorite, followed, soldTotal from watchItemSnap "
-                   "where watch_id = :watch and round_id = :round");
+    auto items = db.prepare("select itemId, title, price, monthSale, favorite, followed from watchItemSnap "
+                            "where watch_id = :watch and round_id = :round");
     items.bind("watch", watchId).bind("round", before);
     while (items.step()) {
         ItemSeen item;
@@ -80,7 +67,6 @@ std::optional<ShopSeen> previousRound(std::int64_t watchId, std::int64_t round, 
         item.monthSale = int(items.integer(3));
         item.favorite = int(items.integer(4));
         item.followed = items.integer(5) != 0;
-        item.soldTotal = int(items.integer(6));
         seen.items[item.id] = item;
     }
     return seen;
@@ -210,11 +196,11 @@ void WatchRound::run() {
             Relay relay(observer_);
             SalesGathering sales(store_, all, kDefaultItemsPerShop, agent_, gauges_, relay);
             sales.goOnAfterFailures();
-            sales.follow({items, soldTotals(db),
-                          [&](size_t i, const SalesGathering::FollowedShop& seen, db::Database& shopDb) {
-                              recordShop(round, shops[i], seen, shopDb);
-                              saved.insert(i);
-                          }});
+            sales.follow(
+                {items, [&](size_t i, const SalesGathering::FollowedShop& seen, db::Database& shopDb) {
+                     recordShop(round, shops[i], seen, shopDb);
+                     saved.insert(i);
+                 }});
             runInner(sales);
             out.sales = relay.saved.sales;
             for (const auto& [reason, count] : relay.saved.failures.byReason)
@@ -297,7 +283,6 @@ void WatchRound::recordShop(std::int64_t round, const WatchedShop& watched,
         item.price = page->curPrice;
         item.monthSale = page->monthSale;
         item.favorite = page->favorite;
-        item.soldTotal = seen.soldTotals[i];
         item.followed = true;
     }
     now.itemCount = int(now.items.size());
@@ -360,10 +345,10 @@ void WatchRound::recordShop(std::int64_t round, const WatchedShop& watched,
         .bind("lastSale", now.lastSale)
         .bind("lastRating", now.lastRating);
     shopSnap.execute();
-    auto itemSnap = db.prepare(
-        "insert into watchItemSnap (round_id, watch_id, itemId, followed, title, price, "
-        "monthSale, favorite, soldTotal) values (:round, :watch, :item, :followed, :title, :price, "
-        ":monthSale, :favorite, :soldTotal)");
+    auto itemSnap =
+        db.prepare("insert into watchItemSnap (round_id, watch_id, itemId, followed, title, price, "
+                   "monthSale, favorite) values (:round, :watch, :item, :followed, :title, :price, "
+                   ":monthSale, :favorite)");
     for (const auto& [id, item] : now.items) {
         itemSnap.bind("round", round)
             .bind("watch", watched.id)
@@ -372,8 +357,7 @@ void WatchRound::recordShop(std::int64_t round, const WatchedShop& watched,
             .bind("title", item.title)
             .bind("price", item.price)
             .bind("monthSale", item.monthSale)
-            .bind("favorite", item.favorite)
-            .bind("soldTotal", item.soldTotal);
+            .bind("favorite", item.favorite);
         itemSnap.execute();
         itemSnap.reset();
     }

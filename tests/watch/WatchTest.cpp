@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 
 using namespace vantor;
 using namespace vantor::watch;
@@ -189,7 +190,7 @@ protected:
     std::vector<const demo::Shop*> shops(size_t count) const {
         std::vector<const demo::Shop*> found;
         for (const demo::Shop& shop : market.model().shops())
-            if (shop.index >= 20 && !shop.ratingsChange && shop.items.size() >= 3 && shop.ratingCount > 0 &&
+            if (shop.index >= 20 && !shop.ratingsChange && shop.items.size() >= 3 && shop.ratingCount > 40 &&
                 found.size() < count)
                 found.push_back(&shop);
         return found;
@@ -201,17 +202,27 @@ protected:
 
 } // namespace
 
-TEST_F(WatchRounds, ASecondRoundFetchesFarFewerPagesAndFindsNothingNew) {
+TEST_F(WatchRounds, ASecondRoundReadsOnlyTheFirstPageOfEachListAndFindsNothingNew) {
     const auto watched = shops(2);
     ASSERT_EQ(watched.size(), 2u);
     const DateTime now = DateTime::now();
     addWatched(dm.cn1(), watched[0]->webAddress(), 3, true, now);
     addWatched(dm.cn1(), watched[1]->webAddress(), 2, false, now);
 
+    // The buyer-list and rating-list pages a round asks for.
+    auto lists = [&](size_t from) {
+        const auto asked = market.requests();
+        std::pair<int, int> counted{0, 0};
+        for (size_t i = from; i < asked.size(); ++i) {
+            counted.first += asked[i].find("show_buyer_list") != std::string::npos;
+            counted.second += asked[i].find("--currentPage%7C") != std::string::npos;
+        }
+        return counted;
+    };
     Ending first;
     const size_t before = market.requests().size();
     const RoundOutcome one = round(now, first);
-    const size_t firstRequests = market.requests().size() - before;
+    const auto firstLists = lists(before);
     EXPECT_EQ(first.end, JobEnd::Finished) << first.detail;
     EXPECT_EQ(first.ends, 1);
     EXPECT_EQ(one.shopsSaved, 2);
@@ -228,12 +239,17 @@ TEST_F(WatchRounds, ASecondRoundFetchesFarFewerPagesAndFindsNothingNew) {
     Ending second;
     const size_t between = market.requests().size();
     const RoundOutcome two = round(now.addSeconds(3600), second);
-    const size_t secondRequests = market.requests().size() - between;
+    const auto secondLists = lists(between);
     EXPECT_EQ(second.end, JobEnd::Finished) << second.detail;
     EXPECT_EQ(two.sales, 0);
     EXPECT_EQ(two.ratings, 0);
     EXPECT_EQ(two.changes, 0);
-    EXPECT_LT(secondRequests * 2, firstRequests) << firstRequests << " then " << secondRequests;
+    // Nothing new: one buyer-list page for each of the five followed items, one rating page for the shop
+    // whose ratings are followed, where the first round read them all.
+    EXPECT_GE(firstLists.first, 5);
+    EXPECT_EQ(secondLists.first, 5);
+    EXPECT_GT(firstLists.second, 1);
+    EXPECT_EQ(secondLists.second, 1);
     auto items = dm.cn1().prepare("select count(*) from watchItemSnap where followed = 1");
     items.step();
     EXPECT_EQ(items.integer(0), 2 * (3 + 2));
@@ -258,4 +274,108 @@ TEST_F(WatchRounds, OneRoundAtATimeAndAnEmptyListIsSaid) {
     EXPECT_EQ(second.detail, kRoundBusy);
     first.wait();
     EXPECT_EQ(slow.end, JobEnd::Finished) << slow.detail;
+}
+
+// A lively shop watched on a day and a week later, against two markets of one seed: the report says
+// line by line what the market model changed in between.
+TEST(WatchWeek, AWeekLaterTheReportSaysWhatTheMarketChanged) {
+    const demo::CivilDate day1{2026, 11, 2}, day8{2026, 11, 9};
+    demo::DemoMarketOptions first, second;
+    first.today = day1;
+    second.today = day8;
+    demo::DemoMarket before(first), after(second);
+    const demo::MarketModel& a = before.model();
+    const demo::MarketModel& b = after.model();
+    const demo::Shop* shop = nullptr;
+    for (const demo::Shop& candidate : a.shops())
+        if (candidate.lively && candidate.index >= 20 && !candidate.ratingsChange &&
+            !candidate.boughtCredit) {
+            shop = &candidate;
+            break;
+        }
+    ASSERT_NE(shop, nullptr);
+    const demo::Shop& later = b.shops()[size_t(shop->index)];
+    constexpr int kFollowed = 5;
+
+    test::TempDir dir;
+    db::TDM dm(dir / "lmd_pin.db");
+    dm.open();
+    addWatched(dm.cn1(), shop->webAddress(), kFollowed, true, *DateTime::parse("2026-11-02 09:00:00"));
+    auto roundOn = [&](const demo::DemoMarket& market, const char* now) {
+        auto agent = std::make_shared<THttpAgent>();
+        agent->AgentType = true;
+        agent->Server = "127.0.0.1";
+        agent->Port = market.port();
+        agent->ConnectTime = 3;
+        NoSlotProgress bars[4];
+        Ending ending;
+        WatchRound run(dm.store(), agent, {&bars[0], &bars[1], &bars[2], &bars[3]}, ending, AlertRules{},
+                       *DateTime::parse(now));
+        run.start();
+        run.wait();
+        EXPECT_EQ(ending.end, JobEnd::Finished) << ending.detail;
+        return run.outcome();
+    };
+    roundOn(before, "2026-11-02 21:00:00");
+    auto held = dm.cn1().prepare("select lastSale, lastRating from watchShopSnap");
+    ASSERT_TRUE(held.step());
+    const std::string lastSale = held.text(0), lastRating = held.text(1);
+    held.reset();
+    const RoundOutcome week = roundOn(after, "2026-11-09 21:00:00");
+
+    // What the two models say, in the report's words.
+    const std::int64_t dayA = a.calendar().today(), dayB = b.calendar().today();
+    auto listing = [](const demo::MarketModel& model, const demo::Shop& s) {
+        std::vector<const demo::Item*> items;
+        for (size_t place = 0; place < s.items.size(); ++place)
+            items.push_back(&model.itemOf(s, int(place)));
+        return items;
+    };
+    const auto listedA = listing(a, *shop), listedB = listing(b, later);
+    auto listedIn = [](const std::vector<const demo::Item*>& items, const std::string& id) {
+        return std::any_of(items.begin(), items.end(), [&](const demo::Item* i) { return i->id == id; });
+    };
+    std::multiset<std::string> expected;
+    for (const demo::Item* item : listedB)
+        if (!listedIn(listedA, item->id))
+            expected.insert(std::string(kNewItem) + "|" + item->id + "||" + money(item->priceOn(dayB)));
+    for (const demo::Item* item : listedA)
+        if (!listedIn(listedB, item->id))
+            expected.insert(std::string(kWithdrawn) + "|" + item->id + "|" + money(item->priceOn(dayA)) +
+                            "|");
+    for (const demo::Item* item : listedB)
+        if (listedIn(listedA, item->id) && money(item->priceOn(dayA)) != money(item->priceOn(dayB)))
+            expected.insert(std::string(kPriceChange) + "|" + item->id + "|" + money(item->priceOn(dayA)) +
+                            "|" + money(item->priceOn(dayB)));
+    for (size_t place = 0; place < kFollowed && place < listedB.size(); ++place) {
+        const auto sold = b.sales(*listedB[place]);
+        const auto records =
+            std::count_if(sold.begin(), sold.end(), [&](const demo::Sale& s) { return s.time > lastSale; });
+        if (records > 0)
+            expected.insert(std::string(kSales) + "|" + listedB[place]->id + "||" + std::to_string(records));
+    }
+    for (const demo::Rating& rating : b.ratings(later))
+        if (rating.time > lastRating && rating.grade != demo::Grade::Good)
+            expected.insert(std::string(kNewRating) + "|" + rating.itemTitle + "||" +
+                            demo::gradeText(rating.grade));
+    if (shop->sellerCredit != later.sellerCredit)
+        expected.insert(std::string(kCreditChange) + "||" + std::to_string(shop->sellerCredit) + "|" +
+                        std::to_string(later.sellerCredit));
+
+    ReportFilter secondRound;
+    secondRound.since = "2026-11-09";
+    std::multiset<std::string> reported;
+    for (const ChangeLine& line : readReport(dm.cn1(), secondRound))
+        // A rating names its item by title only.
+        reported.insert(line.kind + "|" + (line.kind == kNewRating ? line.item : line.itemId) + "|" +
+                        line.oldValue + "|" + line.newValue);
+    EXPECT_EQ(reported, expected);
+    // The week's rules: item 1's price moved, item 3 was replaced, a 中评 or 差评 came, sales came.
+    for (const char* kind : {kPriceChange, kNewItem, kWithdrawn, kNewRating, kSales})
+        EXPECT_TRUE(std::any_of(reported.begin(), reported.end(), [&](const std::string& line) {
+            return line.rfind(kind, 0) == 0;
+        })) << kind;
+    // The new item is an alert, listed first, and so the round tells it.
+    EXPECT_FALSE(week.alerts.empty());
+    EXPECT_EQ(readReport(dm.cn1(), secondRound).front().alert, true);
 }
