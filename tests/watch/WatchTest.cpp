@@ -1,4 +1,5 @@
 #include "demo-market/DemoMarket.h"
+#include "gather/GatherTestSupport.h"
 #include "gather/GatherTexts.h"
 #include "support/TempDir.h"
 #include "watch/WatchRound.h"
@@ -170,14 +171,7 @@ struct Ending : GatherObserver {
 class WatchRounds : public ::testing::Test {
 protected:
     void SetUp() override { dm.open(); }
-    std::shared_ptr<const THttpAgent> agent() const {
-        auto made = std::make_shared<THttpAgent>();
-        made->AgentType = true;
-        made->Server = "127.0.0.1";
-        made->Port = market.port();
-        made->ConnectTime = 3;
-        return made;
-    }
+    std::shared_ptr<const THttpAgent> agent() const { return test::demoAgent(market); }
     RoundOutcome round(const DateTime& now, Ending& ending) {
         NoSlotProgress bars[4];
         WatchRound run(dm.store(), agent(), {&bars[0], &bars[1], &bars[2], &bars[3]}, ending, AlertRules{},
@@ -302,11 +296,7 @@ TEST(WatchWeek, AWeekLaterTheReportSaysWhatTheMarketChanged) {
     dm.open();
     addWatched(dm.cn1(), shop->webAddress(), kFollowed, true, *DateTime::parse("2026-11-02 09:00:00"));
     auto roundOn = [&](const demo::DemoMarket& market, const char* now) {
-        auto agent = std::make_shared<THttpAgent>();
-        agent->AgentType = true;
-        agent->Server = "127.0.0.1";
-        agent->Port = market.port();
-        agent->ConnectTime = 3;
+        auto agent = test::demoAgent(market);
         NoSlotProgress bars[4];
         Ending ending;
         WatchRound run(dm.store(), agent, {&bars[0], &bars[1], &bars[2], &bars[3]}, ending, AlertRules{},
