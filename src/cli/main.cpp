@@ -65,8 +65,10 @@ int main(int argc, char** argv) {
     CLI::App app{"Vantor: 淘宝市场数据采集与分析（命令行）", "vantor-cli"};
     app.require_subcommand(1);
     cli::Context context;
+    // The help names the folder this very program uses, installed or not.
     app.add_option("--data-dir", context.dataDir,
-                   "数据目录（默认：程序目录旁的 ../data，或 VANTOR_DATA_DIR）");
+                   "数据目录（默认：" + DataFolder::locate().root().string() +
+                       "；环境变量 VANTOR_DATA_DIR 可另指定）");
     app.add_flag("--local-file", context.localFile, "本次使用本机数据文件，即使设置了数据库服务器");
 
     cli::addConfigCommands(app, context);

@@ -9,12 +9,14 @@
 
 #include "app/Config.h"
 #include "base/DataFolder.h"
+#include "base/Version.h"
 #include "db/TDM.h"
 #include "gather/GatherTexts.h"
 #include "views/DeleteRoutine.h"
 
 #include <QCommandLineParser>
 #include <QEventLoop>
+#include <QRegularExpression>
 #include <QTimer>
 
 #include <iostream>
@@ -44,20 +46,46 @@ int screenshotAndQuit(MainWindow& window, const QString& file) {
 } // namespace
 
 int main(int argc, char** argv) {
+    // The options are read before the application object exists: --help and --version answer without a
+    // display, as the command line does.
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    QCommandLineParser options;
+    options.setApplicationDescription("Vantor专业版：淘宝市场数据采集与分析");
+    const QCommandLineOption help({"h", "help"}, "显示本帮助");
+    const QCommandLineOption version("version", "显示版本");
+    QCommandLineOption dataDir("data-dir",
+                               QString::fromStdString("数据目录（默认：" +
+                                                      DataFolder::locate().root().string() +
+                                                      "；环境变量 VANTOR_DATA_DIR 可另指定）"),
+                               "DIR");
+    QCommandLineOption screenshot("screenshot", "启动后保存主窗口截图并退出", "FILE");
+    QCommandLineOption quitWhenShown("quit-when-shown", "主窗口显示后输出 shown 并退出（测量启动时间）");
+    options.addOptions({help, version, dataDir, screenshot, quitWhenShown});
+    if (!options.parse(arguments)) {
+        const QStringList unknown = options.unknownOptionNames();
+        std::cerr
+            << (unknown.isEmpty() ? options.errorText() : "未知选项：" + unknown.join("，")).toStdString()
+            << "\n用 --help 查看选项。\n";
+        return 2;
+    }
+    if (options.isSet(help)) {
+        // Without an application object Qt knows neither the program's name nor its language.
+        QString text = options.helpText();
+        text.replace(QRegularExpression("^Usage: \\S+ \\[options\\]"), "用法：vantor [选项]");
+        text.replace("\nOptions:\n", "\n选项：\n");
+        std::cout << text.toStdString();
+        return 0;
+    }
+    if (options.isSet(version)) {
+        std::cout << "vantor " << kVersion << '\n';
+        return 0;
+    }
+
     prepareQtEnvironment();
     charts::registerSaleScheme();
     VantorApplication app(argc, argv);
-
-    QCommandLineParser options;
-    options.setApplicationDescription("Vantor专业版");
-    options.addHelpOption();
-    QCommandLineOption dataDir("data-dir", "数据目录", "DIR");
-    QCommandLineOption screenshot("screenshot", "启动后保存主窗口截图并退出", "FILE");
-    QCommandLineOption quitWhenShown("quit-when-shown", "主窗口显示后输出 shown 并退出（测量启动时间）");
-    options.addOption(dataDir);
-    options.addOption(screenshot);
-    options.addOption(quitWhenShown);
-    options.process(app);
 
     SplashWindow splash;
     splash.show();
