@@ -22,7 +22,7 @@ fi
 
 # The demo marketplace runs as long as the program does.
 portfile=$(mktemp)
-build/bin/vantor-demo-market --port 0 >"$portfile" &
+build/bin/vantor-demo-market --port 0 --quiet >"$portfile" &
 market=$!
 trap 'kill "$market" 2>/dev/null || true; rm -f "$portfile"' EXIT
 for _ in $(seq 100); do [ -s "$portfile" ] && break; sleep 0.05; done

@@ -25,7 +25,8 @@ DemoMarketProcess::DemoMarketProcess(const std::filesystem::path& program) {
         dup2(out[1], STDOUT_FILENO);
         close(out[0]);
         close(out[1]);
-        execl(program.c_str(), program.c_str(), "--port", "0", static_cast<char*>(nullptr));
+        // Quiet: its English banner has no place among the program's own lines.
+        execl(program.c_str(), program.c_str(), "--port", "0", "--quiet", static_cast<char*>(nullptr));
         _exit(127);
     }
     close(out[1]);

@@ -40,6 +40,8 @@ int main(int argc, char** argv) {
         "inject a fault, e.g. \"kind=error&status=503&match=item.htm&every=3&count=10&ms=200\" "
         "(kinds: error, drop, delay, truncate; an error may ask for a pause with retry-after=SECONDS); "
         "repeatable");
+    bool quiet = false;
+    app.add_flag("--quiet", quiet, "print only the port (for a program that starts the market)");
     CLI11_PARSE(app, argc, argv);
     options.port = static_cast<std::uint16_t>(port);
     if (!today.empty()) {
@@ -62,10 +64,11 @@ int main(int argc, char** argv) {
     try {
         DemoMarket market(options);
         std::cout << market.port() << std::endl;
-        std::cerr << "demo market: " << market.model().shops().size() << " shops, "
-                  << market.model().items().size()
-                  << " items; set the program's HTTP proxy to 127.0.0.1 port " << market.port()
-                  << " (Ctrl+C ends)\n";
+        if (!quiet)
+            std::cerr << "demo market: " << market.model().shops().size() << " shops, "
+                      << market.model().items().size()
+                      << " items; set the program's HTTP proxy to 127.0.0.1 port " << market.port()
+                      << " (Ctrl+C ends)\n";
         while (!gStop)
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
         market.stop();
