@@ -15,12 +15,32 @@
 
 namespace vantor {
 
-void prepareQtEnvironment() {
+namespace {
+
+// Harmless notes of every start on a machine without a desktop session.
+bool chatter(QtMsgType type, const QString& text) {
+    if (type == QtDebugMsg || type == QtInfoMsg) return true;
+    return text.startsWith("QStandardPaths: XDG_RUNTIME_DIR not set") ||
+           text.startsWith("Sandboxing disabled") || text.startsWith("No suitable graphics backend found");
+}
+
+} // namespace
+
+void prepareQtEnvironment(bool verbose) {
+    if (!verbose) {
+        setenv("QT_LOGGING_RULES", "qt.webenginecontext.info=false", 0);
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
+            if (chatter(type, text)) return;
+            std::cerr << text.toStdString() << '\n';
+        });
+    }
     // The embedded browser refuses to start its sandbox as root.
     if (geteuid() == 0) setenv("QTWEBENGINE_DISABLE_SANDBOX", "1", 0);
     const char* platform = std::getenv("QT_QPA_PLATFORM");
     if (platform && std::string_view(platform) == "offscreen")
-        setenv("QTWEBENGINE_CHROMIUM_FLAGS", "--disable-gpu", 0);
+        setenv("QTWEBENGINE_CHROMIUM_FLAGS", verbose ? "--disable-gpu" : "--disable-gpu --log-level=3", 0);
+    else if (!verbose)
+        setenv("QTWEBENGINE_CHROMIUM_FLAGS", "--log-level=3", 0);
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
 }
 

@@ -22,7 +22,8 @@ private:
     std::filesystem::path errorLog_;
 };
 
-// Settings every start needs before the application object exists.
-void prepareQtEnvironment();
+// Settings every start needs before the application object exists. Unless verbose, the toolkit's and the
+// embedded browser's start-up chatter stays off the terminal; warnings still show.
+void prepareQtEnvironment(bool verbose = false);
 
 } // namespace vantor

@@ -62,7 +62,8 @@ int main(int argc, char** argv) {
                                "DIR");
     QCommandLineOption screenshot("screenshot", "启动后保存主窗口截图并退出", "FILE");
     QCommandLineOption quitWhenShown("quit-when-shown", "主窗口显示后输出 shown 并退出（测量启动时间）");
-    options.addOptions({help, version, dataDir, screenshot, quitWhenShown});
+    const QCommandLineOption verbose("verbose", "在终端显示界面库和内嵌浏览器的全部输出");
+    options.addOptions({help, version, dataDir, screenshot, quitWhenShown, verbose});
     if (!options.parse(arguments)) {
         const QStringList unknown = options.unknownOptionNames();
         std::cerr
@@ -83,7 +84,7 @@ int main(int argc, char** argv) {
         return 0;
     }
 
-    prepareQtEnvironment();
+    prepareQtEnvironment(options.isSet(verbose));
     charts::registerSaleScheme();
     VantorApplication app(argc, argv);
 
