@@ -15,8 +15,8 @@ if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
   build/bin/vantor-cli --data-dir "$data" demo
   shot=build/vantor-main-window.png
   QTWEBENGINE_DISABLE_SANDBOX=1 xvfb-run -a -s "-screen 0 1280x800x24" \
-    build/bin/vantor --data-dir "$data" --screenshot "$shot" "$@" >/dev/null
-  echo "run: the gathered data is in $data/lmd_pin.db; the main window on it: $shot" >&2
+    build/bin/vantor --data-dir "$data" --sales-view --screenshot "$shot" "$@" >/dev/null
+  echo "run: the gathered data is in $data/lmd_pin.db; the sales data view of it: $shot" >&2
   exit 0
 fi
 

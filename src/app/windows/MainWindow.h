@@ -69,6 +69,7 @@ public:
     TitemTopSaleGatherFrm* itemRankingWindow() const { return itemTopSale_; }
     TtopListGatherFrm* categoryRankingWindow() const { return topListGather_; }
     TshopWatchFrm* shopWatchWindow() const { return shopWatch_; }
+    views::TsaleDataViewFrm* salesDataView() const { return saleDataView_; }
     QToolBox* navigationBar() const { return toolBar_; }
 
 protected:

@@ -2,6 +2,7 @@
 #include "MainWindow.h"
 #include "ScreenCheck.h"
 #include "SplashWindow.h"
+#include "TsaleDataViewFrm.h"
 #include "UpdateWatcher.h"
 #include "UserMessages.h"
 #include "VantorApplication.h"
@@ -62,8 +63,9 @@ int main(int argc, char** argv) {
                                "DIR");
     QCommandLineOption screenshot("screenshot", "启动后保存主窗口截图并退出", "FILE");
     QCommandLineOption quitWhenShown("quit-when-shown", "主窗口显示后输出 shown 并退出（测量启动时间）");
+    const QCommandLineOption salesView("sales-view", "启动后打开销售数据浏览（而不是欢迎页）");
     const QCommandLineOption verbose("verbose", "在终端显示界面库和内嵌浏览器的全部输出");
-    options.addOptions({help, version, dataDir, screenshot, quitWhenShown, verbose});
+    options.addOptions({help, version, dataDir, screenshot, quitWhenShown, salesView, verbose});
     if (!options.parse(arguments)) {
         const QStringList unknown = options.unknownOptionNames();
         std::cerr
@@ -122,7 +124,8 @@ int main(int argc, char** argv) {
     window.createWorkingWindows([&splash](int value) { splash.setGauge(value); });
     splash.setState(kInitialising);
     splash.close();
-    window.showWorkingWindow(window.welcomeWindow());
+    window.showWorkingWindow(options.isSet(salesView) ? static_cast<QWidget*>(window.salesDataView())
+                                                      : window.welcomeWindow());
     window.show();
     updates.status = [&window](const QString& text) { window.setStatusText(text); };
     updates.setWindow(&window);
