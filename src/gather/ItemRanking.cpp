@@ -124,7 +124,8 @@ ItemRankingJob::ItemRankingJob(const ItemRankingQuery& query, std::shared_ptr<co
     param_.curPage = 0;
     param_.endPage = itemRankingPages(query.range) - 1;
     param_.urlPrefix = itemRankingAddress(query);
-    param_.urlSuffix = " "; // as the shop search: a blank after the offset
+    param_.urlSuffix.assign(
+        1, ' '); // as the shop search: a blank after the offset (assign: GCC 12 warns wrongly on =)
     param_.pageKind = 0;
     param_.httpAgent = std::move(agent);
 }

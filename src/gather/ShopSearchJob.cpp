@@ -27,7 +27,8 @@ ShopSearchJob::ShopSearchJob(const ShopSearchQuery& query, std::shared_ptr<const
     param_.curPage = 0;
     param_.endPage = shopSearchEndPage(query.range);
     param_.urlPrefix = shopSearchAddress(query);
-    param_.urlSuffix = " "; // every address ends in a blank after the offset
+    param_.urlSuffix.assign(
+        1, ' '); // every address ends in a blank after the offset (assign: GCC 12 warns wrongly on =)
     param_.pageKind = 0;
     param_.httpAgent = std::move(agent);
 }

@@ -91,8 +91,10 @@ std::vector<std::string> reportKinds() {
 AlertNotice alertNotice(const std::vector<ChangeLine>& alerts, size_t shown) {
     AlertNotice notice;
     notice.title = "店铺监控：" + std::to_string(alerts.size()) + "条提醒";
-    for (size_t i = 0; i < alerts.size() && i < shown; ++i)
-        notice.body += (i ? "\n" : "") + alertLine(alerts[i]);
+    for (size_t i = 0; i < alerts.size() && i < shown; ++i) {
+        if (i) notice.body += '\n';
+        notice.body += alertLine(alerts[i]);
+    }
     if (alerts.size() > shown)
         notice.body += "\n……另有" + std::to_string(alerts.size() - shown) + "条，见店铺监控的变化报告";
     return notice;
