@@ -11,7 +11,7 @@ packages=(
   # a shared store on a PostgreSQL server: libpq, and the server the tests start a cluster of
   libpq-dev postgresql
   # the Debian package: dependencies computed from the binaries, the package unpacked in its test
-  dpkg-dev file openssl
+  dpkg-dev file openssl lintian
   # windows
   qt6-base-dev qt6-webengine-dev libqt6webenginecore6-bin qt6-tools-dev libgl-dev
   # Qt's own texts (buttons, dialogs, menus of text boxes) in Chinese

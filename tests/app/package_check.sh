@@ -13,6 +13,9 @@ fail() { echo "package: $*" >&2; exit 1; }
 deb=$(ls "$work"/out/vantor_*_amd64.deb) || fail "no vantor_<version>_amd64.deb"
 dpkg-deb -x "$deb" "$work/root"
 dpkg-deb -f "$deb" Depends | grep -q libsqlite3 || fail "dependencies not computed from the binaries"
+# Debian's own checks: no error (warnings, such as the missing manual pages, are reported only).
+lintian --fail-on error --suppress-tags no-manual-page "$deb" >"$work/lintian.txt" 2>&1 ||
+    fail "lintian: $(grep '^E:' "$work/lintian.txt" | tr '\n' ' ')"
 
 root=$work/root/usr
 for file in bin/vantor bin/vantor-cli share/vantor/gallery/saleAnalyse.html share/vantor/gallery/echarts.min.js \
