@@ -19,6 +19,15 @@ void THttpTest::wait() {
     if (thread_.joinable()) thread_.join();
 }
 
+std::string testVerdict(const std::string& state, const TDownBean& bean) {
+    if (state != kTestFailed) return state;
+    const std::string reason =
+        bean.failure().reason == FailReason::None || bean.failure().reason == FailReason::Other
+            ? bean.getErrorInfo()
+            : failureText(bean.failure());
+    return reason.empty() ? state : state + "原因：" + reason;
+}
+
 void THttpTest::run(std::stop_token stop) {
     const bool arrived = fetchPage(url_, bean_, httpAgent_, gauge_, stop);
     if (!stop.stop_requested() && verdict_) verdict_(arrived ? kTestPassed : kTestFailed, bean_);

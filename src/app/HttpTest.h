@@ -18,6 +18,8 @@ inline constexpr const char* kTestAddress = "http://www.baidu.com/";
 inline constexpr const char* kTestRunning = "正在连接测试,请稍等....";
 inline constexpr const char* kTestPassed = "测试连接通过！";
 inline constexpr const char* kTestFailed = "测试连接失败！";
+// The verdict as the user reads it: a failed test names its reason ("测试连接失败！原因：连接被拒绝").
+std::string testVerdict(const std::string& state, const TDownBean& bean);
 inline constexpr const char* kTestStopped = "连接中止！";
 
 // The connection test: one page download of the test address with the agent under test, on a thread of

@@ -146,8 +146,7 @@ void addTestConnectionCommand(CLI::App& app, Context& context) {
             },
             &progress);
         run.wait();
-        if (verdict != kTestPassed)
-            throw JobFailed(std::string(kTestFailed) + " " + run.bean().getErrorInfo());
+        if (verdict != kTestPassed) throw JobFailed(testVerdict(kTestFailed, run.bean()));
         std::cout << verdict << '\n';
     });
 }

@@ -35,6 +35,10 @@ std::string word(FailReason reason, int httpStatus) {
 
 } // namespace
 
+std::string failureText(const DownFailure& failure) {
+    return word(failure.reason, failure.httpStatus);
+}
+
 int FailureCounts::total() const {
     int sum = 0;
     for (const auto& [key, n] : byReason)

@@ -29,6 +29,9 @@ struct DownFailure {
     std::int64_t retryAfterMs = -1; // the pause a 429 or 503 asked for; -1: none asked
 };
 
+// A failure's reason in the user's words: "连接被拒绝", "超时", "HTTP 503" ….
+std::string failureText(const DownFailure& failure);
+
 // Failures counted by reason (and status); a value, to keep and to print.
 struct FailureCounts {
     std::map<std::pair<FailReason, int>, int> byReason;

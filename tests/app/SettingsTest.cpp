@@ -219,6 +219,23 @@ TEST(ConnectionTest, PassesWhenTheTestPageArrives) {
     EXPECT_EQ(test.bean().getHtmlCode(), "<html>search</html>");
 }
 
+TEST(ConnectionTest, AFailedTestNamesItsReason) {
+    ClosedPort closed;
+    std::string verdict;
+    THttpTest refused(
+        testAgent(), "http://127.0.0.1:" + std::to_string(closed.port()) + "/",
+        [&](const std::string& state, const TDownBean& bean) { verdict = testVerdict(state, bean); });
+    refused.wait();
+    EXPECT_EQ(verdict, "测试连接失败！原因：连接被拒绝");
+
+    HttpServer server([](const HttpRequest&) { return HttpReply::failure(503, "Service Unavailable"); });
+    THttpTest unavailable(testAgent(), server.url("/"), [&](const std::string& state, const TDownBean& bean) {
+        verdict = testVerdict(state, bean);
+    });
+    unavailable.wait();
+    EXPECT_EQ(verdict, "测试连接失败！原因：HTTP 503");
+}
+
 TEST(ConnectionTest, AStoppedTestAbortsItsDownloadAndGivesNoVerdict) {
     HttpServer server([](const HttpRequest&) { return HttpReply::late("late", std::chrono::seconds(30)); });
     Verdicts verdicts;

@@ -101,7 +101,7 @@ TEST(NetworkCommands, TestConnectionPassesAgainstALocalServerAndFailsOnAClosedPo
     ClosedPort closed;
     r = folder.run("test-connection --url " + closed.url());
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.out.find("测试连接失败！"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("测试连接失败！原因：连接被拒绝"), std::string::npos) << r.out;
 }
 
 TEST(NetworkCommands, TestConnectionGoesThroughTheSavedProxyAndNeedsItsServer) {

@@ -389,10 +389,10 @@ void TconfigFrm::testClick() {
     test_.reset(); // an earlier, stopped test ends here
     test_ = std::make_unique<THttpTest>(
         std::make_shared<const THttpAgent>(*check.agent), testAddress_.toStdString(),
-        [this](const std::string& state, const TDownBean&) {
+        [this](const std::string& state, const TDownBean& bean) {
             // The verdict arrives on the test's thread; controls belong to this one.
             QMetaObject::invokeMethod(
-                this, [this, text = q(state)] { testEnded(text); }, Qt::QueuedConnection);
+                this, [this, text = q(testVerdict(state, bean))] { testEnded(text); }, Qt::QueuedConnection);
         });
 }
 
