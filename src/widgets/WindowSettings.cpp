@@ -2,8 +2,11 @@
 
 #include "base/IniFile.h"
 
+#include <QGuiApplication>
 #include <QHeaderView>
+#include <QScreen>
 #include <QTimer>
+#include <QWidget>
 
 #include <optional>
 
@@ -12,6 +15,7 @@ namespace {
 
 constexpr const char* kExport = "export";
 constexpr const char* kGrids = "grids";
+constexpr const char* kWindows = "windows";
 
 std::optional<std::filesystem::path>& file() {
     static std::optional<std::filesystem::path> current;
@@ -71,6 +75,20 @@ void WindowSettings::keepColumns(QHeaderView* header, const QString& grid) {
                      [header, key] { save(kGrids, key, header->saveState().toBase64().toStdString()); });
     QObject::connect(header, &QHeaderView::sectionResized, later, qOverload<>(&QTimer::start));
     QObject::connect(header, &QHeaderView::sectionMoved, later, qOverload<>(&QTimer::start));
+}
+
+void WindowSettings::restoreGeometry(QWidget* window, const QString& name, QSize preferred) {
+    const std::string saved = read(kWindows, name.toStdString(), "");
+    if (!saved.empty() && window->restoreGeometry(QByteArray::fromBase64(QByteArray::fromStdString(saved))))
+        return;
+    // A first start on a small screen: the preferred size, but never past the screen's free area.
+    if (const QScreen* screen = QGuiApplication::primaryScreen())
+        preferred = preferred.boundedTo(screen->availableGeometry().size());
+    window->resize(preferred.expandedTo(window->minimumSize()));
+}
+
+void WindowSettings::keepGeometry(const QWidget* window, const QString& name) {
+    save(kWindows, name.toStdString(), window->saveGeometry().toBase64().toStdString());
 }
 
 } // namespace vantor

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <QSize>
 #include <QString>
 
 #include <filesystem>
 #include <string>
 
 class QHeaderView;
+class QWidget;
 
 namespace vantor {
 
@@ -24,6 +26,11 @@ public:
     // Gives the header the widths and order last saved under the grid's name, then saves them again
     // shortly after the user changes them.
     static void keepColumns(QHeaderView* header, const QString& grid);
+
+    // Gives the window its size and place of the last run, or the preferred size within the screen's free
+    // area; keepGeometry saves them (at close).
+    static void restoreGeometry(QWidget* window, const QString& name, QSize preferred);
+    static void keepGeometry(const QWidget* window, const QString& name);
 };
 
 } // namespace vantor

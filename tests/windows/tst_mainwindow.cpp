@@ -1,6 +1,7 @@
 #include "AnalysisWindow.h"
 #include "BrowserPane.h"
 #include "MainWindow.h"
+
 #include "TrateDataViewFrm.h"
 #include "TsaleDataViewFrm.h"
 #include "WelcomeWindow.h"
@@ -10,6 +11,8 @@
 #include "support/HttpServer.h"
 #include "views/ViewsFixture.h"
 #include "windows/WindowTest.h"
+#include <QGuiApplication>
+#include <QScreen>
 
 #include <QWebEngineView>
 #include <algorithm>
@@ -40,6 +43,17 @@ class MainWindowTest : public test::WindowTest {
     }
 
 private slots:
+    void theWindowFitsTheScreenAndComesBackAtItsLastSize() {
+        const QRect free = QGuiApplication::primaryScreen()->availableGeometry();
+        QVERIFY(window->width() <= std::max(free.width(), window->minimumWidth()));
+        QVERIFY(window->height() <= std::max(free.height(), window->minimumHeight()));
+        QVERIFY(window->minimumWidth() <= 1024 && window->minimumHeight() <= 700);
+        window->resize(1000, 650);
+        QVERIFY(window->close());
+        MainWindow again(DataFolder(*dir / "data"), *config, *dm);
+        QCOMPARE(again.size(), QSize(1000, 650));
+    }
+
     void startUpPreparesAnEmptyDataFolder() {
         QVERIFY(messages.isEmpty());
         QCOMPARE(window->statusText(), QString()); // the compaction ran and took its line with it

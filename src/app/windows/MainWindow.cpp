@@ -58,9 +58,9 @@ MainWindow::MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget*
       ad_(new BrowserPane("推荐", "ad.html")),
       statusText_(new QLabel) {
     setWindowTitle(kAppTitle);
-    setMinimumSize(973, 647);
+    setMinimumSize(973, 647); // fits a 1024×768 screen with a panel
     WindowSettings::useFile(folder_.config());
-    resize(1100, 720);
+    WindowSettings::restoreGeometry(this, "main", QSize(1100, 720));
 
     toolBar_->setObjectName("toolBar");
     toolBar_->setMinimumWidth(180);
@@ -254,6 +254,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         itemTopSale_->stopAndWait();
         shopWatch_->stopAndWait();
     }
+    WindowSettings::keepGeometry(this, "main");
     event->accept();
 }
 
