@@ -294,7 +294,11 @@
         option.xAxis.axisLabel.formatter = undefined;
         option.xAxis.axisLabel.rotate = 40;
         option.xAxis.axisLabel.interval = 0;
+        // The slanted titles take the room under the axis; its name goes to its end.
+        option.xAxis.nameLocation = 'end';
+        option.xAxis.nameGap = 8;
         option.grid.bottom = 24;
+        option.grid.right = Math.max(option.grid.right, 48);
         option.series[0].data.forEach(function (point, i) {
             if (!(titles[i] in colours)) colours[titles[i]] = itemColour(Object.keys(colours).length);
             point.name = option.xAxis.data[i];

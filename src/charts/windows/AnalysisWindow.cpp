@@ -50,7 +50,9 @@ AnalysisWindow::AnalysisWindow(const Analysis& analysis, db::TDM& dm, const Data
     DateRange range = defaultDateRange(DateTime::now());
     dianmingList = new QComboBox;
     dianmingList->setObjectName("dianmingList");
-    dianmingList->setMinimumWidth(220);
+    // Narrow enough that the whole row still fits beside the side bar on a 1024-pixel screen.
+    dianmingList->setMinimumWidth(140);
+    dianmingList->setMaximumWidth(300);
     date1 = dateEdit(range.from, "date1");
     date2 = dateEdit(range.to, "date2");
     refresh = new QPushButton("刷新列表");
@@ -88,14 +90,14 @@ AnalysisWindow::AnalysisWindow(const Analysis& analysis, db::TDM& dm, const Data
 
     auto* controls = new QHBoxLayout;
     controls->addWidget(new QLabel("店铺名："));
-    controls->addWidget(dianmingList);
+    controls->addWidget(dianmingList, 1);
     controls->addWidget(refresh);
-    controls->addSpacing(12);
+    controls->addSpacing(4);
     controls->addWidget(new QLabel("分析日期："));
     controls->addWidget(date1);
     controls->addWidget(new QLabel("到"));
     controls->addWidget(date2);
-    controls->addSpacing(12);
+    controls->addSpacing(4);
     controls->addWidget(bsSkinButton1);
     controls->addWidget(helpButton);
     controls->addWidget(pictureButton);
