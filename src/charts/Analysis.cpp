@@ -3,8 +3,14 @@
 #include "RatingAnalysis.h"
 #include "SalesAnalysis.h"
 
+#include "base/GbkText.h"
+
 #include <algorithm>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <sstream>
 #include <stdexcept>
 
 namespace vantor::charts {
@@ -138,6 +144,75 @@ bool exportListDocument(const Gallery& gallery, const ListLink& link, const fs::
     fs::copy_file(gallery.document(link.listFile), destination, fs::copy_options::overwrite_existing, error);
     observer.showMessage(error ? kExportFailed : kExportDone);
     return !error;
+}
+
+ListRows readListDocument(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in) return {};
+    std::istringstream text(gbkToUtf8(std::string(std::istreambuf_iterator<char>(in), {})));
+    // One element per line, as the documents are written.
+    static const std::regex element(R"(^\s*<([^>/]+)>(.*)</\1>\s*$)");
+    ListRows rows;
+    bool inRow = false;
+    std::string line;
+    while (std::getline(text, line)) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        std::smatch match;
+        if (line.find("<sale>") != std::string::npos) {
+            rows.emplace_back();
+            inRow = true;
+        } else if (line.find("</sale>") != std::string::npos) {
+            inRow = false;
+        } else if (inRow && std::regex_match(line, match, element)) {
+            rows.back().emplace_back(match[1].str(), match[2].str());
+        }
+    }
+    return rows;
+}
+
+bool exportListDocumentAsCsv(const Gallery& gallery, const ListLink& link, const fs::path& destination,
+                             AnalysisObserver& observer, ExportEncoding encoding) {
+    const ListRows rows = readListDocument(gallery.document(link.listFile));
+    if (rows.empty()) {
+        observer.showMessage(kExportFailed);
+        return false;
+    }
+    std::string header;
+    for (const auto& [name, text] : rows.front()) {
+        if (!header.empty()) header += ',';
+        appendCsvSafe(header, name);
+    }
+    CsvJob job{[&] { return rows.size(); }, header, "",
+               [&](std::string& line, std::size_t row) {
+                   std::vector<std::string> cells;
+                   for (const auto& [name, text] : rows[row])
+                       cells.push_back(text);
+                   appendCsvCells(line, cells);
+               }};
+    try {
+        if (exportToFile(job, destination, nullptr, encoding) != ExportOutcome::Written) {
+            observer.showMessage(lockedWarning(destination));
+            return false;
+        }
+    } catch (const std::exception&) {
+        observer.showMessage(kExportFailed);
+        return false;
+    }
+    observer.showMessage(kExportDone);
+    return true;
+}
+
+bool exportList(const Gallery& gallery, const ListLink& link, const fs::path& destination,
+                AnalysisObserver& observer, ExportEncoding encoding) {
+    std::string ending = destination.extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(), lowerAscii);
+    if (ending == ".csv") return exportListDocumentAsCsv(gallery, link, destination, observer, encoding);
+    return exportListDocument(gallery, link, destination, observer);
+}
+
+std::string emptyStateText(const Analysis& analysis) {
+    return "还没有分析结果。请在上方选择店铺和分析日期，再按“分析”，这里就会显示" +
+           std::string(analysis.caption) + "的图表。";
 }
 
 } // namespace vantor::charts

@@ -2,6 +2,7 @@
 
 #include "ChartDocument.h"
 #include "Gallery.h"
+#include "base/CsvFile.h"
 #include "base/DateTime.h"
 #include "db/Database.h"
 
@@ -18,6 +19,8 @@ inline constexpr const char* kNoShopChosen = "没有选择要分析的店铺，�
 inline constexpr const char* kGenerateFailed = "生成数据出错！";
 inline constexpr const char* kExportDone = "文件导出成功！";
 inline constexpr const char* kExportFailed = "文件无法导出，请重新分析后，再进行导出！";
+inline constexpr const char* kPictureSaved = "图片保存成功！";
+inline constexpr const char* kPictureFailed = "图片无法保存，请重新选择文件！";
 
 // The shops that have items, newest update and higher seller credit first.
 inline constexpr const char* kShopListSql =
@@ -149,5 +152,24 @@ AnalysisResult runAnalysis(db::Database& db, const Gallery& gallery, const Analy
 // Copies the list document the last run left to the destination, overwriting it, and tells the user.
 bool exportListDocument(const Gallery& gallery, const ListLink& link,
                         const std::filesystem::path& destination, AnalysisObserver& observer);
+
+// The rows of a list document: per "sale" block its elements' names and texts in their order, UTF-8.
+// Empty for a missing file.
+using ListRows = std::vector<std::vector<std::pair<std::string, std::string>>>;
+ListRows readListDocument(const std::filesystem::path& file);
+
+// Writes the list the last run left as CSV: a header of the element names, a line per row, and tells
+// the user. The list document itself stays as it is.
+bool exportListDocumentAsCsv(const Gallery& gallery, const ListLink& link,
+                             const std::filesystem::path& destination, AnalysisObserver& observer,
+                             ExportEncoding encoding = ExportEncoding::Gbk);
+
+// A list export to a file the user named: CSV for a name ending in ".csv" (any letter case), the XML
+// document otherwise.
+bool exportList(const Gallery& gallery, const ListLink& link, const std::filesystem::path& destination,
+                AnalysisObserver& observer, ExportEncoding encoding = ExportEncoding::Gbk);
+
+// What an analysis window's chart pane says before its first run.
+std::string emptyStateText(const Analysis& analysis);
 
 } // namespace vantor::charts

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace vantor;
 using namespace vantor::charts;
 using vantor::test::crlfLines;
@@ -298,6 +300,32 @@ TEST_F(SalesAnalysisTest, ExportCopiesTheLastRunsListOverAnExistingFile) {
     EXPECT_TRUE(exportListDocument(gallery, link, target, recorder));
     EXPECT_EQ(recorder.messages, std::vector<std::string>{"文件导出成功！"});
     EXPECT_EQ(test::readFile(target), test::readFile(gallery.document("saleCount.xml")));
+}
+
+TEST_F(SalesAnalysisTest, AListExportNamedCsvWritesTheRowsAsCsvInTheChosenEncoding) {
+    const ListLink& link = *salesTrend().linkFor("sale://saleCarrentMonth_/");
+    auto csv = dir / "月销售.CSV";
+    EXPECT_FALSE(exportList(gallery, link, csv, recorder)); // no run yet, nothing written
+    EXPECT_EQ(recorder.messages, std::vector<std::string>{"文件无法导出，请重新分析后，再进行导出！"});
+    EXPECT_FALSE(std::filesystem::exists(csv));
+
+    ASSERT_EQ(run(salesTrend(), 3, "跨年小铺", "2010-01-01", "2011-12-31").outcome, AnalysisOutcome::Written);
+    recorder.messages.clear();
+    EXPECT_TRUE(exportList(gallery, link, csv, recorder, ExportEncoding::Utf8Bom));
+    EXPECT_EQ(recorder.messages, std::vector<std::string>{"文件导出成功！"});
+    const std::string text = test::readFile(csv);
+    EXPECT_EQ(text.substr(0, 3), "\xEF\xBB\xBF");
+    EXPECT_EQ(text.substr(3, text.find("\r\n") - 3), "日期,销售量,销售额,均价");
+    // One line per row of the list, which holds four months.
+    ASSERT_EQ(readListDocument(gallery.document(link.listFile)).size(), 4u)
+        << test::readFile(gallery.document(link.listFile));
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 5);
+    EXPECT_NE(text.find("\r\n2010年2月,1,5.00,5.00,\r\n"), std::string::npos) << text;
+
+    // Any other ending gets the XML document itself.
+    auto xml = dir / "月销售.txt";
+    EXPECT_TRUE(exportList(gallery, link, xml, recorder));
+    EXPECT_EQ(test::readFile(xml), test::readFile(gallery.document(link.listFile)));
 }
 
 } // namespace

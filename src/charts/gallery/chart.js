@@ -133,7 +133,8 @@
                 trigger: 'item',
                 formatter: function (p) {
                     var label = p.data.hoverText !== undefined ? p.data.hoverText : p.name;
-                    return echarts.format.encodeHTML(label) + '：' + formatValue(p.value, decimals);
+                    var value = Array.isArray(p.value) ? p.value[1] : p.value;
+                    return echarts.format.encodeHTML(label) + '：' + formatValue(value, decimals);
                 }
             },
             grid: { left: 20, right: numberOr(g.chartrightmargin, 30), top: 80, bottom: 40, containLabel: true },
@@ -171,6 +172,156 @@
             }]
         };
         return kind === 'credit' ? creditSeries(option, doc) : option;
+    }
+
+    // How a page presents a document's points (data-present): the documents keep the order and the
+    // names the analyses wrote, the reader gets natural order, gaps as zero and readable names.
+
+    // Time distribution: every hour, weekday or month in its natural order, one without sales as 0.
+    // The documents name weekdays 1 = Sunday … 7 = Saturday.
+    var SLOTS = {
+        hours: {
+            pattern: /^(\d+)点$/,
+            slots: Array.from({ length: 24 }, function (_, h) { return [h, h + '点']; })
+        },
+        weekdays: {
+            pattern: /^星期(\d)$/,
+            slots: [[2, '星期一'], [3, '星期二'], [4, '星期三'], [5, '星期四'], [6, '星期五'], [7, '星期六'], [1, '星期日']]
+        },
+        months: {
+            pattern: /^(\d+)月$/,
+            slots: Array.from({ length: 12 }, function (_, m) { return [m + 1, (m + 1) + '月']; })
+        }
+    };
+
+    function presentSlots(option, doc, slots) {
+        var counts = {};
+        doc.sets.forEach(function (set) {
+            var match = slots.pattern.exec(set.name || '');
+            if (match) counts[+match[1]] = (counts[+match[1]] || 0) + numberOr(set.value, 0);
+        });
+        var names = slots.slots.map(function (slot) { return slot[1]; });
+        option.xAxis.data = names;
+        option.xAxis.axisLabel.formatter = undefined;
+        option.series[0].data = slots.slots.map(function (slot) {
+            return { value: counts[slot[0]] || 0, name: slot[1], hoverText: slot[1] };
+        });
+        option.graphic = [];
+        return option;
+    }
+
+    // The period a trend point stands for, as its hover text starts: "2011-3-1", "2011年第10周", "2011年3月".
+    function periodOf(set) {
+        return String(set.hovertext || '').split(',')[0];
+    }
+
+    // Daily trend on a time axis: every day of the range is a point, a day without sales is 0; the
+    // labels carry the year when the range spans years.
+    function presentDays(option, doc) {
+        var sales = {};
+        var first = null;
+        var last = null;
+        doc.sets.forEach(function (set) {
+            var match = /^(\d{4})-(\d{1,2})-(\d{1,2})$/.exec(periodOf(set));
+            if (!match) return;
+            var day = new Date(+match[1], +match[2] - 1, +match[3]);
+            sales[day.getTime()] = { value: numberOr(set.value, 0), hoverText: set.hovertext };
+            if (first === null || day < first) first = day;
+            if (last === null || day > last) last = day;
+        });
+        if (first === null) return option;
+        var spansYears = first.getFullYear() !== last.getFullYear();
+        var points = [];
+        for (var day = new Date(first); day <= last; day.setDate(day.getDate() + 1)) {
+            var text = day.getFullYear() + '-' + (day.getMonth() + 1) + '-' + day.getDate();
+            var sale = sales[day.getTime()] || { value: 0, hoverText: text + ',无销售,销售量' };
+            points.push({ value: [day.getTime(), sale.value], hoverText: sale.hoverText });
+        }
+        option.xAxis = {
+            type: 'time',
+            name: option.xAxis.name,
+            nameLocation: 'middle',
+            nameGap: 28,
+            minInterval: 86400000,
+            axisLabel: {
+                hideOverlap: true,
+                formatter: function (value) {
+                    var d = new Date(value);
+                    return (spansYears ? d.getFullYear() + '-' : '') + (d.getMonth() + 1) + '-' + d.getDate();
+                }
+            }
+        };
+        option.series[0].data = points;
+        option.series[0].showSymbol = points.length <= 62;
+        return option;
+    }
+
+    // Weeks always with their year ("2025年第53周": week numbers restart every year); months with the
+    // year when the range spans years.
+    function presentPeriods(option, doc, withYear) {
+        var periods = doc.sets.map(periodOf);
+        var years = periods.map(function (p) { return (/^(\d{4})年/.exec(p) || [])[1]; });
+        var spansYears = years.some(function (y) { return y !== years[0]; });
+        var names = periods.map(function (p, i) {
+            if (withYear || spansYears) return p;
+            return p.replace(/^\d{4}年/, '');
+        });
+        option.xAxis.data = names;
+        option.xAxis.axisLabel.interval = 'auto';
+        option.xAxis.axisLabel.hideOverlap = true;
+        option.xAxis.axisLabel.formatter = undefined;
+        option.series[0].data.forEach(function (point, i) { point.name = names[i]; });
+        return option;
+    }
+
+    // Rankings: a bar is named by its item's title, shortened on the axis and whole in the tooltip;
+    // an item keeps its colour in every ranking of the page.
+    function shortTitle(title) {
+        var chars = Array.from(title);
+        return chars.length > 8 ? chars.slice(0, 7).join('') + '…' : title;
+    }
+
+    function itemColour(index) {
+        var palette = ['#3b7dc4', '#d94e10', '#26a269', '#9141ac', '#e5a50a', '#c01c28', '#1c71d8', '#63452c',
+                       '#2ec27e', '#e66100', '#613583', '#865e3c'];
+        if (index < palette.length) return palette[index];
+        return 'hsl(' + Math.round((index * 137.508) % 360) + ',55%,' + (index % 2 ? 42 : 58) + '%)';
+    }
+
+    function presentRanking(option, doc, colours, money) {
+        var titles = doc.sets.map(function (set) { return set.hovertext !== undefined ? set.hovertext : (set.name || ''); });
+        option.xAxis.data = titles.map(shortTitle);
+        option.xAxis.axisLabel.formatter = undefined;
+        option.xAxis.axisLabel.rotate = 40;
+        option.xAxis.axisLabel.interval = 0;
+        // The slanted titles take the room under the axis; its name goes to its end.
+        option.xAxis.nameLocation = 'end';
+        option.xAxis.nameGap = 8;
+        option.grid.bottom = 24;
+        option.grid.right = Math.max(option.grid.right, 48);
+        option.series[0].data.forEach(function (point, i) {
+            if (!(titles[i] in colours)) colours[titles[i]] = itemColour(Object.keys(colours).length);
+            point.name = option.xAxis.data[i];
+            point.hoverText = titles[i];
+            point.itemStyle = { color: colours[titles[i]] };
+        });
+        if (money) {
+            option.tooltip.formatter = function (p) {
+                return echarts.format.encodeHTML(p.data.hoverText) + '：' + formatValue(p.value, 2);
+            };
+            option.yAxis.minInterval = 0;
+        }
+        return option;
+    }
+
+    function present(option, doc, element, colours) {
+        var how = element.dataset.present;
+        if (SLOTS[how]) return presentSlots(option, doc, SLOTS[how]);
+        if (how === 'trend-days') return presentDays(option, doc);
+        if (how === 'trend-weeks') return presentPeriods(option, doc, true);
+        if (how === 'trend-months') return presentPeriods(option, doc, false);
+        if (how === 'ranking' || how === 'ranking-amount') return presentRanking(option, doc, colours, how === 'ranking-amount');
+        return option;
     }
 
     // A list document's rows: one object per "sale" block, its elements by their names.
@@ -221,18 +372,17 @@
         element.textContent = text;
     }
 
-    function drawChart(element) {
-        return readDocument(element.dataset.document).then(function (text) {
-            var doc = text === null ? null : parseChartDocument(text);
-            if (!doc) {
-                showNote(element, '还没有分析结果：请选择店铺和日期，按“分析”。');
-                return null;
-            }
-            var chart = echarts.init(element);
-            chart.setOption(chartOption(doc, element.dataset.kind));
-            window.addEventListener('resize', function () { chart.resize(); });
-            return chart;
-        });
+    // colours: the item colours of the page, shared by its charts and filled in page order.
+    function drawChart(element, text, colours) {
+        var doc = text === null ? null : parseChartDocument(text);
+        if (!doc) {
+            showNote(element, '还没有分析结果：请选择店铺和日期，按“分析”。');
+            return null;
+        }
+        var chart = echarts.init(element);
+        chart.setOption(present(chartOption(doc, element.dataset.kind), doc, element, colours));
+        window.addEventListener('resize', function () { chart.resize(); });
+        return chart;
     }
 
     var ready = new Promise(function (resolve) {
@@ -245,7 +395,10 @@
                 return;
             }
             Promise.all(cards.map(drawCard)).then(function () {
-                return Promise.all(elements.map(drawChart));
+                return Promise.all(elements.map(function (element) { return readDocument(element.dataset.document); }));
+            }).then(function (texts) {
+                var colours = {};
+                return elements.map(function (element, i) { return drawChart(element, texts[i], colours); });
             }).then(resolve);
         });
     });

@@ -2,6 +2,7 @@
 
 #include "ChartPage.h"
 #include "UserMessages.h"
+#include "WindowSettings.h"
 
 #include <QComboBox>
 #include <QDateEdit>
@@ -49,7 +50,9 @@ AnalysisWindow::AnalysisWindow(const Analysis& analysis, db::TDM& dm, const Data
     DateRange range = defaultDateRange(DateTime::now());
     dianmingList = new QComboBox;
     dianmingList->setObjectName("dianmingList");
-    dianmingList->setMinimumWidth(220);
+    // Narrow enough that the whole row still fits beside the side bar on a 1024-pixel screen.
+    dianmingList->setMinimumWidth(140);
+    dianmingList->setMaximumWidth(300);
     date1 = dateEdit(range.from, "date1");
     date2 = dateEdit(range.to, "date2");
     refresh = new QPushButton("刷新列表");
@@ -58,32 +61,46 @@ AnalysisWindow::AnalysisWindow(const Analysis& analysis, db::TDM& dm, const Data
     bsSkinButton1->setObjectName("bsSkinButton1");
     helpButton = new QPushButton("操作帮助");
     helpButton->setObjectName("helpButton");
+    pictureButton = new QPushButton("保存图片");
+    pictureButton->setObjectName("pictureButton");
+    pictureButton->setEnabled(false);
     web1 = new QWebEngineView;
     web1->setObjectName("web1");
     web1->setPage(new ChartPage(
         analysis_, [this](const ListLink& link) { exportList(link); }, web1));
+    web1->setHtml(emptyStatePage(emptyStateText(analysis_)));
 
     if (!analysis_.links.empty()) {
         saveDlg = new QFileDialog(this, "导出");
         saveDlg->setObjectName("saveDlg");
         saveDlg->setAcceptMode(QFileDialog::AcceptSave);
-        saveDlg->setNameFilter("XML 文件 (*.xml)");
+        saveDlg->setNameFilters({"XML 文件 (*.xml)", "CSV 文件 (*.csv)"});
         saveDlg->setDefaultSuffix("xml");
         saveDlg->setOption(QFileDialog::DontConfirmOverwrite); // the export replaces a file of that name
+        // A name typed without its ending gets the chosen kind's.
+        connect(saveDlg, &QFileDialog::filterSelected, saveDlg, [this](const QString& filter) {
+            saveDlg->setDefaultSuffix(filter.contains("*.csv") ? "csv" : "xml");
+        });
     }
+    pictureDlg = new QFileDialog(this, "保存图片");
+    pictureDlg->setObjectName("pictureDlg");
+    pictureDlg->setAcceptMode(QFileDialog::AcceptSave);
+    pictureDlg->setNameFilter("PNG 图片 (*.png)");
+    pictureDlg->setDefaultSuffix("png");
 
     auto* controls = new QHBoxLayout;
     controls->addWidget(new QLabel("店铺名："));
-    controls->addWidget(dianmingList);
+    controls->addWidget(dianmingList, 1);
     controls->addWidget(refresh);
-    controls->addSpacing(12);
+    controls->addSpacing(4);
     controls->addWidget(new QLabel("分析日期："));
     controls->addWidget(date1);
     controls->addWidget(new QLabel("到"));
     controls->addWidget(date2);
-    controls->addSpacing(12);
+    controls->addSpacing(4);
     controls->addWidget(bsSkinButton1);
     controls->addWidget(helpButton);
+    controls->addWidget(pictureButton);
     controls->addStretch();
 
     auto* layout = new QVBoxLayout(this);
@@ -93,6 +110,7 @@ AnalysisWindow::AnalysisWindow(const Analysis& analysis, db::TDM& dm, const Data
 
     connect(refresh, &QPushButton::clicked, this, &AnalysisWindow::refreshClick);
     connect(bsSkinButton1, &QPushButton::clicked, this, &AnalysisWindow::bsSkinButton1Click);
+    connect(pictureButton, &QPushButton::clicked, this, &AnalysisWindow::savePicture);
 
     refreshClick();
 }
@@ -121,6 +139,7 @@ void AnalysisWindow::bsSkinButton1Click() {
     if (runAnalysis(dm_.cn1(), gallery_, analysis_, request, observer).outcome != AnalysisOutcome::Written)
         return;
     web1->load(QUrl::fromLocalFile(QString::fromStdString(gallery_.page(analysis_.page).string())));
+    pictureButton->setEnabled(true);
     emit chartsWritten();
 }
 
@@ -128,7 +147,16 @@ void AnalysisWindow::exportList(const ListLink& link) {
     saveDlg->selectFile(QString::fromUtf8(link.listFile.data(), qsizetype(link.listFile.size())));
     if (saveDlg->exec() != QDialog::Accepted || saveDlg->selectedFiles().isEmpty()) return;
     WindowObserver observer(this);
-    exportListDocument(gallery_, link, saveDlg->selectedFiles().first().toStdString(), observer);
+    charts::exportList(gallery_, link, saveDlg->selectedFiles().first().toStdString(), observer,
+                       exportEncodingNamed(WindowSettings::exportEncoding()).value_or(ExportEncoding::Gbk));
+}
+
+// The pane as it is drawn now, at the window's size.
+void AnalysisWindow::savePicture() {
+    pictureDlg->selectFile(windowTitle() + ".png");
+    if (pictureDlg->exec() != QDialog::Accepted || pictureDlg->selectedFiles().isEmpty()) return;
+    const bool saved = web1->grab().save(pictureDlg->selectedFiles().first(), "PNG");
+    UserMessages::show(this, saved ? kPictureSaved : kPictureFailed);
 }
 
 } // namespace vantor::charts

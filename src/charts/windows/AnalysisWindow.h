@@ -37,8 +37,10 @@ public:
     QPushButton* refresh;
     QPushButton* bsSkinButton1;
     QPushButton* helpButton;
+    QPushButton* pictureButton; // "保存图片": the chart pane as a PNG picture, once something is drawn
     QWebEngineView* web1;
     QFileDialog* saveDlg = nullptr; // only where the page has list links
+    QFileDialog* pictureDlg;
 
 signals:
     // The window's page is being loaded after a run wrote its documents.
@@ -46,6 +48,7 @@ signals:
 
 private:
     void exportList(const ListLink& link);
+    void savePicture();
 
     const Analysis& analysis_;
     db::TDM& dm_;

@@ -24,6 +24,16 @@ public:
 
 } // namespace
 
+QString emptyStatePage(const std::string& text) {
+    return QString("<!DOCTYPE html><html lang=\"zh-CN\"><head><meta charset=\"utf-8\"><style>"
+                   "html,body{height:100%;margin:0}"
+                   "body{display:flex;align-items:center;justify-content:center;background:#fff;"
+                   "font-family:'Noto Sans CJK SC','Microsoft YaHei','SimSun',sans-serif}"
+                   "p{color:#777;font-size:15px;max-width:32em;text-align:center;line-height:1.6}"
+                   "</style></head><body><p id=\"empty\">%1</p></body></html>")
+        .arg(QString::fromStdString(text).toHtmlEscaped());
+}
+
 void registerSaleScheme() {
     QWebEngineUrlScheme scheme(kSaleScheme);
     scheme.setSyntax(QWebEngineUrlScheme::Syntax::Host);

@@ -12,6 +12,9 @@ namespace vantor::charts {
 // or the browser treats "sale://…" as an unknown address and never asks before following it.
 void registerSaleScheme();
 
+// The page an analysis window shows before its first run: the text, centred in the pane.
+QString emptyStatePage(const std::string& text);
+
 // The page of an analysis window: an address that carries one of the window's list markers is not
 // followed; the list is handed to the window instead.
 class ChartPage : public QWebEnginePage {

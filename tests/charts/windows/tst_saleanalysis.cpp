@@ -6,6 +6,7 @@
 #include "charts/SalesFixture.h"
 #include "windows/WindowTest.h"
 
+#include <QImage>
 #include <QWebEngineView>
 
 #include <algorithm>
@@ -61,6 +62,19 @@ class SaleAnalysisTest : public test::WindowTest {
         return drawn ? points : "not drawn";
     }
 
+    // The text the pane shows before the first run, once its page has loaded.
+    static QString emptyState(QWebEngineView* view) {
+        QString text;
+        bool shown = QTest::qWaitFor(
+            [&] {
+                text =
+                    evaluate(view, "(document.getElementById('empty') || {}).textContent || ''").toString();
+                return !text.isEmpty();
+            },
+            10000);
+        return shown ? text : "no empty state";
+    }
+
     // Clicks the page's own export link and saves the list as `file`.
     void exportByLink(AnalysisWindow& window, const QString& marker, const QString& file) {
         messages.clear();
@@ -87,6 +101,12 @@ private slots:
         // The order is the core's; the window shows the list with its first shop chosen.
         QCOMPARE(window->dianmingList->count(), 4);
         QCOMPARE(window->dianmingList->currentText(), QString("鲍勃"));
+        // Before the first run the pane says what to do, and there is no picture to save yet.
+        QCOMPARE(
+            emptyState(window->web1),
+            QString(
+                "还没有分析结果。请在上方选择店铺和分析日期，再按“分析”，这里就会显示销售排行分析的图表。"));
+        QVERIFY(!window->pictureButton->isEnabled());
 
         // A shop gathered meanwhile appears after "刷新列表".
         dm->cn1().exec("insert into dianbase(id,dianming,updateDate) values(9,'新店','2013-01-01 00:00:00');"
@@ -102,7 +122,8 @@ private slots:
         QCOMPARE(window->dianmingList->count(), 0);
         QTest::mouseClick(window->bsSkinButton1, Qt::LeftButton);
         QCOMPARE(messages, QStringList{"没有选择要分析的店铺，请选择！"});
-        QVERIFY(window->web1->url().isEmpty());
+        QVERIFY(!window->web1->url().isLocalFile());
+        QVERIFY(emptyState(window->web1).contains("销售趋势分析"));
     }
 
     void theRankingPageDrawsAndItsLinksExportTheLastRun() {
@@ -126,6 +147,36 @@ private slots:
         QCOMPARE(test::readFile(target("amount.xml").toStdString()),
                  test::readFile(window->gallery().document("saleAmount.xml")));
 
+        // A name ending in ".csv" gets the list as CSV: the element names as the header, a line per row
+        // as the list has it (an item per price), GBK; the list document stays as it was.
+        const std::string listBefore = test::readFile(window->gallery().document("saleCount.xml"));
+        exportByLink(*window, "saleCount", target("count.csv"));
+        QCOMPARE(QString::fromStdString(test::gbkFileAsUtf8(target("count.csv").toStdString())),
+                 QString("排名,商品,销售量,销售额,单价\r\n"
+                         "1,围巾,4,10.00,2.50,\r\n"
+                         "2,Tom's\"AB\"包,3,31.50,10.50,\r\n"
+                         "3,Tom's\"AB\"包,1,9.90,9.90,\r\n"));
+        QCOMPARE(test::readFile(window->gallery().document("saleCount.xml")), listBefore);
+
+        // The pane as a PNG picture at the pane's size.
+        messages.clear();
+        answerSaveDialog(window->pictureDlg, target("ranking.png"));
+        QVERIFY(window->pictureButton->isEnabled());
+        QTest::mouseClick(window->pictureButton, Qt::LeftButton);
+        QTRY_COMPARE_WITH_TIMEOUT(messages, QStringList{"图片保存成功！"}, 10000);
+        const std::string png = test::readFile(target("ranking.png").toStdString());
+        QVERIFY(png.size() > 2000);
+        QCOMPARE(png.substr(0, 8), std::string("\x89PNG\r\n\x1a\n", 8));
+        QImage picture(target("ranking.png"));
+        QCOMPARE(picture.size(), window->web1->size());
+        // Something is drawn: the picture is not one colour.
+        QImage pixels = picture.convertToFormat(QImage::Format_RGB32);
+        bool coloured = false;
+        for (int y = 0; y < pixels.height() && !coloured; y += 4)
+            for (int x = 0; x < pixels.width() && !coloured; x += 4)
+                coloured = pixels.pixel(x, y) != pixels.pixel(0, 0);
+        QVERIFY(coloured);
+
         // A cancelled save dialog exports nothing.
         messages.clear();
         auto answered = answerSaveDialog(window->saveDlg, QString());
@@ -142,7 +193,8 @@ private slots:
     void theTrendLinksExportTheirOwnListsAndOtherAddressesAreFollowed() {
         auto window = openWindow<TsaleCarrentFrm>();
         QVERIFY(analyse(*window, "跨年小铺", "2010-01-01", "2011-12-31"));
-        QCOMPARE(drawnPoints(window->web1), QString("5,5,4"));
+        // Every day from 26 February 2010 to 2 January 2011 is a point, the days without sales as 0.
+        QCOMPARE(drawnPoints(window->web1), QString("311,5,4"));
         for (QString list : {"saleCarrentDay", "saleCarrentWeek", "saleCarrentMonth"}) {
             QString file = target(qPrintable(list + "List.xml"));
             exportByLink(*window, list, file);
@@ -164,7 +216,8 @@ private slots:
     void theTimeDistributionWindowDrawsItsPage() {
         auto window = openWindow<TsaleTimeAreaFrm>();
         QVERIFY(analyse(*window, "全天候", "2011-01-01", "2011-12-31"));
-        QCOMPARE(drawnPoints(window->web1), QString("24,1,1"));
+        // One sale every hour of a Sunday in May: all hours, weekdays and months are shown.
+        QCOMPARE(drawnPoints(window->web1), QString("24,7,12"));
     }
 
     // The rating windows offer only shops with ratings; the credit page stacks one bar per week and
@@ -200,7 +253,8 @@ private slots:
         window->dianmingList->setCurrentIndex(window->dianmingList->findText("爱丽丝小店"));
         QTest::mouseClick(window->bsSkinButton1, Qt::LeftButton);
         QCOMPARE(messages, QStringList{"生成数据出错！"});
-        QVERIFY(window->web1->url().isEmpty());
+        QVERIFY(!window->web1->url().isLocalFile());
+        QVERIFY(!window->pictureButton->isEnabled());
     }
 };
 
