@@ -7,6 +7,7 @@
 #include "views/RatingDataView.h"
 #include "views/SalesDataView.h"
 
+#include <filesystem>
 #include <iostream>
 #include <memory>
 
@@ -39,6 +40,8 @@ struct ExportOptions {
     int month = 1;
     std::string out;
     std::string encoding = "gbk";
+    std::string format = "program";
+    bool encodingGiven = false;
 };
 
 // The grid on standard output: its titles, then the cells as the window shows them.
@@ -64,14 +67,19 @@ void emit(views::ExportJob job, const views::GridTitles& grid, const ExportOptio
         printGrid(*job.rows, grid);
         return;
     }
+    const ExportFormat format = *exportFormatNamed(options.format);
+    // The standard format is UTF-8 by definition: an encoding asked for with it is a mistake, not a wish.
+    if (format == ExportFormat::Standard && options.encodingGiven)
+        throw JobFailed("--encoding 只用于程序的导出格式（--format program），标准 CSV 总是 UTF-8。");
     StderrGauge gauge;
-    switch (exportToFile(job, out, &gauge, *exportEncodingNamed(options.encoding))) {
+    switch (exportToFile(job, out, &gauge, *exportEncodingNamed(options.encoding), format)) {
     case ExportOutcome::Locked:
         throw JobFailed(lockedWarning(out));
     case ExportOutcome::NoRows:
         std::cerr << "没有数据，没有写文件。\n";
         break;
     case ExportOutcome::Written:
+        std::cout << "已导出到 " << std::filesystem::absolute(out).string() << '\n';
         break;
     }
 }
@@ -143,8 +151,20 @@ void addViewCommands(CLI::App& app, Context& context) {
         app.add_subcommand("export", "把数据浏览窗口的表格写到标准输出（UTF-8 CSV）或 --out 文件")
             ->require_subcommand(1);
     auto addFileOptions = [options](CLI::App* command) {
-        command->add_option("--out", options->out, "按程序的导出格式写入此文件（默认 GBK）");
-        command->add_option("--encoding", options->encoding, "--out 文件的编码：gbk（默认）或 utf8（带 BOM）")
+        command->add_option("--out", options->out, "写入此文件（格式见 --format）");
+        command
+            ->add_option(
+                "--format", options->format,
+                "--out 文件的格式：program（程序的导出格式，默认）或 standard（标准 CSV，UTF-8 带 BOM）")
+            ->check(CLI::IsMember({"program", "standard"}));
+        command
+            ->add_option_function<std::string>(
+                "--encoding",
+                [options](const std::string& encoding) {
+                    options->encoding = encoding;
+                    options->encodingGiven = true;
+                },
+                "程序导出格式的编码：gbk（默认）或 utf8（带 BOM）；不能与 --format standard 同用")
             ->check(CLI::IsMember({"gbk", "utf8"}));
     };
     addFileOptions(exportCommand);
