@@ -8,9 +8,12 @@
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QFileSystemModel>
 #include <QHeaderView>
+#include <QIdentityProxyModel>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTableWidget>
@@ -70,7 +73,27 @@ private:
     QWidget& grid_;
 };
 
+// Qt's file list writes dates in the system locale, read from the environment before the program
+// could choose its language; the list shows them in the program's locale instead.
+class ProgramDates : public QIdentityProxyModel {
+public:
+    using QIdentityProxyModel::QIdentityProxyModel;
+    QVariant data(const QModelIndex& index, int role) const override {
+        auto* files = qobject_cast<QFileSystemModel*>(sourceModel());
+        if (files && index.column() == kDateColumn && role == Qt::DisplayRole)
+            return QLocale().toString(files->lastModified(mapToSource(index)), QLocale::ShortFormat);
+        return QIdentityProxyModel::data(index, role);
+    }
+
+private:
+    static constexpr int kDateColumn = 3; // name, size, type, date modified
+};
+
 } // namespace
+
+void showProgramDates(QFileDialog* dialog) {
+    dialog->setProxyModel(new ProgramDates(dialog));
+}
 
 QProgressBar* makeSaveGauge(QWidget* parent) {
     auto* gauge = new QProgressBar(parent);
@@ -121,6 +144,7 @@ QFileDialog* makeSaveDialog(QWidget* parent) {
     // The export's own check decides about an existing file.
     dialog->setOption(QFileDialog::DontConfirmOverwrite);
     dialog->setOption(QFileDialog::DontUseNativeDialog);
+    showProgramDates(dialog);
     return dialog;
 }
 

@@ -43,6 +43,9 @@ QLabel* makeOutcomeLabel();
 // the standard CSV, each named in its filter; the choice is remembered in the settings file.
 QFileDialog* makeSaveDialog(QWidget* parent);
 
+// The dates of a file dialog of Qt's own (not the system's) in the program's locale, as its other texts.
+void showProgramDates(QFileDialog* dialog);
+
 // The export of a grid: nothing without rows; else the dialog proposes the job's file name (used too
 // when the chosen name is empty). A file that exists but cannot be opened is named in a warning and
 // left alone. Otherwise the file is written anew in the format chosen while the grid is disabled and the
