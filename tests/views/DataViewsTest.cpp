@@ -491,6 +491,22 @@ TEST_F(CsvExportTest, TheStandardSaleRecordsAreTheGridsColumnsAsItShowsThem) {
     EXPECT_EQ(gauge.position, 3);
 }
 
+TEST_F(CsvExportTest, AmountsAreWrittenWithTwoDecimalsWhateverTheStoredNumbersNoise) {
+    // 535.2 as a single-precision float left it, and a sum that binary floats cannot hold exactly.
+    dm->cn1().exec("update saleInfo set amount = 535.2000122070312 where trade_id = 'T1'");
+    dm->cn1().exec("update saleInfo set amount = 82420.7999999999 where trade_id = 'T2'");
+    view->sales().open();
+    ASSERT_EQ(view->sales().displayText(0, "amount"), "82420.7999999999");
+    StringSink sink;
+    writeCsv(sales(), sink, nullptr, ExportEncoding::Utf8Bom);
+    EXPECT_NE(sink.bytes.find(",82420.80,buyerB,"), std::string::npos) << sink.bytes;
+    EXPECT_NE(sink.bytes.find(",535.20,buyerA,"), std::string::npos) << sink.bytes;
+    sink.bytes.clear();
+    writeStandardCsv(sales(), sink, nullptr);
+    EXPECT_NE(sink.bytes.find(",82420.80,buyerB,"), std::string::npos) << sink.bytes;
+    EXPECT_NE(sink.bytes.find(",535.20,buyerA,"), std::string::npos) << sink.bytes;
+}
+
 TEST_F(CsvExportTest, TheProposedNameCarriesTheItemAndTheDate) {
     EXPECT_EQ(sales().fileName, "导出春装 新款,连衣裙商品销售明细--2011-05-20.csv");
     EXPECT_EQ(view->shopExport(DateTime{2011, 5, 20}).fileName, "导出销售掌柜数据2011-05-20.csv");
