@@ -63,14 +63,11 @@ void printGrid(views::Dataset& rows, const views::GridTitles& grid) {
 // A table on standard output as the window shows it, or the window's export into --out.
 void emit(views::ExportJob job, const views::GridTitles& grid, const ExportOptions& options) {
     const std::string& out = options.out;
+    const ExportFormat format = *exportFormatNamed(options.format);
     if (out.empty()) {
         printGrid(*job.rows, grid);
         return;
     }
-    const ExportFormat format = *exportFormatNamed(options.format);
-    // The standard format is UTF-8 by definition: an encoding asked for with it is a mistake, not a wish.
-    if (format == ExportFormat::Standard && options.encodingGiven)
-        throw JobFailed("--encoding 只用于程序的导出格式（--format program），标准 CSV 总是 UTF-8。");
     StderrGauge gauge;
     switch (exportToFile(job, out, &gauge, *exportEncodingNamed(options.encoding), format)) {
     case ExportOutcome::Locked:
@@ -86,6 +83,9 @@ void emit(views::ExportJob job, const views::GridTitles& grid, const ExportOptio
 
 // Runs one export; the views read every row before the command writes them.
 void runExport(const Context& context, const std::string& table, const ExportOptions& options) {
+    // The standard format is UTF-8 by definition: an encoding asked for with it is a mistake, not a wish.
+    if (options.format == "standard" && options.encodingGiven)
+        throw JobFailed("--encoding 只用于程序的导出格式（--format program），标准 CSV 总是 UTF-8。");
     auto dm = context.openStore();
     const DateTime now = DateTime::now();
     if (table == "sales-shops" || table == "sales-items" || table == "sales-records") {

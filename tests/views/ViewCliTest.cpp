@@ -103,6 +103,9 @@ TEST_F(ViewCli, FormatStandardWritesTheGridsColumnsAndRefusesAnEncoding) {
     EXPECT_NE(refused.status, 0);
     EXPECT_NE(refused.out.find("--encoding 只用于程序的导出格式"), std::string::npos) << refused.out;
     EXPECT_FALSE(std::filesystem::exists(dir / "refused.csv"));
+    auto printed = run("export ratings --shop 2 --format standard --encoding gbk");
+    EXPECT_NE(printed.status, 0);
+    EXPECT_EQ(printed.out.find("评价时间"), std::string::npos) << printed.out;
     EXPECT_EQ(run("export ratings --shop 2 --format excel --out x.csv").status, 2);
 }
 
