@@ -307,6 +307,25 @@ private slots:
         QCOMPARE(window->rate_l->text(), QString("当前共有1条评价"));
         QCOMPARE(cell(window->rateListGrid, 0, 2), QString("120.00")); // amounts: two decimals
 
+        // The standard export holds the grid's columns under the titles the grid shows, and its rows.
+        QFileDialog* dialog = window->saveDialog;
+        dialog->setDirectory(target("").chopped(1));
+        auto came = answerNextDialog([dialog](QWidget*) {
+            dialog->selectNameFilter(dialog->nameFilters().at(2));
+            dialog->findChild<QLineEdit*>("fileNameEdit")->setText("ratings.csv");
+            dialog->QDialog::accept();
+        });
+        QTest::mouseClick(window->bsSkinButton5, Qt::LeftButton);
+        QVERIFY(*came);
+        QStringList titles;
+        for (int c = 0; c < window->rateListGrid->model()->columnCount(); ++c)
+            titles << header(window->rateListGrid, c);
+        QCOMPARE(titles.size(), 5);
+        QCOMPARE(QString::fromStdString(test::readFile(*dir / "ratings.csv")),
+                 "\uFEFF" + titles.join(',') + "\r\n好评,2011-03-20 00:00:00,120.00,buyerA,Wool Scarf\r\n");
+        QCOMPARE(window->saveProgress->text(),
+                 "已导出到 " + QFileInfo(target("ratings.csv")).absoluteFilePath());
+
         answerQuestion(QMessageBox::Yes);
         QTest::mouseClick(window->bsSkinButton3, Qt::LeftButton); // 张三, the current shop
         QCOMPARE(window->dianbaseGrid->model()->rowCount(), 1);
