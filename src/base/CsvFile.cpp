@@ -86,6 +86,84 @@ const char* exportEncodingName(ExportEncoding encoding) {
     return encoding == ExportEncoding::Gbk ? "gbk" : "utf8";
 }
 
+std::optional<ExportFormat> exportFormatNamed(std::string_view name) {
+    if (name == "program") return ExportFormat::Program;
+    if (name == "standard") return ExportFormat::Standard;
+    return std::nullopt;
+}
+
+const char* exportFormatName(ExportFormat format) {
+    return format == ExportFormat::Program ? "program" : "standard";
+}
+
+void appendStandardField(std::string& out, std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+        out.append(text);
+        return;
+    }
+    out += '"';
+    for (char c : text) {
+        if (c == '"') out += '"';
+        out += c;
+    }
+    out += '"';
+}
+
+namespace {
+
+// The program's cells never hold a separator, so its header and lines split back into whole cells.
+void splitProgramCells(std::vector<std::string>& cells, std::string_view line) {
+    cells.clear();
+    while (!line.empty()) {
+        const size_t comma = line.find(',');
+        cells.emplace_back(line.substr(0, comma));
+        if (comma == std::string_view::npos) break;
+        line.remove_prefix(comma + 1);
+    }
+}
+
+void appendStandardLine(std::string& out, const std::vector<std::string>& fields) {
+    for (size_t f = 0; f < fields.size(); ++f) {
+        if (f > 0) out += ',';
+        appendStandardField(out, fields[f]);
+    }
+    out += "\r\n";
+}
+
+} // namespace
+
+void writeStandardCsv(const CsvJob& job, ByteSink& sink, ProgressGauge* gauge) {
+    const std::size_t rows = job.rowCount();
+    if (gauge) {
+        gauge->setMaximum(int(rows));
+        gauge->setPosition(0);
+    }
+    std::vector<std::string> cells;
+    std::string programLine;
+    if (job.rowCells)
+        cells = job.titles;
+    else
+        splitProgramCells(cells, job.header);
+    std::string out = "\xEF\xBB\xBF";
+    appendStandardLine(out, cells);
+    for (std::size_t row = 0; row < rows; ++row) {
+        if (job.rowCells) {
+            job.rowCells(cells, row);
+        } else {
+            programLine.clear();
+            job.appendLine(programLine, row);
+            splitProgramCells(cells, programLine);
+        }
+        appendStandardLine(out, cells);
+        if (out.size() >= kChunk) {
+            sink.write(out);
+            out.clear();
+        }
+        if (gauge && ((row + 1) % kGaugeStep == 0 || row + 1 == rows)) gauge->setPosition(int(row + 1));
+    }
+    sink.write(out);
+}
+
 void writeCsv(const CsvJob& job, ByteSink& sink, ProgressGauge* gauge, ExportEncoding encoding) {
     const std::size_t rows = job.rowCount();
     if (gauge) {
@@ -126,11 +204,14 @@ std::string lockedWarning(const std::filesystem::path& file) {
 }
 
 ExportOutcome exportToFile(const CsvJob& job, const std::filesystem::path& file, ProgressGauge* gauge,
-                           ExportEncoding encoding) {
+                           ExportEncoding encoding, ExportFormat format) {
     if (job.rowCount() == 0) return ExportOutcome::NoRows;
     if (isLocked(file)) return ExportOutcome::Locked;
     FileSink sink(file);
-    writeCsv(job, sink, gauge, encoding);
+    if (format == ExportFormat::Standard)
+        writeStandardCsv(job, sink, gauge);
+    else
+        writeCsv(job, sink, gauge, encoding);
     sink.close();
     return ExportOutcome::Written;
 }

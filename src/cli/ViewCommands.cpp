@@ -7,6 +7,7 @@
 #include "views/RatingDataView.h"
 #include "views/SalesDataView.h"
 
+#include <filesystem>
 #include <iostream>
 #include <memory>
 
@@ -39,6 +40,8 @@ struct ExportOptions {
     int month = 1;
     std::string out;
     std::string encoding = "gbk";
+    std::string format = "program";
+    bool encodingGiven = false;
 };
 
 // The grid on standard output: its titles, then the cells as the window shows them.
@@ -60,24 +63,29 @@ void printGrid(views::Dataset& rows, const views::GridTitles& grid) {
 // A table on standard output as the window shows it, or the window's export into --out.
 void emit(views::ExportJob job, const views::GridTitles& grid, const ExportOptions& options) {
     const std::string& out = options.out;
+    const ExportFormat format = *exportFormatNamed(options.format);
     if (out.empty()) {
         printGrid(*job.rows, grid);
         return;
     }
     StderrGauge gauge;
-    switch (exportToFile(job, out, &gauge, *exportEncodingNamed(options.encoding))) {
+    switch (exportToFile(job, out, &gauge, *exportEncodingNamed(options.encoding), format)) {
     case ExportOutcome::Locked:
         throw JobFailed(lockedWarning(out));
     case ExportOutcome::NoRows:
         std::cerr << "没有数据，没有写文件。\n";
         break;
     case ExportOutcome::Written:
+        std::cout << "已导出到 " << std::filesystem::absolute(out).string() << '\n';
         break;
     }
 }
 
 // Runs one export; the views read every row before the command writes them.
 void runExport(const Context& context, const std::string& table, const ExportOptions& options) {
+    // The standard format is UTF-8 by definition: an encoding asked for with it is a mistake, not a wish.
+    if (options.format == "standard" && options.encodingGiven)
+        throw JobFailed("--encoding 只用于程序的导出格式（--format program），标准 CSV 总是 UTF-8。");
     auto dm = context.openStore();
     const DateTime now = DateTime::now();
     if (table == "sales-shops" || table == "sales-items" || table == "sales-records") {
@@ -143,8 +151,20 @@ void addViewCommands(CLI::App& app, Context& context) {
         app.add_subcommand("export", "把数据浏览窗口的表格写到标准输出（UTF-8 CSV）或 --out 文件")
             ->require_subcommand(1);
     auto addFileOptions = [options](CLI::App* command) {
-        command->add_option("--out", options->out, "按程序的导出格式写入此文件（默认 GBK）");
-        command->add_option("--encoding", options->encoding, "--out 文件的编码：gbk（默认）或 utf8（带 BOM）")
+        command->add_option("--out", options->out, "写入此文件（格式见 --format）");
+        command
+            ->add_option(
+                "--format", options->format,
+                "--out 文件的格式：program（程序的导出格式，默认）或 standard（标准 CSV，UTF-8 带 BOM）")
+            ->check(CLI::IsMember({"program", "standard"}));
+        command
+            ->add_option_function<std::string>(
+                "--encoding",
+                [options](const std::string& encoding) {
+                    options->encoding = encoding;
+                    options->encodingGiven = true;
+                },
+                "程序导出格式的编码：gbk（默认）或 utf8（带 BOM）；不能与 --format standard 同用")
             ->check(CLI::IsMember({"gbk", "utf8"}));
     };
     addFileOptions(exportCommand);

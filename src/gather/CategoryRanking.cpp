@@ -84,9 +84,15 @@ std::vector<std::string> categoryRankingRow(const RankedItem& row, const DateTim
 
 CsvJob categoryRankingExport(const std::vector<RankedItem>& rows, const DateTime& saved) {
     return {[&rows] { return rows.size(); },
-            "序号,更新日期,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接", "商品排行数据.csv",
+            "序号,更新日期,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接",
+            "商品排行数据.csv",
             [&rows, saved](std::string& line, std::size_t row) {
                 appendCsvCells(line, categoryRankingRow(rows[row], saved));
+            },
+            {"序号", "更新日期", "卖家", "商品名", "价格", "运费", "30天售出", "销售额", "收藏人数", "地点",
+             "链接"},
+            [&rows, saved](std::vector<std::string>& cells, std::size_t row) {
+                cells = categoryRankingRow(rows[row], saved);
             }};
 }
 

@@ -82,10 +82,15 @@ std::vector<std::string> itemRankingRow(int number, const TItemInfo& item) {
 }
 
 CsvJob itemRankingExport(const std::vector<TItemInfo>& rows) {
-    return {[&rows] { return rows.size(); }, "序号,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接",
+    return {[&rows] { return rows.size(); },
+            "序号,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接",
             "指定商品排行数据.csv",
             [&rows](std::string& line, std::size_t row) {
                 appendCsvCells(line, itemRankingRow(int(row) + 1, rows[row]));
+            },
+            {"序号", "卖家", "商品名", "价格", "运费", "30天售出", "销售额", "收藏人数", "地点", "链接"},
+            [&rows](std::vector<std::string>& cells, std::size_t row) {
+                cells = itemRankingRow(int(row) + 1, rows[row]);
             }};
 }
 

@@ -10,23 +10,26 @@
 
 namespace vantor::views {
 
-// One export button of a view: its rows, the view's fixed header line, the proposed file name and how a
-// data line is made from a row. It is written as any CSV job is.
+// One export button of a view: its rows, the view's fixed header line, the proposed file name, how a
+// data line is made from a row, and the grid whose columns the standard format writes as it shows them.
+// It is written as any CSV job is.
 struct ExportJob {
     Dataset* rows = nullptr;
     std::string header;
     std::string fileName;
     std::function<void(std::string& line, std::size_t row)> appendLine;
+    const GridTitles* grid = nullptr;
 
-    operator CsvJob() const {
-        return {[rows = rows] { return rows->recordCount(); }, header, fileName, appendLine};
-    }
+    operator CsvJob() const;
 };
 
-// The usual line: the cell of every grid column in column order, each followed by ",".
+// The usual line: the cell of every grid column in column order as the grid shows it, each followed
+// by ",".
 std::function<void(std::string&, std::size_t)> gridCells(const Dataset& rows, const GridTitles& grid,
                                                          int columns = -1);
-// Every field of the query in its order ("xh" first where the query has it), each followed by ",".
-std::function<void(std::string&, std::size_t)> allFields(const Dataset& rows);
+// Every field of the query in its order ("xh" first where the query has it), each followed by ","; the
+// fields named in `money` with two decimals.
+std::function<void(std::string&, std::size_t)> allFields(const Dataset& rows,
+                                                         const std::vector<std::string>& money = {});
 
 } // namespace vantor::views

@@ -5,6 +5,17 @@
 
 namespace vantor::views {
 
+void roundMoneyText(std::string& out, std::size_t start) {
+    if (out.size() <= start) return;
+    const std::string cell = out.substr(start);
+    char* end = nullptr;
+    const double amount = std::strtod(cell.c_str(), &end);
+    if (end != cell.c_str() + cell.size()) return;
+    char text[64];
+    std::snprintf(text, sizeof text, "%.2f", amount);
+    out.replace(start, std::string::npos, text);
+}
+
 GridTitles::GridTitles(std::vector<GridColumn> columns, bool excludesRowNumber)
     : columns_(std::move(columns)), excludesRowNumber_(excludesRowNumber) {
     for (const auto& column : columns_)
@@ -52,14 +63,7 @@ void GridTitles::appendShownText(std::string& out, const Dataset& rows, std::siz
                                  int field) const {
     const size_t start = out.size();
     appendCellText(out, rows, row, column, field);
-    if (!columns_[size_t(column)].money || out.size() == start) return;
-    const std::string cell = out.substr(start);
-    char* end = nullptr;
-    const double amount = std::strtod(cell.c_str(), &end);
-    if (end != cell.c_str() + cell.size()) return; // not a number: shown as it is
-    char text[64];
-    std::snprintf(text, sizeof text, "%.2f", amount);
-    out.replace(start, std::string::npos, text);
+    if (columns_[size_t(column)].money) roundMoneyText(out, start);
 }
 
 std::string GridTitles::cellText(const Dataset& rows, std::size_t row, int column) const {

@@ -14,8 +14,12 @@ struct GridColumn {
     std::string title;
     int width = 80;
     std::string (*derive)(const Dataset& rows, std::size_t row) = nullptr;
-    bool money = false; // shown with two decimals; exports keep the stored number
+    bool money = false; // shown and exported with two decimals
 };
+
+// Turns the amount of money written from `start` on into its two decimals, so binary-float noise
+// ("48325.8999…") never reaches the eye or a file; a text that is not a number stays as it is.
+void roundMoneyText(std::string& out, std::size_t start);
 
 // A column of amounts of money.
 inline GridColumn money(GridColumn column) {
@@ -49,8 +53,7 @@ public:
     // The cell text as exports write it; `field` is the column's entry of resolve().
     void appendCellText(std::string& out, const Dataset& rows, std::size_t row, int column, int field) const;
     std::string cellText(const Dataset& rows, std::size_t row, int column) const;
-    // The cell text as grids and printed tables show it: amounts of money with two decimals, so
-    // binary-float noise ("48325.8999…") never reaches the eye.
+    // The cell text as grids, printed tables and exports show it: amounts of money with two decimals.
     void appendShownText(std::string& out, const Dataset& rows, std::size_t row, int column, int field) const;
 
 private:

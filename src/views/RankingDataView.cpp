@@ -121,7 +121,7 @@ DeleteResult RankingDataView::deleteRanking(const RankingChoice& choice, const D
 
 ExportJob RankingDataView::exportJob() {
     return {&ranking_, "序号,更新日期,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接",
-            "商品排行数据.csv", gridCells(ranking_, grid_, kExportedColumns)};
+            "商品排行数据.csv", gridCells(ranking_, grid_, kExportedColumns), &grid_};
 }
 
 std::string RankingDataView::itemLink() const {

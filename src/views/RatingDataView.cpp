@@ -144,13 +144,13 @@ ExportJob RatingDataView::shopExport(const DateTime& today) {
     return {
         &shops_,
         "序号,卖家,店铺名,卖家信用,信用级别,好评率,评价数,近一周评价数,近一月评价数,近6月评价数,6月前评价数",
-        safeFileName("导出" + fileDate(today) + "掌柜数据.csv"), allFields(shops_)};
+        safeFileName("导出" + fileDate(today) + "掌柜数据.csv"), allFields(shops_), &shopGrid_};
 }
 
 ExportJob RatingDataView::ratingExport(const DateTime& today) {
     // A running number, every field, then the comment and the explanation once more, the last one
     // without a separator behind it.
-    auto line = [this, fields = allFields(ratings_), comment = ratings_.fieldIndex("pjInfo"),
+    auto line = [this, fields = allFields(ratings_, {"jg"}), comment = ratings_.fieldIndex("pjInfo"),
                  explanation = ratings_.fieldIndex("pjjs"),
                  cell = std::string()](std::string& out, std::size_t row) mutable {
         appendNumberText(out, std::int64_t(row + 1));
@@ -165,7 +165,8 @@ ExportJob RatingDataView::ratingExport(const DateTime& today) {
         appendCsvSafe(out, cell);
     };
     return {&ratings_, "序号,评价,评价时间,价格,评价人,商品,评语,解释",
-            safeFileName("导出" + shops_.currentText("dianzhu") + "--" + fileDate(today) + "数据.csv"), line};
+            safeFileName("导出" + shops_.currentText("dianzhu") + "--" + fileDate(today) + "数据.csv"), line,
+            &rateGrid_};
 }
 
 std::string RatingDataView::shopAddress() const {

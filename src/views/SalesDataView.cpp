@@ -149,21 +149,22 @@ DeleteResult SalesDataView::deleteItem() {
 
 ExportJob SalesDataView::shopExport(const DateTime& today) {
     return {&shops_, "序号,店铺名,卖家,卖家信用,信用级别,好评率,创店日期,更新日期,网址",
-            safeFileName("导出销售掌柜数据" + fileDate(today) + ".csv"), gridCells(shops_, shopGrid_)};
+            safeFileName("导出销售掌柜数据" + fileDate(today) + ".csv"), gridCells(shops_, shopGrid_),
+            &shopGrid_};
 }
 
 ExportJob SalesDataView::itemExport(const DateTime& today) {
     return {&items_, "序号,商品,当前价格,累积销售,销售总额,开始日期,更新日期,收藏人数,商品链接",
             safeFileName("导出" + shops_.currentText("dianzhu") + "掌柜商品销售数据--" + fileDate(today) +
                          ".csv"),
-            gridCells(items_, itemGrid_)};
+            gridCells(items_, itemGrid_), &itemGrid_};
 }
 
 ExportJob SalesDataView::saleExport(const DateTime& today) {
     return {
         &sales_, "商品,当前价格,买家,购买日期,购买数量,成交数量,成交状态",
         safeFileName("导出" + items_.currentText("itemTitle") + "商品销售明细--" + fileDate(today) + ".csv"),
-        gridCells(sales_, saleGrid_)};
+        gridCells(sales_, saleGrid_), &saleGrid_};
 }
 
 std::string SalesDataView::shopAddress() const {

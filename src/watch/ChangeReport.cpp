@@ -150,6 +150,10 @@ CsvJob reportExport(std::vector<ChangeLine> lines, const DateTime& now) {
     job.appendLine = [held](std::string& line, std::size_t row) {
         appendCsvCells(line, reportCells((*held)[row]));
     };
+    job.titles = reportColumns();
+    job.rowCells = [held](std::vector<std::string>& cells, std::size_t row) {
+        cells = reportCells((*held)[row]);
+    };
     return job;
 }
 

@@ -8,9 +8,12 @@
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QFileSystemModel>
 #include <QHeaderView>
+#include <QIdentityProxyModel>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTableWidget>
@@ -43,9 +46,13 @@ private:
     int shown_ = -1;
 };
 
-// The program's own GBK first; UTF-8 with a byte-order mark for spreadsheet programs that misread GBK.
-const QString kGbkFilter = "All files (*.csv)";
-const QString kUtf8Filter = "UTF-8 带 BOM，供 Excel 等表格软件 (*.csv)";
+// The program's own format first, in GBK or in UTF-8 behind a byte-order mark; then the standard CSV
+// that spreadsheet programs open as it is.
+const QString kGbkFilter = "Vantor 导出格式（GBK）(*.csv)";
+const QString kUtf8Filter = "Vantor 导出格式（UTF-8 带 BOM）(*.csv)";
+const QString kStandardFilter = "标准 CSV（UTF-8，Excel/WPS 可直接打开）(*.csv)";
+
+const QString kSavingText = "已保存";
 
 QString fromUtf8(const std::string& text) {
     return QString::fromStdString(text);
@@ -66,12 +73,32 @@ private:
     QWidget& grid_;
 };
 
+// Qt's file list writes dates in the system locale, read from the environment before the program
+// could choose its language; the list shows them in the program's locale instead.
+class ProgramDates : public QIdentityProxyModel {
+public:
+    using QIdentityProxyModel::QIdentityProxyModel;
+    QVariant data(const QModelIndex& index, int role) const override {
+        auto* files = qobject_cast<QFileSystemModel*>(sourceModel());
+        if (files && index.column() == kDateColumn && role == Qt::DisplayRole)
+            return QLocale().toString(files->lastModified(mapToSource(index)), QLocale::ShortFormat);
+        return QIdentityProxyModel::data(index, role);
+    }
+
+private:
+    static constexpr int kDateColumn = 3; // name, size, type, date modified
+};
+
 } // namespace
+
+void showProgramDates(QFileDialog* dialog) {
+    dialog->setProxyModel(new ProgramDates(dialog));
+}
 
 QProgressBar* makeSaveGauge(QWidget* parent) {
     auto* gauge = new QProgressBar(parent);
     gauge->setObjectName("saveProgress");
-    gauge->setFormat("已保存");
+    gauge->setFormat(kSavingText);
     gauge->setTextVisible(true);
     gauge->setValue(0);
     gauge->hide();
@@ -112,11 +139,12 @@ QFileDialog* makeSaveDialog(QWidget* parent) {
     auto* dialog = new QFileDialog(parent, "导出");
     dialog->setObjectName("saveDialog");
     dialog->setAcceptMode(QFileDialog::AcceptSave);
-    dialog->setNameFilters({kGbkFilter, kUtf8Filter});
+    dialog->setNameFilters({kGbkFilter, kUtf8Filter, kStandardFilter});
     dialog->setDefaultSuffix("csv");
     // The export's own check decides about an existing file.
     dialog->setOption(QFileDialog::DontConfirmOverwrite);
     dialog->setOption(QFileDialog::DontUseNativeDialog);
+    showProgramDates(dialog);
     return dialog;
 }
 
@@ -125,11 +153,20 @@ void exportRows(QWidget* parent, QFileDialog& dialog, QProgressBar& gauge, QWidg
         if (job.rowCount() == 0) return;
         ExportScope scope(grid);
         dialog.selectFile(fromUtf8(job.fileName));
-        dialog.selectNameFilter(WindowSettings::exportEncoding() == "utf8" ? kUtf8Filter : kGbkFilter);
+        dialog.selectNameFilter(WindowSettings::exportFormat() == "standard" ? kStandardFilter
+                                : WindowSettings::exportEncoding() == "utf8" ? kUtf8Filter
+                                                                             : kGbkFilter);
         if (dialog.exec() != QDialog::Accepted) return;
-        const ExportEncoding encoding =
-            dialog.selectedNameFilter() == kUtf8Filter ? ExportEncoding::Utf8Bom : ExportEncoding::Gbk;
-        WindowSettings::setExportEncoding(exportEncodingName(encoding));
+        const QString filter = dialog.selectedNameFilter();
+        const ExportFormat format =
+            filter == kStandardFilter ? ExportFormat::Standard : ExportFormat::Program;
+        WindowSettings::setExportFormat(exportFormatName(format));
+        // The standard format has one encoding; the program's last one is kept for the next time.
+        ExportEncoding encoding = *exportEncodingNamed(WindowSettings::exportEncoding());
+        if (format == ExportFormat::Program) {
+            encoding = filter == kUtf8Filter ? ExportEncoding::Utf8Bom : ExportEncoding::Gbk;
+            WindowSettings::setExportEncoding(exportEncodingName(encoding));
+        }
         QString chosen = dialog.selectedFiles().value(0);
         if (chosen.isEmpty() || QFileInfo(chosen).fileName().isEmpty()) chosen = fromUtf8(job.fileName);
         const std::filesystem::path file = chosen.toStdString();
@@ -138,13 +175,23 @@ void exportRows(QWidget* parent, QFileDialog& dialog, QProgressBar& gauge, QWidg
             return;
         }
         grid.setEnabled(false);
+        gauge.setFormat(kSavingText);
         gauge.setValue(0);
         gauge.show();
         BarGauge progress(gauge);
-        const ExportOutcome outcome = exportToFile(job, file, &progress, encoding);
-        gauge.hide();
-        gauge.setValue(0);
+        const ExportOutcome outcome = exportToFile(job, file, &progress, encoding, format);
         if (outcome == ExportOutcome::Locked) UserMessages::show(parent, lockedWarning(file));
+        if (outcome != ExportOutcome::Written) {
+            gauge.hide();
+            gauge.setValue(0);
+            return;
+        }
+        // The full bar stays as the line that says where the file went, until the next export.
+        const QString where = "已导出到 " + QFileInfo(chosen).absoluteFilePath();
+        gauge.setMaximum(1);
+        gauge.setValue(1);
+        gauge.setFormat(where);
+        gauge.setToolTip(where);
     });
 }
 

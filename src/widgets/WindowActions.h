@@ -29,7 +29,8 @@ template <class Widget> Widget* named(Widget* widget, const char* name) {
     return widget;
 }
 
-// The export progress bar of a window: hidden until an export runs, its text "已保存".
+// The export progress bar of a window: hidden until an export runs, its text "已保存"; after a written
+// export it stays full and says where the file went.
 QProgressBar* makeSaveGauge(QWidget* parent);
 // A read-only grid of whole rows with these titles and first widths (0: the default), its column
 // widths and order kept under its name.
@@ -38,14 +39,18 @@ QTableWidget* makeResultGrid(const std::vector<std::string>& titles, const char*
 // The line above a window's pages that keeps the outcome of its last job in sight: bold, selectable,
 // hidden until there is one.
 QLabel* makeOutcomeLabel();
-// The save dialog of a window: the filter "All files" with the mask "*.csv" writes the program's GBK,
-// a second filter UTF-8 with a byte-order mark; the choice is remembered in the settings file.
+// The save dialog of a window: the program's own format in GBK or in UTF-8 with a byte-order mark, or
+// the standard CSV, each named in its filter; the choice is remembered in the settings file.
 QFileDialog* makeSaveDialog(QWidget* parent);
+
+// The dates of a file dialog of Qt's own (not the system's) in the program's locale, as its other texts.
+void showProgramDates(QFileDialog* dialog);
 
 // The export of a grid: nothing without rows; else the dialog proposes the job's file name (used too
 // when the chosen name is empty). A file that exists but cannot be opened is named in a warning and
-// left alone. Otherwise the file is written anew while the grid is disabled and the gauge follows the
-// rows. Other failures go to the application's error handler.
+// left alone. Otherwise the file is written anew in the format chosen while the grid is disabled and the
+// gauge follows the rows; then the gauge names the file's full path. Other failures go to the
+// application's error handler.
 void exportRows(QWidget* parent, QFileDialog& dialog, QProgressBar& gauge, QWidget& grid, const CsvJob& job);
 
 // "加入监控" in the context menu of a shop grid; the handler takes the grid's current shop.

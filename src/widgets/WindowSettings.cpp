@@ -62,6 +62,15 @@ void WindowSettings::setExportEncoding(const std::string& name) {
     save(kExport, "encoding", name);
 }
 
+std::string WindowSettings::exportFormat() {
+    const std::string name = read(kExport, "format", "program");
+    return name == "standard" ? name : "program";
+}
+
+void WindowSettings::setExportFormat(const std::string& name) {
+    save(kExport, "format", name);
+}
+
 void WindowSettings::keepColumns(QHeaderView* header, const QString& grid) {
     if (!file() || grid.isEmpty()) return;
     const std::string key = grid.toStdString();

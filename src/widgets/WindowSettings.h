@@ -11,8 +11,8 @@ class QWidget;
 
 namespace vantor {
 
-// What the windows remember between runs in the settings file: the export encoding and every grid's
-// column widths and order. Until a settings file is named nothing is kept, so tests and the first
+// What the windows remember between runs in the settings file: the export format and encoding and every
+// grid's column widths and order. Until a settings file is named nothing is kept, so tests and the first
 // windows of a start leave no trace.
 class WindowSettings {
 public:
@@ -22,6 +22,9 @@ public:
     // "gbk" (the default) or "utf8".
     static std::string exportEncoding();
     static void setExportEncoding(const std::string& name);
+    // "program" (the default) or "standard".
+    static std::string exportFormat();
+    static void setExportFormat(const std::string& name);
 
     // Gives the header the widths and order last saved under the grid's name, then saves them again
     // shortly after the user changes them.

@@ -104,10 +104,10 @@ const std::string kHeader =
 const std::string kTitle = "\xb4\xba\xd7\xb0\xd0\xc2\xbf\xee\xa1\xa2\xc1\xac\xd2\xc2\xc8\xb9";
 const std::string kDone = "\xb3\xc9\xbd\xbb"; // 成交
 
-// The blank between date and time goes too; every data line ends with a comma.
-const std::string kT1 = kTitle + ",10.5,buyerA,2011-02-0109:00:00,2,2," + kDone + ",\r\n";
-const std::string kT2 = kTitle + ",20,buyerB,2011-02-0312:30:00,1,1," + kDone + ",\r\n";
-const std::string kT3 = kTitle + ",1000,buyerA,2011-02-0218:00:00,3,3," + kDone + ",\r\n";
+// The blank between date and time goes too; every data line ends with a comma; prices have two decimals.
+const std::string kT1 = kTitle + ",10.50,buyerA,2011-02-0109:00:00,2,2," + kDone + ",\r\n";
+const std::string kT2 = kTitle + ",20.00,buyerB,2011-02-0312:30:00,1,1," + kDone + ",\r\n";
+const std::string kT3 = kTitle + ",1000.00,buyerA,2011-02-0218:00:00,3,3," + kDone + ",\r\n";
 const std::string kSalesOf1001 = kHeader + "\r\n" + kT2 + kT3 + kT1; // newest sale first
 
 class Gauge : public ProgressGauge {
@@ -441,6 +441,72 @@ TEST_F(CsvExportTest, TheSaleRecordsExportIsGbkWithCrLfAndATrailingCommaOnEveryD
     EXPECT_EQ(sink.bytes, kHeader + "\r\n" + kT3 + kT2 + kT1);
 }
 
+TEST(StandardCsv, TextsStayAsTheyAreAndOnlyFieldsWithASeparatorAQuoteOrALineBreakAreQuoted) {
+    test::TempDir dir;
+    const std::vector<Texts> rows = {{"春装 新款,连衣裙", "他说\"好\"", " ", "", "第一行\r\n第二行"},
+                                     {"plain", "12.50", "a\nb", "\"", "尾 "}};
+    CsvJob job{[&rows] { return rows.size(); },
+               "甲,乙,丙,丁,戊",
+               "t.csv",
+               [](std::string&, std::size_t) { ADD_FAILURE() << "the program's line is not asked for"; },
+               {"名称", "说\"明\"", "空 白", "无", "多行"},
+               [&rows](std::vector<std::string>& cells, std::size_t row) { cells = rows[row]; }};
+    const auto file = dir / "standard.csv";
+    EXPECT_EQ(exportToFile(job, file, nullptr, ExportEncoding::Gbk, ExportFormat::Standard),
+              ExportOutcome::Written);
+    EXPECT_EQ(test::readFile(file), "\xEF\xBB\xBF"
+                                    "名称,\"说\"\"明\"\"\",空 白,无,多行\r\n"
+                                    "\"春装 新款,连衣裙\",\"他说\"\"好\"\"\", ,,\"第一行\r\n第二行\"\r\n"
+                                    "plain,12.50,\"a\nb\",\"\"\"\",尾 \r\n"s);
+
+    // A job that names no columns goes out with its program header and cells, which hold no separator.
+    CsvJob program{[] { return std::size_t(1); },
+                   "甲,乙",
+                   "p.csv",
+                   [](std::string& line, std::size_t) {
+                       appendCsvCells(line, {"x\"y", ""});
+                   },
+                   {},
+                   {}};
+    StringSink sink;
+    writeStandardCsv(program, sink, nullptr);
+    EXPECT_EQ(sink.bytes, "\xEF\xBB\xBF甲,乙\r\n\"x\"\"y\",\r\n"s);
+
+    EXPECT_EQ(exportFormatNamed("standard"), ExportFormat::Standard);
+    EXPECT_EQ(exportFormatNamed("program"), ExportFormat::Program);
+    EXPECT_EQ(exportFormatNamed("utf8"), std::nullopt);
+}
+
+TEST_F(CsvExportTest, TheStandardSaleRecordsAreTheGridsColumnsAsItShowsThem) {
+    StringSink sink;
+    Gauge gauge;
+    writeStandardCsv(sales(), sink, &gauge);
+    // The saleGrid's titles; the title keeps its blank and comma, the date its blank.
+    EXPECT_EQ(sink.bytes, "\xEF\xBB\xBF"
+                          "商品标题,价格,买家,购买时间,购买数量,成交数量,成交状态\r\n"
+                          "\"春装 新款,连衣裙\",20.00,buyerB,2011-02-03 12:30:00,1,1,成交\r\n"
+                          "\"春装 新款,连衣裙\",1000.00,buyerA,2011-02-02 18:00:00,3,3,成交\r\n"
+                          "\"春装 新款,连衣裙\",10.50,buyerA,2011-02-01 09:00:00,2,2,成交\r\n"s);
+    EXPECT_EQ(gauge.maximum, 3);
+    EXPECT_EQ(gauge.position, 3);
+}
+
+TEST_F(CsvExportTest, AmountsAreWrittenWithTwoDecimalsWhateverTheStoredNumbersNoise) {
+    // 535.2 as a single-precision float left it, and a sum that binary floats cannot hold exactly.
+    dm->cn1().exec("update saleInfo set amount = 535.2000122070312 where trade_id = 'T1'");
+    dm->cn1().exec("update saleInfo set amount = 82420.7999999999 where trade_id = 'T2'");
+    view->sales().open();
+    ASSERT_EQ(view->sales().displayText(0, "amount"), "82420.7999999999");
+    StringSink sink;
+    writeCsv(sales(), sink, nullptr, ExportEncoding::Utf8Bom);
+    EXPECT_NE(sink.bytes.find(",82420.80,buyerB,"), std::string::npos) << sink.bytes;
+    EXPECT_NE(sink.bytes.find(",535.20,buyerA,"), std::string::npos) << sink.bytes;
+    sink.bytes.clear();
+    writeStandardCsv(sales(), sink, nullptr);
+    EXPECT_NE(sink.bytes.find(",82420.80,buyerB,"), std::string::npos) << sink.bytes;
+    EXPECT_NE(sink.bytes.find(",535.20,buyerA,"), std::string::npos) << sink.bytes;
+}
+
 TEST_F(CsvExportTest, TheProposedNameCarriesTheItemAndTheDate) {
     EXPECT_EQ(sales().fileName, "导出春装 新款,连衣裙商品销售明细--2011-05-20.csv");
     EXPECT_EQ(view->shopExport(DateTime{2011, 5, 20}).fileName, "导出销售掌柜数据2011-05-20.csv");
@@ -626,9 +692,28 @@ TEST_F(RatingDataViewTest, TheRatingsExportRepeatsCommentAndExplanationWithoutAT
     // pjinfo's fields: id, dian_id, pj, buyerOrSaler, pjName, itemId, itemTitle, pjsj, jg, pjInfo, pjjs,
     // trade_id; the oldest rating is the last line. The command line's test checks the header.
     const std::string text = gbkToUtf8(sink.bytes);
-    EXPECT_TRUE(text.ends_with("\r\n4,1,1,好评,,buyerA,1001,春装新款、连衣裙,2011-01-0510:00:00,88.5,"
+    EXPECT_TRUE(text.ends_with("\r\n4,1,1,好评,,buyerA,1001,春装新款、连衣裙,2011-01-0510:00:00,88.50,"
                                "很好、非常满意,谢谢,R1,很好、非常满意,谢谢\r\n"))
         << text;
+}
+
+TEST_F(RatingDataViewTest, TheStandardRatingsExportHasTheGridsColumnsOnly) {
+    view->pageChange(RatingDataView::kRatingPage);
+    ExportJob job = view->ratingExport(DateTime{2011, 5, 20});
+    StringSink sink;
+    writeStandardCsv(job, sink, nullptr);
+    const GridTitles& grid = view->rateGrid();
+    std::string titles;
+    for (int c = 0; c < grid.columnCount(); ++c)
+        titles += (c ? "," : "") + grid.column(c).title;
+    EXPECT_EQ(titles, "评价,评价时间,价格,评价人,宝贝标题");
+    // Newest first, as the grid lists them; no running number, no repeated comment.
+    EXPECT_EQ(sink.bytes, "\xEF\xBB\xBF" + titles +
+                              "\r\n"
+                              "好评,2011-03-20 00:00:00,120.00,buyerA,Wool Scarf\r\n"
+                              "差评,2011-03-15 20:00:00,5.00,o'brien,短袖T恤\r\n"
+                              "中评,2011-02-10 08:00:00,25.00,Buyer_B,短袖T恤\r\n"
+                              "好评,2011-01-05 10:00:00,88.50,buyerA,\"春装 新款,连衣裙\"\r\n"s);
 }
 
 TEST_F(RatingDataViewTest, TheShopExportWritesEveryFieldOfTheQuery) {
@@ -679,14 +764,15 @@ TEST_F(RankingDataViewTest, TheGridAndItsExportShowTheRowNumberAndTheSalesAmount
     EXPECT_EQ(job.fileName, "商品排行数据.csv");
     StringSink sink;
     writeCsv(job, sink, nullptr);
-    EXPECT_EQ(gbkToUtf8(sink.bytes),
-              "序号,更新日期,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接\r\n"
-              "1,2011-03-1209:30:00,卖家乙,点卡、50元,48,5,800,38400.00,30,广东,http://item.taobao.com/top/"
-              "点卡、50元,\r\n"
-              "2,2011-03-1510:00:00,卖家丙,点卡30元,29,0,800,23200.00,20,上海,http://item.taobao.com/top/"
-              "点卡30元,\r\n"
-              "3,2011-03-1008:00:00,卖家甲,点卡100元,98.5,0,500,49250.00,10,浙江,http://item.taobao.com/top/"
-              "点卡100元,\r\n");
+    EXPECT_EQ(
+        gbkToUtf8(sink.bytes),
+        "序号,更新日期,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接\r\n"
+        "1,2011-03-1209:30:00,卖家乙,点卡、50元,48.00,5.00,800,38400.00,30,广东,http://item.taobao.com/top/"
+        "点卡、50元,\r\n"
+        "2,2011-03-1510:00:00,卖家丙,点卡30元,29.00,0.00,800,23200.00,20,上海,http://item.taobao.com/top/"
+        "点卡30元,\r\n"
+        "3,2011-03-1008:00:00,卖家甲,点卡100元,98.50,0.00,500,49250.00,10,浙江,http://item.taobao.com/top/"
+        "点卡100元,\r\n");
 }
 
 TEST_F(RankingDataViewTest, TheMovementComparesEachItemsPlaceWithThePreviousMonthsSnapshot) {

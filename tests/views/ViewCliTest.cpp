@@ -64,14 +64,49 @@ TEST_F(ViewCli, OutWritesTheProgramsGbkExport) {
     EXPECT_NE(ratings.out.find("已保存 1/1"), std::string::npos) << ratings.out;
     const std::string ratingLines =
         "序号,评价,评价时间,价格,评价人,商品,评语,解释\r\n"
-        "1,5,2,好评,,x,2001,WoolScarf羊毛围巾,2011-04-0200:00:00,120,好,,R5,好,\r\n";
+        "1,5,2,好评,,x,2001,WoolScarf羊毛围巾,2011-04-0200:00:00,120.00,好,,R5,好,\r\n";
     EXPECT_EQ(gbkToUtf8(test::readFile(dir / "ratings.csv")), ratingLines);
+    EXPECT_NE(ratings.out.find("已导出到 " + (dir / "ratings.csv").string() + "\n"), std::string::npos)
+        << ratings.out;
 
     // The same lines for spreadsheet programs: UTF-8 behind its byte-order mark.
     auto utf8 = run("export ratings --shop 2 --encoding utf8 --out " + (dir / "ratings8.csv").string());
     EXPECT_EQ(utf8.status, 0) << utf8.out;
     EXPECT_EQ(test::readFile(dir / "ratings8.csv"), "\xEF\xBB\xBF" + ratingLines);
     EXPECT_EQ(run("export ratings --shop 2 --encoding latin1 --out x.csv").status, 2);
+}
+
+TEST_F(ViewCli, FormatStandardWritesTheGridsColumnsAndRefusesAnEncoding) {
+    const auto file = dir / "sales.csv";
+    auto sales = run("export sales-records --item 1001 --format standard --out " + file.string());
+    EXPECT_EQ(sales.status, 0) << sales.out;
+    EXPECT_NE(sales.out.find("已导出到 " + file.string() + "\n"), std::string::npos) << sales.out;
+    EXPECT_EQ(test::readFile(file), "\xEF\xBB\xBF"
+                                    "商品标题,价格,买家,购买时间,购买数量,成交数量,成交状态\r\n"
+                                    "\"春装 新款,连衣裙\",20.00,buyerB,2011-02-03 12:30:00,1,1,成交\r\n"
+                                    "\"春装 新款,连衣裙\",1000.00,buyerA,2011-02-02 18:00:00,3,3,成交\r\n"
+                                    "\"春装 新款,连衣裙\",10.50,buyerA,2011-02-01 09:00:00,2,2,成交\r\n");
+
+    // The rating grid's five columns, not the program's fifteen fields.
+    auto ratings = run("export ratings --shop 2 --out " + (dir / "r.csv").string() + " --format standard");
+    EXPECT_EQ(ratings.status, 0) << ratings.out;
+    EXPECT_EQ(test::readFile(dir / "r.csv"), "\xEF\xBB\xBF评价,评价时间,价格,评价人,宝贝标题\r\n好评,2011-04-"
+                                             "02 00:00:00,120.00,x,Wool Scarf 羊毛围巾\r\n");
+
+    // program is the default and can be named.
+    auto program = run("export ratings --shop 2 --format program --out " + (dir / "p.csv").string());
+    EXPECT_EQ(program.status, 0) << program.out;
+    EXPECT_TRUE(gbkToUtf8(test::readFile(dir / "p.csv")).starts_with("序号,评价,评价时间,价格,"));
+
+    auto refused = run("export ratings --shop 2 --format standard --encoding utf8 --out " +
+                       (dir / "refused.csv").string());
+    EXPECT_NE(refused.status, 0);
+    EXPECT_NE(refused.out.find("--encoding 只用于程序的导出格式"), std::string::npos) << refused.out;
+    EXPECT_FALSE(std::filesystem::exists(dir / "refused.csv"));
+    auto printed = run("export ratings --shop 2 --format standard --encoding gbk");
+    EXPECT_NE(printed.status, 0);
+    EXPECT_EQ(printed.out.find("评价时间"), std::string::npos) << printed.out;
+    EXPECT_EQ(run("export ratings --shop 2 --format excel --out x.csv").status, 2);
 }
 
 TEST_F(ViewCli, AnOutFileThatCannotBeOpenedFailsWithTheWarning) {

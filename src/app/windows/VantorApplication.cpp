@@ -12,8 +12,34 @@
 #include <cstdlib>
 #include <iostream>
 #include <unistd.h>
+#include <utility>
 
 namespace vantor {
+namespace {
+
+// The file dialog names a file's type through QAbstractFileIconProvider, whose texts Qt's Chinese
+// catalogue (qtbase_zh_CN) does not carry; without them its type column reads "Folder".
+class FileTypeTexts : public QTranslator {
+public:
+    using QTranslator::QTranslator;
+    bool isEmpty() const override { return false; }
+    QString translate(const char* context, const char* source, const char* disambiguation = nullptr,
+                      int n = -1) const override {
+        Q_UNUSED(disambiguation);
+        Q_UNUSED(n);
+        if (qstrcmp(context, "QAbstractFileIconProvider") != 0) return {};
+        static const std::pair<const char*, const char*> texts[] = {
+            {"Folder", "文件夹"},   {"File Folder", "文件夹"}, {"Drive", "驱动器"},
+            {"Computer", "计算机"}, {"File", "文件"},          {"%1 File", "%1 文件"},
+            {"Unknown", "未知"},    {"Alias", "替身"},         {"Shortcut", "快捷方式"},
+        };
+        for (const auto& [english, chinese] : texts)
+            if (qstrcmp(source, english) == 0) return QString::fromUtf8(chinese);
+        return {};
+    }
+};
+
+} // namespace
 
 namespace {
 
@@ -57,6 +83,9 @@ VantorApplication::VantorApplication(int& argc, char** argv)
     // program's language, whatever the machine's locale.
     QLocale::setDefault(QLocale(QLocale::Chinese, QLocale::China));
     const QString translations = QLibraryInfo::path(QLibraryInfo::TranslationsPath);
+    // qtbase carries every dialog's texts (file, message, input, colour and font dialogs, the print
+    // dialog's too); qtwebengine the embedded browser's menus. The other catalogues under the path
+    // belong to modules the program does not use.
     for (const char* catalogue : {"qtbase_zh_CN", "qtwebengine_zh_CN"}) {
         auto* translator = new QTranslator(this);
         if (translator->load(catalogue, translations))
@@ -64,6 +93,7 @@ VantorApplication::VantorApplication(int& argc, char** argv)
         else
             delete translator;
     }
+    installTranslator(new FileTypeTexts(this));
 }
 
 bool VantorApplication::notify(QObject* receiver, QEvent* event) {

@@ -111,7 +111,7 @@ private slots:
         QVERIFY(test::readFile(log).find("浮点数除以零") != std::string::npos);
     }
 
-    void theExportWritesTheChosenFileAndHidesTheGaugeAgain() {
+    void theExportWritesTheChosenFileAndTheGaugeSaysWhereItWent() {
         auto window = openWindow<TsaleDataViewFrm>();
         // The sales page was never opened: no sale rows, so no dialog and no file.
         auto early = answerSaveDialog(window->saveDialog, target("none.csv"));
@@ -132,10 +132,12 @@ private slots:
         // The bytes are the core's; here the window must hand over the sale rows in GBK.
         const std::string written = gbkToUtf8(test::readFile(*dir / "sales.csv"));
         QVERIFY(written.starts_with(
-            "商品,当前价格,买家,购买日期,购买数量,成交数量,成交状态\r\n春装新款、连衣裙,20,"));
+            "商品,当前价格,买家,购买日期,购买数量,成交数量,成交状态\r\n春装新款、连衣裙,20.00,"));
         QCOMPARE(std::count(written.begin(), written.end(), '\n'), 4);
         QVERIFY(messages.isEmpty());
-        QVERIFY(window->saveProgress->isHidden());
+        QVERIFY(window->saveProgress->isVisible());
+        QCOMPARE(window->saveProgress->text(),
+                 "已导出到 " + QFileInfo(target("sales.csv")).absoluteFilePath());
         QVERIFY(window->itemAutionList->isEnabled());
     }
 
@@ -147,6 +149,9 @@ private slots:
             header->resizeSection(1, 233);
             header->moveSection(2, 1);
             QFileDialog* dialog = window->saveDialog;
+            QCOMPARE(dialog->nameFilters(),
+                     (QStringList{"Vantor 导出格式（GBK）(*.csv)", "Vantor 导出格式（UTF-8 带 BOM）(*.csv)",
+                                  "标准 CSV（UTF-8，Excel/WPS 可直接打开）(*.csv)"}));
             dialog->setDirectory(target("").chopped(1));
             auto came = answerNextDialog([dialog](QWidget*) {
                 dialog->selectNameFilter(dialog->nameFilters().at(1)); // UTF-8 for a spreadsheet program
@@ -163,6 +168,40 @@ private slots:
         QCOMPARE(again->dianList->horizontalHeader()->sectionSize(1), 233);
         QCOMPARE(again->dianList->horizontalHeader()->visualIndex(2), 1);
         QCOMPARE(WindowSettings::exportEncoding(), std::string("utf8"));
+        QCOMPARE(WindowSettings::exportFormat(), std::string("program"));
+
+        // The standard format: the shop grid's columns as it shows them, and remembered for next time.
+        QFileDialog* dialog = again->saveDialog;
+        dialog->setDirectory(target("").chopped(1));
+        auto offered = std::make_shared<QString>();
+        auto came = answerNextDialog([dialog, offered](QWidget*) {
+            *offered = dialog->selectedNameFilter();
+            dialog->selectNameFilter(dialog->nameFilters().at(2));
+            dialog->findChild<QLineEdit*>("fileNameEdit")->setText("standard.csv");
+            dialog->QDialog::accept();
+        });
+        QTest::mouseClick(again->bsSkinButton3, Qt::LeftButton);
+        QVERIFY(*came);
+        QCOMPARE(*offered, dialog->nameFilters().at(1)); // the UTF-8 chosen before
+        const std::string standard = test::readFile(*dir / "standard.csv");
+        QVERIFY2(standard.starts_with(
+                     "\xEF\xBB\xBF序号,店铺,掌柜,信用,信用级别,卖家好评率,创建日期,更新日期,网址\r\n"
+                     "1,三号小店,张三,1500,6,99.5,2008-05-06 00:00:00,"),
+                 standard.c_str());
+        QVERIFY(standard.find("\r\n2,\"奥尼尔,精品\",O'Neil,") != std::string::npos);
+        QCOMPARE(again->saveProgress->text(),
+                 "已导出到 " + QFileInfo(target("standard.csv")).absoluteFilePath());
+        QVERIFY(test::readFile(*dir / "config.ini").find("format=standard") != std::string::npos);
+        QCOMPARE(WindowSettings::exportEncoding(), std::string("utf8")); // the program's choice stays
+
+        auto third = openWindow<TsaleDataViewFrm>();
+        auto cancelled = answerNextDialog([dialog = third->saveDialog, offered](QWidget*) {
+            *offered = dialog->selectedNameFilter();
+            dialog->reject();
+        });
+        QTest::mouseClick(third->bsSkinButton3, Qt::LeftButton);
+        QVERIFY(*cancelled);
+        QCOMPARE(*offered, QString("标准 CSV（UTF-8，Excel/WPS 可直接打开）(*.csv)"));
     }
 
     void aHeldFileIsNamedInTheWarningAndACancelledDialogWritesNothing() {
@@ -267,6 +306,25 @@ private slots:
         QTest::mouseClick(window->bsSkinButton2, Qt::LeftButton);
         QCOMPARE(window->rate_l->text(), QString("当前共有1条评价"));
         QCOMPARE(cell(window->rateListGrid, 0, 2), QString("120.00")); // amounts: two decimals
+
+        // The standard export holds the grid's columns under the titles the grid shows, and its rows.
+        QFileDialog* dialog = window->saveDialog;
+        dialog->setDirectory(target("").chopped(1));
+        auto came = answerNextDialog([dialog](QWidget*) {
+            dialog->selectNameFilter(dialog->nameFilters().at(2));
+            dialog->findChild<QLineEdit*>("fileNameEdit")->setText("ratings.csv");
+            dialog->QDialog::accept();
+        });
+        QTest::mouseClick(window->bsSkinButton5, Qt::LeftButton);
+        QVERIFY(*came);
+        QStringList titles;
+        for (int c = 0; c < window->rateListGrid->model()->columnCount(); ++c)
+            titles << header(window->rateListGrid, c);
+        QCOMPARE(titles.size(), 5);
+        QCOMPARE(QString::fromStdString(test::readFile(*dir / "ratings.csv")),
+                 "\uFEFF" + titles.join(',') + "\r\n好评,2011-03-20 00:00:00,120.00,buyerA,Wool Scarf\r\n");
+        QCOMPARE(window->saveProgress->text(),
+                 "已导出到 " + QFileInfo(target("ratings.csv")).absoluteFilePath());
 
         answerQuestion(QMessageBox::Yes);
         QTest::mouseClick(window->bsSkinButton3, Qt::LeftButton); // 张三, the current shop
