@@ -2,6 +2,7 @@
 
 #include "ChartPage.h"
 #include "UserMessages.h"
+#include "WindowActions.h"
 #include "WindowSettings.h"
 
 #include <QComboBox>
@@ -81,12 +82,14 @@ AnalysisWindow::AnalysisWindow(const Analysis& analysis, db::TDM& dm, const Data
         connect(saveDlg, &QFileDialog::filterSelected, saveDlg, [this](const QString& filter) {
             saveDlg->setDefaultSuffix(filter.contains("*.csv") ? "csv" : "xml");
         });
+        showProgramDates(saveDlg);
     }
     pictureDlg = new QFileDialog(this, "保存图片");
     pictureDlg->setObjectName("pictureDlg");
     pictureDlg->setAcceptMode(QFileDialog::AcceptSave);
     pictureDlg->setNameFilter("PNG 图片 (*.png)");
     pictureDlg->setDefaultSuffix("png");
+    showProgramDates(pictureDlg);
 
     auto* controls = new QHBoxLayout;
     controls->addWidget(new QLabel("店铺名："));
