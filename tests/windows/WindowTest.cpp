@@ -4,6 +4,9 @@
 #include "UserMessages.h"
 #include "WindowSettings.h"
 
+#include <QWebEnginePage>
+#include <QWebEngineView>
+
 namespace vantor::test {
 
 void WindowTest::init() {
@@ -66,6 +69,16 @@ std::shared_ptr<bool> WindowTest::answerSaveDialog(QFileDialog* saveDialog, cons
 void prepareWindowTests() {
     prepareQtEnvironment();
     charts::registerSaleScheme();
+}
+
+QVariant WindowTest::evaluate(QWebEngineView* view, const QString& script) {
+    QVariant result;
+    bool done = false;
+    view->page()->runJavaScript(script, [&](const QVariant& value) {
+        result = value;
+        done = true;
+    });
+    return QTest::qWaitFor([&] { return done; }, 10000) ? result : QVariant();
 }
 
 } // namespace vantor::test

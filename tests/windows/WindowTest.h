@@ -10,6 +10,8 @@
 #include <functional>
 #include <memory>
 
+class QWebEngineView;
+
 namespace vantor::test {
 
 // What every window test shares: a fresh folder per test, the messages the user would have seen,
@@ -21,6 +23,8 @@ class WindowTest : public QObject {
 protected:
     std::unique_ptr<TempDir> dir;
     QStringList messages;
+    // What a script gives back in the page the view shows; an invalid value when it does not answer.
+    static QVariant evaluate(QWebEngineView* view, const QString& script);
 
     virtual void prepare() {}
     virtual void finish() {}

@@ -38,16 +38,6 @@ class SaleAnalysisTest : public test::WindowTest {
         return loaded.wait(20000) && loaded.first().first().toBool();
     }
 
-    static QVariant evaluate(QWebEngineView* view, const QString& script) {
-        QVariant result;
-        bool done = false;
-        view->page()->runJavaScript(script, [&](const QVariant& value) {
-            result = value;
-            done = true;
-        });
-        return QTest::qWaitFor([&] { return done; }, 10000) ? result : QVariant();
-    }
-
     // The number of points each chart of the page drew, once the page script is done.
     static QString drawnPoints(QWebEngineView* view) {
         evaluate(view, "window.vantorGallery.ready.then(charts => { window.drawnPoints = charts.map(c => c ? "

@@ -58,16 +58,6 @@ class ShopWatchTest : public test::WindowTest {
         return cells;
     }
 
-    static QVariant evaluate(QWebEngineView* view, const QString& script) {
-        QVariant result;
-        bool done = false;
-        view->page()->runJavaScript(script, [&](const QVariant& value) {
-            result = value;
-            done = true;
-        });
-        return QTest::qWaitFor([&] { return done; }, 10000) ? result : QVariant();
-    }
-
     // What the chart page drew once its script is done: evaluated on its charts object `c`.
     static QString drawn(QWebEngineView* view, const QString& expression) {
         QString value;
