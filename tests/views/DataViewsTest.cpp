@@ -560,10 +560,13 @@ TEST_F(RatingDataViewTest, EveryFilledFilterBoxNarrowsTheRatings) {
         {[](auto&) {}, {"R4", "R3", "R2", "R1"}},
         {[](auto& in) { in.jg1 = 20; }, {"R4", "R2", "R1"}}, // numbers, not texts: 120 is at least 20
         {[](auto& in) { in.jg2 = 5; }, {"R3"}},
-        // A partly filled date is compared as typed; a date bound is that day's midnight, so R3 at
-        // 20:00 of the 15th is past it.
+        // A partly filled date is compared as typed; a whole end date takes in its day, so R3 at
+        // 20:00 of the 15th is found, and the start date is that day's midnight.
         {[](auto& in) { in.sj1 = "2011-03-  "s; }, {"R4", "R3"}},
-        {[](auto& in) { in.sj2 = "2011-03-15"s; }, {"R2", "R1"}},
+        {[](auto& in) { in.sj2 = "2011-03-15"s; }, {"R3", "R2", "R1"}},
+        {[](auto& in) { in.sj2 = "2011-03-14"s; }, {"R2", "R1"}},
+        {[](auto& in) { in.sj1 = "2011-03-15"s, in.sj2 = "2011-03-15"s; }, {"R3"}},
+        {[](auto& in) { in.sj2 = "2011-03-  "s; }, {"R2", "R1"}},
         // Names match as typed, quotes included, whatever the letter case of Latin letters.
         {[](auto& in) { in.pjName = "'"s; }, {"R3"}},
         {[](auto& in) { in.pjName = "BUYER"s; }, {"R4", "R2", "R1"}},
@@ -580,9 +583,26 @@ TEST_F(RatingDataViewTest, EveryFilledFilterBoxNarrowsTheRatings) {
     cases[0].fill(all);
     view->filterRatings(all);
     EXPECT_EQ(view->rateCountText(), "当前共有1条评价");
+    RatingFilterInput toTheFifteenth;
+    toTheFifteenth.sj2 = "2011-03-15";
+    EXPECT_EQ(RatingDataView::ratingFilter(toTheFifteenth).text(), "pjsj<='2011-03-15 23:59:59'");
+}
+
+TEST_F(RatingDataViewTest, DeletingAShopLeavesTheCountAndTheRatingsOfTheShopNowCurrent) {
+    view->pageChange(RatingDataView::kRatingPage);
+    ASSERT_EQ(view->shops().currentText("dianzhu"), "张三");
+    DeleteResult result = view->deleteShop();
+    ASSERT_TRUE(result.done) << result.error;
+    EXPECT_EQ(view->findResultText(), "共有1店铺");
+    EXPECT_EQ(view->shops().currentText("dianzhu"), "O'Neil");
+    EXPECT_EQ(column(view->ratings(), "trade_id"), (Texts{"R5"}));
+    EXPECT_EQ(view->rateCountText(), "当前共有1条评价");
 }
 
 TEST_F(RatingDataViewTest, TheShopSearchBindsWhatTheUserTyped) {
+    // A shop of flag 0 that has no ratings: the view lists shops with ratings only, the search too.
+    dm->cn1().exec("INSERT INTO dianbase (id, dianzhu, dianming, updateDate, flag, saleLevel) "
+                   "VALUES (4, '王五', '无评价店', '2011-06-01 00:00:00', 0, 9)");
     view->shops().setSort("");
     // Every shop with flag 0, newest update first; 李四 has flag 1. Each case fills boxes of an
     // untouched search.
@@ -609,12 +629,15 @@ TEST_F(RatingDataViewTest, TheShopSearchBindsWhatTheUserTyped) {
         view->searchShops(search);
         EXPECT_EQ(column(view->shops(), "dianzhu"), cases[i].found) << "case " << i;
     }
-    EXPECT_EQ(count("select count(*) from dianbase"), 3);
+    EXPECT_EQ(count("select count(*) from dianbase"), 4);
     view->searchShops({});
     EXPECT_EQ(view->findResultText(), "共有2店铺");
-    // The search reads dianbase alone: no rating counts.
-    EXPECT_EQ(view->shops().fieldIndex("rateNums"), -1);
-    EXPECT_EQ(view->shopGrid().cellText(view->shops(), 0, 6), "");
+    // A found shop keeps its counts: O'Neil has one rating and 1, 2, 3 and 4 in its credit periods.
+    Texts counts;
+    for (int columnIndex = 6; columnIndex <= 10; ++columnIndex)
+        counts.push_back(view->shopGrid().cellText(view->shops(), 0, columnIndex));
+    EXPECT_EQ(counts, (Texts{"1", "1", "2", "3", "4"}));
+    EXPECT_EQ(view->shopGrid().cellText(view->shops(), 1, 6), "4");
 }
 
 TEST_F(RatingDataViewTest, TheRatingsExportRepeatsCommentAndExplanationWithoutATrailingComma) {
