@@ -299,12 +299,25 @@ private slots:
 
     void theRankingViewQueriesOnEveryChange() {
         auto window = openWindow<TtopDataViewFrm>();
+        // It opens on the newest saved ranking: April of this year in category 99.
+        const int thisYear = QDate::currentDate().year();
+        QCOMPARE(window->updateDate->currentText(), QString("四月"));
+        QCOMPARE(window->year->currentText(), QString::number(thisYear));
+        QCOMPARE(window->itemTopGrid->model()->rowCount(), 1);
+        QCOMPARE(cell(window->itemTopGrid, 0, 2), QString("卖家丁"));
         window->updateDate->setCurrentIndex(3);
         QCOMPARE(window->itemTopGrid->model()->rowCount(), 3);
         QCOMPARE(cell(window->itemTopGrid, 0, 2), QString("卖家乙"));
         QCOMPARE(cell(window->itemTopGrid, 0, 7), QString("38400.00"));
-        window->updateDate->setCurrentIndex(0); // 全年
-        QCOMPARE(window->itemTopGrid->model()->rowCount(), 0);
+        window->updateDate->setCurrentIndex(0); // 全年: March and April, told apart by the date
+        QCOMPARE(window->itemTopGrid->model()->rowCount(), 4);
+        QCOMPARE(cell(window->itemTopGrid, 3, 1).left(7), QString("%1-04").arg(thisYear));
+        // Last year is listed and chosen like any other.
+        QCOMPARE(window->year->count(), 2);
+        window->year->setCurrentIndex(1);
+        QCOMPARE(window->itemTopGrid->model()->rowCount(), 1);
+        QCOMPARE(cell(window->itemTopGrid, 0, 2), QString("去年卖家"));
+        window->year->setCurrentIndex(0);
         window->updateDate->setCurrentIndex(3);
         window->sortName->setCurrentIndex(2);
         window->sort->setChecked(false);
