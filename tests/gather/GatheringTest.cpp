@@ -414,6 +414,46 @@ TEST_F(GatherRatings, WhileTheRunIsOnTheNetworkOtherWritersGoAheadAndNothingOfIt
     EXPECT_EQ(recorder->saved.shops, 3);
 }
 
+TEST_F(GatherRatings, ARangeSavesExactlyItsRatingsNewestFirstAcrossTheHistoryHostToo) {
+    const auto& big = shop(demo::MarketModel::kBigRatingShop);
+    const auto ratings = market.model().ratings(big);
+    const int edge = (kFirstHistoryPage - 1) * kRatingsPerPage; // the last rating of the recent pages
+    ASSERT_GT(int(ratings.size()), edge + 20);
+    // 30..45 lies inside pages 2 and 3; edge-4..edge+7 spans both hosts.
+    for (auto [from, to] : {std::pair(30, 45), std::pair(edge - 4, edge + 7)}) {
+        dm.cn1().exec("delete from pjinfo");
+        ASSERT_EQ(gatherRatings({demo::MarketModel::kBigRatingShop}, from, to), JobEnd::Finished)
+            << recorder->detail;
+        std::vector<std::string> expected, saved;
+        for (int i = from; i <= to; ++i)
+            expected.push_back(ratings[size_t(i - 1)].tradeId);
+        auto st = dm.cn1().prepare("select trade_id from pjinfo order by id");
+        while (st.step())
+            saved.push_back(st.text(0));
+        EXPECT_EQ(saved, expected) << from << ".." << to;
+        EXPECT_EQ(recorder->saved.ratings, to - from + 1);
+        EXPECT_TRUE(recorder->saved.notes.empty());
+    }
+}
+
+TEST_F(GatherRatings, AShopWithFewerRatingsThanTheRangesStartIsNamedInTheSummary) {
+    const int small = 4;
+    const int held = int(market.model().ratings(shop(small)).size());
+    ASSERT_GT(held, 0);
+    ASSERT_EQ(gatherRatings({small}, held + 1, held + 100), JobEnd::Finished) << recorder->detail;
+    EXPECT_EQ(number("select count(*) from pjinfo"), 0);
+    EXPECT_EQ(recorder->saved.shops, 1); // the shop and its credit are saved all the same
+    const std::string note = "掌柜" + shop(small).nick + "只有" + std::to_string(held) +
+                             "条评价，不到下载范围的起始第" + std::to_string(held + 1) + "条，未下载评价";
+    EXPECT_EQ(recorder->saved.notes, std::vector<std::string>{note});
+    EXPECT_EQ(gatherSummary(JobEnd::Finished, recorder->saved, ""),
+              "采集完成：已保存店铺1家，评价0条。" + note + "。");
+    // Its last rating is found with the range that starts there.
+    ASSERT_EQ(gatherRatings({small}, held, held + 100), JobEnd::Finished) << recorder->detail;
+    EXPECT_EQ(number("select count(*) from pjinfo"), 1);
+    EXPECT_TRUE(recorder->saved.notes.empty());
+}
+
 TEST(RatingRange, PagesOfTwentyNeverPastTheLastPage) {
     EXPECT_EQ(validateRatingRange(10, 10), "下载范围数据输入错误，起始量要小于结束量！");
     EXPECT_FALSE(validateRatingRange(1, 2));
