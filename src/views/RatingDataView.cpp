@@ -1,10 +1,20 @@
 #include "RatingDataView.h"
 
+#include "market/SellerLevel.h"
+
 namespace vantor::views {
 namespace {
 
 void addContains(RowFilter& filter, const char* field, const std::string& text, std::string written) {
     if (!text.empty()) filter.add({field, FilterCondition::Op::Contains, text, std::move(written)});
+}
+
+// The stored level as the marketplace draws it ("3钻"); a level it does not have as stored.
+std::string sellerLevelCell(const Dataset& rows, std::size_t row) {
+    const auto level = rows.integer(row, "salelevel");
+    if (!level) return {};
+    const std::string text = sellerLevelText(int(*level));
+    return text.empty() ? std::to_string(*level) : text;
 }
 
 // "yyyy-mm-dd" with every digit typed.
@@ -35,8 +45,8 @@ RatingDataView::RatingDataView(const db::TDM& dm, QueryReader::Mode mode)
       shopGrid_({{"xh", "序号", 40},
                  {"dianzhu", "掌柜", 100},
                  {"dianming", "店铺名", 150},
-                 {"salerCredit", "卖家信用", 60},
-                 {"salelevel", "卖家等级", 60},
+                 {"salerCredit", "信用", 60},
+                 {"salelevel", "信用级别", 60, sellerLevelCell},
                  {"salerGoodRate", "卖家好评率", 70},
                  {"rateNums", "评价记录数", 70},
                  {"salerWeekRate", "本周评价数", 70},

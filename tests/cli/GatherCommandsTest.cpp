@@ -42,7 +42,8 @@ protected:
 TEST_F(GatherCommands, SearchShopsPrintsTheResultGridAsCsv) {
     auto r = run("search-shops --category 1 --range 80");
     ASSERT_EQ(r.status, 0) << r.out;
-    EXPECT_NE(r.out.find("序号,选择,掌柜,店铺名,信用级别,主营,网址,宝贝数量,地点\r\n"), std::string::npos)
+    EXPECT_NE(r.out.find("序号,选择,掌柜,店铺名,信用,信用级别,主营,网址,宝贝数量,地点\r\n"),
+              std::string::npos)
         << r.out;
     demo::ShopQuery q;
     q.categoryId = "16";

@@ -4,6 +4,7 @@
 #include "gather/GatherTexts.h"
 #include "gather/RatingGathering.h"
 #include "market/CategoryTable.h"
+#include "market/SellerLevel.h"
 #include "support/GatheredData.h"
 #include "support/TempDir.h"
 
@@ -546,6 +547,36 @@ TEST(ShopSearchAddress, ASearchNeedsAKeywordOrACategoryAndStaysInsideTheFormsLim
     q.levels = {};
     q.category = int(shopSearchCategories().size());
     EXPECT_EQ(validateShopSearch(q), std::optional<std::string>("类别不存在！"));
+}
+
+TEST(SellerLevel, HeartsDiamondsCrownsAndGoldCrownsByTheirCount) {
+    // Each level's first and last credit, as the marketplace's table has them.
+    const struct {
+        std::int64_t credit;
+        const char* level;
+    } cases[] = {
+        {3, ""},           {4, "1心"},          {10, "1心"},         {11, "2心"},           {250, "5心"},
+        {251, "1钻"},      {5000, "4钻"},       {10000, "5钻"},      {10001, "1冠"},        {500000, "5冠"},
+        {500001, "1金冠"}, {10000000, "4金冠"}, {10000001, "5金冠"}, {2000000000, "5金冠"}, {-5, ""}};
+    for (const auto& c : cases)
+        EXPECT_EQ(sellerLevelText(sellerLevel(c.credit)), c.level) << c.credit;
+    EXPECT_EQ(sellerLevelText(0), "");
+    EXPECT_EQ(sellerLevelText(21), "");
+    // The levels the gathering stores (up to five crowns) read the same.
+    for (std::int64_t credit : {4, 40, 41, 1001, 200001})
+        EXPECT_EQ(sellerLevel(credit), creditLevel(credit)) << credit;
+}
+
+TEST(ShopSearchGrid, TheCreditInPointsAndTheLevelDrawnFromIt) {
+    TDianBaseInfo shop;
+    shop.dianzhu = "掌柜";
+    shop.salerCredit = 1200;
+    const auto row = searchGridRow(7, shop);
+    ASSERT_EQ(row.size(), searchGridColumns().size());
+    EXPECT_EQ(searchGridColumns()[4], "信用");
+    EXPECT_EQ(searchGridColumns()[5], "信用级别");
+    EXPECT_EQ(row[4], "1200");
+    EXPECT_EQ(row[5], "3钻");
 }
 
 TEST(ShopSearchLog, NamesEveryCondition) {
