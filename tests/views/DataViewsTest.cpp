@@ -640,6 +640,9 @@ TEST_F(RatingDataViewTest, TheShopSearchBindsWhatTheUserTyped) {
         counts.push_back(view->shopGrid().cellText(view->shops(), 0, columnIndex));
     EXPECT_EQ(counts, (Texts{"1", "1", "2", "3", "4"}));
     EXPECT_EQ(view->shopGrid().cellText(view->shops(), 1, 6), "4");
+    // The level as the marketplace draws it: O'Neil's 3 is three hearts, 张三's 6 one diamond.
+    EXPECT_EQ(view->shopGrid().cellText(view->shops(), 0, 4), "3心");
+    EXPECT_EQ(view->shopGrid().cellText(view->shops(), 1, 4), "1钻");
 }
 
 TEST_F(RatingDataViewTest, TheRatingsExportRepeatsCommentAndExplanationWithoutATrailingComma) {
