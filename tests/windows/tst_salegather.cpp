@@ -83,6 +83,15 @@ private slots:
         QVERIFY(window->searchMemoLog->toPlainText().contains("搜索范围：81")); // the core checks the rest
     }
 
+    void theLevelsToSearchAreNamedAsTheGridShowsThem() {
+        QStringList names;
+        for (QCheckBox* level : window->ratesum)
+            names << level->text();
+        QCOMPARE(names.join(" "), QString("1心 2心 3心 4心 5心 1钻 2钻 3钻 4钻 5钻 1冠 2冠 3冠 4冠 5冠 "
+                                          "1金冠 2金冠 3金冠 4金冠 5金冠"));
+        QCOMPARE(window->ratesum[0]->parentWidget()->property("title").toString(), QString("信用级别"));
+    }
+
     void rowsAreTickedInTheirCheckBoxAndAllAtOnce() {
         window->takeShops(std::vector<TDianBaseInfo>(3));
         QCOMPARE(window->searchGrid->rowCount(), 3);

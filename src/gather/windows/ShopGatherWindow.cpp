@@ -4,6 +4,7 @@
 #include "WindowActions.h"
 #include "gather/GatherTexts.h"
 #include "market/CategoryTable.h"
+#include "market/SellerLevel.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -116,12 +117,15 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     for (const auto& category : shopSearchCategories())
         id->addItem(q8(category.name));
     loc = new QLineEdit;
-    auto* levels = new QGroupBox("掌柜级别");
+    // The levels as the result grid's "信用级别" shows them: a row each of hearts, diamonds, crowns and
+    // gold crowns.
+    auto* levels = new QGroupBox("信用级别");
     auto* levelGrid = new QGridLayout(levels);
     for (int i = 0; i < kCreditLevels; ++i) {
-        ratesum[i] = new QCheckBox(QString::number(i + 1));
+        ratesum[i] = new QCheckBox(q8(sellerLevelText(i + 1)));
         ratesum[i]->setObjectName(QString("ratesum%1").arg(i + 1));
-        levelGrid->addWidget(ratesum[i], i / 10, i % 10);
+        ratesum[i]->setToolTip(QString("信用级别%1").arg(i + 1));
+        levelGrid->addWidget(ratesum[i], i / 5, i % 5);
     }
     sort1 = new QRadioButton(texts.byCredit);
     sort2 = new QRadioButton(texts.byPopularity);
