@@ -45,10 +45,10 @@ struct CategoryProgress : CategoryRankingObserver {
         std::lock_guard lock(mutex);
         std::cerr << "正在采集第" << index + 1 << "/" << count << "个类目：" << name << '\n';
     }
-    void categorySaved(const std::string&, const std::vector<TItemInfo>& ranked) override {
+    void categorySaved(const std::string& name, const std::vector<TItemInfo>& ranked) override {
         std::lock_guard lock(mutex);
-        for (size_t i = 0; i < ranked.size(); ++i)
-            rows.push_back({int(i) + 1, ranked[i]});
+        for (RankedItem& row : rankedCategory(name, ranked))
+            rows.push_back(std::move(row));
     }
     void statusLine(const std::string& text) override {
         std::lock_guard lock(mutex);

@@ -82,6 +82,33 @@ std::vector<std::string> categoryRankingRow(const RankedItem& row, const DateTim
             item.itemUrl};
 }
 
+std::vector<RankedItem> rankedCategory(const std::string& category, const std::vector<TItemInfo>& rows) {
+    std::vector<RankedItem> ranked;
+    ranked.reserve(rows.size());
+    // The browse table pads some names with blanks for its list; the grid shows the name alone.
+    const auto first = category.find_first_not_of(' '), last = category.find_last_not_of(' ');
+    const std::string name =
+        first == std::string::npos ? std::string() : category.substr(first, last - first + 1);
+    for (size_t i = 0; i < rows.size(); ++i)
+        ranked.push_back({int(i) + 1, rows[i], name});
+    return ranked;
+}
+
+const std::vector<std::string>& categoryRankingGridColumns() {
+    static const std::vector<std::string> columns = [] {
+        std::vector<std::string> list = categoryRankingColumns();
+        list.insert(list.begin() + 1, "类目");
+        return list;
+    }();
+    return columns;
+}
+
+std::vector<std::string> categoryRankingGridRow(const RankedItem& row, const DateTime& saved) {
+    std::vector<std::string> cells = categoryRankingRow(row, saved);
+    cells.insert(cells.begin() + 1, row.category);
+    return cells;
+}
+
 CsvJob categoryRankingExport(const std::vector<RankedItem>& rows, const DateTime& saved) {
     return {[&rows] { return rows.size(); },
             "序号,更新日期,卖家,商品名,价格,运费,30天售出,销售额,收藏人数,地点,链接",

@@ -33,7 +33,16 @@ std::string categoryBrowsePrefix(const std::string& categoryId);
 struct RankedItem {
     int rank = 0; // 1 = the best seller of its category
     TItemInfo item;
+    std::string category; // the category's name in the browse table
 };
+
+// A category's rows as saved, best seller first, ranked from 1 whatever came before them.
+std::vector<RankedItem> rankedCategory(const std::string& category, const std::vector<TItemInfo>& rows);
+
+// The window's result grid: the columns of categoryRankingColumns with "类目" after the rank, as a run
+// of several categories lists them one after the other.
+const std::vector<std::string>& categoryRankingGridColumns();
+std::vector<std::string> categoryRankingGridRow(const RankedItem& row, const DateTime& saved);
 
 // The grid of the rows gathered, with the ranking data view's columns: rank, save time, seller, title,
 // price, shipping, 30-day sales, sales amount (price × sales, two decimals), bookmarks, place, link.

@@ -96,7 +96,10 @@ void RatingGathering::run() {
             },
             false, detail, failedShops);
         if (end == JobEnd::Finished) end = saveAll(stage);
-        if (end == JobEnd::Finished) tally = saved_;
+        if (end == JobEnd::Finished) {
+            tally = saved_;
+            tally.notes = notes_;
+        }
     } catch (const std::exception& e) {
         observer_.statusLine(statusLineText(kGatherFailed));
         end = JobEnd::Failed;
@@ -161,8 +164,14 @@ ShopRatings RatingGathering::fetchShop(TDianBaseInfo shop) {
         if (pages.first <= recentLast)
             listEnded = fetchPages(shop, {pages.first, recentLast}, false, countKnown, known, haul.runs);
         if (!listEnded && pages.last >= kFirstHistoryPage)
-            fetchPages(shop, {std::max(pages.first, kFirstHistoryPage), pages.last}, true, countKnown, known,
-                       haul.runs);
+            listEnded = fetchPages(shop, {std::max(pages.first, kFirstHistoryPage), pages.last}, true,
+                                   countKnown, known, haul.runs);
+        const bool nothingKept = std::all_of(haul.runs.begin(), haul.runs.end(),
+                                             [](const PageRun& run) { return run.ratings.empty(); });
+        // Nothing in the range although the list was read to its end: the shop has fewer ratings than
+        // the range starts with. (A watch round ends at the first page with nothing new instead.)
+        if (!onlyNew_ && nothingKept && (countKnown ? haul.summary.rateCount < from_ : listEnded))
+            noteShortShop(shop, countKnown ? haul.summary.rateCount : -1);
     }
     haul.shop = std::move(shop);
     return haul;
@@ -199,14 +208,27 @@ bool RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages pages, b
                 listEnded = true;
                 break;
             }
-            for (auto& entry : list)
-                kept.ratings.add(std::move(entry.text), std::move(entry.record));
+            // Pages are read whole; only the ratings from..to of the list are kept.
+            int position = (number - 1) * kRatingsPerPage;
+            for (auto& entry : list) {
+                ++position;
+                if (position >= from_ && position <= to_)
+                    kept.ratings.add(std::move(entry.text), std::move(entry.record));
+            }
         }
         fetched_ += int(kept.ratings.size());
         observer_.ratingsGathered(fetched_);
         if (listEnded) return true;
     }
     return false;
+}
+
+void RatingGathering::noteShortShop(const TDianBaseInfo& shop, int ratingCount) {
+    const std::string held =
+        ratingCount >= 0 ? "只有" + std::to_string(ratingCount) + "条评价，" : std::string("的评价");
+    std::lock_guard lock(notesMutex_);
+    notes_.push_back("掌柜" + shop.dianzhu + held + "不到下载范围的起始第" + std::to_string(from_) +
+                     "条，未下载评价");
 }
 
 void RatingGathering::saveShop(ShopRatings& haul, db::Database& db) {

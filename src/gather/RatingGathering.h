@@ -9,6 +9,7 @@
 #include <atomic>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -17,7 +18,8 @@
 
 namespace vantor {
 
-// The range form "下载数据范围：从 … 到": which of a shop's ratings, newest first, are fetched.
+// The range form "下载数据范围：从 … 到": which of a shop's ratings, newest first, are fetched and
+// saved: exactly the ratings from..to, 1-based, though whole pages are read.
 inline constexpr int kMinRatingRange = 1;
 inline constexpr int kMaxRatingFrom = 1000000;
 inline constexpr int kMaxRatingTo = 100000;
@@ -87,6 +89,8 @@ private:
     // empty page).
     bool fetchPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
                     const std::set<std::string>* held, std::vector<PageRun>& runs);
+    // Says so when a shop holds fewer ratings than the range's start.
+    void noteShortShop(const TDianBaseInfo& shop, int ratingCount);
     void saveShop(ShopRatings& haul, db::Database& db);
 
     db::Store database_;
@@ -100,6 +104,8 @@ private:
     ShopStages stages_;
     GatherTally saved_{GatherKind::Ratings};
     std::atomic<int> fetched_ = 0; // ratings read from the pages so far
+    std::mutex notesMutex_;        // shops are fetched on several threads
+    std::vector<std::string> notes_;
     std::jthread thread_;
 };
 

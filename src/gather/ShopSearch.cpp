@@ -78,12 +78,14 @@ std::string shopSearchLog(const ShopSearchQuery& query, int searchNumber, const 
 } // namespace vantor
 
 #include "market/Records.h"
+#include "market/SellerLevel.h"
 
 namespace vantor {
 
 const std::vector<std::string>& searchGridColumns() {
-    static const std::vector<std::string> columns = {"序号", "选择", "掌柜",     "店铺名", "信用级别",
-                                                     "主营", "网址", "宝贝数量", "地点"};
+    // "信用" is the credit in points and "信用级别" the level drawn from it, as the data views name them.
+    static const std::vector<std::string> columns = {"序号",     "选择", "掌柜", "店铺名",   "信用",
+                                                     "信用级别", "主营", "网址", "宝贝数量", "地点"};
     return columns;
 }
 
@@ -93,6 +95,7 @@ std::vector<std::string> searchGridRow(int number, const TDianBaseInfo& shop) {
             shop.dianzhu,
             shop.dianming,
             std::to_string(shop.salerCredit),
+            sellerLevelText(sellerLevel(shop.salerCredit)),
             shop.loc,
             shop.webaddr,
             std::to_string(shop.commodityNum),

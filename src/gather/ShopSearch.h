@@ -59,7 +59,8 @@ namespace vantor {
 struct TDianBaseInfo;
 
 // The columns of the search result grid, and one shop as a row of it (UTF-8): running number, empty
-// selection, shopkeeper, shop name, credit points, main business, address, item count, location.
+// selection, shopkeeper, shop name, credit points ("信用"), seller level ("信用级别", "3钻"), main
+// business, address, item count, location.
 const std::vector<std::string>& searchGridColumns();
 std::vector<std::string> searchGridRow(int number, const TDianBaseInfo& shop);
 

@@ -48,11 +48,18 @@ std::string withFailures(std::string text, const FailureCounts& failures) {
     return text + "失败：" + failures.text();
 }
 
+std::string withNotes(std::string text, const std::vector<std::string>& notes) {
+    for (const std::string& note : notes)
+        text += note + "。";
+    return text;
+}
+
 std::string endOfRun(JobEnd end, const GatherTally& saved, const std::string& detail) {
     if (end == JobEnd::Finished && saved.failedShops > 0)
-        return "采集完成：已保存" + counts(saved) + "；" + std::to_string(saved.failedShops) +
-               "家店铺采集失败，未保存" + (detail.empty() ? "" : "（" + detail + "）") + "。";
-    if (end == JobEnd::Finished) return "采集完成：已保存" + counts(saved) + "。";
+        return withNotes("采集完成：已保存" + counts(saved) + "；" + std::to_string(saved.failedShops) +
+                             "家店铺采集失败，未保存" + (detail.empty() ? "" : "（" + detail + "）") + "。",
+                         saved.notes);
+    if (end == JobEnd::Finished) return withNotes("采集完成：已保存" + counts(saved) + "。", saved.notes);
     // A rating run is one transaction: an end before its last shop keeps none of it.
     const std::string kept = saved.kind == GatherKind::Ratings
                                  ? std::string("本次采集的资料均未保存。")

@@ -27,8 +27,9 @@ struct GatherTally {
     int items = 0;
     int sales = 0;
     int ratings = 0;
-    int failedShops = 0;    // shops that failed while the run went on; none were saved
-    FailureCounts failures; // downloads that failed (retried or not) and pages that could not be read
+    int failedShops = 0;            // shops that failed while the run went on; none were saved
+    FailureCounts failures;         // downloads that failed (retried or not) and pages that could not be read
+    std::vector<std::string> notes; // what the user should know of single shops, one sentence each
 };
 
 // The words a finished, stopped or failed run leaves for the user: what was saved, and why it ended.

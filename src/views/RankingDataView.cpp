@@ -11,8 +11,17 @@ namespace {
 // The export keeps the ranking's own columns; the movement is for the screen.
 constexpr int kExportedColumns = 11;
 
-constexpr const char* kRankingSelection = "typeid=:typeId and datePart('m',updateDate)=:date1 and "
-                                          "datePart('yyyy',updateDate)=datePart('yyyy',:now)";
+constexpr const char* kMonthSelection = "typeid=:typeId and datePart('m',updateDate)=:date1 and "
+                                        "datePart('yyyy',updateDate)=:year";
+constexpr const char* kYearSelection = "typeid=:typeId and datePart('yyyy',updateDate)=:year";
+
+const char* rankingSelection(const RankingChoice& choice) {
+    return choice.month > 0 ? kMonthSelection : kYearSelection;
+}
+
+int chosenYear(const RankingChoice& choice, const DateTime& now) {
+    return choice.year > 0 ? choice.year : now.year;
+}
 
 // Pieces sold in 30 days times the price, in money's two decimals.
 std::string salesAmount(const Dataset& rows, std::size_t row) {
@@ -33,9 +42,10 @@ std::string salesAmount(const Dataset& rows, std::size_t row) {
 }
 
 Parameters selection(const RankingChoice& choice, const DateTime& now) {
-    return {{"typeId", categoryBrowseCategories().at(size_t(choice.category)).id},
-            {"date1", std::int64_t(choice.month)},
-            {"now", now.toString()}};
+    Parameters parameters = {{"typeId", categoryBrowseCategories().at(size_t(choice.category)).id},
+                             {"year", std::int64_t(chosenYear(choice, now))}};
+    if (choice.month > 0) parameters.push_back({"date1", std::int64_t(choice.month)});
+    return parameters;
 }
 
 // "yyyy-MM-01 00:00:00" of a month counted from year 0, so the month before January is December.
@@ -53,6 +63,23 @@ constexpr const char* kRankMove =
     "c.updateDate>=:monthFrom and c.updateDate<:monthTo and c.id<=t.id) from itemTop p where "
     "p.typeId=t.typeId and p.itemUrl=t.itemUrl and p.updateDate>=:prevFrom and p.updateDate<:monthFrom "
     "order by p.id limit 1) as rankMove";
+
+// The same for a whole year, where each row is compared with the month before its own: months are
+// counted as year × 12 + month, so December comes before January here too.
+const std::string& rankMoveEachMonth() {
+    static const std::string sql = [] {
+        auto month = [](const char* date) {
+            return std::string("(datePart('yyyy',") + date + ")*12+datePart('m'," + date + "))";
+        };
+        return "(select (select count(*) from itemTop c where c.typeId=p.typeId and " +
+               month("c.updateDate") + "=" + month("p.updateDate") +
+               " and c.id<=p.id) - (select count(*) from itemTop c where c.typeId=t.typeId and " +
+               month("c.updateDate") + "=" + month("t.updateDate") +
+               " and c.id<=t.id) from itemTop p where p.typeId=t.typeId and p.itemUrl=t.itemUrl and " +
+               month("p.updateDate") + "=" + month("t.updateDate") + "-1 order by p.id limit 1) as rankMove";
+    }();
+    return sql;
+}
 
 std::string rankMove(const Dataset& rows, std::size_t row) {
     const auto move = rows.integer(row, "rankMove");
@@ -100,20 +127,63 @@ std::string RankingDataView::sortKey(int sortName, bool descending) {
     return std::string(key) + (descending ? " desc" : "");
 }
 
+std::vector<int> RankingDataView::savedYears(int currentYear) {
+    std::vector<int> years{currentYear};
+    auto statement = connection_.get().prepare(
+        "select distinct datePart('yyyy',updateDate) as y from itemTop where updateDate is not null");
+    while (statement.step()) {
+        const db::Value value = statement.value(0);
+        if (auto* year = std::get_if<std::int64_t>(&value)) years.push_back(int(*year));
+    }
+    std::sort(years.begin(), years.end(), std::greater<>());
+    years.erase(std::unique(years.begin(), years.end()), years.end());
+    return years;
+}
+
+std::optional<RankingChoice> RankingDataView::newestSaved() {
+    auto statement = connection_.get().prepare(
+        "select typeId, datePart('m',updateDate), datePart('yyyy',updateDate) from itemTop "
+        "where updateDate is not null order by updateDate desc, id desc limit 1");
+    if (!statement.step()) return std::nullopt;
+    const std::string typeId = db::valueToText(statement.value(0));
+    const auto& categories = categoryBrowseCategories();
+    const auto category = std::find_if(categories.begin(), categories.end(),
+                                       [&](const CategoryEntry& entry) { return entry.id == typeId; });
+    const db::Value monthValue = statement.value(1), yearValue = statement.value(2);
+    auto* m = std::get_if<std::int64_t>(&monthValue);
+    auto* y = std::get_if<std::int64_t>(&yearValue);
+    if (category == categories.end() || !m || !y) return std::nullopt;
+    RankingChoice choice;
+    choice.category = int(category - categories.begin());
+    choice.month = int(*m);
+    choice.year = int(*y);
+    return choice;
+}
+
+const char* RankingDataView::deleteQuestion(const RankingChoice& choice) {
+    return choice.month > 0 ? kDeleteRankingQuestion : kDeleteYearRankingQuestion;
+}
+
 void RankingDataView::query(const RankingChoice& choice, const DateTime& now) {
     Parameters parameters = selection(choice, now);
-    const int month = now.year * 12 + std::max(choice.month, 1) - 1;
-    parameters.push_back({"prevFrom", monthStart(month - 1)});
-    parameters.push_back({"monthFrom", monthStart(month)});
-    parameters.push_back({"monthTo", monthStart(month + 1)});
-    ranking_.setSql(std::string("select t.*,") + kRankMove + " from itemTop t where " + kRankingSelection +
+    std::string move;
+    if (choice.month > 0) {
+        const int month = chosenYear(choice, now) * 12 + choice.month - 1;
+        parameters.push_back({"prevFrom", monthStart(month - 1)});
+        parameters.push_back({"monthFrom", monthStart(month)});
+        parameters.push_back({"monthTo", monthStart(month + 1)});
+        move = kRankMove;
+    } else {
+        move = rankMoveEachMonth();
+    }
+    ranking_.setSql("select t.*," + move + " from itemTop t where " + rankingSelection(choice) +
                         " order by typeId," + sortKey(choice.sortName, choice.descending) + ",updateDate",
                     std::move(parameters));
     ranking_.open();
 }
 
 DeleteResult RankingDataView::deleteRanking(const RankingChoice& choice, const DateTime& now) {
-    static const std::string statement = std::string("delete from itemTop where ") + kRankingSelection;
+    const std::string statement = std::string("delete from itemTop where ") + rankingSelection(choice);
     DeleteResult result = deleteInTransaction(connection_.get(), {statement}, selection(choice, now));
     if (result.done) query(choice, now);
     return result;

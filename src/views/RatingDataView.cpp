@@ -1,10 +1,30 @@
 #include "RatingDataView.h"
 
+#include "market/SellerLevel.h"
+
 namespace vantor::views {
 namespace {
 
 void addContains(RowFilter& filter, const char* field, const std::string& text, std::string written) {
     if (!text.empty()) filter.add({field, FilterCondition::Op::Contains, text, std::move(written)});
+}
+
+// The stored level as the marketplace draws it ("3钻"); a level it does not have as stored.
+std::string sellerLevelCell(const Dataset& rows, std::size_t row) {
+    const auto level = rows.integer(row, "salelevel");
+    if (!level) return {};
+    const std::string text = sellerLevelText(int(*level));
+    return text.empty() ? std::to_string(*level) : text;
+}
+
+// "yyyy-mm-dd" with every digit typed.
+bool isWholeDate(const std::string& text) {
+    if (text.size() != 10) return false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const bool dash = i == 4 || i == 7;
+        if (dash ? text[i] != '-' : (text[i] < '0' || text[i] > '9')) return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -25,8 +45,8 @@ RatingDataView::RatingDataView(const db::TDM& dm, QueryReader::Mode mode)
       shopGrid_({{"xh", "序号", 40},
                  {"dianzhu", "掌柜", 100},
                  {"dianming", "店铺名", 150},
-                 {"salerCredit", "卖家信用", 60},
-                 {"salelevel", "卖家等级", 60},
+                 {"salerCredit", "信用", 60},
+                 {"salelevel", "信用级别", 60, sellerLevelCell},
                  {"salerGoodRate", "卖家好评率", 70},
                  {"rateNums", "评价记录数", 70},
                  {"salerWeekRate", "本周评价数", 70},
@@ -88,19 +108,22 @@ std::string RatingDataView::rateCountText() {
 }
 
 void RatingDataView::searchShops(const ShopSearch& search) {
-    std::string sql = "select * from dianbase where flag=0 ";
+    // The statement the view opens with, narrowed: a found shop keeps its rating counts, and a shop
+    // without ratings is not listed by the search either.
+    std::string sql(db::TDM::standingQuery("dianBase_v").sql);
+    sql += "\n where a.flag=0 ";
     Parameters parameters;
     auto like = [&](const char* column, const char* name, const std::string& text) {
         if (text.empty()) return;
-        sql += std::string("\n and ") + column + " like :" + name;
+        sql += std::string("\n and a.") + column + " like :" + name;
         parameters.push_back({name, "%" + text + "%"});
     };
     like("dianzhu", "nick", search.nick);
     like("dianming", "shop", search.shop);
     like("addr", "loc", search.loc);
     like("loc", "tag", search.tag);
-    if (search.level > 0) sql += "\n and saleLevel>=" + std::to_string(search.level);
-    sql += "\n order by updateDate desc";
+    if (search.level > 0) sql += "\n and a.saleLevel>=" + std::to_string(search.level);
+    sql += "\n order by a.updateDate desc";
     shops_.setSql(std::move(sql), std::move(parameters));
     shops_.open();
 }
@@ -120,7 +143,12 @@ RowFilter RatingDataView::ratingFilter(const RatingFilterInput& input) {
         filter.add({"jg", Op::AtMost, std::to_string(input.jg2), "jg<=" + std::to_string(input.jg2)});
     // A date is passed as typed, a half-filled one too.
     if (input.sj1 != kEmptyDate) filter.add({"pjsj", Op::AtLeast, input.sj1, "pjsj>='" + input.sj1 + "'"});
-    if (input.sj2 != kEmptyDate) filter.add({"pjsj", Op::AtMost, input.sj2, "pjsj<='" + input.sj2 + "'"});
+    if (input.sj2 != kEmptyDate) {
+        // A whole end date takes in its day up to the last second: the ratings are stored with their
+        // time, and "to the 15th" means the 15th too.
+        const std::string bound = isWholeDate(input.sj2) ? input.sj2 + " 23:59:59" : input.sj2;
+        filter.add({"pjsj", Op::AtMost, bound, "pjsj<='" + bound + "'"});
+    }
     return filter;
 }
 
@@ -135,7 +163,8 @@ DeleteResult RatingDataView::deleteShop() {
                                               {{"dianId", shop ? db::Value(*shop) : db::Value()}});
     if (result.done) {
         shops_.open();
-        if (ratings_.isOpen()) ratings_.open();
+        // The ratings shown are those of the shop that is current now, not the deleted one's.
+        if (ratings_.isOpen()) pageChange(kRatingPage);
     }
     return result;
 }

@@ -42,7 +42,8 @@ protected:
 TEST_F(GatherCommands, SearchShopsPrintsTheResultGridAsCsv) {
     auto r = run("search-shops --category 1 --range 80");
     ASSERT_EQ(r.status, 0) << r.out;
-    EXPECT_NE(r.out.find("序号,选择,掌柜,店铺名,信用级别,主营,网址,宝贝数量,地点\r\n"), std::string::npos)
+    EXPECT_NE(r.out.find("序号,选择,掌柜,店铺名,信用,信用级别,主营,网址,宝贝数量,地点\r\n"),
+              std::string::npos)
         << r.out;
     demo::ShopQuery q;
     q.categoryId = "16";
@@ -160,8 +161,9 @@ TEST_F(GatherCommands, TheDemoGathersAFewShopsOfItsOwnMarket) {
 
 TEST_F(GatherCommands, GatherRatingsSavesTheRangeAndKeepsNothingOfAFailedRun) {
     const auto& shops = market.model().shops();
-    const demo::Shop& shop =
-        *std::find_if(shops.begin(), shops.end(), [](const demo::Shop& s) { return s.ratingCount > 100; });
+    const demo::Shop& shop = *std::find_if(shops.begin(), shops.end(), [](const demo::Shop& s) {
+        return s.ratingCount > 150 && !s.ratingsChange;
+    });
     const std::string address = "gather-ratings --shop " + shop.webAddress();
     auto refused = run(address + " --from 10 --to 10");
     EXPECT_EQ(refused.status, 2);
@@ -184,6 +186,19 @@ TEST_F(GatherCommands, GatherRatingsSavesTheRangeAndKeepsNothingOfAFailedRun) {
               std::string::npos)
         << r.out;
     EXPECT_NE(r.out.find("序号,掌柜,店铺名,信用,评价数,最新评价,最早评价\r\n"), std::string::npos) << r.out;
+
+    // A range saves exactly its ratings; one past the shop's last rating saves none and says why.
+    auto range = run(address + " --from 130 --to 145");
+    ASSERT_EQ(range.status, 0) << range.out;
+    EXPECT_EQ(count("select count(*) from pjinfo"), expected + 16);
+    EXPECT_NE(range.out.find("评价16条。"), std::string::npos) << range.out;
+    const std::string past = std::to_string(shop.ratingCount + 1);
+    auto beyond = run(address + " --from " + past + " --to " + std::to_string(shop.ratingCount + 50));
+    ASSERT_EQ(beyond.status, 0) << beyond.out;
+    EXPECT_NE(beyond.out.find("掌柜" + shop.nick + "只有" + std::to_string(shop.ratingCount) +
+                              "条评价，不到下载范围的起始第" + past + "条，未下载评价。"),
+              std::string::npos)
+        << beyond.out;
 }
 
 TEST_F(GatherCommands, RankItemsPrintsTheRankingAndRefusesAMissingName) {

@@ -4,6 +4,7 @@
 #include "gather/GatherTexts.h"
 #include "gather/RatingGathering.h"
 #include "market/CategoryTable.h"
+#include "market/SellerLevel.h"
 #include "support/GatheredData.h"
 #include "support/TempDir.h"
 
@@ -414,6 +415,46 @@ TEST_F(GatherRatings, WhileTheRunIsOnTheNetworkOtherWritersGoAheadAndNothingOfIt
     EXPECT_EQ(recorder->saved.shops, 3);
 }
 
+TEST_F(GatherRatings, ARangeSavesExactlyItsRatingsNewestFirstAcrossTheHistoryHostToo) {
+    const auto& big = shop(demo::MarketModel::kBigRatingShop);
+    const auto ratings = market.model().ratings(big);
+    const int edge = (kFirstHistoryPage - 1) * kRatingsPerPage; // the last rating of the recent pages
+    ASSERT_GT(int(ratings.size()), edge + 20);
+    // 30..45 lies inside pages 2 and 3; edge-4..edge+7 spans both hosts.
+    for (auto [from, to] : {std::pair(30, 45), std::pair(edge - 4, edge + 7)}) {
+        dm.cn1().exec("delete from pjinfo");
+        ASSERT_EQ(gatherRatings({demo::MarketModel::kBigRatingShop}, from, to), JobEnd::Finished)
+            << recorder->detail;
+        std::vector<std::string> expected, saved;
+        for (int i = from; i <= to; ++i)
+            expected.push_back(ratings[size_t(i - 1)].tradeId);
+        auto st = dm.cn1().prepare("select trade_id from pjinfo order by id");
+        while (st.step())
+            saved.push_back(st.text(0));
+        EXPECT_EQ(saved, expected) << from << ".." << to;
+        EXPECT_EQ(recorder->saved.ratings, to - from + 1);
+        EXPECT_TRUE(recorder->saved.notes.empty());
+    }
+}
+
+TEST_F(GatherRatings, AShopWithFewerRatingsThanTheRangesStartIsNamedInTheSummary) {
+    const int small = 4;
+    const int held = int(market.model().ratings(shop(small)).size());
+    ASSERT_GT(held, 0);
+    ASSERT_EQ(gatherRatings({small}, held + 1, held + 100), JobEnd::Finished) << recorder->detail;
+    EXPECT_EQ(number("select count(*) from pjinfo"), 0);
+    EXPECT_EQ(recorder->saved.shops, 1); // the shop and its credit are saved all the same
+    const std::string note = "掌柜" + shop(small).nick + "只有" + std::to_string(held) +
+                             "条评价，不到下载范围的起始第" + std::to_string(held + 1) + "条，未下载评价";
+    EXPECT_EQ(recorder->saved.notes, std::vector<std::string>{note});
+    EXPECT_EQ(gatherSummary(JobEnd::Finished, recorder->saved, ""),
+              "采集完成：已保存店铺1家，评价0条。" + note + "。");
+    // Its last rating is found with the range that starts there.
+    ASSERT_EQ(gatherRatings({small}, held, held + 100), JobEnd::Finished) << recorder->detail;
+    EXPECT_EQ(number("select count(*) from pjinfo"), 1);
+    EXPECT_TRUE(recorder->saved.notes.empty());
+}
+
 TEST(RatingRange, PagesOfTwentyNeverPastTheLastPage) {
     EXPECT_EQ(validateRatingRange(10, 10), "下载范围数据输入错误，起始量要小于结束量！");
     EXPECT_FALSE(validateRatingRange(1, 2));
@@ -506,6 +547,36 @@ TEST(ShopSearchAddress, ASearchNeedsAKeywordOrACategoryAndStaysInsideTheFormsLim
     q.levels = {};
     q.category = int(shopSearchCategories().size());
     EXPECT_EQ(validateShopSearch(q), std::optional<std::string>("类别不存在！"));
+}
+
+TEST(SellerLevel, HeartsDiamondsCrownsAndGoldCrownsByTheirCount) {
+    // Each level's first and last credit, as the marketplace's table has them.
+    const struct {
+        std::int64_t credit;
+        const char* level;
+    } cases[] = {
+        {3, ""},           {4, "1心"},          {10, "1心"},         {11, "2心"},           {250, "5心"},
+        {251, "1钻"},      {5000, "4钻"},       {10000, "5钻"},      {10001, "1冠"},        {500000, "5冠"},
+        {500001, "1金冠"}, {10000000, "4金冠"}, {10000001, "5金冠"}, {2000000000, "5金冠"}, {-5, ""}};
+    for (const auto& c : cases)
+        EXPECT_EQ(sellerLevelText(sellerLevel(c.credit)), c.level) << c.credit;
+    EXPECT_EQ(sellerLevelText(0), "");
+    EXPECT_EQ(sellerLevelText(21), "");
+    // The levels the gathering stores (up to five crowns) read the same.
+    for (std::int64_t credit : {4, 40, 41, 1001, 200001})
+        EXPECT_EQ(sellerLevel(credit), creditLevel(credit)) << credit;
+}
+
+TEST(ShopSearchGrid, TheCreditInPointsAndTheLevelDrawnFromIt) {
+    TDianBaseInfo shop;
+    shop.dianzhu = "掌柜";
+    shop.salerCredit = 1200;
+    const auto row = searchGridRow(7, shop);
+    ASSERT_EQ(row.size(), searchGridColumns().size());
+    EXPECT_EQ(searchGridColumns()[4], "信用");
+    EXPECT_EQ(searchGridColumns()[5], "信用级别");
+    EXPECT_EQ(row[4], "1200");
+    EXPECT_EQ(row[5], "3钻");
 }
 
 TEST(ShopSearchLog, NamesEveryCondition) {

@@ -96,6 +96,27 @@ TEST(ItemRankingForm, NeedsANameAndStaysInsideItsLimits) {
     EXPECT_TRUE(validateCategoryRanking({0}, 19));
 }
 
+TEST(CategoryRankingGrid, EachCategoryIsNamedAndRankedFromOne) {
+    TItemInfo first, second;
+    first.dianzhu = "卖家甲";
+    second.dianzhu = "卖家乙";
+    std::vector<RankedItem> rows = rankedCategory("  女装 ", {first, second});
+    const std::vector<RankedItem> next = rankedCategory("数码", {second});
+    rows.insert(rows.end(), next.begin(), next.end());
+    const DateTime saved{2011, 3, 1, 8, 0, 0};
+    std::vector<std::string> shown;
+    for (const RankedItem& row : rows) {
+        const std::vector<std::string> cells = categoryRankingGridRow(row, saved);
+        ASSERT_EQ(cells.size(), categoryRankingGridColumns().size());
+        shown.push_back(cells[0] + " " + cells[1] + " " + cells[3]);
+    }
+    EXPECT_EQ(shown, (std::vector<std::string>{"1 女装 卖家甲", "2 女装 卖家乙", "1 数码 卖家乙"}));
+    EXPECT_EQ(categoryRankingGridColumns()[1], "类目");
+    // The export keeps the ranking data view's columns.
+    EXPECT_EQ(categoryRankingRow(rows[2], saved).size(), categoryRankingColumns().size());
+    EXPECT_EQ(categoryRankingColumns()[1], "更新日期");
+}
+
 TEST(ItemRankingExport, WritesTheWindowsFileWithItsHeaderAndCleanedCells) {
     TItemInfo item;
     item.dianzhu = "卖家甲";

@@ -1,6 +1,7 @@
 #include "ViewsFixture.h"
 #include "base/GbkText.h"
 #include "db/TDM.h"
+#include "market/CategoryTable.h"
 #include "support/TempDir.h"
 #include "views/CsvExport.h"
 #include "views/Dataset.h"
@@ -10,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <string>
@@ -626,10 +628,13 @@ TEST_F(RatingDataViewTest, EveryFilledFilterBoxNarrowsTheRatings) {
         {[](auto&) {}, {"R4", "R3", "R2", "R1"}},
         {[](auto& in) { in.jg1 = 20; }, {"R4", "R2", "R1"}}, // numbers, not texts: 120 is at least 20
         {[](auto& in) { in.jg2 = 5; }, {"R3"}},
-        // A partly filled date is compared as typed; a date bound is that day's midnight, so R3 at
-        // 20:00 of the 15th is past it.
+        // A partly filled date is compared as typed; a whole end date takes in its day, so R3 at
+        // 20:00 of the 15th is found, and the start date is that day's midnight.
         {[](auto& in) { in.sj1 = "2011-03-  "s; }, {"R4", "R3"}},
-        {[](auto& in) { in.sj2 = "2011-03-15"s; }, {"R2", "R1"}},
+        {[](auto& in) { in.sj2 = "2011-03-15"s; }, {"R3", "R2", "R1"}},
+        {[](auto& in) { in.sj2 = "2011-03-14"s; }, {"R2", "R1"}},
+        {[](auto& in) { in.sj1 = "2011-03-15"s, in.sj2 = "2011-03-15"s; }, {"R3"}},
+        {[](auto& in) { in.sj2 = "2011-03-  "s; }, {"R2", "R1"}},
         // Names match as typed, quotes included, whatever the letter case of Latin letters.
         {[](auto& in) { in.pjName = "'"s; }, {"R3"}},
         {[](auto& in) { in.pjName = "BUYER"s; }, {"R4", "R2", "R1"}},
@@ -646,9 +651,26 @@ TEST_F(RatingDataViewTest, EveryFilledFilterBoxNarrowsTheRatings) {
     cases[0].fill(all);
     view->filterRatings(all);
     EXPECT_EQ(view->rateCountText(), "当前共有1条评价");
+    RatingFilterInput toTheFifteenth;
+    toTheFifteenth.sj2 = "2011-03-15";
+    EXPECT_EQ(RatingDataView::ratingFilter(toTheFifteenth).text(), "pjsj<='2011-03-15 23:59:59'");
+}
+
+TEST_F(RatingDataViewTest, DeletingAShopLeavesTheCountAndTheRatingsOfTheShopNowCurrent) {
+    view->pageChange(RatingDataView::kRatingPage);
+    ASSERT_EQ(view->shops().currentText("dianzhu"), "张三");
+    DeleteResult result = view->deleteShop();
+    ASSERT_TRUE(result.done) << result.error;
+    EXPECT_EQ(view->findResultText(), "共有1店铺");
+    EXPECT_EQ(view->shops().currentText("dianzhu"), "O'Neil");
+    EXPECT_EQ(column(view->ratings(), "trade_id"), (Texts{"R5"}));
+    EXPECT_EQ(view->rateCountText(), "当前共有1条评价");
 }
 
 TEST_F(RatingDataViewTest, TheShopSearchBindsWhatTheUserTyped) {
+    // A shop of flag 0 that has no ratings: the view lists shops with ratings only, the search too.
+    dm->cn1().exec("INSERT INTO dianbase (id, dianzhu, dianming, updateDate, flag, saleLevel) "
+                   "VALUES (4, '王五', '无评价店', '2011-06-01 00:00:00', 0, 9)");
     view->shops().setSort("");
     // Every shop with flag 0, newest update first; 李四 has flag 1. Each case fills boxes of an
     // untouched search.
@@ -675,12 +697,18 @@ TEST_F(RatingDataViewTest, TheShopSearchBindsWhatTheUserTyped) {
         view->searchShops(search);
         EXPECT_EQ(column(view->shops(), "dianzhu"), cases[i].found) << "case " << i;
     }
-    EXPECT_EQ(count("select count(*) from dianbase"), 3);
+    EXPECT_EQ(count("select count(*) from dianbase"), 4);
     view->searchShops({});
     EXPECT_EQ(view->findResultText(), "共有2店铺");
-    // The search reads dianbase alone: no rating counts.
-    EXPECT_EQ(view->shops().fieldIndex("rateNums"), -1);
-    EXPECT_EQ(view->shopGrid().cellText(view->shops(), 0, 6), "");
+    // A found shop keeps its counts: O'Neil has one rating and 1, 2, 3 and 4 in its credit periods.
+    Texts counts;
+    for (int columnIndex = 6; columnIndex <= 10; ++columnIndex)
+        counts.push_back(view->shopGrid().cellText(view->shops(), 0, columnIndex));
+    EXPECT_EQ(counts, (Texts{"1", "1", "2", "3", "4"}));
+    EXPECT_EQ(view->shopGrid().cellText(view->shops(), 1, 6), "4");
+    // The level as the marketplace draws it: O'Neil's 3 is three hearts, 张三's 6 one diamond.
+    EXPECT_EQ(view->shopGrid().cellText(view->shops(), 0, 4), "3心");
+    EXPECT_EQ(view->shopGrid().cellText(view->shops(), 1, 4), "1钻");
 }
 
 TEST_F(RatingDataViewTest, TheRatingsExportRepeatsCommentAndExplanationWithoutATrailingComma) {
@@ -745,13 +773,40 @@ TEST_F(RankingDataViewTest, AMonthOfTheCurrentYearInTheChosenOrder) {
     EXPECT_EQ(sellers({27, 3, 0, true}), (Texts{"女装卖家"})); // "女装、女士精品" is category 16
 }
 
-TEST_F(RankingDataViewTest, OnlyTheChosenMonthOfTheCurrentYearIsShown) {
-    // "全年" compares the month with zero and finds nothing.
-    EXPECT_EQ(sellers({0, 0, 0, true}), (Texts{}));
-    EXPECT_TRUE(view->ranking().isOpen());
-    // Last March's 9999 sales show only in last year.
+TEST_F(RankingDataViewTest, AMonthOrTheWholeYearOfTheChosenYearIsShown) {
+    // "全年": March and April of this year together, in the chosen order; last year's March is not.
+    EXPECT_EQ(sellers({0, 0, 0, true}), (Texts{"卖家乙", "卖家丙", "卖家甲", "卖家丁"}));
+    EXPECT_EQ(sellers({0, 0, 0, false}), (Texts{"卖家丁", "卖家甲", "卖家乙", "卖家丙"}));
+    Texts months;
+    for (std::size_t row = 0; row < view->ranking().rowCount(); ++row)
+        months.push_back(view->ranking().displayText(row, "updateDate").substr(0, 7));
+    EXPECT_EQ(months, (Texts{"2011-04", "2011-03", "2011-03", "2011-03"}));
+    // A past year by choice, a month of it or the whole of it.
+    EXPECT_EQ(sellers({0, 3, 0, true, 2010}), (Texts{"去年卖家"}));
+    EXPECT_EQ(sellers({0, 0, 0, true, 2010}), (Texts{"去年卖家"}));
+    EXPECT_EQ(sellers({0, 4, 0, true, 2010}), (Texts{}));
+    // Without a year the moment's year counts.
     view->query({0, 3, 0, true}, DateTime{2010, 1, 1});
     EXPECT_EQ(column(view->ranking(), "dianzhu"), (Texts{"去年卖家"}));
+}
+
+TEST_F(RankingDataViewTest, TheYearsAndTheNewestRankingAreThoseSaved) {
+    EXPECT_EQ(view->savedYears(2011), (std::vector<int>{2011, 2010}));
+    EXPECT_EQ(view->savedYears(2013), (std::vector<int>{2013, 2011, 2010}));
+    // April of 2011 in category 99, the first entry of the browse table with that id.
+    auto newest = view->newestSaved();
+    ASSERT_TRUE(newest);
+    EXPECT_EQ(categoryBrowseCategories().at(size_t(newest->category)).id, "99");
+    EXPECT_EQ(std::tie(newest->month, newest->year), std::tuple(4, 2011));
+    dm->cn1().exec(
+        "INSERT INTO itemTop (typeId, dianzhu, updateDate) VALUES ('16', 'x', '2011-05-02 00:00:00')");
+    newest = view->newestSaved();
+    ASSERT_TRUE(newest);
+    EXPECT_EQ(categoryBrowseCategories().at(size_t(newest->category)).id, "16");
+    EXPECT_EQ(newest->month, 5);
+    dm->cn1().exec("DELETE FROM itemTop");
+    EXPECT_FALSE(view->newestSaved());
+    EXPECT_EQ(view->savedYears(2011), (std::vector<int>{2011}));
 }
 
 TEST_F(RankingDataViewTest, TheGridAndItsExportShowTheRowNumberAndTheSalesAmount) {
@@ -795,6 +850,13 @@ TEST_F(RankingDataViewTest, TheMovementComparesEachItemsPlaceWithThePreviousMont
     EXPECT_EQ(movement(3), (Texts{"卖家乙 –", "卖家丙 ↓2", "卖家甲 ↑2"}));
     EXPECT_EQ(movement(4), (Texts{"卖家丁 新上榜"}));
     EXPECT_EQ(movement(1), (Texts{"新 –"}));
+    // The whole year compares each row with the month before its own.
+    Texts year = movement(0);
+    std::sort(year.begin(), year.end());
+    Texts expected = {"卖家乙 –", "卖家丙 ↓2", "卖家甲 ↑2", "卖家丁 新上榜",
+                      "新 –",     "丙 新上榜", "乙 新上榜", "甲 新上榜"};
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(year, expected);
     // A click on its title sorts by it, most risen first.
     view->query({0, 3, 0, true}, kNow);
     ASSERT_TRUE(view->grid().titleClick(11, view->ranking()));
@@ -808,4 +870,10 @@ TEST_F(RankingDataViewTest, DeletingRemovesOnlyTheShownRanking) {
     EXPECT_EQ(view->ranking().rowCount(), 0u);
     EXPECT_EQ(count("select count(*) from itemTop"), 3); // April, last year's March, category 16
     EXPECT_EQ(sellers({0, 4, 0, true}), (Texts{"卖家丁"}));
+    // The whole of last year: its March goes, this year's April stays.
+    EXPECT_EQ(RankingDataView::deleteQuestion({0, 0}), std::string("是否真的要删除此类目全年的排行数据?"));
+    result = view->deleteRanking({0, 0, 0, true, 2010}, kNow);
+    ASSERT_TRUE(result.done) << result.error;
+    EXPECT_EQ(count("select count(*) from itemTop"), 2);
+    EXPECT_EQ(sellers({0, 0, 0, true}), (Texts{"卖家丁"}));
 }

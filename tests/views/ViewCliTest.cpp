@@ -53,7 +53,7 @@ TEST_F(ViewCli, TablesGoToStandardOutputWithTheWindowsTitlesInRfc4180Csv) {
     auto ratingShops = run("export rating-shops");
     EXPECT_EQ(ratingShops.status, 0) << ratingShops.out;
     EXPECT_NE(ratingShops.out.find(
-                  "\r\n2,O'Neil,\"奥尼尔,精品\",300,3,98.25,1,1,2,3,4,http://shop2.taobao.com\r\n"),
+                  "\r\n2,O'Neil,\"奥尼尔,精品\",300,3心,98.25,1,1,2,3,4,http://shop2.taobao.com\r\n"),
               std::string::npos)
         << ratingShops.out;
 }

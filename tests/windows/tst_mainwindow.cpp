@@ -147,9 +147,10 @@ private slots:
         TsaleGatherFrm* gather = window->saleGatherWindow();
         QCOMPARE(window->currentWorkingWindow(), gather);
         QCOMPARE(gather->searchGrid->rowCount(), 1);
-        QCOMPARE(cell(gather->searchGrid, 0, 2) + " " + cell(gather->searchGrid, 0, 6),
+        QCOMPARE(cell(gather->searchGrid, 0, 2) + " " + cell(gather->searchGrid, 0, 7),
                  QString("老掌柜 http://shop9.taobao.com"));
         QCOMPARE(gather->pages->currentIndex(), 1);
+        QVERIFY(gather->isTicked(0)); // "开始采集" is the one step left
     }
 
     void gatheringsAndDeletesRefreshTheWindowsThatShowTheData() {

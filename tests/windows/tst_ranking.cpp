@@ -2,6 +2,7 @@
 #include "demo-market/DemoMarket.h"
 #include "gather/windows/TitemTopSaleGatherFrm.h"
 #include "gather/windows/TtopListGatherFrm.h"
+#include "market/CategoryTable.h"
 #include "windows/WindowTest.h"
 
 using namespace vantor;
@@ -80,6 +81,14 @@ private slots:
         QCOMPARE(categories->resultLabel->text(), QString("采集完成：已保存2个类目的排行，商品40个。"));
         QCOMPARE(categories->resultGrid->rowCount(), 40);
         QCOMPARE(cell(categories->resultGrid, 20, 0), QString("1")); // the second category ranks from 1 again
+        // Each row names its category: the run lists both one after the other.
+        QCOMPARE(categories->resultGrid->model()->headerData(1, Qt::Horizontal).toString(), QString("类目"));
+        QCOMPARE(cell(categories->resultGrid, 0, 1),
+                 QString::fromStdString(categoryBrowseCategories()[0].name).trimmed());
+        QCOMPARE(cell(categories->resultGrid, 19, 1), cell(categories->resultGrid, 0, 1));
+        QCOMPARE(cell(categories->resultGrid, 20, 1),
+                 QString::fromStdString(categoryBrowseCategories()[5].name).trimmed());
+        QCOMPARE(cell(categories->resultGrid, 19, 0), QString("20"));
         QCOMPARE(count(*dm, "select count(*) from itemTop"), 40);
         QCOMPARE(saved.count(), 1);
         QCOMPARE(saved.at(0).at(0).toInt(), 0);

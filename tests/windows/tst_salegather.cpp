@@ -14,8 +14,19 @@ class SaleGatherTest : public test::WindowTest {
     QString ticks() {
         QString marks;
         for (int row = 0; row < window->searchGrid->rowCount(); ++row)
-            marks += cell(window->searchGrid, row, 1);
+            marks += window->isTicked(row) ? "Y" : "-";
         return marks;
+    }
+    // A click on the check box of "选择" in a row.
+    void clickTick(int row) {
+        QTableWidget* grid = window->searchGrid;
+        const QRect cellRect = grid->visualRect(grid->model()->index(row, 1));
+        QStyleOptionViewItem option;
+        option.initFrom(grid);
+        option.rect = cellRect;
+        option.features = QStyleOptionViewItem::HasCheckIndicator;
+        const QRect box = grid->style()->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &option, grid);
+        QTest::mouseClick(grid->viewport(), Qt::LeftButton, Qt::NoModifier, box.center());
     }
 
     void prepare() override {
@@ -60,22 +71,41 @@ private slots:
         QVERIFY(window->searchGrid->isVisible());
         QCOMPARE(cell(window->searchGrid, 0, 0), QString("1"));
         QCOMPARE(cell(window->searchGrid, 0, 1), QString(""));
-        QVERIFY(cell(window->searchGrid, 0, 6).startsWith("http://shop"));
+        QCOMPARE(window->searchGrid->item(0, 1)->checkState(), Qt::Unchecked);
+        QVERIFY(cell(window->searchGrid, 0, 7).startsWith("http://shop"));
+        // The credit in points and the level drawn from it, side by side.
+        QCOMPARE(window->searchGrid->horizontalHeaderItem(4)->text() +
+                     window->searchGrid->horizontalHeaderItem(5)->text(),
+                 QString("信用信用级别"));
+        QVERIFY(
+            QRegularExpression("^[1-5](心|钻|冠|金冠)$").match(cell(window->searchGrid, 0, 5)).hasMatch() ||
+            cell(window->searchGrid, 0, 4).toInt() < 4);
         QVERIFY(window->searchMemoLog->toPlainText().contains("搜索范围：81")); // the core checks the rest
     }
 
-    void rowsAreTickedByClickAndAllAtOnce() {
+    void theLevelsToSearchAreNamedAsTheGridShowsThem() {
+        QStringList names;
+        for (QCheckBox* level : window->ratesum)
+            names << level->text();
+        QCOMPARE(names.join(" "), QString("1心 2心 3心 4心 5心 1钻 2钻 3钻 4钻 5钻 1冠 2冠 3冠 4冠 5冠 "
+                                          "1金冠 2金冠 3金冠 4金冠 5金冠"));
+        QCOMPARE(window->ratesum[0]->parentWidget()->property("title").toString(), QString("信用级别"));
+    }
+
+    void rowsAreTickedInTheirCheckBoxAndAllAtOnce() {
         window->takeShops(std::vector<TDianBaseInfo>(3));
         QCOMPARE(window->searchGrid->rowCount(), 3);
+        // A click elsewhere in the row selects it and ticks nothing.
         clickRow(window->searchGrid, 1, 2);
-        QCOMPARE(ticks(), QString("Y"));
-        QCOMPARE(cell(window->searchGrid, 1, 1), QString("Y"));
-        clickRow(window->searchGrid, 1, 2);
-        QCOMPARE(ticks(), QString(""));
+        QCOMPARE(ticks(), QString("---"));
+        clickTick(1);
+        QCOMPARE(ticks(), QString("-Y-"));
+        clickTick(1);
+        QCOMPARE(ticks(), QString("---"));
         QTest::mouseClick(window->selAll, Qt::LeftButton);
         QCOMPARE(ticks(), QString("YYY"));
         QTest::mouseClick(window->cancelSel, Qt::LeftButton);
-        QCOMPARE(ticks(), QString(""));
+        QCOMPARE(ticks(), QString("---"));
         QTest::mouseClick(window->saveSearch, Qt::LeftButton);
         QCOMPARE(messages, QStringList{"请选择需要采集的店铺！"});
     }
@@ -114,6 +144,10 @@ private slots:
         QCOMPARE(window->resultLabel->text(), QString("采集完成：已保存店铺2家，商品4个，销售记录%1条。")
                                                   .arg(count(*dm, "select count(*) from saleInfo")));
         QVERIFY(window->search->isVisible());
+        // A shop handed over for "更新下载" comes ticked, and the last run's outcome goes.
+        window->takeShops({shops[0]}, true);
+        QCOMPARE(ticks(), QString("Y"));
+        QVERIFY(window->resultLabel->isHidden());
     }
 
     void aStoppedGatheringIsContinuedFromTheOffer() {

@@ -120,10 +120,11 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     gauge(50);
     saleDataView_ = new views::TsaleDataViewFrm(dm_);
     display_->addWidget(saleDataView_);
-    // "更新下载": the shop goes back to the gathering window as its one search result.
+    // "更新下载": the shop goes back to the gathering window as its one search result, ticked, so that
+    // "开始采集" is the one step left.
     connect(saleDataView_, &views::TsaleDataViewFrm::updateDownloadRequested, this,
             [this](const TDianBaseInfo& shop) {
-                saleGather_->takeShops({shop});
+                saleGather_->takeShops({shop}, true);
                 showWorkingWindow(saleGather_);
             });
     gauge(60);

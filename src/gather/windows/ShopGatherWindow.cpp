@@ -4,6 +4,7 @@
 #include "WindowActions.h"
 #include "gather/GatherTexts.h"
 #include "market/CategoryTable.h"
+#include "market/SellerLevel.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -116,12 +117,15 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     for (const auto& category : shopSearchCategories())
         id->addItem(q8(category.name));
     loc = new QLineEdit;
-    auto* levels = new QGroupBox("掌柜级别");
+    // The levels as the result grid's "信用级别" shows them: a row each of hearts, diamonds, crowns and
+    // gold crowns.
+    auto* levels = new QGroupBox("信用级别");
     auto* levelGrid = new QGridLayout(levels);
     for (int i = 0; i < kCreditLevels; ++i) {
-        ratesum[i] = new QCheckBox(QString::number(i + 1));
+        ratesum[i] = new QCheckBox(q8(sellerLevelText(i + 1)));
         ratesum[i]->setObjectName(QString("ratesum%1").arg(i + 1));
-        levelGrid->addWidget(ratesum[i], i / 10, i % 10);
+        ratesum[i]->setToolTip(QString("信用级别%1").arg(i + 1));
+        levelGrid->addWidget(ratesum[i], i / 5, i % 5);
     }
     sort1 = new QRadioButton(texts.byCredit);
     sort2 = new QRadioButton(texts.byPopularity);
@@ -254,7 +258,8 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     connect(q, &QLineEdit::returnPressed, this, &ShopGatherWindow::searchClick);
     connect(loc, &QLineEdit::returnPressed, this, &ShopGatherWindow::searchClick);
     connect(cancelDownSearch, &QPushButton::clicked, this, &ShopGatherWindow::cancelDownSearchClick);
-    connect(searchGrid, &QTableWidget::cellClicked, this, [this](int row, int) { searchGridClick(row); });
+    // "选择" is a check box of its own: a click elsewhere in the row only selects the row. A tick changed
+    // while a run goes on does not touch it: the run took its shops when it started.
     // A double-click opens the shop in the browser, to look before ticking it.
     connect(searchGrid, &QTableWidget::cellDoubleClicked, this, [this](int row, int) {
         if (row >= 0 && row < int(shops_.size())) openAddress(shops_[size_t(row)].webaddr);
@@ -349,8 +354,14 @@ void ShopGatherWindow::addShops(const std::vector<TDianBaseInfo>& shops) {
         int row = searchGrid->rowCount();
         searchGrid->insertRow(row);
         auto cells = searchGridRow(row + 1, shop);
-        for (int c = 0; c < int(cells.size()); ++c)
-            searchGrid->setItem(row, c, new QTableWidgetItem(q8(cells[size_t(c)])));
+        for (int c = 0; c < int(cells.size()); ++c) {
+            auto* item = new QTableWidgetItem(q8(cells[size_t(c)]));
+            if (c == kSelectColumn) {
+                item->setFlags(Qt::ItemIsUserCheckable | Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+                item->setCheckState(Qt::Unchecked);
+            }
+            searchGrid->setItem(row, c, item);
+        }
     }
 }
 
@@ -363,32 +374,33 @@ void ShopGatherWindow::searchEnded(JobEnd end, int listed) {
     if (listed > 0) pages->setCurrentIndex(1);
 }
 
-void ShopGatherWindow::takeShops(const std::vector<TDianBaseInfo>& shops) {
+void ShopGatherWindow::takeShops(const std::vector<TDianBaseInfo>& shops, bool ticked) {
     if (busy()) return;
     searchGrid->setRowCount(0);
     shops_.clear();
     addShops(shops);
+    if (ticked) markAll(true);
+    // A new list: the last run's outcome no longer speaks of it.
+    showOutcome({});
     pages->setCurrentIndex(1);
 }
 
-void ShopGatherWindow::searchGridClick(int row) {
-    if (busy() || row < 0 || row >= searchGrid->rowCount()) return;
-    QTableWidgetItem* mark = searchGrid->item(row, kSelectColumn);
-    mark->setText(mark->text() == "Y" ? "" : "Y");
+bool ShopGatherWindow::isTicked(int row) const {
+    const QTableWidgetItem* mark = searchGrid->item(row, kSelectColumn);
+    return mark && mark->checkState() == Qt::Checked;
 }
 
 void ShopGatherWindow::markAll(bool ticked) {
     if (busy()) return;
     for (int row = 0; row < searchGrid->rowCount(); ++row)
-        searchGrid->item(row, kSelectColumn)->setText(ticked ? "Y" : "");
+        searchGrid->item(row, kSelectColumn)->setCheckState(ticked ? Qt::Checked : Qt::Unchecked);
 }
 
 void ShopGatherWindow::saveSearchClick() {
     if (busy() || !formAccepted()) return;
     std::vector<TDianBaseInfo> ticked;
     for (int row = 0; row < searchGrid->rowCount(); ++row)
-        if (searchGrid->item(row, kSelectColumn)->text() == "Y" &&
-            !searchGrid->item(row, 0)->text().isEmpty())
+        if (isTicked(row) && !searchGrid->item(row, 0)->text().isEmpty())
             ticked.push_back(shops_[size_t(row)]);
     if (ticked.empty()) {
         UserMessages::show(this, kNoShopTicked);

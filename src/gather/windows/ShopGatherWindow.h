@@ -54,8 +54,13 @@ public:
 
     ~ShopGatherWindow() override;
 
-    // Shows these shops as the search result, as a search would have listed them.
-    void takeShops(const std::vector<TDianBaseInfo>& shops);
+    // Shows these shops as the search result, as a search would have listed them, ticked when asked,
+    // and clears the last outcome.
+    void takeShops(const std::vector<TDianBaseInfo>& shops, bool ticked = false);
+    // Whether the shop of this row is ticked in "选择".
+    bool isTicked(int row) const;
+    // Ticks every row or none ("全选" / "取消全选").
+    void markAll(bool ticked);
     bool busy() const { return search_ || gathering_; }
     // Stops a running job and waits for it; what it had not committed is rolled back. For the exit.
     void stopAndWait();
@@ -122,8 +127,6 @@ private:
 
     void searchClick();
     void cancelDownSearchClick();
-    void searchGridClick(int row);
-    void markAll(bool ticked);
     void saveSearchClick();
     void resumeClick();
     using MakeRun =

@@ -26,8 +26,9 @@ public:
             w->progressLabel->setText(text);
         });
     }
-    void categorySaved(const std::string&, const std::vector<TItemInfo>& rows) override {
-        post(window_, [rows](TtopListGatherFrm* w) { w->categorySaved(rows); });
+    void categorySaved(const std::string& name, const std::vector<TItemInfo>& rows) override {
+        post(window_,
+             [ranked = rankedCategory(name, rows)](TtopListGatherFrm* w) { w->categorySaved(ranked); });
     }
     void statusLine(const std::string& text) override {
         post(window_,
@@ -51,7 +52,7 @@ private:
 };
 
 TtopListGatherFrm::TtopListGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
-    : RankingWindow("淘宝商品排行采集", "类目选择", "采集结果", categoryRankingColumns(),
+    : RankingWindow("淘宝商品排行采集", "类目选择", "采集结果", categoryRankingGridColumns(),
                     "categoryRankingGrid", parent),
       agent_(std::move(agent)),
       dm_(dm),
@@ -131,10 +132,10 @@ std::string TtopListGatherFrm::rowLink(int row) const {
     return row >= 0 && row < int(rows_.size()) ? rows_[size_t(row)].item.itemUrl : std::string();
 }
 
-void TtopListGatherFrm::categorySaved(const std::vector<TItemInfo>& rows) {
-    for (size_t i = 0; i < rows.size(); ++i) {
-        rows_.push_back({int(i) + 1, rows[i]});
-        appendRow(categoryRankingRow(rows_.back(), saved_));
+void TtopListGatherFrm::categorySaved(const std::vector<RankedItem>& ranked) {
+    for (const RankedItem& row : ranked) {
+        rows_.push_back(row);
+        appendRow(categoryRankingGridRow(row, saved_));
     }
 }
 

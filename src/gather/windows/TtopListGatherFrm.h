@@ -43,7 +43,7 @@ protected:
 
 private:
     class Bridge;
-    void categorySaved(const std::vector<TItemInfo>& rows);
+    void categorySaved(const std::vector<RankedItem>& ranked);
     void rankingEnded(int categories, const QString& summary);
 
     int firstCategory_ = 0;

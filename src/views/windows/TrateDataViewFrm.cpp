@@ -83,6 +83,8 @@ TrateDataViewFrm::TrateDataViewFrm(const db::TDM& dm, QWidget* parent)
     for (const auto& field : RatingDataView::detailFields()) {
         auto* edit = named(new QLineEdit, field.field);
         edit->setReadOnly(true);
+        // Wide enough for a stored date and time as a whole.
+        edit->setMinimumWidth(edit->fontMetrics().horizontalAdvance("0000-00-00 00:00:00") + 16);
         details.push_back(edit);
         detailForm->addRow(QString(field.label) + "：", edit);
     }
@@ -177,8 +179,11 @@ TrateDataViewFrm::TrateDataViewFrm(const db::TDM& dm, QWidget* parent)
 
 void TrateDataViewFrm::showShop() {
     const auto& fields = RatingDataView::detailFields();
-    for (size_t i = 0; i < fields.size(); ++i)
+    // Shown from their first character: a long address or a date and time read from the left.
+    for (size_t i = 0; i < fields.size(); ++i) {
         details[i]->setText(QString::fromStdString(data_.shops().currentText(fields[i].field)));
+        details[i]->setCursorPosition(0);
+    }
 }
 
 void TrateDataViewFrm::showRating() {
@@ -214,8 +219,12 @@ void TrateDataViewFrm::bsSkinButton2Click() {
 void TrateDataViewFrm::bsSkinButton3Click() {
     if (confirmAndDelete(
             this, data_.shops(), kDeleteShopkeeperQuestion, [this] { return data_.deleteShop(); },
-            kDeleteFailed))
+            kDeleteFailed)) {
+        findResult_l->setText(QString::fromStdString(data_.findResultText()));
+        if (data_.ratings().isOpen()) rate_l->setText(QString::fromStdString(data_.rateCountText()));
+        showShop();
         emit dataChanged();
+    }
 }
 
 void TrateDataViewFrm::reload() {

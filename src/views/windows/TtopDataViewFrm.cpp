@@ -25,6 +25,7 @@ TtopDataViewFrm::TtopDataViewFrm(const db::TDM& dm, QWidget* parent)
     for (const auto& month : RankingDataView::monthEntries())
         updateDate->addItem(QString::fromStdString(month));
     updateDate->setCurrentIndex(1);
+    year = named(new QComboBox, "year");
     sortName = named(new QComboBox, "sortName");
     for (const auto& key : RankingDataView::sortEntries())
         sortName->addItem(QString::fromStdString(key));
@@ -40,6 +41,8 @@ TtopDataViewFrm::TtopDataViewFrm(const db::TDM& dm, QWidget* parent)
     bar->addWidget(id);
     bar->addWidget(new QLabel("月份："));
     bar->addWidget(updateDate);
+    bar->addWidget(new QLabel("年份："));
+    bar->addWidget(year);
     bar->addWidget(sortName);
     bar->addWidget(sort);
     bar->addWidget(queryBtn);
@@ -59,10 +62,32 @@ TtopDataViewFrm::TtopDataViewFrm(const db::TDM& dm, QWidget* parent)
     connect(itemTopGrid, &QTableView::doubleClicked, this, &TtopDataViewFrm::itemTopGridDblClick);
     connect(id, &QComboBox::currentIndexChanged, this, &TtopDataViewFrm::idChange);
     connect(updateDate, &QComboBox::currentIndexChanged, this, &TtopDataViewFrm::updateDateChange);
+    connect(year, &QComboBox::currentIndexChanged, this, &TtopDataViewFrm::yearChange);
+
+    // Opens on what was saved last, not on an empty month.
+    guarded([this] {
+        const int thisYear = DateTime::now().year;
+        RankingChoice newest;
+        newest.month = DateTime::now().month;
+        newest.year = thisYear;
+        if (auto saved = data_.newestSaved()) newest = *saved;
+        fillYears(newest.year);
+        showChoice(newest);
+    });
+}
+
+void TtopDataViewFrm::fillYears(int chosen) {
+    const QSignalBlocker quiet(year);
+    year->clear();
+    for (int saved : data_.savedYears(DateTime::now().year))
+        year->addItem(QString::number(saved), saved);
+    const int at = year->findData(chosen);
+    year->setCurrentIndex(at >= 0 ? at : 0);
 }
 
 RankingChoice TtopDataViewFrm::choice() const {
-    return {id->currentIndex(), updateDate->currentIndex(), sortName->currentIndex(), sort->isChecked()};
+    return {id->currentIndex(), updateDate->currentIndex(), sortName->currentIndex(), sort->isChecked(),
+            year->currentData().toInt()};
 }
 
 void TtopDataViewFrm::queryBtnClick() {
@@ -70,9 +95,20 @@ void TtopDataViewFrm::queryBtnClick() {
 }
 
 void TtopDataViewFrm::showRanking(int category, int month) {
-    const QSignalBlocker categoryQuiet(id), monthQuiet(updateDate);
-    id->setCurrentIndex(category);
-    updateDate->setCurrentIndex(month);
+    RankingChoice gathered;
+    gathered.category = category;
+    gathered.month = month;
+    gathered.year = DateTime::now().year;
+    fillYears(gathered.year); // a gathering may have saved the first ranking of a year
+    showChoice(gathered);
+}
+
+void TtopDataViewFrm::showChoice(const RankingChoice& chosen) {
+    const QSignalBlocker categoryQuiet(id), monthQuiet(updateDate), yearQuiet(year);
+    id->setCurrentIndex(chosen.category);
+    updateDate->setCurrentIndex(chosen.month);
+    const int at = year->findData(chosen.year > 0 ? chosen.year : DateTime::now().year);
+    if (at >= 0) year->setCurrentIndex(at);
     queryBtnClick();
 }
 
@@ -82,7 +118,7 @@ void TtopDataViewFrm::exportBtnClick() {
 
 void TtopDataViewFrm::deleteBtnClick() {
     confirmAndDelete(
-        this, data_.ranking(), kDeleteRankingQuestion,
+        this, data_.ranking(), RankingDataView::deleteQuestion(choice()),
         [this] { return data_.deleteRanking(choice(), DateTime::now()); }, kDeleteRankingFailed);
 }
 
@@ -95,6 +131,10 @@ void TtopDataViewFrm::idChange() {
 }
 
 void TtopDataViewFrm::updateDateChange() {
+    queryBtnClick();
+}
+
+void TtopDataViewFrm::yearChange() {
     queryBtnClick();
 }
 

@@ -24,16 +24,20 @@ public:
     RankingChoice choice() const;
 
     void queryBtnClick();
-    // Shows a category's ranking of a month, as a gathering has just saved it.
+    // Shows a category's ranking of a month of the current year, as a gathering has just saved it.
     void showRanking(int category, int month);
+    // Shows the given choice of category, month and year (0: the current year).
+    void showChoice(const RankingChoice& choice);
     void exportBtnClick();
     void deleteBtnClick();
     void itemTopGridDblClick();
     void idChange();
     void updateDateChange();
+    void yearChange();
 
     QComboBox* id;
     QComboBox* updateDate;
+    QComboBox* year;
     QComboBox* sortName;
     QCheckBox* sort;
     QPushButton* queryBtn;
@@ -44,6 +48,10 @@ public:
     QFileDialog* saveDialog;
 
 private:
+    // Lists the years with saved rankings and the current one, keeping the chosen year where it is
+    // still listed.
+    void fillYears(int chosen);
+
     RankingDataView data_;
 };
 

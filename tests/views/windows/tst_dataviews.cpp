@@ -329,16 +329,53 @@ private slots:
         answerQuestion(QMessageBox::Yes);
         QTest::mouseClick(window->bsSkinButton3, Qt::LeftButton); // 张三, the current shop
         QCOMPARE(window->dianbaseGrid->model()->rowCount(), 1);
+        // The labels follow the delete: one shop left, and the ratings are O'Neil's.
+        QCOMPARE(window->findResult_l->text(), QString("共有1店铺"));
+        QCOMPARE(window->rate_l->text(), QString("当前共有1条评价"));
+        QCOMPARE(window->details[0]->text(), QString("http://shop2.taobao.com"));
+    }
+
+    void theRatingViewsSearchKeepsTheCountsAndTheDetailsReadFromTheFirstDigit() {
+        auto window = openWindow<TrateDataViewFrm>();
+        QTest::mouseClick(window->bsSkinButton1, Qt::LeftButton);
+        QCOMPARE(window->findResult_l->text(), QString("共有2店铺"));
+        QCOMPARE(cell(window->dianbaseGrid, 0, 6), QString("1")); // O'Neil's one rating
+        QCOMPARE(cell(window->dianbaseGrid, 1, 6), QString("4"));
+
+        // Every detail field shows its text from the start, and a date and time fits whole.
+        clickRow(window->dianbaseGrid, 1);
+        for (QLineEdit* detail : window->details) {
+            QVERIFY2(detail->cursorPosition() == 0, qPrintable(detail->objectName()));
+            if (detail->objectName() == "updateDate" || detail->objectName() == "createDate") {
+                QVERIFY(detail->text().startsWith("20"));
+                QVERIFY2(detail->fontMetrics().horizontalAdvance(detail->text()) <
+                             detail->contentsRect().width(),
+                         qPrintable(detail->objectName()));
+            }
+        }
     }
 
     void theRankingViewQueriesOnEveryChange() {
         auto window = openWindow<TtopDataViewFrm>();
+        // It opens on the newest saved ranking: April of this year in category 99.
+        const int thisYear = QDate::currentDate().year();
+        QCOMPARE(window->updateDate->currentText(), QString("四月"));
+        QCOMPARE(window->year->currentText(), QString::number(thisYear));
+        QCOMPARE(window->itemTopGrid->model()->rowCount(), 1);
+        QCOMPARE(cell(window->itemTopGrid, 0, 2), QString("卖家丁"));
         window->updateDate->setCurrentIndex(3);
         QCOMPARE(window->itemTopGrid->model()->rowCount(), 3);
         QCOMPARE(cell(window->itemTopGrid, 0, 2), QString("卖家乙"));
         QCOMPARE(cell(window->itemTopGrid, 0, 7), QString("38400.00"));
-        window->updateDate->setCurrentIndex(0); // 全年
-        QCOMPARE(window->itemTopGrid->model()->rowCount(), 0);
+        window->updateDate->setCurrentIndex(0); // 全年: March and April, told apart by the date
+        QCOMPARE(window->itemTopGrid->model()->rowCount(), 4);
+        QCOMPARE(cell(window->itemTopGrid, 3, 1).left(7), QString("%1-04").arg(thisYear));
+        // Last year is listed and chosen like any other.
+        QCOMPARE(window->year->count(), 2);
+        window->year->setCurrentIndex(1);
+        QCOMPARE(window->itemTopGrid->model()->rowCount(), 1);
+        QCOMPARE(cell(window->itemTopGrid, 0, 2), QString("去年卖家"));
+        window->year->setCurrentIndex(0);
         window->updateDate->setCurrentIndex(3);
         window->sortName->setCurrentIndex(2);
         window->sort->setChecked(false);
