@@ -182,13 +182,17 @@ bool exportListDocumentAsCsv(const Gallery& gallery, const ListLink& link, const
         if (!header.empty()) header += ',';
         appendCsvSafe(header, name);
     }
-    CsvJob job{[&] { return rows.size(); }, header, "",
+    CsvJob job{[&] { return rows.size(); },
+               header,
+               "",
                [&](std::string& line, std::size_t row) {
                    std::vector<std::string> cells;
                    for (const auto& [name, text] : rows[row])
                        cells.push_back(text);
                    appendCsvCells(line, cells);
-               }};
+               },
+               {},
+               {}};
     try {
         if (exportToFile(job, destination, nullptr, encoding) != ExportOutcome::Written) {
             observer.showMessage(lockedWarning(destination));

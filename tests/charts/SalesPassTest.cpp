@@ -28,7 +28,8 @@ void fillMarket(db::Database& db, unsigned seed) {
                                             "2011-01-31 00:00:00", "2011-01-31 00:00:01"};
     const int items = 3 + pick(8);
     for (int i = 0; i < items + 2; ++i) {
-        const std::string id = "i" + std::to_string(i);
+        std::string id = "i"; // appended, not "i" + …: GCC 12 warns wrongly on the sum
+        id += std::to_string(i);
         item.bind("shop", i < items ? 1 : 2).bind("id", id).bind("title", titles[pick(5)]);
         item.execute();
         item.reset();
