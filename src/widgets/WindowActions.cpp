@@ -119,6 +119,8 @@ QTableWidget* makeResultGrid(const std::vector<std::string>& titles, const char*
     grid->setEditTriggers(QAbstractItemView::NoEditTriggers);
     grid->setSelectionBehavior(QAbstractItemView::SelectRows);
     grid->setAlternatingRowColors(true);
+    // A cell broken over lines shows an address as "http://…": one line, cut at its end, reads better.
+    grid->setWordWrap(false);
     grid->horizontalHeader()->setSectionsMovable(true);
     grid->horizontalHeader()->setStretchLastSection(true);
     WindowSettings::keepColumns(grid->horizontalHeader(), name);

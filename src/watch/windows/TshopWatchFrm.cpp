@@ -62,8 +62,6 @@ TshopWatchFrm::TshopWatchFrm(AgentSource agent, db::TDM& dm, const DataFolder& f
 
     // The watch list and how shops join it.
     watchGrid = makeResultGrid(watch::listColumns(), "watchGrid", {110, 95, 215, 70, 60, 135, 125, 70});
-    // An address broken over lines reads as "http://…"; kept on one line it shows the shop's number.
-    watchGrid->setWordWrap(false);
     watchGrid->setToolTip("双击可打开店铺");
     address = named(new QLineEdit, "address");
     address->setPlaceholderText("店铺网址，如 http://shop12345.taobao.com");
