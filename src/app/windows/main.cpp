@@ -94,7 +94,6 @@ int main(int argc, char** argv) {
     splash.show();
     splash.setGauge(5);
     splash.setGauge(10);
-    QApplication::setApplicationDisplayName(kAppTitle);
 
     std::optional<std::filesystem::path> folderOption;
     if (options.isSet(dataDir)) folderOption = options.value(dataDir).toStdString();

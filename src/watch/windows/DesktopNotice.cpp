@@ -23,8 +23,8 @@ bool notifyOverBus(const QString& title, const QString& body) {
     QDBusInterface service("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
                            "org.freedesktop.Notifications", bus);
     if (!service.isValid()) return false;
-    QDBusReply<uint> reply = service.call("Notify", QApplication::applicationDisplayName(), uint(0),
-                                          QString("vantor"), title, body, QStringList(), QVariantMap(), -1);
+    QDBusReply<uint> reply = service.call("Notify", QString("Vantor专业版"), uint(0), QString("vantor"),
+                                          title, body, QStringList(), QVariantMap(), -1);
     return reply.isValid();
 }
 
