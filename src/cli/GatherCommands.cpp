@@ -105,9 +105,9 @@ struct Progress : ShopSearchObserver, GatherObserver {
         std::cerr << "[" << index + 1 << "/" << count << "] "
                   << (shop.dianzhu.empty() ? shop.webaddr : shop.dianzhu) << '\n';
     }
-    void itemsGathered(int count) override {
+    void shopItemsGathered(int index, int count, int total) override {
         std::lock_guard lock(mutex);
-        std::cerr << "  已采集商品" << count << "个\n";
+        std::cerr << "  [" << index + 1 << "] 已采集商品" << count << "个（本次共" << total << "个）\n";
     }
     void ratingsGathered(int count) override {
         std::lock_guard lock(mutex);

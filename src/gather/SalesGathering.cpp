@@ -150,13 +150,16 @@ SalesGathering::ShopHaul SalesGathering::fetchShop(size_t index) {
         rows.resize(std::min(rows.size(), size_t(followed)));
         const HeldTrades held = follow_ ? heldTrades(shop) : HeldTrades{};
         haul.items.resize(rows.size());
+        std::atomic<int> inShop = 0;
         forEachAtOnce(rows.size(), stages_.itemsAtOnce(), [&](size_t i) {
             const auto known = held.find(itemIdFromAddress(rows[i].itemUrl));
             static const std::set<std::string> none;
             haul.items[i] = fetchItem(rows[i], !follow_              ? nullptr
                                                : known == held.end() ? &none
                                                                      : &known->second);
-            observer_.itemsGathered(++itemsGathered_);
+            const int total = ++itemsGathered_;
+            observer_.itemsGathered(total);
+            observer_.shopItemsGathered(int(index), ++inShop, total);
         });
     }
     haul.shop = std::move(shop);

@@ -42,7 +42,9 @@ public:
     virtual ~GatherObserver() = default;
     virtual void shopStarted(int index, int count, const TDianBaseInfo& shop) {}
     virtual void stageText(const std::string& text) {}
-    virtual void itemsGathered(int count) {}
+    virtual void itemsGathered(int count) {} // the run's items so far
+    // The items of the shop at `index` so far, and the run's: several shops are on the wire at once.
+    virtual void shopItemsGathered(int index, int count, int total) {}
     virtual void ratingsGathered(int count) {}
     virtual void shopFinished(int done, int count) {}
     // The main window's status line after a failure.

@@ -83,6 +83,9 @@ public:
     }
     void stageText(const std::string& text) override { next_.stageText(text); }
     void itemsGathered(int count) override { next_.itemsGathered(count); }
+    void shopItemsGathered(int index, int count, int total) override {
+        next_.shopItemsGathered(index, count, total);
+    }
     void ratingsGathered(int count) override { next_.ratingsGathered(count); }
     void shopFinished(int done, int count) override { next_.shopFinished(done, count); }
     void statusLine(const std::string& text) override { next_.statusLine(text); }

@@ -78,6 +78,9 @@ TEST_F(GatherCommands, GatherSalesByAddressOrFromTheSearchResultStoresTheShops) 
 
     r = run("gather-sales --category 1 --pick 1,3 --items 1");
     ASSERT_EQ(r.status, 0) << r.out;
+    // Items are counted per shop, the run's total beside: shops are on the wire together.
+    for (const char* line : {"[1] 已采集商品1个（本次共", "[2] 已采集商品1个（本次共", "本次共2个）"})
+        EXPECT_NE(r.out.find(line), std::string::npos) << line << "\n" << r.out;
     EXPECT_EQ(count("select count(*) from dianbase where dianzhu<>'" + shop.nick + "'"), 2);
     EXPECT_EQ(run("gather-sales --category 1 --pick 999").status, 2);
     EXPECT_EQ(run("gather-sales --shop http://x --pick 1").status, 2);
