@@ -31,7 +31,8 @@ void fillRatings(db::Database& db, int ratings) {
     std::int64_t span = DateTime::parse("2012-01-01 00:00:00")->serialSeconds() - start;
     const char* grades[] = {"好评", "好评", "好评", "好评", "好评", "好评", "好评", "好评", "中评", "差评"};
     for (int i = 0, total = ratings + ratings / 10; i < total; ++i) {
-        const std::string trade = "r" + std::to_string(i);
+        std::string trade = "r"; // appended, not "r" + …: GCC 12 warns wrongly on the sum
+        trade += std::to_string(i);
         const unsigned draw = random();
         rating.bind("shop", i < ratings ? 1 : 2)
             .bind("pj", grades[draw % 10])

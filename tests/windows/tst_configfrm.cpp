@@ -27,7 +27,7 @@ class ConfigFrmTest : public test::WindowTest {
         ConfigFile(iniPath()).load(*config);
         config->setHttpAgent(
             std::make_shared<const THttpAgent>(THttpAgent{true, "proxy.lan", 3128, "", "", "", 100, 200, 5}));
-        config->optimize = "2";
+        config->optimize.assign(1, '2'); // not = "2": GCC 12 warns wrongly on that
         window = std::make_unique<TconfigFrm>(*config, ConfigFile(iniPath()));
         window->show();
     }

@@ -11,7 +11,7 @@
 namespace vantor {
 
 UpdateWatcher::UpdateWatcher(Service service, QObject* parent)
-    : QObject(parent), service_(std::move(service)), quit([] { QCoreApplication::quit(); }) {}
+    : QObject(parent), service_(std::move(service)) {}
 
 UpdateWatcher::~UpdateWatcher() {
     check_.request_stop();

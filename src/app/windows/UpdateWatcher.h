@@ -3,6 +3,7 @@
 #include "TupdateVantorFrm.h"
 #include "app/Update.h"
 
+#include <QCoreApplication>
 #include <QObject>
 #include <QPointer>
 
@@ -48,7 +49,7 @@ public:
     // What to say in the status line (the check's state, a failed check).
     std::function<void(const QString&)> status;
     // The program's end once a verified package was started.
-    std::function<void()> quit;
+    std::function<void()> quit = [] { QCoreApplication::quit(); };
 
 private:
     void answered(const UpdateCheck& check);
