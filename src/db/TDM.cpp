@@ -1,7 +1,9 @@
 #include "TDM.h"
 
+#include <chrono>
 #include <stdexcept>
 #include <strings.h>
+#include <thread>
 
 namespace vantor::db {
 
@@ -37,12 +39,28 @@ namespace {
 constexpr const char* kConnectionPragmas =
     "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; PRAGMA mmap_size=1073741824;";
 
+// Runs a step of opening the file again while another program holds a lock SQLite does not wait for
+// by itself: switching a new file to WAL, or recovering one, happens once while several programs may
+// open it at the same moment.
+template <class Step> void whileBusy(Step step) {
+    const auto until = std::chrono::steady_clock::now() + kLockWaitLimit;
+    for (;;) {
+        try {
+            step();
+            return;
+        } catch (const DbError& e) {
+            if ((e.code() & 0xff) != 5 /* SQLITE_BUSY */ || std::chrono::steady_clock::now() > until) throw;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+}
+
 } // namespace
 
 Database TDM::openConnection() const {
     if (store_.isPostgres()) return Database::connect(store_.url);
     Database db(store_.file, Database::Mode::OpenExisting);
-    db.exec(kConnectionPragmas);
+    whileBusy([&] { db.exec(kConnectionPragmas); });
     return db;
 }
 
@@ -61,8 +79,8 @@ void TDM::open() {
     }
     Database db(store_.file, Database::Mode::CreateIfMissing);
     // A file that is not a database fails here, not at the first view that reads it.
-    db.exec(kConnectionPragmas);
-    ensureSchema(db);
+    whileBusy([&] { db.exec(kConnectionPragmas); });
+    whileBusy([&] { ensureSchema(db); });
     cn1_ = std::move(db);
 }
 
