@@ -127,6 +127,11 @@ QTableWidget* makeResultGrid(const std::vector<std::string>& titles, const char*
     return grid;
 }
 
+void fillRow(QTableWidget* grid, int row, const std::vector<std::string>& cells) {
+    for (int c = 0; c < int(cells.size()); ++c)
+        grid->setItem(row, c, new QTableWidgetItem(QString::fromStdString(cells[size_t(c)])));
+}
+
 QLabel* makeOutcomeLabel() {
     auto* label = new QLabel;
     label->setObjectName("resultLabel");

@@ -39,6 +39,8 @@ QTableWidget* makeResultGrid(const std::vector<std::string>& titles, const char*
 // The line above a window's pages that keeps the outcome of its last job in sight: bold, selectable,
 // hidden until there is one.
 QLabel* makeOutcomeLabel();
+// Puts a row's cells (UTF-8) into the grid's row, which must exist.
+void fillRow(QTableWidget* grid, int row, const std::vector<std::string>& cells);
 // The save dialog of a window: the program's own format in GBK or in UTF-8 with a byte-order mark, or
 // the standard CSV, each named in its filter; the choice is remembered in the settings file.
 QFileDialog* makeSaveDialog(QWidget* parent);

@@ -113,8 +113,7 @@ void RankingWindow::showEnded(const QString& outcome) {
 void RankingWindow::appendRow(const std::vector<std::string>& cells) {
     const int row = resultGrid->rowCount();
     resultGrid->insertRow(row);
-    for (int c = 0; c < int(cells.size()); ++c)
-        resultGrid->setItem(row, c, new QTableWidgetItem(QString::fromStdString(cells[size_t(c)])));
+    fillRow(resultGrid, row, cells);
 }
 
 } // namespace vantor

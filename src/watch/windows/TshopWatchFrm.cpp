@@ -49,11 +49,6 @@ QDateEdit* dateEdit(const QDate& date, const char* name) {
     return edit;
 }
 
-void fillRow(QTableWidget* grid, int row, const std::vector<std::string>& cells) {
-    for (int c = 0; c < int(cells.size()); ++c)
-        grid->setItem(row, c, new QTableWidgetItem(q8(cells[size_t(c)])));
-}
-
 } // namespace
 
 TshopWatchFrm::TshopWatchFrm(AgentSource agent, db::TDM& dm, const DataFolder& folder, QWidget* parent)
@@ -301,6 +296,7 @@ void TshopWatchFrm::reloadReport() {
         if (kindFilter->currentIndex() > 0) filter.kind = kindFilter->currentText().toStdString();
         dm_.open();
         lines_ = watch::readReport(dm_.cn1(), filter);
+        sales_ = watch::dailySales(dm_.cn1(), filter.since, filter.until);
         const QSignalBlocker quiet(reportGrid);
         reportGrid->setRowCount(0);
         reportGrid->setRowCount(int(lines_.size()));
@@ -327,12 +323,10 @@ void TshopWatchFrm::reportRowChosen(int row) {
 }
 
 void TshopWatchFrm::drawChart(const watch::ChangeLine* priced) {
-    db::Database& db = dm_.cn1();
-    const auto sales = watch::dailySales(db, day(dateFrom), day(dateTo));
     const std::string document =
-        priced ? watch::chartDocument(sales, priced->shop + " · " + priced->item,
-                                      watch::priceHistory(db, priced->watchId, priced->itemId))
-               : watch::chartDocument(sales, "", {});
+        priced ? watch::chartDocument(sales_, priced->shop + " · " + priced->item,
+                                      watch::priceHistory(dm_.cn1(), priced->watchId, priced->itemId))
+               : watch::chartDocument(sales_, "", {});
     gallery_.prepare();
     watch::saveChartDocument(gallery_.document(watch::kChartDocument), document);
     chart->load(QUrl::fromLocalFile(q8(gallery_.page(watch::kChartPage).string())));

@@ -97,6 +97,7 @@ private:
     void reloadReport();
     // Writes the chart page's document (sales of the dates, the price history of the chosen line) and
     // loads the page.
+    // The daily sales read with the report, and the price history of the chosen line's item.
     void drawChart(const watch::ChangeLine* priced);
     void reportRowChosen(int row);
     void roundFinished();
@@ -109,6 +110,7 @@ private:
     charts::Gallery gallery_;
     std::vector<watch::WatchedShop> shops_; // row i of the list
     std::vector<watch::ChangeLine> lines_;  // row i of the report
+    std::vector<watch::SalesSeries> sales_; // the chart's daily sales, read with the report
     std::vector<std::unique_ptr<QtProgress>> progress_;
     std::unique_ptr<QtGatherObserver> observer_;
     std::unique_ptr<watch::WatchRound> round_;
