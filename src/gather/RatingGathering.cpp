@@ -8,6 +8,7 @@
 #include "parse/TParseHtml.h"
 
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <mutex>
 
@@ -89,7 +90,7 @@ void RatingGathering::run() {
         const int count = int(shops_.size());
         int failedShops = 0;
         end = stages_.inOrder<ShopRatings>(
-            shops_, [this](size_t i) { return fetchShop(shops_[i]); },
+            shops_, [this](size_t i) { return fetchShop(i); },
             [&](size_t i, ShopRatings& haul) {
                 stage.add(haul);
                 observer_.shopFinished(int(i) + 1, count);
@@ -140,14 +141,26 @@ JobEnd RatingGathering::saveAll(RatingStage& stage) {
     }
 }
 
-ShopRatings RatingGathering::fetchShop(TDianBaseInfo shop) {
+ShopRatings RatingGathering::fetchShop(size_t index) {
+    TDianBaseInfo shop = shops_[index];
     ShopRatings haul;
+    // The shop page and the rating summary come before the list; until the summary counts the list,
+    // one page of it is expected.
+    constexpr int kHead = 2;
     observer_.stageText("正在处理店铺资料");
     stages_.readShopPage(shop);
+    observer_.shopProgress(int(index), 1, kHead + 1);
     if (knownUserId(shop)) {
         observer_.stageText("正在处理信用评价");
         haul.summary = stages_.readRateSummary(shop);
         const RatingPages pages = ratingPages(from_, to_, haul.summary.rateCount);
+        const int expected = kHead + std::max(pages.last - pages.first + 1, 1);
+        std::atomic<int> read = kHead;
+        observer_.shopProgress(int(index), kHead, expected);
+        const auto pageRead = [&] {
+            const int now = ++read;
+            observer_.shopProgress(int(index), now, std::max(expected, now));
+        };
         const int recentLast = std::min(pages.last, kFirstHistoryPage - 1);
         const bool countKnown = haul.summary.rateCount > 0;
         std::set<std::string> held;
@@ -162,10 +175,11 @@ ShopRatings RatingGathering::fetchShop(TDianBaseInfo shop) {
         const std::set<std::string>* known = onlyNew_ ? &held : nullptr;
         bool listEnded = false;
         if (pages.first <= recentLast)
-            listEnded = fetchPages(shop, {pages.first, recentLast}, false, countKnown, known, haul.runs);
+            listEnded =
+                fetchPages(shop, {pages.first, recentLast}, false, countKnown, known, haul.runs, pageRead);
         if (!listEnded && pages.last >= kFirstHistoryPage)
             listEnded = fetchPages(shop, {std::max(pages.first, kFirstHistoryPage), pages.last}, true,
-                                   countKnown, known, haul.runs);
+                                   countKnown, known, haul.runs, pageRead);
         const bool nothingKept = std::all_of(haul.runs.begin(), haul.runs.end(),
                                              [](const PageRun& run) { return run.ratings.empty(); });
         // Nothing in the range although the list was read to its end: the shop has fewer ratings than
@@ -178,7 +192,8 @@ ShopRatings RatingGathering::fetchShop(TDianBaseInfo shop) {
 }
 
 bool RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
-                                 const std::set<std::string>* held, std::vector<PageRun>& runs) {
+                                 const std::set<std::string>* held, std::vector<PageRun>& runs,
+                                 const std::function<void()>& pageRead) {
     const std::string prefix =
         history ? ratingHistoryPrefix(shop.userId) : ratingListPrefix(shop.userId, timeLine_);
     // A known count fixes the end: one job keeps every slot busy to the last page. Looking for what is new,
@@ -194,6 +209,7 @@ bool RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages pages, b
             auto ratings = TParseHtml::parseRateList(page, expression(Expression::RatingRow));
             std::lock_guard lock(pagesMutex);
             byPage[number] = std::move(ratings);
+            pageRead();
         });
 
         // Kept in page order, so that the lower id of a repeated trade id is the newer page's.

@@ -125,12 +125,16 @@ SalesGathering::ShopHaul SalesGathering::fetchShop(size_t index) {
     TDianBaseInfo shop = shops_[index];
     const int followed = follow_ ? std::clamp(follow_->items[index], 1, kMaxItemsPerShop) : itemsPerShop_;
     ShopHaul haul;
+    // The shop page, its rating summary and its item list come before the items.
+    constexpr int kHead = 3;
     observer_.stageText("正在处理店铺资料");
     stages_.readShopPage(shop);
+    observer_.shopProgress(int(index), 1, kHead + followed);
     if (!shop.rateUrl.empty() && knownUserId(shop)) {
         observer_.stageText("正在处理信用评价");
         haul.summary = stages_.readRateSummary(shop);
     }
+    observer_.shopProgress(int(index), 2, kHead + followed);
     if (knownUserId(shop)) {
         observer_.stageText("正在处理宝贝列表");
         std::vector<TItemInfo> rows;
@@ -150,6 +154,8 @@ SalesGathering::ShopHaul SalesGathering::fetchShop(size_t index) {
         rows.resize(std::min(rows.size(), size_t(followed)));
         const HeldTrades held = follow_ ? heldTrades(shop) : HeldTrades{};
         haul.items.resize(rows.size());
+        const int expected = kHead + int(rows.size());
+        observer_.shopProgress(int(index), kHead, expected);
         std::atomic<int> inShop = 0;
         forEachAtOnce(rows.size(), stages_.itemsAtOnce(), [&](size_t i) {
             const auto known = held.find(itemIdFromAddress(rows[i].itemUrl));
@@ -158,8 +164,10 @@ SalesGathering::ShopHaul SalesGathering::fetchShop(size_t index) {
                                                : known == held.end() ? &none
                                                                      : &known->second);
             const int total = ++itemsGathered_;
+            const int ofShop = ++inShop;
             observer_.itemsGathered(total);
-            observer_.shopItemsGathered(int(index), ++inShop, total);
+            observer_.shopItemsGathered(int(index), ofShop, total);
+            observer_.shopProgress(int(index), kHead + ofShop, expected);
         });
     }
     haul.shop = std::move(shop);

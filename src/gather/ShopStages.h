@@ -46,6 +46,8 @@ public:
     // The items of the shop at `index` so far, and the run's: several shops are on the wire at once.
     virtual void shopItemsGathered(int index, int count, int total) {}
     virtual void ratingsGathered(int count) {}
+    // The shop at `index` has done `done` of the `expected` pages it will read, as far as it knows yet.
+    virtual void shopProgress(int index, int done, int expected) {}
     virtual void shopFinished(int done, int count) {}
     // The main window's status line after a failure.
     virtual void statusLine(const std::string& text) {}

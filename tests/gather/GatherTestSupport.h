@@ -6,6 +6,7 @@
 #include "gather/ShopSearchJob.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 
@@ -45,6 +46,7 @@ struct Recorder : ShopSearchObserver, GatherObserver {
     GatherTally saved;
     std::string detail;
     std::function<void(int done)> onShopDone;
+    std::map<int, std::vector<std::pair<int, int>>> progress; // by shop: (done, expected) as reported
 
     // Runs f under the lock.
     template <class F> void locked(F f) {
@@ -63,6 +65,9 @@ struct Recorder : ShopSearchObserver, GatherObserver {
     void searchEnded(JobEnd how, int, const std::string& why) override { finish(how, why); }
     void stageText(const std::string& text) override {
         locked([&] { stages.push_back(text); });
+    }
+    void shopProgress(int index, int done, int expected) override {
+        locked([&] { progress[index].emplace_back(done, expected); });
     }
     void shopFinished(int done, int) override {
         locked([&] { shopsDone = done; });

@@ -199,6 +199,13 @@ protected:
 TEST_F(GatherFromTheDemoMarket, TwoShopsWithTheirCreditItemsAndSales) {
     ASSERT_EQ(gather({3, 4}, 3), JobEnd::Finished) << recorder->detail;
     EXPECT_EQ(recorder->shopsDone, 2);
+    // Each shop's bar moves page by page to its end: its head pages, then its three items.
+    for (int index : {0, 1}) {
+        const auto& steps = recorder->progress[index];
+        ASSERT_FALSE(steps.empty()) << index;
+        EXPECT_EQ(steps.back(), std::pair(6, 6)) << index;
+        EXPECT_GE(steps.size(), size_t(3 + 3)) << index;
+    }
     // The tally counts what the database holds; the gathering window's test checks its summary line.
     EXPECT_EQ(std::tie(recorder->saved.shops, recorder->saved.items, recorder->saved.sales),
               std::tuple(2, 6, number("select count(*) from saleInfo")));
@@ -341,6 +348,14 @@ TEST_F(GatherRatings, ABigShopCostsItsPagesOnlyAndTakesPagesFrom100FromTheHistor
 
     const auto pages = listRequests();
     EXPECT_EQ(pages.size(), size_t(market.model().ratingPageCount(big)));
+    // The shop's bar moves with each list page, never back, and ends full.
+    const auto& steps = recorder->progress[0];
+    ASSERT_FALSE(steps.empty());
+    const int expected = 2 + market.model().ratingPageCount(big);
+    EXPECT_EQ(steps.back(), std::pair(expected, expected));
+    EXPECT_EQ(std::count_if(steps.begin(), steps.end(), [&](auto s) { return s.second == expected; }),
+              pages.size() + 1);
+    EXPECT_TRUE(std::is_sorted(steps.begin(), steps.end()));
     for (const auto& [page, history] : pages)
         EXPECT_EQ(history, page >= kFirstHistoryPage) << page;
 

@@ -134,8 +134,12 @@ private slots:
         // Names reach the labels as the records hold them, UTF-8, never decoded a second time.
         QCOMPARE(window->shopLabel->text(),
                  "正在处理第2家店铺：" + QString::fromStdString(market->model().shops()[4].nick));
-        QCOMPARE(window->itemsLabel->text(), QString("已采集商品4个"));
-        QCOMPARE(window->totalGauge->value(), 2);
+        // The run's count and the last shop's own.
+        QCOMPARE(window->itemsLabel->text(), QString("已采集商品4个，当前店铺2个"));
+        QCOMPARE(window->totalGauge->value(), window->totalGauge->maximum());
+        QVERIFY(window->run->remaining->text().isEmpty());
+        for (QProgressBar* slot : window->run->slotBars)
+            QVERIFY2(slot->text().endsWith("：空闲"), qPrintable(slot->text()));
         QCOMPARE(count(*dm, "select count(*) from dianbase"), 2);
         QCOMPARE(count(*dm, "select count(*) from itemInfo"), 4);
         QVERIFY(messages.isEmpty());

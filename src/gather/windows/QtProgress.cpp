@@ -11,11 +11,19 @@ template <class Change> void QtProgress::post(Change change) {
         bar, [bar, change] { change(bar); }, Qt::QueuedConnection);
 }
 
+QtProgress::QtProgress(QProgressBar* bar, const QString& slotName)
+    : bar_(bar), busyFormat_(slotName + "：%p%"), idleFormat_(slotName + "：空闲") {
+    bar->setTextVisible(true);
+    bar->setFormat(idleFormat_);
+    bar->setValue(0);
+}
+
 void QtProgress::begin(std::int64_t announcedLength) {
     int maximum = int(std::clamp<std::int64_t>(announcedLength, 0, INT32_MAX));
-    post([maximum](QProgressBar* bar) {
+    post([maximum, format = busyFormat_](QProgressBar* bar) {
         bar->setRange(0, maximum > 0 ? maximum : 100);
         bar->setValue(0);
+        if (!format.isEmpty()) bar->setFormat(format);
     });
 }
 
@@ -28,7 +36,10 @@ void QtProgress::advance(std::int64_t received) {
 }
 
 void QtProgress::end() {
-    post([](QProgressBar* bar) { bar->setValue(0); });
+    post([format = idleFormat_](QProgressBar* bar) {
+        bar->setValue(0);
+        if (!format.isEmpty()) bar->setFormat(format);
+    });
 }
 
 void QtProgress::setMaximum(int maximum) {

@@ -13,6 +13,8 @@ namespace vantor {
 class QtProgress : public SlotProgress, public ProgressGauge {
 public:
     explicit QtProgress(QProgressBar* bar) : bar_(bar) {}
+    // A download slot's bar that says which slot it is and whether it is idle.
+    QtProgress(QProgressBar* bar, const QString& slotName);
 
     void begin(std::int64_t announcedLength) override;
     void advance(std::int64_t received) override;
@@ -23,6 +25,7 @@ public:
 private:
     template <class Change> void post(Change change);
     QPointer<QProgressBar> bar_;
+    QString busyFormat_, idleFormat_;
 };
 
 } // namespace vantor

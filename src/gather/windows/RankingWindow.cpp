@@ -31,12 +31,11 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
     auto* runningLayout = new QVBoxLayout(running);
     progressLabel = named(new QLabel, "progressLabel");
     runningLayout->addWidget(progressLabel);
-    for (int i = 0; i < kSlots; ++i) {
-        gauges[i] = new QProgressBar;
-        gauges[i]->setTextVisible(false);
-        runningLayout->addWidget(gauges[i]);
-        progress_.push_back(std::make_unique<QtProgress>(gauges[i]));
-    }
+    run = new RunGauges(kSlots, this);
+    runningLayout->addWidget(run->total);
+    runningLayout->addWidget(run->remaining);
+    for (QProgressBar* bar : run->slotBars)
+        runningLayout->addWidget(bar);
     stopButton = named(new QPushButton("停止"), "stopButton");
     runningLayout->addWidget(stopButton, 0, Qt::AlignLeft);
     runningLayout->addStretch();
@@ -88,13 +87,11 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
 }
 
 std::vector<SlotProgress*> RankingWindow::slotGauges() {
-    std::vector<SlotProgress*> list;
-    for (auto& p : progress_)
-        list.push_back(p.get());
-    return list;
+    return run->slotProgress();
 }
 
-void RankingWindow::showRunning(const QString& progress) {
+void RankingWindow::showRunning(const QString& progress, int parts) {
+    run->start(parts);
     resultLabel->hide();
     resultGrid->setRowCount(0);
     progressLabel->setText(progress);
@@ -102,7 +99,8 @@ void RankingWindow::showRunning(const QString& progress) {
     panels->setCurrentIndex(ProgressPanel);
 }
 
-void RankingWindow::showEnded(const QString& outcome) {
+void RankingWindow::showEnded(const QString& outcome, bool complete) {
+    run->end(complete);
     panels->setCurrentIndex(FormPanel);
     searchMemoLog->appendPlainText(outcome);
     resultLabel->setText(outcome);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "QtProgress.h"
+#include "RunGauges.h"
 #include "base/CsvFile.h"
 
 #include <QCoreApplication>
@@ -38,7 +38,7 @@ public:
     QPushButton* exportButton;
     QTableWidget* resultGrid;
     QPlainTextEdit* searchMemoLog;
-    QProgressBar* gauges[kSlots];
+    RunGauges* run; // the slot bars, the run's bar and the time it still needs
     QProgressBar* saveProgress;
     QFileDialog* saveDialog;
 
@@ -53,11 +53,11 @@ protected:
     // The form's rows go here, above the start button the subclass adds last.
     QFormLayout* form;
     std::vector<SlotProgress*> slotGauges();
-    // A run begins: the progress panel, no outcome, an empty grid.
-    void showRunning(const QString& progress);
+    // A run of `parts` categories (or one search) begins: the progress panel, no outcome, an empty grid.
+    void showRunning(const QString& progress, int parts);
     // A run ended: the form again, its outcome above the pages and in the log; the result page when
     // it has rows.
-    void showEnded(const QString& outcome);
+    void showEnded(const QString& outcome, bool complete);
     void appendRow(const std::vector<std::string>& cells);
 
     // Queues a change onto the window's thread: the jobs report on theirs.
@@ -71,9 +71,6 @@ protected:
     virtual void stopClick() = 0;
     virtual CsvJob exportJob() const = 0;
     virtual std::string rowLink(int row) const = 0;
-
-private:
-    std::vector<std::unique_ptr<QtProgress>> progress_;
 };
 
 } // namespace vantor

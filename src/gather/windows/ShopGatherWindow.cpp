@@ -62,22 +62,33 @@ public:
     void shopStarted(int index, int, const TDianBaseInfo& shop) override {
         post([index, name = q8(shop.dianzhu.empty() ? shop.webaddr : shop.dianzhu)](ShopGatherWindow* w) {
             w->shopLabel->setText(w->shopText(index, name));
+            w->currentShop_ = index;
+            w->showItemCount();
         });
     }
     void stageText(const std::string& text) override {
         post([text = q8(text)](ShopGatherWindow* w) { w->stageLabel->setText(text); });
     }
-    void itemsGathered(int count) override { gathered(count); }
-    void ratingsGathered(int count) override { gathered(count); }
-    void gathered(int count) {
-        post(
-            [count](ShopGatherWindow* w) { w->itemsLabel->setText(QString(w->texts_.gathered).arg(count)); });
+    void shopItemsGathered(int index, int count, int total) override {
+        post([index, count, total](ShopGatherWindow* w) {
+            w->shopItems_[index] = count;
+            w->gathered_ = total;
+            w->showItemCount();
+        });
     }
-    void shopFinished(int done, int count) override {
-        post([done, count](ShopGatherWindow* w) {
+    void ratingsGathered(int count) override {
+        post([count](ShopGatherWindow* w) {
+            w->gathered_ = count;
+            w->showItemCount();
+        });
+    }
+    void shopProgress(int index, int done, int expected) override {
+        post([index, done, expected](ShopGatherWindow* w) { w->run->step(index, done, expected); });
+    }
+    void shopFinished(int done, int) override {
+        post([done](ShopGatherWindow* w) {
             w->doneLabel->setText(QString("已下载：%1家店铺").arg(done));
-            w->totalGauge->setRange(0, count);
-            w->totalGauge->setValue(done);
+            w->run->finished(done);
         });
     }
     void message(const std::string& text) override {
@@ -165,11 +176,8 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     searchState = new QLabel("正在采集数据");
     cancelDownSearch = new QPushButton("取消");
     searchingLayout->addWidget(searchState);
-    for (int i = 0; i < kSlots; ++i) {
-        gauges[i] = new QProgressBar;
-        gauges[i]->setTextVisible(false);
-        progress_.push_back(std::make_unique<QtProgress>(gauges[i]));
-    }
+    run = new RunGauges(kSlots, this);
+    totalGauge = run->total;
     auto* searchBars = new QVBoxLayout;
     searchingLayout->addLayout(searchBars);
     searchingLayout->addWidget(cancelDownSearch, 0, Qt::AlignLeft);
@@ -183,13 +191,13 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     shopLabel = new QLabel;
     stageLabel = new QLabel("正在处理");
     itemsLabel = new QLabel(QString(texts.gathered).arg(0));
-    totalGauge = new QProgressBar;
     saveGauge = new QProgressBar;
-    saveGauge->setFormat("已保存");
+    saveGauge->setObjectName("saveGauge");
+    saveGauge->setFormat("保存：%p%");
     saveProgress_ = std::make_unique<QtProgress>(saveGauge);
     dianStopBtn = new QPushButton("停止下载");
-    for (QWidget* w :
-         std::initializer_list<QWidget*>{needLabel, doneLabel, totalGauge, shopLabel, stageLabel, itemsLabel})
+    for (QWidget* w : std::initializer_list<QWidget*>{needLabel, doneLabel, totalGauge, run->remaining,
+                                                      shopLabel, stageLabel, itemsLabel})
         gatheringLayout->addWidget(w);
     auto* gatherBars = new QVBoxLayout;
     gatheringLayout->addLayout(gatherBars);
@@ -204,10 +212,10 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     // The slot bars belong to whichever panel runs a job.
     connect(panels, &QStackedWidget::currentChanged, this, [this, searchBars, gatherBars](int panel) {
         QVBoxLayout* into = panel == GatherProgress ? gatherBars : searchBars;
-        for (QProgressBar* bar : gauges)
+        for (QProgressBar* bar : run->slotBars)
             into->addWidget(bar);
     });
-    for (QProgressBar* bar : gauges)
+    for (QProgressBar* bar : run->slotBars)
         searchBars->addWidget(bar);
 
     auto* logBox = new QGroupBox("搜索日志");
@@ -309,10 +317,15 @@ void ShopGatherWindow::showOutcome(const QString& text) {
 }
 
 std::vector<SlotProgress*> ShopGatherWindow::slotGauges() {
-    std::vector<SlotProgress*> list;
-    for (auto& p : progress_)
-        list.push_back(p.get());
-    return list;
+    return run->slotProgress();
+}
+
+void ShopGatherWindow::showItemCount() {
+    QString text = QString(texts_.gathered).arg(gathered_);
+    const auto shop = shopItems_.find(currentShop_);
+    if (texts_.shopGathered && shop != shopItems_.end())
+        text += QString(texts_.shopGathered).arg(shop->second);
+    itemsLabel->setText(text);
 }
 
 void ShopGatherWindow::searchClick() {
@@ -435,9 +448,14 @@ void ShopGatherWindow::resumeClick() {
 void ShopGatherWindow::startGathering(size_t shops, const MakeRun& make) {
     needLabel->setText(QString("共需下载：%1家店铺").arg(shops));
     doneLabel->setText("已下载：0家店铺");
-    itemsLabel->setText(QString(texts_.gathered).arg(0));
-    totalGauge->setRange(0, int(shops));
-    totalGauge->setValue(0);
+    shopLabel->clear();
+    stageLabel->setText("正在处理");
+    currentShop_ = -1;
+    shopItems_.clear();
+    gathered_ = 0;
+    showItemCount();
+    saveGauge->setValue(0);
+    run->start(int(shops));
     showOutcome({});
     resumeBtn->hide();
     pages->setCurrentIndex(0);
@@ -455,6 +473,7 @@ void ShopGatherWindow::dianStopBtnClick() {
 
 void ShopGatherWindow::gatherEnded(JobEnd end, const QString& summary) {
     gathering_.reset();
+    run->end(end == JobEnd::Finished);
     stageLabel->setText(end == JobEnd::Finished  ? "采集完成"
                         : end == JobEnd::Stopped ? kGatherStopped
                                                  : kGatherFailed);

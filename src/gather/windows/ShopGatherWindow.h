@@ -1,6 +1,7 @@
 #pragma once
 
 #include "QtProgress.h"
+#include "RunGauges.h"
 #include "db/TDM.h"
 #include "download/THttpAgent.h"
 #include "gather/SalesRunRecord.h"
@@ -11,6 +12,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -41,7 +43,8 @@ struct ShopGatherTexts {
     const char* selectAll;
     const char* cancelAll;
     const char* start;
-    const char* gathered; // the running count, "%1" the number
+    const char* gathered;     // the run's count so far, "%1" the number
+    const char* shopGathered; // added for the shop in progress, "%1" its count; null when not counted by shop
 };
 
 // A gathering window: the shop search, the result grid where shops are ticked, and the gathering of the
@@ -84,7 +87,8 @@ public:
     QLabel* resultLabel;
     QLabel *searchState, *needLabel, *doneLabel, *stageLabel, *itemsLabel, *shopLabel;
     QProgressBar *totalGauge, *saveGauge;
-    QProgressBar* gauges[kSlots];
+    // The slot bars and the time the run still needs.
+    RunGauges* run;
 
 signals:
     // The main window's status line ("操作提示：").
@@ -139,6 +143,7 @@ private:
     void gatherEnded(JobEnd end, const QString& summary);
     void showOutcome(const QString& text);
     std::vector<SlotProgress*> slotGauges();
+    void showItemCount();
 
     ShopGatherTexts texts_;
     AgentSource agent_;
@@ -146,8 +151,10 @@ private:
     std::vector<TDianBaseInfo> shops_; // row i of the grid
     int searches_ = 0;
     int totalFound_ = 0;
-    std::vector<std::unique_ptr<QtProgress>> progress_;
     std::unique_ptr<QtProgress> saveProgress_;
+    int currentShop_ = -1;
+    int gathered_ = 0;
+    std::map<int, int> shopItems_; // items gathered so far by shop index
     std::unique_ptr<Bridge> bridge_;
     std::unique_ptr<ShopSearchJob> search_;
     std::unique_ptr<GatherRun> gathering_;

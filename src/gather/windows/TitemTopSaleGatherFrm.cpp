@@ -17,9 +17,13 @@ namespace vantor {
 class TitemTopSaleGatherFrm::Bridge : public ItemRankingObserver {
 public:
     explicit Bridge(TitemTopSaleGatherFrm* window) : window_(window) {}
+    void rankingTotal(int total) override {
+        post(window_, [total](TitemTopSaleGatherFrm* w) { w->expected_ = std::min(w->expected_, total); });
+    }
     void itemsRead(int count) override {
         post(window_, [count](TitemTopSaleGatherFrm* w) {
             w->progressLabel->setText(QString("正在采集：%1个商品").arg(count));
+            w->run->step(0, count, w->expected_);
         });
     }
     void statusLine(const std::string& text) override {
@@ -90,7 +94,8 @@ void TitemTopSaleGatherFrm::searchClick() {
     searchMemoLog->appendPlainText(
         QString::fromStdString(itemRankingLog(query, ++searches_, DateTime::now())));
     rows_.clear();
-    showRunning("正在采集：0个商品");
+    expected_ = query.range;
+    showRunning("正在采集：0个商品", 1);
     job_ = std::make_unique<ItemRankingJob>(query, agent_(), slotGauges(), *bridge_);
     job_->start();
 }
@@ -108,7 +113,7 @@ void TitemTopSaleGatherFrm::rankingEnded(JobEnd end, std::vector<TItemInfo> rows
     rows_ = std::move(rows);
     for (size_t i = 0; i < rows_.size(); ++i)
         appendRow(itemRankingRow(int(i) + 1, rows_[i]));
-    showEnded(QString::fromStdString(itemRankingSummary(end, total)));
+    showEnded(QString::fromStdString(itemRankingSummary(end, total)), end == JobEnd::Finished);
     if (end == JobEnd::Stopped) UserMessages::show(this, kSearchStopped);
 }
 

@@ -35,6 +35,7 @@ protected:
     std::string rowLink(int row) const override;
 
 private:
+    int expected_ = 0; // items the run will read: the range, or fewer when the marketplace has fewer
     class Bridge;
     void rankingEnded(JobEnd end, std::vector<TItemInfo> rows, int total);
 

@@ -11,8 +11,8 @@
 namespace vantor {
 
 TrateGatherFrm::TrateGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
-    : ShopGatherWindow({"评价数据采集", "按信用排序", "按人气排序", true, "全选 ", "取消全选", "开始挖掘",
-                        "已采集评价%1条"},
+    : ShopGatherWindow({"评价数据采集", "按信用排序", "按人气排序", true, "全选 ", "取消全选", "开始采集",
+                        "已采集评价%1条", nullptr},
                        std::move(agent), dm, parent) {
     fromData = new QSpinBox;
     fromData->setRange(kMinRatingRange, kMaxRatingFrom);

@@ -9,8 +9,8 @@
 namespace vantor {
 
 TsaleGatherFrm::TsaleGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
-    : ShopGatherWindow({"销售数据采集", "按信誉排序", "按人气排序", false, "店铺全选 ", "取消店铺全选",
-                        "开始采集", "已采集商品%1个"},
+    : ShopGatherWindow({"销售数据采集", "按信用排序", "按人气排序", false, "店铺全选 ", "取消店铺全选",
+                        "开始采集", "已采集商品%1个", "，当前店铺%1个"},
                        std::move(agent), dm, parent) {
     fromData = new QSpinBox;
     fromData->setRange(1, kMaxItemsPerShop);

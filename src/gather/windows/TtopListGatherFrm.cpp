@@ -25,6 +25,7 @@ public:
                                   .arg(QString::fromStdString(name).trimmed())](TtopListGatherFrm* w) {
             w->progressLabel->setText(text);
         });
+        post(window_, [index](TtopListGatherFrm* w) { w->run->finished(index); });
     }
     void categorySaved(const std::string& name, const std::vector<TItemInfo>& rows) override {
         post(window_,
@@ -42,7 +43,7 @@ public:
         post(window_, [end, categories,
                        summary = QString::fromStdString(
                            categoryRankingSummary(end, categories, items, detail))](TtopListGatherFrm* w) {
-            w->rankingEnded(categories, summary);
+            w->rankingEnded(categories, end == JobEnd::Finished, summary);
             if (end == JobEnd::Stopped) UserMessages::show(w, kGatherStopped);
         });
     }
@@ -117,7 +118,8 @@ void TtopListGatherFrm::startClick() {
     saved_ = DateTime::now();
     searchMemoLog->appendPlainText(
         QString::fromStdString(categoryRankingLog(chosen, depth->value(), ++runs_, saved_)));
-    showRunning("正在连接");
+    const int parts = int(chosen.size());
+    showRunning("正在连接", parts);
     dm_.open();
     job_ = std::make_unique<CategoryRanking>(dm_.store(), std::move(chosen), depth->value(), agent_(),
                                              slotGauges(), *bridge_, saved_);
@@ -139,9 +141,9 @@ void TtopListGatherFrm::categorySaved(const std::vector<RankedItem>& ranked) {
     }
 }
 
-void TtopListGatherFrm::rankingEnded(int categories, const QString& summary) {
+void TtopListGatherFrm::rankingEnded(int categories, bool complete, const QString& summary) {
     job_.reset();
-    showEnded(summary);
+    showEnded(summary, complete);
     if (categories > 0) emit rankingsSaved(firstCategory_, saved_.month);
 }
 

@@ -44,7 +44,7 @@ protected:
 private:
     class Bridge;
     void categorySaved(const std::vector<RankedItem>& ranked);
-    void rankingEnded(int categories, const QString& summary);
+    void rankingEnded(int categories, bool complete, const QString& summary);
 
     int firstCategory_ = 0;
     int runs_ = 0;

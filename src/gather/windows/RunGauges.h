@@ -1,0 +1,44 @@
+#pragma once
+
+#include "QtProgress.h"
+#include "gather/RunProgress.h"
+
+#include <QObject>
+#include <QTimer>
+
+#include <memory>
+#include <vector>
+
+class QLabel;
+class QProgressBar;
+
+namespace vantor {
+
+// The bars of a running gathering or ranking: one per download slot, named, and the run's whole bar
+// with the time it still needs. The window lays the widgets out; this keeps them moving.
+class RunGauges : public QObject {
+    Q_OBJECT
+public:
+    RunGauges(int slotCount, QObject* parent);
+
+    QProgressBar* total;
+    QLabel* remaining;
+    std::vector<QProgressBar*> slotBars;
+
+    std::vector<SlotProgress*> slotProgress();
+    // A run of `parts` shops or categories begins: everything from zero.
+    void start(int parts);
+    void step(int index, int done, int expected);
+    void finished(int done);
+    // The run ended: its bar full when it finished, the estimate gone.
+    void end(bool complete);
+
+private:
+    void show();
+
+    RunProgress progress_;
+    QTimer tick_;
+    std::vector<std::unique_ptr<QtProgress>> slots_;
+};
+
+} // namespace vantor
