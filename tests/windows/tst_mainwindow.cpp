@@ -225,7 +225,7 @@ private slots:
         QCOMPARE(view->findResult_l->text(), QString("共有1店铺"));
     }
 
-    void closingWhileGatheringAsksThenStopsAndKeepsNothingHalf() {
+    void stoppingOrClosingAsksAndSaysWhatIsLostThenKeepsNothingHalf() {
         // A shop page that never comes keeps the gathering running.
         test::HttpServer slow([](const test::HttpRequest&) {
             return test::HttpReply::late("<html></html>", std::chrono::seconds(60));
@@ -239,11 +239,44 @@ private slots:
         QTest::mouseClick(gather->selAll, Qt::LeftButton);
         QTest::mouseClick(gather->saveSearch, Qt::LeftButton);
         QVERIFY(gather->busy());
+        TrateGatherFrm* rate = window->rateGatherWindow();
+        rate->takeShops({shop, shop}, true);
+        QTest::mouseClick(rate->saveSearch, Qt::LeftButton);
+        QVERIFY(rate->busy());
 
-        answerQuestion(QMessageBox::No);
+        // A rating run throws its whole batch away: its stop asks first and says so.
+        auto question = std::make_shared<QString>();
+        const auto answer = [question](QMessageBox::StandardButton button) {
+            return [question, button](QWidget* dialog) {
+                auto* box = qobject_cast<QMessageBox*>(dialog);
+                QVERIFY(box);
+                *question = box->text();
+                box->button(button)->click();
+            };
+        };
+        answerNextDialog(answer(QMessageBox::No));
+        QTest::mouseClick(rate->dianStopBtn, Qt::LeftButton);
+        QCOMPARE(*question,
+                 QString("确定要停止采集吗？\n评价采集整批保存：本次已下载的0家店铺（共2家）的评价全部不会"
+                         "保存，须重新开始。"));
+        QVERIFY(rate->busy());
+
+        // The close names each running window and what it loses.
+        answerNextDialog(answer(QMessageBox::No));
         QVERIFY(!window->close());
+        QCOMPARE(*question,
+                 QString("正在采集数据，退出将停止采集：\n"
+                         "销售数据采集：已保存的0家店铺保留，其余1家店铺不会保存，以后可继续采集。\n"
+                         "评价数据采集：评价采集整批保存：本次已下载的0家店铺（共2家）的评价全部不会保存，"
+                         "须重新开始。\n确定要退出吗？"));
         QVERIFY(window->isVisible());
         QVERIFY(gather->busy());
+
+        answerNextDialog(answer(QMessageBox::Yes));
+        QSignalSpy rateEnded(rate, &TrateGatherFrm::gatheringEnded);
+        QTest::mouseClick(rate->dianStopBtn, Qt::LeftButton);
+        QVERIFY(rateEnded.wait(10000));
+        QVERIFY(!rate->busy());
 
         answerQuestion(QMessageBox::Yes);
         QVERIFY(window->close());

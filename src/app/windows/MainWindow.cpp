@@ -240,12 +240,26 @@ void MainWindow::refreshData(QWidget* changedBy) {
         analysis->refreshClick();
 }
 
+QString MainWindow::closeLoss() const {
+    QStringList lines;
+    const auto add = [&](const auto* window) {
+        if (!window || !window->busy()) return;
+        const QString loss = window->stopLoss();
+        lines << window->windowTitle() + "：" + (loss.isEmpty() ? QString("正在进行的搜索将中止。") : loss);
+    };
+    add(saleGather_);
+    add(rateGather_);
+    add(topListGather_);
+    add(itemTopSale_);
+    add(shopWatch_);
+    return lines.join("\n");
+}
+
 void MainWindow::closeEvent(QCloseEvent* event) {
-    const bool gathering = (saleGather_ && saleGather_->busy()) || (rateGather_ && rateGather_->busy()) ||
-                           (shopWatch_ && shopWatch_->busy()) || (topListGather_ && topListGather_->busy()) ||
-                           (itemTopSale_ && itemTopSale_->busy());
-    if (gathering) {
-        if (!UserMessages::confirm(this, kCloseWhileGathering)) {
+    const QString loss = closeLoss();
+    if (!loss.isEmpty()) {
+        if (!UserMessages::confirm(this,
+                                   QString(kCloseWhileGathering) + "\n" + loss + "\n" + kCloseQuestion)) {
             event->ignore();
             return;
         }

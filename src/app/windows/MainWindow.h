@@ -35,8 +35,9 @@ class TtopDataViewFrm;
 } // namespace views
 
 inline constexpr const char* kAppTitle = "Vantor专业版";
-inline constexpr const char* kCloseWhileGathering =
-    "正在采集数据，退出将停止采集，正在采集的店铺不会保存。确定要退出吗？";
+// Before a close while jobs run: what each running window loses, then the question.
+inline constexpr const char* kCloseWhileGathering = "正在采集数据，退出将停止采集：";
+inline constexpr const char* kCloseQuestion = "确定要退出吗？";
 
 // The main window: navigation bar and menu bar on the left and top, one working window at a time
 // in the display area, the advertisement pane and the status line.
@@ -59,6 +60,8 @@ public:
 
     // Shows the welcome window with one of the vendor's pages.
     void showVendorPage(const QString& path);
+    // What closing now would lose, a line per running window; empty when nothing runs.
+    QString closeLoss() const;
 
     void setStatusText(const QString& text);
     QString statusText() const;

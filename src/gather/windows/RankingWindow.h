@@ -42,6 +42,9 @@ public:
     QProgressBar* saveProgress;
     QFileDialog* saveDialog;
 
+    // What a stop now would lose, for the question before a close.
+    virtual QString stopLoss() const = 0;
+
 signals:
     // The main window's status line ("操作提示：").
     void statusLine(const QString& text);

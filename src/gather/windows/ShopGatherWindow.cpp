@@ -88,6 +88,7 @@ public:
     void shopFinished(int done, int) override {
         post([done](ShopGatherWindow* w) {
             w->doneLabel->setText(QString("已下载：%1家店铺").arg(done));
+            w->shopsDone_ = done;
             w->run->finished(done);
         });
     }
@@ -451,6 +452,8 @@ void ShopGatherWindow::startGathering(size_t shops, const MakeRun& make) {
     shopLabel->clear();
     stageLabel->setText("正在处理");
     currentShop_ = -1;
+    shopsDone_ = 0;
+    shopsCount_ = int(shops);
     shopItems_.clear();
     gathered_ = 0;
     showItemCount();
@@ -465,7 +468,14 @@ void ShopGatherWindow::startGathering(size_t shops, const MakeRun& make) {
     gathering_->start();
 }
 
+QString ShopGatherWindow::stopLoss() const {
+    return gathering_ ? q8(salesStopLoss(shopsDone_, shopsCount_)) : QString();
+}
+
 void ShopGatherWindow::dianStopBtnClick() {
+    if (!gathering_) return;
+    if (askBeforeStop() && !UserMessages::confirm(this, "确定要停止采集吗？\n" + stopLoss())) return;
+    // The run may have ended while the question was open.
     if (!gathering_) return;
     gathering_->stop();
     stageLabel->setText(kGatherStopped);

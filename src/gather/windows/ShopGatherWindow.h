@@ -65,6 +65,8 @@ public:
     // Ticks every row or none ("全选" / "取消全选").
     void markAll(bool ticked);
     bool busy() const { return search_ || gathering_; }
+    // What a stop now would lose, for the question before a stop or a close; empty while no gathering runs.
+    virtual QString stopLoss() const;
     // Stops a running job and waits for it; what it had not committed is rolled back. For the exit.
     void stopAndWait();
 
@@ -106,6 +108,11 @@ protected:
     std::shared_ptr<const THttpAgent> agent() const { return agent_(); }
     db::TDM& dataModule() { return dm_; }
 
+    // Whether 停止下载 asks first: when a stop throws away more than the shop in progress.
+    virtual bool askBeforeStop() const { return false; }
+    bool gathering() const { return gathering_ != nullptr; }
+    int shopsDone() const { return shopsDone_; }
+    int shopsCount() const { return shopsCount_; }
     // Whether the form allows a run; a refusal has been shown. Asked before the ticked shops.
     virtual bool formAccepted() { return true; }
     virtual std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops,
@@ -154,6 +161,7 @@ private:
     std::unique_ptr<QtProgress> saveProgress_;
     int currentShop_ = -1;
     int gathered_ = 0;
+    int shopsDone_ = 0, shopsCount_ = 0;
     std::map<int, int> shopItems_; // items gathered so far by shop index
     std::unique_ptr<Bridge> bridge_;
     std::unique_ptr<ShopSearchJob> search_;

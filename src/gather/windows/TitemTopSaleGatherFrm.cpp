@@ -117,4 +117,8 @@ void TitemTopSaleGatherFrm::rankingEnded(JobEnd end, std::vector<TItemInfo> rows
     if (end == JobEnd::Stopped) UserMessages::show(this, kSearchStopped);
 }
 
+QString TitemTopSaleGatherFrm::stopLoss() const {
+    return QString(kItemRankingStopLoss);
+}
+
 } // namespace vantor

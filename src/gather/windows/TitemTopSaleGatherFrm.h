@@ -20,6 +20,7 @@ public:
     ~TitemTopSaleGatherFrm() override;
 
     bool busy() const { return job_ != nullptr; }
+    QString stopLoss() const override;
     void searchClick();
     // Stops a running search and waits for it. For the exit.
     void stopAndWait();

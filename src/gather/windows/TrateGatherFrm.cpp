@@ -47,4 +47,8 @@ QString TrateGatherFrm::shopText(int, const QString& name) const {
     return "正在连接掌柜：" + name;
 }
 
+QString TrateGatherFrm::stopLoss() const {
+    return gathering() ? QString::fromStdString(ratingStopLoss(shopsDone(), shopsCount())) : QString();
+}
+
 } // namespace vantor

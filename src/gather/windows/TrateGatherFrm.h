@@ -12,9 +12,11 @@ public:
     TrateGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent = nullptr);
 
     QSpinBox *fromData, *toData; // "下载数据范围：从" … "到"
+    QString stopLoss() const override;
 
 protected:
     bool formAccepted() override;
+    bool askBeforeStop() const override { return true; }
     std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops, const db::Store& database,
                                              std::vector<SlotProgress*> gauges, GatherObserver& observer,
                                              ProgressGauge* saveGauge) override;

@@ -114,6 +114,7 @@ void TtopListGatherFrm::startClick() {
         return;
     }
     rows_.clear();
+    savedCategories_ = 0;
     firstCategory_ = chosen.front();
     saved_ = DateTime::now();
     searchMemoLog->appendPlainText(
@@ -135,6 +136,7 @@ std::string TtopListGatherFrm::rowLink(int row) const {
 }
 
 void TtopListGatherFrm::categorySaved(const std::vector<RankedItem>& ranked) {
+    ++savedCategories_;
     for (const RankedItem& row : ranked) {
         rows_.push_back(row);
         appendRow(categoryRankingGridRow(row, saved_));
@@ -145,6 +147,10 @@ void TtopListGatherFrm::rankingEnded(int categories, bool complete, const QStrin
     job_.reset();
     showEnded(summary, complete);
     if (categories > 0) emit rankingsSaved(firstCategory_, saved_.month);
+}
+
+QString TtopListGatherFrm::stopLoss() const {
+    return QString::fromStdString(categoryStopLoss(savedCategories_));
 }
 
 } // namespace vantor

@@ -22,6 +22,7 @@ public:
     ~TtopListGatherFrm() override;
 
     bool busy() const { return job_ != nullptr; }
+    QString stopLoss() const override;
     void startClick();
     void markAll(bool ticked);
     // Stops a running gathering and waits for it; the category in hand is not saved. For the exit.
@@ -42,6 +43,7 @@ protected:
     std::string rowLink(int row) const override;
 
 private:
+    int savedCategories_ = 0;
     class Bridge;
     void categorySaved(const std::vector<RankedItem>& ranked);
     void rankingEnded(int categories, bool complete, const QString& summary);

@@ -3,6 +3,7 @@
 #include "DesktopNotice.h"
 #include "UserMessages.h"
 #include "WindowActions.h"
+#include "gather/GatherTexts.h"
 #include "gather/SalesGathering.h"
 #include "watch/WatchPanel.h"
 
@@ -449,6 +450,10 @@ void TshopWatchFrm::roundFinished() {
         DesktopNotice::show(q8(notice.title), q8(notice.body));
     }
     emit roundEnded();
+}
+
+QString TshopWatchFrm::stopLoss() const {
+    return kWatchStopLoss;
 }
 
 } // namespace vantor

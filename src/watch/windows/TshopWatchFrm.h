@@ -50,6 +50,8 @@ public:
     // Starts a round when the schedule wants one. The timer asks every minute.
     void checkSchedule();
     bool busy() const { return round_ != nullptr; }
+    // What a stop now would lose, for the question before a close.
+    QString stopLoss() const;
     // Stops a running round and waits for it; for the exit.
     void stopAndWait();
     // Reads the list, the filters' shops and the report again.
