@@ -395,7 +395,7 @@ RatingCheck checkRatings(const std::vector<RatingRecord>& ratings) {
 
 const Analysis& creditGrowth() {
     static const Analysis analysis{"rating-trend",
-                                   "评价走势分析",
+                                   "信用成长分析",
                                    "Line2D.html",
                                    {},
                                    {{"sale://rateTrendWeek_/", "rateTrendWeekList.xml"},
@@ -407,7 +407,7 @@ const Analysis& creditGrowth() {
 
 const Analysis& ratingCheck() {
     static const Analysis analysis{"rating-check",
-                                   "店铺评价分析",
+                                   "评价真实度分析",
                                    "Column2D.html",
                                    {},
                                    {{"sale://rateCheck_/", "rateCheck.xml"},

@@ -88,7 +88,7 @@ struct RatingCheck {
 // Ratings in time order. Raters shown masked ("a***1") are many buyers and never repeat raters.
 RatingCheck checkRatings(const std::vector<RatingRecord>& ratings);
 
-// Credit growth (评价走势分析) and rating authenticity (店铺评价分析).
+// Credit growth (信用成长分析) and rating authenticity (评价真实度分析).
 const Analysis& creditGrowth();
 const Analysis& ratingCheck();
 

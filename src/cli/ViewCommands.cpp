@@ -180,8 +180,8 @@ void addViewCommands(CLI::App& app, Context& context) {
     table("sales-records", "销售数据浏览：商品的销售明细")
         ->add_option("--item", options->item, "商品 ID（itemId）")
         ->required();
-    table("rating-shops", "店铺评价数据浏览：掌柜");
-    table("ratings", "店铺评价数据浏览：店铺的评价")
+    table("rating-shops", "评价数据浏览：掌柜");
+    table("ratings", "评价数据浏览：店铺的评价")
         ->add_option("--shop", options->shop, "店铺序号（dianbase.id）")
         ->required();
     auto* ranking = table("ranking", "商品排行数据：今年某月某类目的排行");

@@ -27,7 +27,7 @@ struct ShopSearchQuery {
     int category = 0;     // position in the shop search's category table
     std::string location;
     std::set<int> levels;      // credit levels 1..kCreditLevels
-    bool byPopularity = false; // "按人气排序"; otherwise "按信誉排序"
+    bool byPopularity = false; // "按人气排序"; otherwise "按信用排序"
     // The rating gathering writes the order keys the other way round ("&sort=ratesum_desc" for
     // popularity, "&soft=default" for credit); the marketplace has always been asked so.
     bool ratingOrderKeys = false;

@@ -36,14 +36,17 @@ namespace vantor {
 
 namespace {
 
+// The status line before a working window is chosen.
+constexpr const char* kStartHint = "在左侧选择要使用的功能；各部分的“操作帮助”说明如何使用";
+
 // One entry of the navigation bar and of the menu bar.
 struct NavigationEntry {
     const char* section;
     const char* text;
-    const char* menuText; // null: the same as text
-    const char* name;     // object name of the menu item
-    const char* hint;
+    const char* name;             // object name of the menu item
+    const char* hint;             // the entry's tooltip, and the status line's while its window shows
     std::function<void()> action; // empty: its window does not exist, the entry is left out
+    QWidget* window = nullptr;    // the working window it shows, if any
 };
 
 } // namespace
@@ -85,7 +88,9 @@ MainWindow::MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget*
     statusBar()->addWidget(statusText_, 1);
 
     // The display area starts empty, so the first window chosen also names itself in the caption.
-    display_->addWidget(new QWidget);
+    auto* empty = new QWidget;
+    empty->setStatusTip(kStartHint);
+    display_->addWidget(empty);
 
     ad_->open(vendorPage("/ad.jsp"));
 }
@@ -96,6 +101,7 @@ StartupOutcome MainWindow::startUp() {
 
 void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     welcome_ = new WelcomeWindow;
+    welcome_->setStatusTip(kStartHint);
     display_->addWidget(welcome_);
     gauge(25);
     rateGather_ = new TrateGatherFrm([this] { return config_.getHttpAgent(); }, dm_);
@@ -168,6 +174,7 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
         connect(gathering, &ShopGatherWindow::watchRequested, this, watch);
     gauge(100);
     buildNavigation();
+    setStatusText({});
 }
 
 void MainWindow::buildNavigation() {
@@ -177,31 +184,42 @@ void MainWindow::buildNavigation() {
         return [this, window] { showWorkingWindow(window); };
     };
     const std::vector<NavigationEntry> entries = {
-        {"热卖商品排行", "按类目采集热卖商品", nullptr, "N3", nullptr, show(topListGather_)},
-        {"热卖商品排行", "指定商品销售排行", nullptr, "N2", nullptr, show(itemTopSale_)},
-        {"热卖商品排行", "类目热卖商品历史", nullptr, "N4", nullptr, show(topDataView_)},
-        {"热卖商品排行", "操作帮助", nullptr, "N24", nullptr, help("/topList.jsp")},
-        {"店铺销售分析", "店铺销售采集", nullptr, "N6", "采集你关所要注的店铺的销售数据", show(saleGather_)},
-        {"店铺销售分析", "数据浏览", nullptr, "N7", nullptr, show(saleDataView_)},
-        {"店铺销售分析", "销售分布分析", nullptr, "N25", nullptr, show(saleTimeArea_)},
-        {"店铺销售分析", "销售排行分析", nullptr, "N26", nullptr, show(saleAnalyse_)},
-        {"店铺销售分析", "销售趋势分析", nullptr, "N27", nullptr, show(saleCarrent_)},
-        {"店铺销售分析", "操作帮助", nullptr, "N29", nullptr, help("/saleAnalyse.jsp")},
-        {"店铺评价分析", "数据采集", nullptr, "N10", nullptr, show(rateGather_)},
-        {"店铺评价分析", "数据浏览", nullptr, "N11", nullptr, show(rateDataView_)},
-        {"店铺评价分析", "成长分析", "信用成长分析", "N30", nullptr, show(rateTrend_)},
-        {"店铺评价分析", "评价真实度分析", "信用真实度分析", "N31", nullptr, show(rateCheck_)},
-        {"店铺评价分析", "操作帮助", nullptr, "N32", nullptr, help("/rateAnalyse.jsp")},
-        {"店铺监控", "店铺监控", nullptr, "N40", "定期重新采集竞争店铺，报告价格、销量、评价的变化",
-         show(shopWatch_)},
-        {"帮助", "导航页", nullptr, "N13", nullptr, help("/welcome.jsp")},
-        {"帮助", "系统选项", "选项", "N17", nullptr,
+        {"热卖商品排行", "按类目采集热卖商品", "N3", "勾选类目，采集各类目的热卖商品排行并保存",
+         show(topListGather_), topListGather_},
+        {"热卖商品排行", "指定商品销售排行", "N2", "按商品名、价格和所在地搜索商品，按销量排行",
+         show(itemTopSale_), itemTopSale_},
+        {"热卖商品排行", "类目热卖商品历史", "N4", "查看保存过的类目热卖商品排行，按年月比较",
+         show(topDataView_), topDataView_},
+        {"热卖商品排行", "操作帮助", "N24", nullptr, help("/topList.jsp")},
+        {"店铺销售分析", "销售数据采集", "N6", "采集你所要关注的店铺的销售数据", show(saleGather_),
+         saleGather_},
+        {"店铺销售分析", "销售数据浏览", "N7", "浏览、筛选、导出或删除已采集的店铺、商品和销售记录",
+         show(saleDataView_), saleDataView_},
+        {"店铺销售分析", "销售时间分布分析", "N25", "选择店铺和日期，看销售按小时、星期和月份的分布",
+         show(saleTimeArea_), saleTimeArea_},
+        {"店铺销售分析", "销售排行分析", "N26", "选择店铺和日期，看哪些商品的销量和销售额最高",
+         show(saleAnalyse_), saleAnalyse_},
+        {"店铺销售分析", "销售趋势分析", "N27", "选择店铺和日期，看每天、每周、每月的销量和销售额走势",
+         show(saleCarrent_), saleCarrent_},
+        {"店铺销售分析", "操作帮助", "N29", nullptr, help("/saleAnalyse.jsp")},
+        {"店铺评价分析", "评价数据采集", "N10", "采集店铺的信用评价记录", show(rateGather_), rateGather_},
+        {"店铺评价分析", "评价数据浏览", "N11", "浏览、查找、导出或删除已采集的店铺评价", show(rateDataView_),
+         rateDataView_},
+        {"店铺评价分析", "信用成长分析", "N30", "选择店铺和日期，看好评、中评、差评和信用的增长",
+         show(rateTrend_), rateTrend_},
+        {"店铺评价分析", "评价真实度分析", "N31", "选择店铺和日期，检查店铺评价的真实程度", show(rateCheck_),
+         rateCheck_},
+        {"店铺评价分析", "操作帮助", "N32", nullptr, help("/rateAnalyse.jsp")},
+        {"店铺监控", "店铺监控", "N40", "定期重新采集竞争店铺，报告价格、销量、评价的变化", show(shopWatch_),
+         shopWatch_},
+        {"帮助", "导航页", "N13", nullptr, help("/welcome.jsp")},
+        {"帮助", "系统选项", "N17", nullptr,
          [this] {
              TconfigFrm settings(config_, ConfigFile(folder_.config()), this);
              settings.exec();
          }},
-        {"帮助", "建议反馈", nullptr, "N14", nullptr, [] { QDesktopServices::openUrl(vendorSite()); }},
-        {"帮助", "关于", nullptr, "N21", nullptr, [this] { AboutDialog(this).exec(); }},
+        {"帮助", "建议反馈", "N14", nullptr, [] { QDesktopServices::openUrl(vendorSite()); }},
+        {"帮助", "关于", "N21", nullptr, [this] { AboutDialog(this).exec(); }},
     };
 
     QStringList sections;
@@ -214,7 +232,7 @@ void MainWindow::buildNavigation() {
         QMenu* menu = menuBar()->addMenu(section);
         for (const auto& entry : entries) {
             if (!entry.action || section != entry.section) continue;
-            auto* action = menu->addAction(entry.menuText ? entry.menuText : entry.text);
+            auto* action = menu->addAction(entry.text);
             action->setObjectName(entry.name);
             connect(action, &QAction::triggered, this, entry.action);
             auto* button = new QToolButton;
@@ -224,6 +242,8 @@ void MainWindow::buildNavigation() {
             button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
             button->setAutoRaise(true);
             if (entry.hint) button->setToolTip(entry.hint);
+            if (entry.hint) action->setStatusTip(entry.hint);
+            if (entry.window && entry.hint) entry.window->setStatusTip(entry.hint);
             connect(button, &QToolButton::clicked, action, &QAction::trigger);
             layout->addWidget(button);
         }
@@ -278,6 +298,8 @@ void MainWindow::showWorkingWindow(QWidget* window) {
     if (display_->indexOf(window) < 0) display_->addWidget(window);
     display_->setCurrentWidget(window);
     setWindowTitle(QString(kAppTitle) + "--" + window->windowTitle());
+    // What the window is for, until something happens worth the line.
+    if (statusIsHint_) statusText_->setText(window->statusTip());
 }
 
 QWidget* MainWindow::currentWorkingWindow() const {
@@ -290,7 +312,9 @@ void MainWindow::showVendorPage(const QString& path) {
 }
 
 void MainWindow::setStatusText(const QString& text) {
-    statusText_->setText(text);
+    statusIsHint_ = text.isEmpty();
+    statusText_->setText(statusIsHint_ && display_->currentWidget() ? display_->currentWidget()->statusTip()
+                                                                    : text);
 }
 QString MainWindow::statusText() const {
     return statusText_->text();

@@ -95,6 +95,7 @@ private:
     QToolBox* toolBar_;
     QStackedWidget* display_;
     BrowserPane* ad_;
+    bool statusIsHint_ = true; // the status line tells the shown window's purpose, not an event
     QLabel* statusText_;
     WelcomeWindow* welcome_ = nullptr;
     TsaleGatherFrm* saleGather_ = nullptr;

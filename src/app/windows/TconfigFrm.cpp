@@ -48,7 +48,7 @@ QHBoxLayout* buttonRow(std::initializer_list<QPushButton*> buttons) {
 
 TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     : QDialog(parent), config_(config), file_(std::move(file)), testAddress_(kTestAddress) {
-    setWindowTitle("选项");
+    setWindowTitle("系统选项");
     setModal(true);
 
     netType = new QComboBox;

@@ -20,7 +20,7 @@ namespace vantor {
 
 class THttpTest;
 
-// The settings window "选项": network settings with the connection test, the compaction schedule and
+// The settings window "系统选项": network settings with the connection test, the compaction schedule and
 // the analysis page. Every rule lives in the core's network settings; this window only shows them.
 class TconfigFrm : public QDialog {
     Q_OBJECT

@@ -53,7 +53,7 @@ private:
 };
 
 TtopListGatherFrm::TtopListGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
-    : RankingWindow("淘宝商品排行采集", "类目选择", "采集结果", categoryRankingGridColumns(),
+    : RankingWindow("按类目采集热卖商品", "类目选择", "采集结果", categoryRankingGridColumns(),
                     "categoryRankingGrid", parent),
       agent_(std::move(agent)),
       dm_(dm),

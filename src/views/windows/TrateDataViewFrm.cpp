@@ -50,7 +50,7 @@ QPlainTextEdit* memo(const char* name) {
 
 TrateDataViewFrm::TrateDataViewFrm(const db::TDM& dm, QWidget* parent)
     : QWidget(parent), data_(dm, QueryReader::Mode::Background) {
-    setWindowTitle("店铺评价数据浏览");
+    setWindowTitle("评价数据浏览");
     rateData = named(new QTabWidget, "rateData");
 
     nick = named(new QLineEdit, "nick");

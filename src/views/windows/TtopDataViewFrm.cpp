@@ -17,7 +17,7 @@ namespace vantor::views {
 
 TtopDataViewFrm::TtopDataViewFrm(const db::TDM& dm, QWidget* parent)
     : QWidget(parent), data_(dm, QueryReader::Mode::Background) {
-    setWindowTitle("商品排行数据");
+    setWindowTitle("类目热卖商品历史");
     id = named(new QComboBox, "id");
     for (const auto& category : categoryBrowseCategories())
         id->addItem(QString::fromStdString(category.name));
