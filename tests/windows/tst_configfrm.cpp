@@ -55,6 +55,24 @@ private slots:
         QVERIFY(messages.isEmpty());
     }
 
+    void everyLabelOfTheAnalysisPageHasItsAnswer() {
+        QWidget* page = nullptr;
+        for (int i = 0; i < window->pages->count(); ++i)
+            if (window->pages->tabText(i) == "分析参数") page = window->pages->widget(i);
+        QVERIFY(page);
+        auto* form = page->findChild<QFormLayout*>();
+        QVERIFY(form);
+        QCOMPARE(form->rowCount(), 3);
+        for (int row = 0; row < form->rowCount(); ++row) {
+            QWidget* field = form->itemAt(row, QFormLayout::FieldRole)->widget();
+            QVERIFY(field);
+            QVERIFY(field->isEnabled() || qobject_cast<QCheckBox*>(field));
+            auto* edit = qobject_cast<QLineEdit*>(field);
+            auto* box = qobject_cast<QCheckBox*>(field);
+            QVERIFY(edit ? edit->isReadOnly() && !edit->text().isEmpty() : box && box->isChecked());
+        }
+    }
+
     void theFieldsShowTheSettingsAndApplyInstallsTheEdits() {
         QCOMPARE(window->netType->currentIndex(), 1);
         QCOMPARE((QStringList{window->server->text(), window->port->text(), window->readTimeOut->text(),

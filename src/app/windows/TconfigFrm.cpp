@@ -4,6 +4,8 @@
 #include "app/DatabaseSettings.h"
 #include "app/HttpTest.h"
 
+#include "gather/RatingGathering.h"
+
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -109,11 +111,33 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     otherLayout->addStretch();
     otherLayout->addLayout(buttonRow({okBtn1, cancel1, useBtn1}));
 
-    // The analysis page stores nothing of its own; its buttons act as the network page's.
+    // The analysis page stores nothing of its own: it shows the bounds the rating gathering keeps, so
+    // that its labels are not left without an answer. Its buttons act as the network page's.
     auto* analysis = new QWidget;
     auto* analysisLayout = new QVBoxLayout(analysis);
-    for (const char* caption : {"当前下载最大数", "当小于评价数时下载历史数据", "历史下载最大数"})
-        analysisLayout->addWidget(new QLabel(caption));
+    auto* limits = new QFormLayout;
+    const auto shown = [](const QString& text, const char* name) {
+        auto* field = new QLineEdit(text);
+        field->setObjectName(name);
+        field->setReadOnly(true);
+        return field;
+    };
+    limits->addRow("当前下载最大数", shown(QString("%1条（最近评价的前%2页）")
+                                               .arg((kFirstHistoryPage - 1) * kRatingsPerPage)
+                                               .arg(kFirstHistoryPage - 1),
+                                           "recentLimit"));
+    auto* historyToo = new QCheckBox(QString("第%1页起从历史评价中下载").arg(kFirstHistoryPage));
+    historyToo->setObjectName("historyToo");
+    historyToo->setChecked(true);
+    historyToo->setEnabled(false);
+    limits->addRow("当小于评价数时下载历史数据", historyToo);
+    limits->addRow("历史下载最大数", shown(QString("%1条").arg(kMaxRatingTo), "historyLimit"));
+    analysisLayout->addLayout(limits);
+    auto* rangeNote =
+        new QLabel("这些上限由评价采集决定，本页不保存设置；每次下载哪些评价，在“评价数据采集”的"
+                   "“下载数据范围：从…到”中选择。");
+    rangeNote->setWordWrap(true);
+    analysisLayout->addWidget(rangeNote);
     auto* ok2 = new QPushButton("确定");
     auto* cancel2 = new QPushButton("取消");
     auto* use2 = new QPushButton("应用");
