@@ -18,6 +18,8 @@ packages=(
   qt6-translations-l10n
   # tests: unit tests, screen under Xvfb, Chinese fonts
   libgtest-dev libgmock-dev xvfb xauth x11-utils fonts-noto-cjk
+  # the README's pictures: shrunk and checked
+  imagemagick
   # download tests and benchmark: a proxy to go through, curl as the peer to measure against
   tinyproxy curl
   # chart page tests: the gallery pages in headless Chromium

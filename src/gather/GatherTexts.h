@@ -11,6 +11,7 @@ inline constexpr const char* kConnectionTimedOut =
     "连接超时.....！请检查你的网络状态是否良好？或通过工具选项增加连接时间。";
 // The item ranking's own words for the same time-out.
 inline constexpr const char* kRankingTimedOut = "连接超时，请检查网络情况，或重新到选项中设置连接参数！";
+inline constexpr const char* kGatherFinished = "采集完成";
 inline constexpr const char* kGatherFailed = "异常出错.....！";
 inline constexpr const char* kSearchStopped = "用户中止搜索！";
 inline constexpr const char* kGatherStopped = "用户中止下载！";

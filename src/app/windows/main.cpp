@@ -1,7 +1,9 @@
+#include "AnalysisWindow.h"
 #include "ChartPage.h"
 #include "MainWindow.h"
 #include "ScreenCheck.h"
 #include "SplashWindow.h"
+#include "StartWindow.h"
 #include "TsaleDataViewFrm.h"
 #include "UpdateWatcher.h"
 #include "UserMessages.h"
@@ -13,10 +15,12 @@
 #include "base/Version.h"
 #include "db/TDM.h"
 #include "gather/GatherTexts.h"
+#include "gather/windows/TsaleGatherFrm.h"
 #include "views/DeleteRoutine.h"
 
 #include <QCommandLineParser>
 #include <QEventLoop>
+#include <QLabel>
 #include <QRegularExpression>
 #include <QTimer>
 
@@ -63,9 +67,16 @@ int main(int argc, char** argv) {
                                "DIR");
     QCommandLineOption screenshot("screenshot", "启动后保存主窗口截图并退出", "FILE");
     QCommandLineOption quitWhenShown("quit-when-shown", "主窗口显示后输出 shown 并退出（测量启动时间）");
-    const QCommandLineOption salesView("sales-view", "启动后打开销售数据浏览（而不是欢迎页）");
+    const QCommandLineOption show(
+        "show", "启动后打开的窗口（而不是欢迎页）：" + startWindowNames().join(", "), "WINDOW");
+    const QCommandLineOption salesView("sales-view", "同 --show sales-view");
+    const QCommandLineOption analyse("analyse",
+                                     "在打开的分析窗口中选第一家店铺、全部销售的日期范围并按“分析”");
+    const QCommandLineOption gather("gather",
+                                    "在店铺销售采集窗口中搜索第一个类目，勾选前三家店铺，每家采集三个商品");
     const QCommandLineOption verbose("verbose", "在终端显示界面库和内嵌浏览器的全部输出");
-    options.addOptions({help, version, dataDir, screenshot, quitWhenShown, salesView, verbose});
+    options.addOptions(
+        {help, version, dataDir, screenshot, quitWhenShown, show, salesView, analyse, gather, verbose});
     if (!options.parse(arguments)) {
         const QStringList unknown = options.unknownOptionNames();
         std::cerr
@@ -84,6 +95,14 @@ int main(int argc, char** argv) {
     if (options.isSet(version)) {
         std::cout << "vantor " << kVersion << '\n';
         return 0;
+    }
+    const QString startName = options.isSet(show)        ? options.value(show)
+                              : options.isSet(salesView) ? "sales-view"
+                                                         : QString();
+    if (!startName.isEmpty() && !startWindowNames().contains(startName)) {
+        std::cerr << "未知窗口：" << startName.toStdString() << "\n可选："
+                  << startWindowNames().join(", ").toStdString() << '\n';
+        return 2;
     }
 
     prepareQtEnvironment(options.isSet(verbose));
@@ -123,8 +142,8 @@ int main(int argc, char** argv) {
     window.createWorkingWindows([&splash](int value) { splash.setGauge(value); });
     splash.setState(kInitialising);
     splash.close();
-    window.showWorkingWindow(options.isSet(salesView) ? static_cast<QWidget*>(window.salesDataView())
-                                                      : window.welcomeWindow());
+    QWidget* start = startName.isEmpty() ? nullptr : openStartWindow(window, startName);
+    if (!start) window.showWorkingWindow(window.welcomeWindow());
     window.show();
     updates.status = [&window](const QString& text) { window.setStatusText(text); };
     updates.setWindow(&window);
@@ -133,6 +152,30 @@ int main(int argc, char** argv) {
         QCoreApplication::processEvents();
         std::cout << "shown" << std::endl;
         return 0;
+    }
+    // The first step runs in sight, as a user's would.
+    if (options.isSet(analyse)) {
+        auto* analysis = qobject_cast<charts::AnalysisWindow*>(start);
+        if (!analysis) {
+            std::cerr << "--analyse 需要用 --show 打开一个分析窗口\n";
+            return 2;
+        }
+        if (!analyseFirstShop(*analysis, dm)) {
+            std::cerr << "没有可分析的数据\n";
+            return 1;
+        }
+    }
+    if (options.isSet(gather)) {
+        auto* gathering = qobject_cast<TsaleGatherFrm*>(start);
+        if (!gathering) {
+            std::cerr << "--gather 需要 --show sales-gathering\n";
+            return 2;
+        }
+        constexpr int kShops = 3, kItems = 3;
+        if (!gatherFirstShops(*gathering, kShops, kItems)) {
+            std::cerr << "采集没有完成：" << gathering->resultLabel->text().toStdString() << '\n';
+            return 1;
+        }
     }
     if (options.isSet(screenshot)) return screenshotAndQuit(window, options.value(screenshot));
     return app.exec();

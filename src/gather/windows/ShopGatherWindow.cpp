@@ -404,6 +404,11 @@ bool ShopGatherWindow::isTicked(int row) const {
     return mark && mark->checkState() == Qt::Checked;
 }
 
+void ShopGatherWindow::tick(int row, bool ticked) {
+    if (busy() || row < 0 || row >= searchGrid->rowCount()) return;
+    searchGrid->item(row, kSelectColumn)->setCheckState(ticked ? Qt::Checked : Qt::Unchecked);
+}
+
 void ShopGatherWindow::markAll(bool ticked) {
     if (busy()) return;
     for (int row = 0; row < searchGrid->rowCount(); ++row)
@@ -484,7 +489,7 @@ void ShopGatherWindow::dianStopBtnClick() {
 void ShopGatherWindow::gatherEnded(JobEnd end, const QString& summary) {
     gathering_.reset();
     run->end(end == JobEnd::Finished);
-    stageLabel->setText(end == JobEnd::Finished  ? "采集完成"
+    stageLabel->setText(end == JobEnd::Finished  ? kGatherFinished
                         : end == JobEnd::Stopped ? kGatherStopped
                                                  : kGatherFailed);
     panels->setCurrentIndex(SearchForm);

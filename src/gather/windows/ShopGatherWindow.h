@@ -62,6 +62,8 @@ public:
     void takeShops(const std::vector<TDianBaseInfo>& shops, bool ticked = false);
     // Whether the shop of this row is ticked in "选择".
     bool isTicked(int row) const;
+    // Ticks one row or clears it, as a click on its check box does.
+    void tick(int row, bool ticked);
     // Ticks every row or none ("全选" / "取消全选").
     void markAll(bool ticked);
     bool busy() const { return search_ || gathering_; }
