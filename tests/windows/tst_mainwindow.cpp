@@ -57,7 +57,7 @@ private slots:
     void startUpPreparesAnEmptyDataFolder() {
         QVERIFY(messages.isEmpty());
         // The compaction ran and took its line with it: the line is the welcome's again.
-        QCOMPARE(window->statusText(), window->welcomeWindow()->statusTip());
+        QCOMPARE(window->statusText(), window->welcomeWindow()->property("purpose").toString());
         QCOMPARE(window->windowTitle(), QString("Vantor专业版"));
         QStringList labels;
         for (auto* label : window->statusBar()->findChildren<QLabel*>())
@@ -86,7 +86,7 @@ private slots:
     }
 
     void everyEntryShowsItsWindowUnderItsOwnNameAndPurpose() {
-        QCOMPARE(window->statusText(), window->welcomeWindow()->statusTip());
+        QCOMPARE(window->statusText(), window->welcomeWindow()->property("purpose").toString());
         QVERIFY(!window->statusText().isEmpty());
         int windows = 0;
         for (QToolButton* button : window->navigationBar()->findChildren<QToolButton*>()) {
@@ -117,7 +117,7 @@ private slots:
         action("N13")->trigger();
         QCOMPARE(window->statusText(), QString("2026-01-01 00:00:00异常出错.....！"));
         window->setStatusText({});
-        QCOMPARE(window->statusText(), window->welcomeWindow()->statusTip());
+        QCOMPARE(window->statusText(), window->welcomeWindow()->property("purpose").toString());
 
         // The window already shown stays as it is, caption included.
         action("N11")->trigger();

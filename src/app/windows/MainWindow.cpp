@@ -36,6 +36,9 @@ namespace vantor {
 
 namespace {
 
+// A working window's purpose, for the status line. Not the window's status tip: Qt would show that as a
+// passing message over the whole status bar whenever the mouse enters the window.
+constexpr const char* kPurpose = "purpose";
 // The status line before a working window is chosen.
 constexpr const char* kStartHint = "在左侧选择要使用的功能；各部分的“操作帮助”说明如何使用";
 
@@ -89,7 +92,7 @@ MainWindow::MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget*
 
     // The display area starts empty, so the first window chosen also names itself in the caption.
     auto* empty = new QWidget;
-    empty->setStatusTip(kStartHint);
+    empty->setProperty(kPurpose, kStartHint);
     display_->addWidget(empty);
 
     ad_->open(vendorPage("/ad.jsp"));
@@ -101,7 +104,7 @@ StartupOutcome MainWindow::startUp() {
 
 void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     welcome_ = new WelcomeWindow;
-    welcome_->setStatusTip(kStartHint);
+    welcome_->setProperty(kPurpose, kStartHint);
     display_->addWidget(welcome_);
     gauge(25);
     rateGather_ = new TrateGatherFrm([this] { return config_.getHttpAgent(); }, dm_);
@@ -243,7 +246,7 @@ void MainWindow::buildNavigation() {
             button->setAutoRaise(true);
             if (entry.hint) button->setToolTip(entry.hint);
             if (entry.hint) action->setStatusTip(entry.hint);
-            if (entry.window && entry.hint) entry.window->setStatusTip(entry.hint);
+            if (entry.window && entry.hint) entry.window->setProperty(kPurpose, entry.hint);
             connect(button, &QToolButton::clicked, action, &QAction::trigger);
             layout->addWidget(button);
         }
@@ -299,7 +302,7 @@ void MainWindow::showWorkingWindow(QWidget* window) {
     display_->setCurrentWidget(window);
     setWindowTitle(QString(kAppTitle) + "--" + window->windowTitle());
     // What the window is for, until something happens worth the line.
-    if (statusIsHint_) statusText_->setText(window->statusTip());
+    if (statusIsHint_) statusText_->setText(window->property(kPurpose).toString());
 }
 
 QWidget* MainWindow::currentWorkingWindow() const {
@@ -313,8 +316,9 @@ void MainWindow::showVendorPage(const QString& path) {
 
 void MainWindow::setStatusText(const QString& text) {
     statusIsHint_ = text.isEmpty();
-    statusText_->setText(statusIsHint_ && display_->currentWidget() ? display_->currentWidget()->statusTip()
-                                                                    : text);
+    statusText_->setText(statusIsHint_ && display_->currentWidget()
+                             ? display_->currentWidget()->property(kPurpose).toString()
+                             : text);
 }
 QString MainWindow::statusText() const {
     return statusText_->text();
