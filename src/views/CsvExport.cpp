@@ -23,11 +23,22 @@ ExportJob::operator CsvJob() const {
 std::function<void(std::string&, std::size_t)> gridCells(const Dataset& rows, const GridTitles& grid,
                                                          int columns) {
     if (columns < 0) columns = grid.columnCount();
-    return [&rows, &grid, columns, fields = grid.resolve(rows),
+    // The program's format writes each column's bound field as stored, also where the grid draws it
+    // otherwise (the seller level "1钻" is written 6); amounts keep their two decimals.
+    std::vector<int> fields = grid.resolve(rows);
+    for (int c = 0; c < columns; ++c)
+        if (fields[size_t(c)] < 0) fields[size_t(c)] = rows.fieldIndex(grid.column(c).field);
+    return [&rows, &grid, columns, fields = std::move(fields),
             cell = std::string()](std::string& line, std::size_t row) mutable {
         for (int c = 0; c < columns; ++c) {
             cell.clear();
-            grid.appendShownText(cell, rows, row, c, fields[size_t(c)]);
+            const int field = fields[size_t(c)];
+            if (field >= 0) {
+                rows.appendDisplayText(cell, row, field);
+                if (grid.column(c).money) roundMoneyText(cell, 0);
+            } else {
+                grid.appendShownText(cell, rows, row, c, field);
+            }
             appendCsvSafe(line, cell);
             line += ',';
         }

@@ -23,8 +23,8 @@ struct ExportJob {
     operator CsvJob() const;
 };
 
-// The usual line: the cell of every grid column in column order as the grid shows it, each followed
-// by ",".
+// The program's usual line: every grid column's bound field in column order, as stored (amounts with two
+// decimals), each followed by ",".
 std::function<void(std::string&, std::size_t)> gridCells(const Dataset& rows, const GridTitles& grid,
                                                          int columns = -1);
 // Every field of the query in its order ("xh" first where the query has it), each followed by ","; the

@@ -1,5 +1,7 @@
 #include "GridTitles.h"
 
+#include "market/SellerLevel.h"
+
 #include <cstdio>
 #include <cstdlib>
 
@@ -41,6 +43,13 @@ bool GridTitles::titleClick(int column, Dataset& rows) {
         caption = std::string(kDescendingMark) + caption;
     }
     return true;
+}
+
+std::string sellerLevelCell(const Dataset& rows, std::size_t row) {
+    const auto level = rows.integer(row, "salelevel");
+    if (!level) return {};
+    const std::string text = sellerLevelText(int(*level));
+    return text.empty() ? std::to_string(*level) : text;
 }
 
 std::vector<int> GridTitles::resolve(const Dataset& rows) const {

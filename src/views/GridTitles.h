@@ -21,6 +21,9 @@ struct GridColumn {
 // ("48325.8999…") never reaches the eye or a file; a text that is not a number stays as it is.
 void roundMoneyText(std::string& out, std::size_t start);
 
+// A shop's stored seller level as the marketplace draws it ("3钻"); a level it does not have, as stored.
+std::string sellerLevelCell(const Dataset& rows, std::size_t row);
+
 // A column of amounts of money.
 inline GridColumn money(GridColumn column) {
     column.money = true;

@@ -1,20 +1,10 @@
 #include "RatingDataView.h"
 
-#include "market/SellerLevel.h"
-
 namespace vantor::views {
 namespace {
 
 void addContains(RowFilter& filter, const char* field, const std::string& text, std::string written) {
     if (!text.empty()) filter.add({field, FilterCondition::Op::Contains, text, std::move(written)});
-}
-
-// The stored level as the marketplace draws it ("3钻"); a level it does not have as stored.
-std::string sellerLevelCell(const Dataset& rows, std::size_t row) {
-    const auto level = rows.integer(row, "salelevel");
-    if (!level) return {};
-    const std::string text = sellerLevelText(int(*level));
-    return text.empty() ? std::to_string(*level) : text;
 }
 
 // "yyyy-mm-dd" with every digit typed.

@@ -42,7 +42,7 @@ SalesDataView::SalesDataView(const db::TDM& dm, QueryReader::Mode mode)
                  {"dianming", "店铺", 150},
                  {"dianzhu", "掌柜", 100},
                  {"salerCredit", "信用", 60},
-                 {"saleLevel", "信用级别", 60},
+                 {"saleLevel", "信用级别", 60, sellerLevelCell},
                  {"salerGoodRate", "卖家好评率", 70},
                  {"createDate", "创建日期", 130},
                  {"dianupdateDate", "更新日期", 130},

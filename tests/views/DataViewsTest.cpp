@@ -223,7 +223,7 @@ protected:
 
 TEST_F(SalesDataViewTest, TheViewOpensWithTheShopsThatHaveItemsAndTheFirstShopsItems) {
     EXPECT_EQ(cells(view->shops(), view->shopGrid(), 0),
-              (Texts{"1", "三号小店", "张三", "1500", "6", "99.5", "2008-05-06 00:00:00",
+              (Texts{"1", "三号小店", "张三", "1500", "1钻", "99.5", "2008-05-06 00:00:00",
                      "2011-03-01 10:00:00", "http://shop1.taobao.com"}));
     EXPECT_EQ(view->shops().rowCount(), 2u); // 李四 has no items
     // Most sold this month first, then most bookmarked.
@@ -507,6 +507,15 @@ TEST_F(CsvExportTest, AmountsAreWrittenWithTwoDecimalsWhateverTheStoredNumbersNo
     writeStandardCsv(sales(), sink, nullptr);
     EXPECT_NE(sink.bytes.find(",82420.80,buyerB,"), std::string::npos) << sink.bytes;
     EXPECT_NE(sink.bytes.find(",535.20,buyerA,"), std::string::npos) << sink.bytes;
+}
+
+TEST_F(CsvExportTest, TheSellerLevelIsDrawnInTheStandardFormatAndWrittenAsStoredInTheProgramsOwn) {
+    ExportJob shops = view->shopExport(DateTime{2011, 5, 20});
+    StringSink program, standard;
+    writeCsv(shops, program, nullptr, ExportEncoding::Utf8Bom);
+    writeStandardCsv(shops, standard, nullptr);
+    EXPECT_NE(program.bytes.find("1,三号小店,张三,1500,6,99.5,"), std::string::npos) << program.bytes;
+    EXPECT_NE(standard.bytes.find("1,三号小店,张三,1500,1钻,99.5,"), std::string::npos) << standard.bytes;
 }
 
 TEST_F(CsvExportTest, TheProposedNameCarriesTheItemAndTheDate) {

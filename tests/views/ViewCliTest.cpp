@@ -23,8 +23,8 @@ TEST_F(ViewCli, TablesGoToStandardOutputWithTheWindowsTitlesInRfc4180Csv) {
     EXPECT_EQ(
         shops.out,
         "序号,店铺,掌柜,信用,信用级别,卖家好评率,创建日期,更新日期,网址\r\n"
-        "1,三号小店,张三,1500,6,99.5,2008-05-06 00:00:00,2011-03-01 10:00:00,http://shop1.taobao.com\r\n"
-        "2,\"奥尼尔,精品\",O'Neil,300,3,98.25,2009-01-01 00:00:00,2011-04-01 08:00:00,"
+        "1,三号小店,张三,1500,1钻,99.5,2008-05-06 00:00:00,2011-03-01 10:00:00,http://shop1.taobao.com\r\n"
+        "2,\"奥尼尔,精品\",O'Neil,300,3心,98.25,2009-01-01 00:00:00,2011-04-01 08:00:00,"
         "http://shop2.taobao.com\r\n");
 
     auto sales = run("export sales-records --item 1001");

@@ -186,7 +186,7 @@ private slots:
         const std::string standard = test::readFile(*dir / "standard.csv");
         QVERIFY2(standard.starts_with(
                      "\xEF\xBB\xBF序号,店铺,掌柜,信用,信用级别,卖家好评率,创建日期,更新日期,网址\r\n"
-                     "1,三号小店,张三,1500,6,99.5,2008-05-06 00:00:00,"),
+                     "1,三号小店,张三,1500,1钻,99.5,2008-05-06 00:00:00,"),
                  standard.c_str());
         QVERIFY(standard.find("\r\n2,\"奥尼尔,精品\",O'Neil,") != std::string::npos);
         QCOMPARE(again->saveProgress->text(),
