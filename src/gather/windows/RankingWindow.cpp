@@ -55,7 +55,11 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
 
     std::vector<int> widths;
     for (const std::string& column : columns)
-        widths.push_back(column == "商品名" ? 260 : column == "序号" ? 50 : 100);
+        // A date and its time ("2026-11-26 03:50:50") need more than a number.
+        widths.push_back(column == "商品名"                         ? 260
+                         : column == "序号"                         ? 50
+                         : column.find("日期") != std::string::npos ? 140
+                                                                    : 100);
     resultGrid = makeResultGrid(columns, gridName, widths);
     exportButton = named(new QPushButton("导出列表"), "exportButton");
     saveProgress = makeSaveGauge(this);
