@@ -2,6 +2,7 @@
 
 #include "AboutDialog.h"
 #include "BrowserPane.h"
+#include "HelpPages.h"
 #include "TconfigFrm.h"
 #include "TrateAnalyseTopFrm.h"
 #include "TrateDataAnalyseFrm.h"
@@ -13,8 +14,11 @@
 #include "TshopWatchFrm.h"
 #include "TtopDataViewFrm.h"
 #include "UserMessages.h"
+#include "VantorApplication.h"
 #include "WelcomeWindow.h"
 #include "WindowSettings.h"
+#include "app/ErrorLog.h"
+#include "base/Version.h"
 #include "gather/windows/TitemTopSaleGatherFrm.h"
 #include "gather/windows/TrateGatherFrm.h"
 #include "gather/windows/TsaleGatherFrm.h"
@@ -30,6 +34,7 @@
 #include <QStatusBar>
 #include <QToolBox>
 #include <QToolButton>
+#include <QUrlQuery>
 #include <QVBoxLayout>
 
 namespace vantor {
@@ -90,6 +95,10 @@ MainWindow::MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget*
     ad_->open(vendorPage("/ad.jsp"));
 }
 
+MainWindow::~MainWindow() {
+    setHelpViewer({});
+}
+
 StartupOutcome MainWindow::startUp() {
     return prepareData(folder_, config_, dm_, *this, DateTime::now());
 }
@@ -97,6 +106,7 @@ StartupOutcome MainWindow::startUp() {
 void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     welcome_ = new WelcomeWindow;
     display_->addWidget(welcome_);
+    setHelpViewer([this](const QUrl& page) { showHelpPage(page); });
     gauge(25);
     rateGather_ = new TrateGatherFrm([this] { return config_.getHttpAgent(); }, dm_);
     display_->addWidget(rateGather_);
@@ -171,7 +181,7 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
 }
 
 void MainWindow::buildNavigation() {
-    auto help = [this](const char* page) { return [this, page] { showVendorPage(page); }; };
+    auto help = [this](HelpSection section) { return [this, section] { showHelpPage(helpPage(section)); }; };
     auto show = [this](QWidget* window) -> std::function<void()> {
         if (!window) return {};
         return [this, window] { showWorkingWindow(window); };
@@ -180,27 +190,27 @@ void MainWindow::buildNavigation() {
         {"热卖商品排行", "按类目采集热卖商品", nullptr, "N3", nullptr, show(topListGather_)},
         {"热卖商品排行", "指定商品销售排行", nullptr, "N2", nullptr, show(itemTopSale_)},
         {"热卖商品排行", "类目热卖商品历史", nullptr, "N4", nullptr, show(topDataView_)},
-        {"热卖商品排行", "操作帮助", nullptr, "N24", nullptr, help("/topList.jsp")},
+        {"热卖商品排行", "操作帮助", nullptr, "N24", nullptr, help(HelpSection::Ranking)},
         {"店铺销售分析", "店铺销售采集", nullptr, "N6", "采集你关所要注的店铺的销售数据", show(saleGather_)},
         {"店铺销售分析", "数据浏览", nullptr, "N7", nullptr, show(saleDataView_)},
         {"店铺销售分析", "销售分布分析", nullptr, "N25", nullptr, show(saleTimeArea_)},
         {"店铺销售分析", "销售排行分析", nullptr, "N26", nullptr, show(saleAnalyse_)},
         {"店铺销售分析", "销售趋势分析", nullptr, "N27", nullptr, show(saleCarrent_)},
-        {"店铺销售分析", "操作帮助", nullptr, "N29", nullptr, help("/saleAnalyse.jsp")},
+        {"店铺销售分析", "操作帮助", nullptr, "N29", nullptr, help(HelpSection::Sales)},
         {"店铺评价分析", "数据采集", nullptr, "N10", nullptr, show(rateGather_)},
         {"店铺评价分析", "数据浏览", nullptr, "N11", nullptr, show(rateDataView_)},
         {"店铺评价分析", "成长分析", "信用成长分析", "N30", nullptr, show(rateTrend_)},
         {"店铺评价分析", "评价真实度分析", "信用真实度分析", "N31", nullptr, show(rateCheck_)},
-        {"店铺评价分析", "操作帮助", nullptr, "N32", nullptr, help("/rateAnalyse.jsp")},
+        {"店铺评价分析", "操作帮助", nullptr, "N32", nullptr, help(HelpSection::Rating)},
         {"店铺监控", "店铺监控", nullptr, "N40", "定期重新采集竞争店铺，报告价格、销量、评价的变化",
          show(shopWatch_)},
-        {"帮助", "导航页", nullptr, "N13", nullptr, help("/welcome.jsp")},
+        {"帮助", "导航页", nullptr, "N13", nullptr, [this] { showVendorPage("/welcome.jsp"); }},
         {"帮助", "系统选项", "选项", "N17", nullptr,
          [this] {
              TconfigFrm settings(config_, ConfigFile(folder_.config()), this);
              settings.exec();
          }},
-        {"帮助", "建议反馈", nullptr, "N14", nullptr, [] { QDesktopServices::openUrl(vendorSite()); }},
+        {"帮助", "建议反馈", nullptr, "N14", nullptr, [this] { sendFeedback(); }},
         {"帮助", "关于", nullptr, "N21", nullptr, [this] { AboutDialog(this).exec(); }},
     };
 
@@ -273,6 +283,28 @@ QWidget* MainWindow::currentWorkingWindow() const {
 void MainWindow::showVendorPage(const QString& path) {
     showWorkingWindow(welcome_);
     welcome_->openVendorPage(path);
+}
+
+void MainWindow::showHelpPage(const QUrl& page) {
+    showWorkingWindow(welcome_);
+    welcome_->browser()->open(page);
+}
+
+void MainWindow::sendFeedback() {
+    QUrl mail("mailto:" + vendorMail());
+    QUrlQuery subject;
+    subject.addQueryItem("subject", QString("%1 %2 建议反馈").arg(kAppTitle, kVersion));
+    mail.setQuery(subject);
+    if (QDesktopServices::openUrl(mail) || QDesktopServices::openUrl(vendorSite())) return;
+    auto* app = qobject_cast<VantorApplication*>(qApp);
+    const std::filesystem::path log =
+        app ? app->errorLog() : errorLogPath(QCoreApplication::applicationFilePath().toStdString());
+    showWorkingWindow(welcome_);
+    welcome_->browser()->openFilled(helpResource(HelpTopic::Feedback),
+                                    {{"mail", vendorMail()},
+                                     {"site", vendorSite().toString()},
+                                     {"log", QString::fromStdString(log.string())},
+                                     {"version", kVersion}});
 }
 
 void MainWindow::setStatusText(const QString& text) {
