@@ -1,10 +1,13 @@
 #include "AnalysisWindow.h"
 #include "BrowserPane.h"
+#include "HelpPages.h"
 #include "MainWindow.h"
+#include "TconfigFrm.h"
 
 #include "TrateDataViewFrm.h"
 #include "TsaleDataViewFrm.h"
 #include "WelcomeWindow.h"
+#include "base/Version.h"
 #include "demo-market/DemoMarket.h"
 #include "gather/windows/TrateGatherFrm.h"
 #include "gather/windows/TsaleGatherFrm.h"
@@ -18,6 +21,15 @@
 #include <algorithm>
 
 using namespace vantor;
+
+// Takes the mail addresses the program asks the system to open.
+class MailCatcher : public QObject {
+    Q_OBJECT
+public:
+    QList<QUrl> opened;
+public slots:
+    void open(const QUrl& url) { opened << url; }
+};
 
 class MainWindowTest : public test::WindowTest {
     Q_OBJECT
@@ -128,12 +140,135 @@ private slots:
         QCOMPARE(window->windowTitle(), title);
     }
 
-    void helpEntriesOpenTheirVendorPageInTheWelcomeWindow() {
-        action("N24")->trigger();
+    // Loads a page into the welcome window's browser and gives its text once it is there.
+    QString shownPage(const std::function<void()>& open) {
+        BrowserPane* pane = window->welcomeWindow()->browser();
+        QSignalSpy ready(pane, &BrowserPane::pageReady);
+        open();
+        if (!ready.wait(20000) || ready.last().at(0).toBool()) return "not loaded";
+        return evaluate(pane->view(), "document.title + '\\n' + document.body.innerText").toString();
+    }
+
+    // A control of the window itself, not of a dialog it owns; the windows themselves sit in the main
+    // window's display area.
+    static bool ownControl(QWidget* control, QWidget* window) {
+        for (QWidget* w = control; w != window; w = w->parentWidget())
+            if (w->isWindow()) return false;
+        return true;
+    }
+
+    // The working windows the navigation shows, in its order, without the welcome window.
+    QList<QWidget*> workingWindows() {
+        QList<QWidget*> windows;
+        QToolBox* bar = window->navigationBar();
+        for (int i = 0; i < bar->count(); ++i) {
+            if (bar->itemText(i) == "帮助") continue; // dialogs and the vendor's pages
+            for (QToolButton* button : bar->widget(i)->findChildren<QToolButton*>()) {
+                button->click();
+                QWidget* shown = window->currentWorkingWindow();
+                if (shown != window->welcomeWindow() && !windows.contains(shown)) windows << shown;
+            }
+        }
+        return windows;
+    }
+
+    void sectionHelpEntriesOpenTheProgramsOwnPages() {
+        const std::pair<const char*, HelpSection> entries[] = {
+            {"N24", HelpSection::Ranking}, {"N29", HelpSection::Sales}, {"N32", HelpSection::Rating}};
+        for (auto [name, section] : entries) {
+            const QString text = shownPage([&] { action(name)->trigger(); });
+            QCOMPARE(window->currentWorkingWindow(), window->welcomeWindow());
+            QCOMPARE(window->welcomeWindow()->browser()->requestedUrl(), helpPage(section));
+            QVERIFY2(text.startsWith("操作帮助\n"), qPrintable(text));
+            // The index, at the section's part.
+            QCOMPARE(evaluate(window->welcomeWindow()->browser()->view(), "location.hash").toString(),
+                     "#" + helpPage(section).fragment());
+        }
+    }
+
+    void everyWindowsHelpPageNamesItsCaptionButtonsAndPages() {
+        QList<QWidget*> windows = workingWindows();
+        QCOMPARE(windows.size(), 13);
+        TconfigFrm settings(*config, ConfigFile(DataFolder(*dir / "data").config()), window.get());
+        windows << &settings;
+        QFile indexFile(helpResource(HelpTopic::Index));
+        QVERIFY(indexFile.open(QIODevice::ReadOnly));
+        const QString index = QString::fromUtf8(indexFile.readAll());
+        QSet<QUrl> pages;
+        for (QWidget* shown : windows) {
+            const QUrl page = helpPageOf(shown);
+            QVERIFY2(page.scheme() == "qrc", qPrintable(shown->windowTitle()));
+            pages << page;
+            QVERIFY2(index.contains("href=\"" + page.fileName() + "\""), qPrintable(page.fileName()));
+            QFile file(":" + page.path());
+            QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(page.toString()));
+            const QString html = QString::fromUtf8(file.readAll());
+            const QString caption = shown->windowTitle();
+            QVERIFY2(html.contains("<h1>" + caption + "</h1>"), qPrintable(caption));
+            // The window's own buttons, not those of the dialogs it owns.
+            for (QPushButton* button : shown->findChildren<QPushButton*>())
+                if (ownControl(button, shown) && !button->text().trimmed().isEmpty())
+                    QVERIFY2(html.contains(button->text().trimmed()),
+                             qPrintable(caption + ": " + button->text()));
+            for (QTabWidget* tabs : shown->findChildren<QTabWidget*>())
+                for (int i = 0; ownControl(tabs, shown) && i < tabs->count(); ++i)
+                    QVERIFY2(html.contains(tabs->tabText(i)), qPrintable(caption + ": " + tabs->tabText(i)));
+        }
+        QCOMPARE(pages.size(), windows.size()); // a page of its own each
+    }
+
+    void f1AndTheAnalysisWindowsHelpButtonOpenTheWindowsPage() {
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+        int analyses = 0;
+        for (QWidget* shown : workingWindows()) {
+            const QUrl page = helpPageOf(shown);
+            const QString caption = shown->windowTitle();
+            // F1 as the user presses it: in a control of the window.
+            window->showWorkingWindow(shown);
+            const auto controls = shown->findChildren<QWidget*>();
+            auto control = std::ranges::find_if(
+                controls, [](QWidget* w) { return w->isVisible() && w->focusPolicy() & Qt::TabFocus; });
+            QVERIFY2(control != controls.end(), qPrintable(caption));
+            QString text = shownPage([&] {
+                (*control)->setFocus();
+                QTest::keyClick(*control, Qt::Key_F1);
+            });
+            QCOMPARE(window->welcomeWindow()->browser()->requestedUrl(), page);
+            QVERIFY2(text.startsWith("操作帮助 - " + caption + "\n"), qPrintable(text));
+            auto* analysis = qobject_cast<charts::AnalysisWindow*>(shown);
+            if (!analysis) continue;
+            ++analyses;
+            window->showWorkingWindow(analysis);
+            text = shownPage([&] { QTest::mouseClick(analysis->helpButton, Qt::LeftButton); });
+            QCOMPARE(window->currentWorkingWindow(), window->welcomeWindow());
+            QCOMPARE(window->welcomeWindow()->browser()->requestedUrl(), page);
+            QVERIFY2(text.contains("图表"), qPrintable(text)); // each explains its charts
+        }
+        QCOMPARE(analyses, 5);
+    }
+
+    void feedbackMailsTheVendorAndWithoutAnyHandlerShowsTheAddresses() {
+        MailCatcher mail;
+        QDesktopServices::setUrlHandler("mailto", &mail, "open");
+        action("N14")->trigger();
+        QDesktopServices::unsetUrlHandler("mailto");
+        QCOMPARE(mail.opened.size(), 1);
+        const QUrl sent = mail.opened.first();
+        QCOMPARE(sent.scheme(), QString("mailto"));
+        QCOMPARE(sent.path(), vendorMail());
+        QVERIFY2(QUrlQuery(sent).queryItemValue("subject", QUrl::FullyDecoded).contains(kVersion),
+                 qPrintable(sent.toString()));
+
+        // The offscreen platform opens nothing, as a machine without mail program or browser.
+        QVERIFY(!QDesktopServices::openUrl(vendorSite()));
+        const QString text = shownPage([&] { action("N14")->trigger(); });
         QCOMPARE(window->currentWorkingWindow(), window->welcomeWindow());
-        QCOMPARE(window->welcomeWindow()->browser()->requestedUrl().path(), QString("/topList.jsp"));
-        action("N32")->trigger();
-        QCOMPARE(window->welcomeWindow()->browser()->requestedUrl().path(), QString("/rateAnalyse.jsp"));
+        QVERIFY2(text.startsWith("建议反馈\n"), qPrintable(text));
+        QVERIFY2(text.contains(vendorMail()) && text.contains(vendorSite().toString()), qPrintable(text));
+        const auto* app = qobject_cast<VantorApplication*>(qApp);
+        QVERIFY2(text.contains(QString::fromStdString(app->errorLog().string())), qPrintable(text));
+        QVERIFY(!text.contains("{{"));
     }
 
     void anUnreachableVendorSiteShowsTheBundledPage() {

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QList>
 #include <QUrl>
 #include <QWidget>
+
+#include <utility>
 
 class QWebEngineView;
 
@@ -10,6 +13,8 @@ namespace vantor {
 // The vendor's web site: the build's setting, or VANTOR_VENDOR_SITE when set (tests, intranet mirrors).
 QUrl vendorSite();
 QUrl vendorPage(const QString& path);
+// The vendor's mail address for suggestions: the build's setting, or VANTOR_VENDOR_MAIL when set.
+QString vendorMail();
 
 // An embedded browser for the vendor's pages. When a page cannot be reached it shows the page
 // bundled with the program instead of the browser's error page.
@@ -20,6 +25,9 @@ public:
     BrowserPane(QString fallbackTitle, QString fallbackPage, QWidget* parent = nullptr);
 
     void open(const QUrl& url);
+    // A page of the resources whose {{name}} fields are replaced by the values, HTML-escaped; it
+    // counts as the requested page, not as a fallback.
+    void openFilled(const QString& resource, const QList<std::pair<QString, QString>>& fields);
     QUrl requestedUrl() const { return requested_; }
     bool showingFallback() const { return fallback_; }
     QWebEngineView* view() const { return view_; }

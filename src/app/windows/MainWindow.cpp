@@ -2,6 +2,7 @@
 
 #include "AboutDialog.h"
 #include "BrowserPane.h"
+#include "HelpPages.h"
 #include "TconfigFrm.h"
 #include "TrateAnalyseTopFrm.h"
 #include "TrateDataAnalyseFrm.h"
@@ -13,8 +14,11 @@
 #include "TshopWatchFrm.h"
 #include "TtopDataViewFrm.h"
 #include "UserMessages.h"
+#include "VantorApplication.h"
 #include "WelcomeWindow.h"
 #include "WindowSettings.h"
+#include "app/ErrorLog.h"
+#include "base/Version.h"
 #include "gather/windows/TitemTopSaleGatherFrm.h"
 #include "gather/windows/TrateGatherFrm.h"
 #include "gather/windows/TsaleGatherFrm.h"
@@ -30,6 +34,7 @@
 #include <QStatusBar>
 #include <QToolBox>
 #include <QToolButton>
+#include <QUrlQuery>
 #include <QVBoxLayout>
 
 namespace vantor {
@@ -98,6 +103,10 @@ MainWindow::MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget*
     ad_->open(vendorPage("/ad.jsp"));
 }
 
+MainWindow::~MainWindow() {
+    setHelpViewer({});
+}
+
 StartupOutcome MainWindow::startUp() {
     return prepareData(folder_, config_, dm_, *this, DateTime::now());
 }
@@ -106,6 +115,7 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     welcome_ = new WelcomeWindow;
     welcome_->setProperty(kPurpose, kStartHint);
     display_->addWidget(welcome_);
+    setHelpViewer([this](const QUrl& page) { showHelpPage(page); });
     gauge(25);
     rateGather_ = new TrateGatherFrm([this] { return config_.getHttpAgent(); }, dm_);
     display_->addWidget(rateGather_);
@@ -181,7 +191,7 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
 }
 
 void MainWindow::buildNavigation() {
-    auto help = [this](const char* page) { return [this, page] { showVendorPage(page); }; };
+    auto help = [this](HelpSection section) { return [this, section] { showHelpPage(helpPage(section)); }; };
     auto show = [this](QWidget* window) -> std::function<void()> {
         if (!window) return {};
         return [this, window] { showWorkingWindow(window); };
@@ -193,7 +203,7 @@ void MainWindow::buildNavigation() {
          show(itemTopSale_), itemTopSale_},
         {"热卖商品排行", "类目热卖商品历史", "N4", "查看保存过的类目热卖商品排行，按年月比较",
          show(topDataView_), topDataView_},
-        {"热卖商品排行", "操作帮助", "N24", nullptr, help("/topList.jsp")},
+        {"热卖商品排行", "操作帮助", "N24", nullptr, help(HelpSection::Ranking)},
         {"店铺销售分析", "销售数据采集", "N6", "采集你所要关注的店铺的销售数据", show(saleGather_),
          saleGather_},
         {"店铺销售分析", "销售数据浏览", "N7", "浏览、筛选、导出或删除已采集的店铺、商品和销售记录",
@@ -204,7 +214,7 @@ void MainWindow::buildNavigation() {
          show(saleAnalyse_), saleAnalyse_},
         {"店铺销售分析", "销售趋势分析", "N27", "选择店铺和日期，看每天、每周、每月的销量和销售额走势",
          show(saleCarrent_), saleCarrent_},
-        {"店铺销售分析", "操作帮助", "N29", nullptr, help("/saleAnalyse.jsp")},
+        {"店铺销售分析", "操作帮助", "N29", nullptr, help(HelpSection::Sales)},
         {"店铺评价分析", "评价数据采集", "N10", "采集店铺的信用评价记录", show(rateGather_), rateGather_},
         {"店铺评价分析", "评价数据浏览", "N11", "浏览、查找、导出或删除已采集的店铺评价", show(rateDataView_),
          rateDataView_},
@@ -212,16 +222,16 @@ void MainWindow::buildNavigation() {
          show(rateTrend_), rateTrend_},
         {"店铺评价分析", "评价真实度分析", "N31", "选择店铺和日期，检查店铺评价的真实程度", show(rateCheck_),
          rateCheck_},
-        {"店铺评价分析", "操作帮助", "N32", nullptr, help("/rateAnalyse.jsp")},
+        {"店铺评价分析", "操作帮助", "N32", nullptr, help(HelpSection::Rating)},
         {"店铺监控", "店铺监控", "N40", "定期重新采集竞争店铺，报告价格、销量、评价的变化", show(shopWatch_),
          shopWatch_},
-        {"帮助", "导航页", "N13", nullptr, help("/welcome.jsp")},
+        {"帮助", "导航页", "N13", nullptr, [this] { showVendorPage("/welcome.jsp"); }},
         {"帮助", "系统选项", "N17", nullptr,
          [this] {
              TconfigFrm settings(config_, ConfigFile(folder_.config()), this);
              settings.exec();
          }},
-        {"帮助", "建议反馈", "N14", nullptr, [] { QDesktopServices::openUrl(vendorSite()); }},
+        {"帮助", "建议反馈", "N14", nullptr, [this] { sendFeedback(); }},
         {"帮助", "关于", "N21", nullptr, [this] { AboutDialog(this).exec(); }},
     };
 
@@ -312,6 +322,28 @@ QWidget* MainWindow::currentWorkingWindow() const {
 void MainWindow::showVendorPage(const QString& path) {
     showWorkingWindow(welcome_);
     welcome_->openVendorPage(path);
+}
+
+void MainWindow::showHelpPage(const QUrl& page) {
+    showWorkingWindow(welcome_);
+    welcome_->browser()->open(page);
+}
+
+void MainWindow::sendFeedback() {
+    QUrl mail("mailto:" + vendorMail());
+    QUrlQuery subject;
+    subject.addQueryItem("subject", QString("%1 %2 建议反馈").arg(kAppTitle, kVersion));
+    mail.setQuery(subject);
+    if (QDesktopServices::openUrl(mail) || QDesktopServices::openUrl(vendorSite())) return;
+    auto* app = qobject_cast<VantorApplication*>(qApp);
+    const std::filesystem::path log =
+        app ? app->errorLog() : errorLogPath(QCoreApplication::applicationFilePath().toStdString());
+    showWorkingWindow(welcome_);
+    welcome_->browser()->openFilled(helpResource(HelpTopic::Feedback),
+                                    {{"mail", vendorMail()},
+                                     {"site", vendorSite().toString()},
+                                     {"log", QString::fromStdString(log.string())},
+                                     {"version", kVersion}});
 }
 
 void MainWindow::setStatusText(const QString& text) {

@@ -45,6 +45,7 @@ class MainWindow : public QMainWindow, private StartupObserver {
     Q_OBJECT
 public:
     MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget* parent = nullptr);
+    ~MainWindow() override;
 
     // The start-up work on the data folder; Exit means the program must end.
     StartupOutcome startUp();
@@ -62,6 +63,11 @@ public:
     void showVendorPage(const QString& path);
     // What closing now would lose, a line per running window; empty when nothing runs.
     QString closeLoss() const;
+    // Shows the welcome window with a help page of the program's own.
+    void showHelpPage(const QUrl& page);
+    // "建议反馈": a mail to the vendor, else the vendor's site in the system's browser, else (nothing
+    // opened either) the feedback page in the welcome window, with the address and the error log.
+    void sendFeedback();
 
     void setStatusText(const QString& text);
     QString statusText() const;

@@ -1,5 +1,6 @@
 #include "TconfigFrm.h"
 
+#include "HelpPages.h"
 #include "UserMessages.h"
 #include "app/DatabaseSettings.h"
 #include "app/HttpTest.h"
@@ -51,6 +52,7 @@ QHBoxLayout* buttonRow(std::initializer_list<QPushButton*> buttons) {
 TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     : QDialog(parent), config_(config), file_(std::move(file)), testAddress_(kTestAddress) {
     setWindowTitle("系统选项");
+    giveHelp(this, HelpTopic::Settings);
     setModal(true);
 
     netType = new QComboBox;

@@ -16,6 +16,7 @@ public:
     bool notify(QObject* receiver, QEvent* event) override;
 
     void setErrorLog(std::filesystem::path log) { errorLog_ = std::move(log); }
+    const std::filesystem::path& errorLog() const { return errorLog_; }
 
 private:
     void logError(const std::string& message) const;

@@ -6,7 +6,7 @@ namespace vantor {
 
 class BrowserPane;
 
-// The welcome window: the vendor's pages, including the help page of each section.
+// The welcome window: the vendor's pages, and the program's own help pages.
 class WelcomeWindow : public QWidget {
     Q_OBJECT
 public:

@@ -43,8 +43,8 @@ QDateEdit* dateEdit(const std::string& text, const char* name) {
 
 } // namespace
 
-AnalysisWindow::AnalysisWindow(const Analysis& analysis, db::TDM& dm, const DataFolder& folder,
-                               QWidget* parent)
+AnalysisWindow::AnalysisWindow(const Analysis& analysis, HelpTopic help, db::TDM& dm,
+                               const DataFolder& folder, QWidget* parent)
     : QWidget(parent), analysis_(analysis), dm_(dm), gallery_(folder) {
     setWindowTitle(QString::fromUtf8(analysis.caption.data(), qsizetype(analysis.caption.size())));
 
@@ -114,6 +114,8 @@ AnalysisWindow::AnalysisWindow(const Analysis& analysis, db::TDM& dm, const Data
     connect(refresh, &QPushButton::clicked, this, &AnalysisWindow::refreshClick);
     connect(bsSkinButton1, &QPushButton::clicked, this, &AnalysisWindow::bsSkinButton1Click);
     connect(pictureButton, &QPushButton::clicked, this, &AnalysisWindow::savePicture);
+    giveHelp(this, help);
+    connect(helpButton, &QPushButton::clicked, this, [this] { showHelp(helpPageOf(this)); });
 
     refreshClick();
 }

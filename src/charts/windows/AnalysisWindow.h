@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HelpPages.h"
 #include "base/DataFolder.h"
 #include "charts/Analysis.h"
 #include "charts/Gallery.h"
@@ -22,7 +23,7 @@ namespace vantor::charts {
 class AnalysisWindow : public QWidget {
     Q_OBJECT
 public:
-    AnalysisWindow(const Analysis& analysis, db::TDM& dm, const DataFolder& folder,
+    AnalysisWindow(const Analysis& analysis, HelpTopic help, db::TDM& dm, const DataFolder& folder,
                    QWidget* parent = nullptr);
 
     void refreshClick(); // "刷新列表": the current shop stays where it still exists
@@ -36,7 +37,7 @@ public:
     QDateEdit* date2;
     QPushButton* refresh;
     QPushButton* bsSkinButton1;
-    QPushButton* helpButton;
+    QPushButton* helpButton;    // "操作帮助": the window's own help page
     QPushButton* pictureButton; // "保存图片": the chart pane as a PNG picture, once something is drawn
     QWebEngineView* web1;
     QFileDialog* saveDlg = nullptr; // only where the page has list links

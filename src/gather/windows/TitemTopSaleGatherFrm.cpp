@@ -1,5 +1,6 @@
 #include "TitemTopSaleGatherFrm.h"
 
+#include "HelpPages.h"
 #include "UserMessages.h"
 #include "WindowActions.h"
 
@@ -53,6 +54,7 @@ TitemTopSaleGatherFrm::TitemTopSaleGatherFrm(AgentSource agent, QWidget* parent)
     searchRange = named(new QLabel(QString::number(kDefaultRankingRange)), "searchRange");
     search = named(new QPushButton("搜索"), "search");
     stopButton->setText("取消");
+    giveHelp(this, HelpTopic::ItemRanking);
 
     form->addRow("商品名：", q);
     form->addRow("所在地：", loc);

@@ -1,5 +1,6 @@
 #include "TrateGatherFrm.h"
 
+#include "HelpPages.h"
 #include "UserMessages.h"
 #include "gather/GatherTexts.h"
 #include "gather/RatingGathering.h"
@@ -14,6 +15,7 @@ TrateGatherFrm::TrateGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
     : ShopGatherWindow({"评价数据采集", "按信用排序", "按人气排序", true, "全选 ", "取消全选", "开始采集",
                         "已采集评价%1条", nullptr},
                        std::move(agent), dm, parent) {
+    giveHelp(this, HelpTopic::RatingGathering);
     fromData = new QSpinBox;
     fromData->setRange(kMinRatingRange, kMaxRatingFrom);
     fromData->setValue(kDefaultRatingFrom);

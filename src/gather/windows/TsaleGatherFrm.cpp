@@ -1,5 +1,6 @@
 #include "TsaleGatherFrm.h"
 
+#include "HelpPages.h"
 #include "gather/SalesGathering.h"
 
 #include <QHBoxLayout>
@@ -12,6 +13,7 @@ TsaleGatherFrm::TsaleGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
     : ShopGatherWindow({"销售数据采集", "按信用排序", "按人气排序", false, "店铺全选 ", "取消店铺全选",
                         "开始采集", "已采集商品%1个", "，当前店铺%1个"},
                        std::move(agent), dm, parent) {
+    giveHelp(this, HelpTopic::SalesGathering);
     fromData = new QSpinBox;
     fromData->setRange(1, kMaxItemsPerShop);
     fromData->setValue(kDefaultItemsPerShop);

@@ -1,5 +1,6 @@
 #include "TtopListGatherFrm.h"
 
+#include "HelpPages.h"
 #include "UserMessages.h"
 #include "WindowActions.h"
 #include "market/CategoryTable.h"
@@ -73,6 +74,7 @@ TtopListGatherFrm::TtopListGatherFrm(AgentSource agent, db::TDM& dm, QWidget* pa
     cancelSel = named(new QPushButton("取消全选"), "cancelSel");
     start = named(new QPushButton("开始采集"), "start");
     stopButton->setText("停止采集");
+    giveHelp(this, HelpTopic::CategoryRanking);
 
     form->addRow("类目：", categories);
     auto* marks = new QHBoxLayout;

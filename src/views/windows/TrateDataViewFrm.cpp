@@ -1,5 +1,6 @@
 #include "TrateDataViewFrm.h"
 
+#include "HelpPages.h"
 #include "ViewActions.h"
 
 #include <QComboBox>
@@ -51,6 +52,7 @@ QPlainTextEdit* memo(const char* name) {
 TrateDataViewFrm::TrateDataViewFrm(const db::TDM& dm, QWidget* parent)
     : QWidget(parent), data_(dm, QueryReader::Mode::Background) {
     setWindowTitle("评价数据浏览");
+    giveHelp(this, HelpTopic::RatingView);
     rateData = named(new QTabWidget, "rateData");
 
     nick = named(new QLineEdit, "nick");

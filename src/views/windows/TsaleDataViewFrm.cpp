@@ -1,5 +1,6 @@
 #include "TsaleDataViewFrm.h"
 
+#include "HelpPages.h"
 #include "ViewActions.h"
 
 #include <QFileDialog>
@@ -37,6 +38,7 @@ QWidget* gridPart(QLineEdit* filter, const std::vector<QPushButton*>& buttons, G
 TsaleDataViewFrm::TsaleDataViewFrm(const db::TDM& dm, QWidget* parent)
     : QWidget(parent), data_(dm, QueryReader::Mode::Background) {
     setWindowTitle("销售数据浏览");
+    giveHelp(this, HelpTopic::SalesView);
     saleData = new QTabWidget;
     saleData->setObjectName("saleData");
     shopFilter = named(new QLineEdit, "shopFilter");

@@ -1,5 +1,6 @@
 #include "TtopDataViewFrm.h"
 
+#include "HelpPages.h"
 #include "ViewActions.h"
 #include "market/CategoryTable.h"
 
@@ -18,6 +19,7 @@ namespace vantor::views {
 TtopDataViewFrm::TtopDataViewFrm(const db::TDM& dm, QWidget* parent)
     : QWidget(parent), data_(dm, QueryReader::Mode::Background) {
     setWindowTitle("类目热卖商品历史");
+    giveHelp(this, HelpTopic::RankingHistory);
     id = named(new QComboBox, "id");
     for (const auto& category : categoryBrowseCategories())
         id->addItem(QString::fromStdString(category.name));

@@ -1,6 +1,7 @@
 #include "TshopWatchFrm.h"
 
 #include "DesktopNotice.h"
+#include "HelpPages.h"
 #include "UserMessages.h"
 #include "WindowActions.h"
 #include "gather/GatherTexts.h"
@@ -55,6 +56,7 @@ QDateEdit* dateEdit(const QDate& date, const char* name) {
 TshopWatchFrm::TshopWatchFrm(AgentSource agent, db::TDM& dm, const DataFolder& folder, QWidget* parent)
     : QWidget(parent), agent_(std::move(agent)), dm_(dm), settings_(folder.config()), gallery_(folder) {
     setWindowTitle("店铺监控");
+    giveHelp(this, HelpTopic::ShopWatch);
 
     // The watch list and how shops join it.
     watchGrid = makeResultGrid(watch::listColumns(), "watchGrid", {110, 95, 215, 70, 60, 135, 125, 70});
