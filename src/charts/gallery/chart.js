@@ -403,8 +403,28 @@
         });
     });
 
+    var drawn = [];
+    ready.then(function (charts) { drawn = charts.filter(Boolean); });
+
+    // Every chart of the page as one PNG (a data address), each where it stands, however far the page
+    // scrolls; null while nothing is drawn or where the page also holds cards, which are not charts.
+    function pagePicture() {
+        if (!drawn.length || document.querySelector('[data-card]')) return null;
+        drawn.forEach(function (chart) { chart.group = 'vantorPage'; });
+        echarts.connect('vantorPage');
+        try {
+            return drawn[0].getConnectedDataURL({ type: 'png', backgroundColor: '#ffffff',
+                                                  pixelRatio: window.devicePixelRatio || 1 });
+        } finally {
+            // Connected charts would share their tooltips and zooms.
+            echarts.disconnect('vantorPage');
+            drawn.forEach(function (chart) { chart.group = ''; });
+        }
+    }
+
     window.vantorGallery = {
         ready: ready,
-        parseChartDocument: parseChartDocument
+        parseChartDocument: parseChartDocument,
+        pagePicture: pagePicture
     };
 })();

@@ -10,7 +10,9 @@
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPointer>
 #include <QPushButton>
+#include <QSaveFile>
 #include <QVBoxLayout>
 #include <QWebEngineView>
 
@@ -39,6 +41,18 @@ QDateEdit* dateEdit(const std::string& text, const char* name) {
     edit->setDisplayFormat(kDateFormat);
     edit->setCalendarPopup(true);
     return edit;
+}
+
+// The bytes of a "data:image/png;base64,…" address; empty for anything else.
+QByteArray pngOfDataAddress(const QString& address) {
+    static const QString prefix = "data:image/png;base64,";
+    if (!address.startsWith(prefix)) return {};
+    return QByteArray::fromBase64(address.mid(prefix.size()).toLatin1());
+}
+
+bool writeWhole(const QString& file, const QByteArray& bytes) {
+    QSaveFile out(file);
+    return out.open(QIODevice::WriteOnly) && out.write(bytes) == bytes.size() && out.commit();
 }
 
 } // namespace
@@ -156,12 +170,21 @@ void AnalysisWindow::exportList(const ListLink& link) {
                        exportEncodingNamed(WindowSettings::exportEncoding()).value_or(ExportEncoding::Gbk));
 }
 
-// The pane as it is drawn now, at the window's size.
+// Every chart of the page, also those scrolled out of sight, as the page draws them; where the page
+// cannot (a report card), the pane as it is drawn now.
 void AnalysisWindow::savePicture() {
     pictureDlg->selectFile(windowTitle() + ".png");
     if (pictureDlg->exec() != QDialog::Accepted || pictureDlg->selectedFiles().isEmpty()) return;
-    const bool saved = web1->grab().save(pictureDlg->selectedFiles().first(), "PNG");
-    UserMessages::show(this, saved ? kPictureSaved : kPictureFailed);
+    const QString file = pictureDlg->selectedFiles().first();
+    QPointer<AnalysisWindow> self(this);
+    web1->page()->runJavaScript("window.vantorGallery ? window.vantorGallery.pagePicture() : null",
+                                [self, file](const QVariant& result) {
+                                    if (!self) return;
+                                    const QByteArray png = pngOfDataAddress(result.toString());
+                                    const bool saved = png.isEmpty() ? self->web1->grab().save(file, "PNG")
+                                                                     : writeWhole(file, png);
+                                    UserMessages::show(self, saved ? kPictureSaved : kPictureFailed);
+                                });
 }
 
 } // namespace vantor::charts
