@@ -10,6 +10,8 @@ namespace vantor {
 class SlotProgress {
 public:
     virtual ~SlotProgress() = default;
+    // A request is on its way and no body has come yet.
+    virtual void waiting() {}
     // The body begins: value 0, maximum the announced length (0 when the server announced none).
     virtual void begin(std::int64_t announcedLength) = 0;
     // Bytes of the body received so far.

@@ -111,8 +111,9 @@ public:
 
     // Runs the transfer to its end; nullopt on success.
     std::optional<Failure> perform(std::stop_token stop) {
+        if (gauge_) gauge_->waiting();
         std::optional<Failure> failure = transfer(stop);
-        if (begun_ && gauge_) gauge_->end();
+        if (gauge_) gauge_->end();
         return failure;
     }
 

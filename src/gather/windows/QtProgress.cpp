@@ -12,10 +12,20 @@ template <class Change> void QtProgress::post(Change change) {
 }
 
 QtProgress::QtProgress(QProgressBar* bar, const QString& slotName)
-    : bar_(bar), busyFormat_(slotName + "：%p%"), idleFormat_(slotName + "：空闲") {
+    : bar_(bar),
+      busyFormat_(slotName + "：%p%"),
+      idleFormat_(slotName + "：空闲"),
+      waitingFormat_(slotName + "：等待服务器响应") {
     bar->setTextVisible(true);
     bar->setFormat(idleFormat_);
     bar->setValue(0);
+}
+
+void QtProgress::waiting() {
+    post([format = waitingFormat_](QProgressBar* bar) {
+        bar->setValue(0);
+        if (!format.isEmpty()) bar->setFormat(format);
+    });
 }
 
 void QtProgress::begin(std::int64_t announcedLength) {

@@ -16,6 +16,7 @@ public:
     // A download slot's bar that says which slot it is and whether it is idle.
     QtProgress(QProgressBar* bar, const QString& slotName);
 
+    void waiting() override;
     void begin(std::int64_t announcedLength) override;
     void advance(std::int64_t received) override;
     void end() override;
@@ -25,7 +26,7 @@ public:
 private:
     template <class Change> void post(Change change);
     QPointer<QProgressBar> bar_;
-    QString busyFormat_, idleFormat_;
+    QString busyFormat_, idleFormat_, waitingFormat_;
 };
 
 } // namespace vantor
