@@ -8,7 +8,7 @@
 
 #include "../BenchSupport.h"
 #include "download/TDownCheck.h"
-#include "download/TThreadDownHtmlCode.h"
+#include "download/TransferLoop.h"
 #include "support/HttpServer.h"
 
 #include <sys/wait.h>

@@ -5,7 +5,7 @@
 #include "../BenchSupport.h"
 #include "db/TDM.h"
 #include "demo-market/DemoMarket.h"
-#include "download/TThreadDownHtmlCode.h"
+#include "download/TransferLoop.h"
 #include "gather/RatingGathering.h"
 #include "gather/SalesGathering.h"
 

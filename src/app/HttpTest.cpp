@@ -1,6 +1,6 @@
 #include "HttpTest.h"
 
-#include "download/TThreadDownHtmlCode.h"
+#include "download/TransferLoop.h"
 
 namespace vantor {
 

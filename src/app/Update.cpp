@@ -1,6 +1,6 @@
 #include "Update.h"
 
-#include "download/TThreadDownHtmlCode.h"
+#include "download/TransferLoop.h"
 
 #include <openssl/evp.h>
 #include <spawn.h>

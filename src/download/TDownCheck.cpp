@@ -1,12 +1,6 @@
 #include "TDownCheck.h"
 
-#include "TDownException.h"
-#include "TThreadDownHtmlCode.h"
-
 #include <algorithm>
-#include <chrono>
-#include <memory>
-#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -17,41 +11,12 @@ namespace {
 constexpr std::int32_t kHistoryFirstPage = 100;
 // How much of a rating address names the rating host ("http://rate"); the history prefix takes its place.
 constexpr size_t kRatingHostLength = 11;
-// The longest the driver waits for a download to change before it looks at its slots again.
-constexpr std::chrono::milliseconds kPollCeiling{10};
 
 std::string pageAddress(const std::string& prefix, std::int32_t page, std::int32_t pageStep,
                         const std::string& suffix) {
     if (suffix.empty()) return prefix;
     return prefix + std::to_string(std::int64_t(page) * pageStep) + suffix;
 }
-
-struct Slot {
-    std::unique_ptr<TDownBean> bean; // the page in hand; none while the slot is free
-    std::int32_t number = 0;         // the page number of the bean
-    int failures = 0;                // of this page
-    std::optional<size_t> lease;     // the pool's slot that carries the page
-};
-
-// The slots of one run. Leaving the run, however it ends, gives every pool slot it holds back, which
-// aborts a download still in flight there.
-class SlotTable {
-public:
-    SlotTable(size_t count, SlotPool& pool) : slots_(count), pool_(pool) {}
-    ~SlotTable() {
-        for (Slot& slot : slots_)
-            if (slot.lease) pool_.release(*slot.lease);
-    }
-    SlotTable(const SlotTable&) = delete;
-    SlotTable& operator=(const SlotTable&) = delete;
-
-    size_t size() const { return slots_.size(); }
-    Slot& operator[](size_t i) { return slots_[i]; }
-
-private:
-    std::vector<Slot> slots_;
-    SlotPool& pool_;
-};
 
 } // namespace
 
@@ -62,6 +27,7 @@ TDownCheck::TDownCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges,
       ownSlots_(std::make_unique<SlotPool>(std::move(gauges))),
       pool_(ownSlots_.get()),
       param_(param),
+      loop_(TransferLoop::shared()),
       handlers_(std::move(handlers)) {
     if (pool_->size() == 0) setStatus(CheckStatus::BadGauges);
 }
@@ -72,127 +38,193 @@ TDownCheck::TDownCheck(TDownParamBean& param, SlotPool& pool, std::int32_t pageS
       mode_(mode),
       pool_(&pool),
       param_(param),
+      loop_(TransferLoop::shared()),
       handlers_(std::move(handlers)) {
     if (pool.size() == 0) setStatus(CheckStatus::BadGauges);
 }
 
 TDownCheck::~TDownCheck() {
-    stopAndWait();
-}
-
-void TDownCheck::start() {
-    if (thread_.joinable()) throw std::logic_error("TDownCheck::start called twice");
-    thread_ = std::jthread([this] { run(stopSource_.get_token()); });
-}
-
-void TDownCheck::wait() {
-    if (thread_.joinable()) thread_.join();
-}
-
-std::string TDownCheck::lastError() const {
-    std::lock_guard lock(errorMutex_);
-    return lastError_;
-}
-
-void TDownCheck::stopAndWait() {
     requestStop();
     wait();
 }
 
-void TDownCheck::run(std::stop_token stop) {
+void TDownCheck::start() {
+    {
+        std::lock_guard lock(mutex_);
+        if (started_) throw std::logic_error("TDownCheck::start called twice");
+        started_ = true;
+    }
+    post([this] { begin(); });
+}
+
+void TDownCheck::requestStop() {
+    stopSource_.request_stop();
+    bool running;
+    {
+        std::lock_guard lock(mutex_);
+        running = started_ && !over_;
+    }
+    if (running) post([this] { end(); });
+}
+
+void TDownCheck::wait() {
+    if (loop_.onLoopThread()) throw std::logic_error("TDownCheck::wait on the transfer loop's thread");
+    std::unique_lock lock(mutex_);
+    endChanged_.wait(lock, [this] { return !started_ || (over_ && active_ == 0); });
+}
+
+std::string TDownCheck::lastError() const {
+    std::lock_guard lock(mutex_);
+    return lastError_;
+}
+
+template <class Step> void TDownCheck::enter(Step step) {
+    {
+        std::lock_guard lock(mutex_);
+        ++active_;
+    }
+    step();
+    // The last touch of the job: once the count is down, its owner may destroy it.
+    std::lock_guard lock(mutex_);
+    --active_;
+    endChanged_.notify_all();
+}
+
+void TDownCheck::post(std::function<void()> task) {
+    {
+        std::lock_guard lock(mutex_);
+        ++active_; // counted from now, so that wait() does not return before the task has run
+    }
+    loop_.post([this, task = std::move(task)] {
+        enter(task);
+        std::lock_guard lock(mutex_);
+        --active_;
+        endChanged_.notify_all();
+    });
+}
+
+void TDownCheck::begin() {
+    if (ended_) return;
+    if (stopRequested()) return end();
     try {
         std::string_view word = getStatus();
-        if (!word.empty() && word.front() != '0') throw TDownException(std::string(word.substr(1)));
-        if (mode_ == kRatingMode || mode_ == kPlainMode) loop(stop);
-    } catch (...) {
-        setStatus(CheckStatus::Failed);
-        stopSource_.request_stop();
-        try {
-            if (handlers_.error) handlers_.error(mode_);
-        } catch (...) {
-            // The error handler is the last word of the run; nothing is left to report its failure to.
+        if (!word.empty() && word.front() != '0') throw std::runtime_error(std::string(word.substr(1)));
+        if (mode_ != kRatingMode && mode_ != kPlainMode) return end();
+        if (!param_.httpAgent) throw std::invalid_argument("TDownCheck: the job has no network settings");
+        prefix_ = param_.urlPrefix;
+        pagesLeft_ = std::max<std::int64_t>(std::int64_t(param_.endPage) - param_.curPage + 1, 0);
+        setStatus(CheckStatus::Init);
+        if (pagesLeft_ == 0) {
+            if (handlers_.finish) handlers_.finish(param_.pageKind);
+            finished_.store(true, std::memory_order_release);
+            return end();
         }
+        fill();
+    } catch (const std::exception& e) {
+        fail(e.what());
     }
 }
 
-void TDownCheck::loop(std::stop_token stop) {
-    TDownParamBean& param = param_;
-    std::string prefix = param.urlPrefix;
-    const std::string suffix = param.urlSuffix;
-    const std::shared_ptr<const THttpAgent> agent = param.httpAgent;
-    const std::int32_t pageKind = param.pageKind;
-    if (!agent) throw std::invalid_argument("TDownCheck: the job has no network settings");
-    std::int64_t doneCount = param.curPage;
-    std::int32_t failCount = 0;
-    SlotTable slots(pool_->size(), *pool_);
-    bool onHistoryHost = false;
-    setStatus(CheckStatus::Init);
-
-    if (param.curPage > param.endPage) {
-        if (handlers_.finish) handlers_.finish(pageKind);
-        finished_.store(true, std::memory_order_release);
-        return;
-    }
-
-    for (bool done = false; !done;) {
-        if (stop.stop_requested()) return;
-        bool changed = false;
-        for (size_t i = 0; i < slots.size() && !done; ++i) {
-            if (stop.stop_requested()) return;
-            Slot& slot = slots[i];
-            if (!slot.bean && param.curPage <= param.endPage) {
-                // Every slot of the gathering busy: the pool wakes this job when one is given back.
-                if (!slot.lease && !(slot.lease = pool_->tryAcquire(signal_))) continue;
-                // Checked at every start, so that no page from 100 on leaves for the old host even when
-                // several slots start pages in one pass.
-                if (mode_ == kRatingMode && !onHistoryHost && param.curPage >= kHistoryFirstPage) {
-                    if (historyPrefix_.empty())
-                        throw std::logic_error("TDownCheck: rating mode without a history prefix");
-                    prefix = historyPrefix_ + prefix.substr(std::min(kRatingHostLength, prefix.size()));
-                    onHistoryHost = true;
-                }
-                slot.bean = std::make_unique<TDownBean>();
-                slot.number = param.curPage;
-                slot.failures = 0;
-                std::string url = pageAddress(prefix, param.curPage, pageStep_, suffix);
-                pool_->send(*slot.lease, std::move(url), *slot.bean, agent, signal_, {});
-                ++param.curPage;
-            } else if (slot.bean && slot.bean->status() == PageStatus::Finish) {
-                // The page is in: its slot serves other jobs while this one handles it.
-                pool_->release(*std::exchange(slot.lease, std::nullopt));
-                if (handlers_.page) try {
-                        handlers_.page(pageKind, slot.number, slot.bean->getHtmlCode());
-                    } catch (const std::exception& e) {
-                        std::lock_guard lock(errorMutex_);
-                        lastError_ = e.what();
-                        throw;
-                    }
-                slot.bean.reset();
-                ++doneCount;
-            } else if (slot.bean && slot.bean->status() == PageStatus::Stop) {
-                ++failCount;
-                const DownFailure failure = slot.bean->failure();
-                if (failures_) failures_->add(failure);
-                const auto delay = retryDelay(failure, ++slot.failures, agent->MinInterval);
-                pool_->send(*slot.lease, slot.bean->getUrl(), *slot.bean, agent, signal_, delay);
-            } else {
-                continue;
+void TDownCheck::fill() {
+    while (!ended_ && param_.curPage <= param_.endPage) {
+        // Every slot of the gathering busy: the pool calls back when one is given back.
+        const auto slot = pool_->acquire(this, [this] { enter([this] { fill(); }); });
+        if (!slot) return;
+        // Checked at every start, so that no page from 100 on leaves for the old host.
+        if (mode_ == kRatingMode && !onHistoryHost_ && param_.curPage >= kHistoryFirstPage) {
+            if (historyPrefix_.empty()) {
+                pool_->release(*slot);
+                return fail("TDownCheck: rating mode without a history prefix");
             }
-            changed = true;
-            if (doneCount > param.endPage) {
-                setStatus(CheckStatus::Done);
-                done = true;
-            } else if (failCount > agent->ConnectTime) {
-                if (handlers_.failure) handlers_.failure();
-                setStatus(CheckStatus::TimedOut);
-                throw TDownException("连接超时");
-            }
+            prefix_ = historyPrefix_ + prefix_.substr(std::min(kRatingHostLength, prefix_.size()));
+            onHistoryHost_ = true;
         }
-        // Nothing moved: sleep until a download ends, but look again after the ceiling regardless.
-        if (!changed && !done) signal_.wait(kPollCeiling, stop);
+        InFlight page;
+        page.number = param_.curPage;
+        page.url = pageAddress(prefix_, param_.curPage, pageStep_, param_.urlSuffix);
+        ++param_.curPage;
+        send(*slot, std::move(page), {});
     }
-    if (handlers_.finish) handlers_.finish(pageKind);
-    finished_.store(true, std::memory_order_release);
+}
+
+void TDownCheck::send(size_t slot, InFlight page, std::chrono::milliseconds delay) {
+    PageRequest request;
+    request.url = page.url;
+    request.agent = param_.httpAgent;
+    request.gauge = pool_->gauge(slot);
+    request.notBefore = TransferLoop::Clock::now() + delay;
+    request.done = [this, slot](PageResult&& result) { enter([&] { pageDone(slot, std::move(result)); }); };
+    page.transfer = loop_.fetch(std::move(request));
+    held_[slot] = std::move(page);
+}
+
+void TDownCheck::pageDone(size_t slot, PageResult&& result) {
+    if (ended_) return;
+    InFlight page = std::move(held_.at(slot));
+    held_.erase(slot);
+    if (result.arrived) {
+        // The page is in: its slot serves other jobs while this one handles it.
+        pool_->release(slot);
+        try {
+            if (handlers_.page) handlers_.page(param_.pageKind, page.number, result.body);
+            if (ended_) return; // a stop from the handler
+            if (--pagesLeft_ == 0) {
+                setStatus(CheckStatus::Done);
+                if (handlers_.finish) handlers_.finish(param_.pageKind);
+                finished_.store(true, std::memory_order_release);
+                return end();
+            }
+        } catch (const std::exception& e) {
+            return fail(e.what());
+        } catch (...) {
+            return fail("unknown error");
+        }
+        return fill();
+    }
+    ++failCount_;
+    if (failures_) failures_->add(result.failure);
+    if (failCount_ > param_.httpAgent->ConnectTime) {
+        pool_->release(slot);
+        setStatus(CheckStatus::TimedOut);
+        try {
+            if (handlers_.failure) handlers_.failure();
+        } catch (...) {
+            // The time-out is reported below all the same.
+        }
+        return fail("连接超时");
+    }
+    const auto delay = retryDelay(result.failure, ++page.failures, param_.httpAgent->MinInterval);
+    send(slot, std::move(page), delay);
+}
+
+void TDownCheck::fail(const std::string& error) {
+    if (ended_) return;
+    {
+        std::lock_guard lock(mutex_);
+        lastError_ = error;
+    }
+    setStatus(CheckStatus::Failed);
+    stopSource_.request_stop();
+    end();
+    try {
+        if (handlers_.error) handlers_.error(mode_);
+    } catch (...) {
+        // The error handler is the last word of the run; nothing is left to report its failure to.
+    }
+}
+
+void TDownCheck::end() {
+    if (ended_) return;
+    ended_ = true;
+    pool_->forget(this);
+    for (auto& [slot, page] : held_) {
+        loop_.cancel(page.transfer);
+        pool_->release(slot);
+    }
+    held_.clear();
+    std::lock_guard lock(mutex_);
+    over_ = true;
+    endChanged_.notify_all();
 }
 
 } // namespace vantor

@@ -1,30 +1,31 @@
 #pragma once
 
-#include "DownSignal.h"
 #include "DownStatus.h"
 #include "FailureTally.h"
 #include "SlotPool.h"
 #include "SlotProgress.h"
 #include "TDownParamBean.h"
+#include "TransferLoop.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <stop_token>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 namespace vantor {
 
-// Drives one gathering job on a thread of its own: keeps one page download running per slot (one slot
-// per progress bar of the window), hands each finished page to the page handler, retries failed pages
-// in their slot (after the pause a server asked for, or with a minimum interval set a growing pause), and
-// gives up when the failures of the whole job exceed the agent's ConnectTime.
-// A workflow hands it the handlers of its job, which run on the driver thread.
+// Drives one gathering job on the transfer loop: keeps one page download running per slot it can get
+// (one slot per progress bar of the window), hands each finished page to the page handler, retries
+// failed pages in their slot (after the pause a server asked for, or with a minimum interval set a
+// growing pause), and gives up when the failures of the whole job exceed the agent's ConnectTime. Every
+// handler runs on the loop's thread, as the pages arrive; nothing waits for them but wait().
 class TDownCheck {
 public:
     static constexpr std::int32_t kRatingMode = 1; // rating pages, from page 100 on the history host
@@ -65,11 +66,11 @@ public:
     void setFailureTally(FailureTally* tally) { failures_ = tally; }
 
     void start();
-    // The window's stop: the run ends at its next check without calling another handler, and the
-    // downloads in flight are aborted.
-    void requestStop() { stopSource_.request_stop(); }
+    // The window's stop: the run ends without calling another handler, and the downloads in flight are
+    // aborted. From any thread.
+    void requestStop();
     bool stopRequested() const { return stopSource_.stop_requested(); }
-    // Blocks until the run has ended.
+    // Blocks until the run has ended. Not on the loop's thread (a handler's).
     void wait();
 
     bool getFinished() const { return finished_.load(std::memory_order_acquire); }
@@ -82,9 +83,26 @@ public:
     std::string lastError() const;
 
 private:
-    void stopAndWait();
-    void run(std::stop_token stop);
-    void loop(std::stop_token stop);
+    // A page in a slot: its number, its address, how often it failed, its transfer.
+    struct InFlight {
+        std::int32_t number = 0;
+        std::string url;
+        int failures = 0;
+        TransferLoop::Id transfer = 0;
+    };
+
+    // On the loop's thread.
+    void begin();
+    void fill();
+    void send(size_t slot, InFlight page, std::chrono::milliseconds delay);
+    void pageDone(size_t slot, PageResult&& result);
+    void fail(const std::string& error);
+    void end();
+    // Runs a task on the loop's thread; wait() waits for the tasks posted as well as for the end.
+    void post(std::function<void()> task);
+    // Every way into the job on the loop's thread goes through here, so that wait() returns only once
+    // the loop no longer touches the job.
+    template <class Step> void enter(Step step);
     void setStatus(CheckStatus value) { status_.store(value, std::memory_order_release); }
 
     std::int32_t pageStep_;
@@ -92,16 +110,27 @@ private:
     std::unique_ptr<SlotPool> ownSlots_; // the slots of a job not given a shared pool
     SlotPool* pool_;
     TDownParamBean& param_;
+    TransferLoop& loop_;
     std::atomic<bool> finished_ = false;
     std::atomic<CheckStatus> status_ = CheckStatus::Init;
     std::string historyPrefix_;
     FailureTally* failures_ = nullptr;
-    DownSignal signal_;
     std::stop_source stopSource_;
     Handlers handlers_;
-    mutable std::mutex errorMutex_;
+    // The loop's: the run's state.
+    std::map<size_t, InFlight> held_; // by pool slot
+    std::string prefix_;
+    bool onHistoryHost_ = false;
+    std::int64_t pagesLeft_ = 0;
+    std::int32_t failCount_ = 0;
+    bool ended_ = false;
+    // Shared with the waiting thread.
+    mutable std::mutex mutex_;
+    std::condition_variable endChanged_;
+    bool started_ = false;
+    bool over_ = false; // the run has ended
+    int active_ = 0;    // tasks posted and not yet run, and steps under way on the loop's thread
     std::string lastError_;
-    std::jthread thread_;
 };
 
 } // namespace vantor

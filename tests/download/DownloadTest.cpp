@@ -1,8 +1,7 @@
-#include "download/DownSignal.h"
 #include "download/SlotProgress.h"
 #include "download/TDownBean.h"
 #include "download/TDownCheck.h"
-#include "download/TThreadDownHtmlCode.h"
+#include "download/TransferLoop.h"
 #include "support/HttpServer.h"
 #include "support/TinyProxy.h"
 
@@ -17,6 +16,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -41,19 +41,11 @@ std::shared_ptr<const THttpAgent> quickAgent(THttpAgent agent = {}) {
     return std::make_shared<const THttpAgent>(agent);
 }
 
-// Waits for a bean to leave "init", however long the download takes; its own time-outs end it.
-void awaitEnd(const TDownBean& bean, DownSignal& signal) {
-    while (bean.status() == PageStatus::Init)
-        signal.wait(std::chrono::milliseconds(10), {});
-}
-
 // One download to its end, as a bean.
 std::unique_ptr<TDownBean> fetch(const std::string& url, std::shared_ptr<const THttpAgent> agent,
                                  SlotProgress* gauge = nullptr) {
     auto bean = std::make_unique<TDownBean>();
-    DownSignal signal;
-    TThreadDownHtmlCode download(url, *bean, std::move(agent), gauge, &signal);
-    awaitEnd(*bean, signal);
+    fetchPage(url, *bean, std::move(agent), gauge, {});
     return bean;
 }
 
@@ -315,15 +307,13 @@ TEST(PageDownload, StoppingAbortsTheTransferAndLeavesNoErrorCode) {
     HttpServer server(
         [](const HttpRequest&) { return HttpReply::late("too late", std::chrono::seconds(30)); });
     TDownBean bean;
-    bean.setStatus(PageStatus::Stop); // a bean that is being retried
-    DownSignal signal;
-    {
-        TThreadDownHtmlCode download(server.url("/slow"), bean, quickAgent(), nullptr, &signal);
-        EXPECT_EQ(bean.getStatus(), "init"); // the server holds the page back for 30 s
-        ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == 1; }));
-        download.requestStop();
-        download.join();
-    }
+    std::stop_source stop;
+    std::thread waiting(
+        [&] { fetchPage(server.url("/slow"), bean, quickAgent(), nullptr, stop.get_token()); });
+    ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == 1; }));
+    EXPECT_EQ(bean.getStatus(), "init"); // the server holds the page back for 30 s
+    stop.request_stop();
+    waiting.join();
     EXPECT_EQ(bean.getStatus(), "stop");
     EXPECT_EQ(bean.getErrorCode(), "");
     EXPECT_TRUE(bean.getErrorInfo().starts_with("Aborted-")) << bean.getErrorInfo();
@@ -331,26 +321,66 @@ TEST(PageDownload, StoppingAbortsTheTransferAndLeavesNoErrorCode) {
     EXPECT_EQ(server.repliesSent(), 0);
 }
 
-TEST(PageDownload, TheNextPageOfASlotKeepsTheThreadAndTheConnection) {
+TEST(PageDownload, TheNextPageToTheSameServerKeepsTheConnection) {
     HttpServer server([](const HttpRequest& request) {
         HttpReply reply = HttpReply::page(request.resource());
         reply.lengthByClose = request.resource() == "/last-before-close"; // the server ends this connection
         return reply;
     });
-    DownSignal signal;
-    TDownBean beans[4];
     const std::string paths[4] = {"/one", "/two", "/last-before-close", "/four"};
-    TThreadDownHtmlCode download(server.url(paths[0]), beans[0], quickAgent(), nullptr, &signal);
-    for (int i = 0; i < 4; ++i) {
-        if (i > 0) download.restart(server.url(paths[i]), beans[i]);
-        awaitEnd(beans[i], signal);
-        EXPECT_EQ(beans[i].getHtmlCode(), paths[i]);
-        EXPECT_EQ(beans[i].getUrl(), server.url(paths[i]));
+    for (const std::string& path : paths) {
+        auto bean = fetch(server.url(path), quickAgent());
+        EXPECT_EQ(bean->getHtmlCode(), path);
+        EXPECT_EQ(bean->getUrl(), server.url(path));
     }
     EXPECT_EQ(server.connections(), 2); // a new one only after the server closed the first
 }
 
-// A real proxy between the program and the page: Debian's tinyproxy, demanding credentials.
+TEST(PageDownload, PagesAbandonedAsTheyArriveAndCancelledOnesNeverCallBack) {
+    const std::string big(1 << 20, 'x');
+    HttpServer server([&](const HttpRequest& request) {
+        if (request.resource() == "/held") return HttpReply::late("held", std::chrono::seconds(30));
+        return HttpReply::page(big);
+    });
+    // Abandoned on its first piece: the rest of the megabyte is not read.
+    int pieces = 0;
+    PageResult abandoned =
+        fetchPage(server.url("/big"), quickAgent(), nullptr, {}, [&] { return ++pieces > 0; });
+    EXPECT_FALSE(abandoned.arrived);
+    EXPECT_EQ(abandoned.kind, "Aborted");
+    EXPECT_EQ(pieces, 1);
+
+    // A cancelled request is forgotten: its callback never comes, even after the page would have.
+    TransferLoop& loop = TransferLoop::shared();
+    std::atomic<int> calls = 0;
+    PageRequest request;
+    request.url = server.url("/held");
+    request.agent = quickAgent();
+    request.done = [&](PageResult&&) { ++calls; };
+    const auto id = loop.fetch(std::move(request));
+    ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == 2; }));
+    const int hangUps = server.hangUps();
+    loop.cancel(id);
+    EXPECT_TRUE(HttpServer::waitUntil([&] { return server.hangUps() == hangUps + 1; }));
+    // A job's own step cancels a request it has just made, on the loop's thread, before the loop looked
+    // at it.
+    std::promise<void> cancelled;
+    loop.post([&] {
+        PageRequest made;
+        made.url = server.url("/made-and-cancelled");
+        made.agent = quickAgent();
+        made.done = [&](PageResult&&) { ++calls; };
+        loop.cancel(loop.fetch(std::move(made)));
+        cancelled.set_value();
+    });
+    cancelled.get_future().wait();
+    // The loop goes on serving others meanwhile.
+    EXPECT_EQ(fetch(server.url("/after"), quickAgent())->getHtmlCode(), big);
+    EXPECT_EQ(calls, 0);
+    for (const auto& sent : server.requests())
+        EXPECT_NE(sent.resource(), "/made-and-cancelled");
+}
+
 TEST(Proxy, TheSelectedProxyTakesTheCredentialsAndAnUnselectedOneIsIgnored) {
     TinyProxy proxy("alice", "s3cret");
     HttpServer server([](const HttpRequest&) { return HttpReply::page("the page"); });

@@ -1,0 +1,471 @@
+#include "TransferLoop.h"
+
+#include "HostPacer.h"
+#include "WireAddress.h"
+#include "base/TextNumbers.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <cctype>
+#include <climits>
+#include <future>
+
+namespace vantor {
+namespace {
+
+using std::chrono::milliseconds;
+
+// The configured time-outs come on top of these bases, never in their place.
+constexpr std::int64_t kConnectBaseMs = 60000;
+constexpr std::int64_t kReadBaseMs = 30000;
+constexpr long kMaxRedirects = 10;
+// The longest socket wait; a request from another thread wakes it at once anyway.
+constexpr int kLongestWaitMs = 1000;
+
+CURLM* multiOf(void* handle) {
+    return static_cast<CURLM*>(handle);
+}
+
+FailReason reasonOf(const std::string& kind) {
+    if (kind == "ConnectError") return FailReason::Refused;
+    if (kind == "ConnectTimeout" || kind == "ReadTimeout") return FailReason::TimedOut;
+    if (kind == "HttpError") return FailReason::HttpStatus;
+    if (kind == "Truncated") return FailReason::CutShort;
+    if (kind == "ConnectionClosed") return FailReason::Closed;
+    if (kind == "ResolveError") return FailReason::Unresolved;
+    return FailReason::Other;
+}
+
+// Retry-After as seconds or as an HTTP date; -1 when it says neither.
+std::int64_t retryAfterMs(const std::string& value) {
+    if (value.empty()) return -1;
+    if (std::all_of(value.begin(), value.end(), [](unsigned char c) { return std::isdigit(c); }))
+        return value.size() > 9 ? INT32_MAX : std::stoll(value) * 1000;
+    time_t when = curl_getdate(value.c_str(), nullptr);
+    if (when < 0) return -1;
+    return std::max<std::int64_t>(0, (std::int64_t(when) - std::int64_t(time(nullptr))) * 1000);
+}
+
+long clampMs(std::int64_t ms) {
+    return long(std::clamp<std::int64_t>(ms, 1, LONG_MAX));
+}
+
+std::string kindOf(CURLcode result, bool connected) {
+    switch (result) {
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_COULDNT_RESOLVE_HOST:
+        return "ResolveError";
+    case CURLE_COULDNT_CONNECT:
+        return "ConnectError";
+    case CURLE_OPERATION_TIMEDOUT:
+        return connected ? "ReadTimeout" : "ConnectTimeout";
+    case CURLE_TOO_MANY_REDIRECTS:
+        return "RedirectError";
+    case CURLE_GOT_NOTHING:
+    case CURLE_RECV_ERROR:
+    case CURLE_SEND_ERROR:
+        return "ConnectionClosed";
+    case CURLE_PARTIAL_FILE:
+        return "Truncated";
+    default:
+        return "CurlError";
+    }
+}
+
+PageResult failed(std::string url, std::string kind, std::string message, DownFailure detail = {}) {
+    PageResult result;
+    result.url = std::move(url);
+    if (detail.reason == FailReason::None) detail.reason = reasonOf(kind);
+    result.kind = std::move(kind);
+    result.message = std::move(message);
+    result.failure = detail;
+    return result;
+}
+
+} // namespace
+
+// A request and, once it is on the wire, what its transfer has seen so far.
+struct TransferLoop::Transfer {
+    Id id = 0;
+    PageRequest request;
+    CURL* easy = nullptr; // on the wire
+    bool paced = false;   // the host's interval has been reserved
+    long readTimeoutMs = 0;
+    char errorBuffer[CURL_ERROR_SIZE] = {};
+    std::string body;
+    std::string statusLine;
+    std::string retryAfter;
+    bool begun = false;
+    bool framed = false; // the head announced where the body ends
+    bool connected = false;
+    bool abandoned = false;
+    Clock::time_point lastByte = Clock::now();
+
+    static size_t onBody(char* data, size_t size, size_t count, void* user) {
+        auto& self = *static_cast<Transfer*>(user);
+        const size_t length = size * count;
+        if (!self.begun) {
+            self.begun = true;
+            curl_off_t announced = -1;
+            curl_easy_getinfo(self.easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+            if (announced > 0) self.body.reserve(size_t(std::min<curl_off_t>(announced, 64 << 20)));
+            if (self.request.gauge) self.request.gauge->begin(announced > 0 ? announced : 0);
+        }
+        self.body.append(data, length);
+        self.lastByte = Clock::now();
+        if (self.request.gauge) self.request.gauge->advance(std::int64_t(self.body.size()));
+        if (self.request.abandon && self.request.abandon()) {
+            self.abandoned = true;
+            return 0; // libcurl ends the transfer with a write error
+        }
+        return length;
+    }
+
+    static size_t onHeader(char* data, size_t size, size_t count, void* user) {
+        auto& self = *static_cast<Transfer*>(user);
+        std::string_view line(data, size * count);
+        self.lastByte = Clock::now();
+        if (line.starts_with("HTTP/")) {
+            while (!line.empty() && (line.back() == '\r' || line.back() == '\n'))
+                line.remove_suffix(1);
+            self.statusLine = line;
+            self.framed = false; // a redirect's or proxy's head said nothing of this body
+            self.retryAfter.clear();
+        } else {
+            std::string lower(line);
+            std::transform(lower.begin(), lower.end(), lower.begin(),
+                           [](unsigned char c) { return char(std::tolower(c)); });
+            if (lower.starts_with("content-length:") ||
+                (lower.starts_with("transfer-encoding:") && lower.find("chunked") != std::string::npos))
+                self.framed = true;
+            if (lower.starts_with("retry-after:")) self.retryAfter = trimSpace(line.substr(12));
+        }
+        return size * count;
+    }
+
+    // The connection (to the server or the proxy) stands: from now on the read time-out counts.
+    static int onConnected(void* user, char*, char*, int, int) {
+        auto& self = *static_cast<Transfer*>(user);
+        self.connected = true;
+        self.lastByte = Clock::now();
+        return CURL_PREREQFUNC_OK;
+    }
+
+    void configure() {
+        const THttpAgent& agent = *request.agent;
+        readTimeoutMs = clampMs(agent.ReadTimeOut + kReadBaseMs);
+        const std::string wire = wireAddress(request.url);
+        curl_easy_setopt(easy, CURLOPT_URL, wire.c_str());
+        curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+        curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+        curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, errorBuffer);
+        if (agent.AgentType) {
+            curl_easy_setopt(easy, CURLOPT_PROXY, agent.Server.c_str());
+            curl_easy_setopt(easy, CURLOPT_PROXYPORT, long(agent.Port));
+            // An empty user would still send an (empty) authorisation header.
+            if (!agent.User.empty() || !agent.Password.empty()) {
+                curl_easy_setopt(easy, CURLOPT_PROXYUSERNAME, agent.User.c_str());
+                curl_easy_setopt(easy, CURLOPT_PROXYPASSWORD, agent.Password.c_str());
+            }
+        } else {
+            // Not even a proxy named in the environment.
+            curl_easy_setopt(easy, CURLOPT_PROXY, "");
+        }
+        curl_easy_setopt(easy, CURLOPT_USERAGENT, kUserAgent);
+        curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, clampMs(agent.ConnectTimeOut + kConnectBaseMs));
+        curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
+        curl_easy_setopt(easy, CURLOPT_MAXREDIRS, kMaxRedirects);
+        curl_easy_setopt(easy, CURLOPT_FAILONERROR, 1L);
+        curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::onBody);
+        curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+        curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
+        curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+        curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &Transfer::onConnected);
+        curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
+        curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
+    }
+
+    PageResult verdict(CURLcode code) {
+        long status = 0;
+        curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+        if (abandoned) return failed(request.url, "Aborted", "the download was abandoned");
+        if (status >= 400 || code == CURLE_HTTP_RETURNED_ERROR)
+            return failed(request.url, "HttpError",
+                          statusLine.empty() ? "HTTP status " + std::to_string(status) : statusLine,
+                          DownFailure{FailReason::HttpStatus, int(status), retryAfterMs(retryAfter)});
+        // A body whose end the server announced (a length, or chunks) and never reached is half a page:
+        // parsing it would lose rows without a word. Only a body that ends where the server hangs up is
+        // whole when the connection goes.
+        const bool disconnected = code == CURLE_RECV_ERROR && !framed;
+        if (code == CURLE_OK || (disconnected && !body.empty())) {
+            PageResult result;
+            result.url = request.url;
+            result.body = std::move(body);
+            result.arrived = true;
+            return result;
+        }
+        std::string message = errorBuffer[0] ? errorBuffer : curl_easy_strerror(code);
+        // A framed body that stops with the connection is a page cut short, like a short length.
+        std::string kind =
+            code == CURLE_RECV_ERROR && framed && !body.empty() ? "Truncated" : kindOf(code, connected);
+        return failed(request.url, std::move(kind), std::move(message));
+    }
+};
+
+TransferLoop& TransferLoop::shared() {
+    static TransferLoop loop;
+    return loop;
+}
+
+TransferLoop::TransferLoop() {
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    multi_ = curl_multi_init();
+    std::promise<std::thread::id> started;
+    auto id = started.get_future();
+    thread_ = std::jthread([this, &started](std::stop_token stop) {
+        started.set_value(std::this_thread::get_id());
+        run(stop);
+    });
+    threadId_ = id.get();
+}
+
+TransferLoop::~TransferLoop() {
+    thread_.request_stop();
+    curl_multi_wakeup(multiOf(multi_));
+    thread_.join();
+    for (auto& [id, transfer] : transfers_)
+        if (transfer->easy) {
+            curl_multi_remove_handle(multiOf(multi_), transfer->easy);
+            curl_easy_cleanup(transfer->easy);
+        }
+    for (void* easy : spareHandles_)
+        curl_easy_cleanup(static_cast<CURL*>(easy));
+    curl_multi_cleanup(multiOf(multi_));
+}
+
+TransferLoop::Id TransferLoop::fetch(PageRequest request) {
+    Id id;
+    {
+        std::lock_guard lock(mutex_);
+        id = nextId_++;
+    }
+    auto transfer = std::make_unique<Transfer>();
+    transfer->id = id;
+    transfer->request = std::move(request);
+    // On the loop's thread at once, so that a cancel right after it finds the request.
+    if (onLoopThread()) {
+        transfers_.emplace(id, std::move(transfer));
+    } else {
+        auto handed = std::make_shared<std::unique_ptr<Transfer>>(std::move(transfer));
+        post([this, handed] { transfers_.emplace((*handed)->id, std::move(*handed)); });
+    }
+    return id;
+}
+
+void TransferLoop::cancel(Id id) {
+    if (onLoopThread()) {
+        drop(id);
+        return;
+    }
+    std::promise<void> dropped;
+    post([this, id, &dropped] {
+        drop(id);
+        dropped.set_value();
+    });
+    dropped.get_future().wait();
+}
+
+void TransferLoop::post(std::function<void()> task) {
+    {
+        std::lock_guard lock(mutex_);
+        tasks_.push_back(std::move(task));
+    }
+    curl_multi_wakeup(multiOf(multi_));
+}
+
+void TransferLoop::drop(Id id) {
+    auto found = transfers_.find(id);
+    if (found == transfers_.end()) return;
+    Transfer& transfer = *found->second;
+    if (transfer.easy) {
+        curl_multi_remove_handle(multiOf(multi_), transfer.easy);
+        if (transfer.request.gauge) transfer.request.gauge->end();
+        spareHandles_.push_back(transfer.easy);
+    }
+    transfers_.erase(found);
+}
+
+void TransferLoop::run(std::stop_token stop) {
+    CURLM* multi = multiOf(multi_);
+    while (!stop.stop_requested()) {
+        runTasks();
+        startDue(Clock::now());
+        int running = 0;
+        curl_multi_perform(multi, &running);
+        collect();
+        const auto now = Clock::now();
+        expireSilent(now);
+        // Callbacks may have asked for more: look at the queue before sleeping.
+        {
+            std::lock_guard lock(mutex_);
+            if (!tasks_.empty()) continue;
+        }
+        curl_multi_poll(multi, nullptr, 0, waitMs(now), nullptr);
+    }
+}
+
+void TransferLoop::runTasks() {
+    std::vector<std::function<void()>> tasks;
+    {
+        std::lock_guard lock(mutex_);
+        tasks.swap(tasks_);
+    }
+    for (auto& task : tasks)
+        task();
+}
+
+void TransferLoop::startDue(Clock::time_point now) {
+    for (auto& [id, transfer] : transfers_) {
+        Transfer& t = *transfer;
+        if (t.easy || t.request.notBefore > now) continue;
+        const auto interval = milliseconds(std::max<std::int64_t>(t.request.agent->MinInterval, 0));
+        if (!t.paced && interval.count() > 0) {
+            // Reserved when the request may leave, so a retry's pause and the host's interval add up.
+            t.paced = true;
+            t.request.notBefore = HostPacer::shared().reserve(hostOf(t.request.url), interval);
+            if (t.request.notBefore > now) continue;
+        }
+        start(t);
+    }
+}
+
+void TransferLoop::start(Transfer& transfer) {
+    CURL* easy;
+    if (spareHandles_.empty()) {
+        easy = curl_easy_init();
+    } else {
+        easy = static_cast<CURL*>(spareHandles_.back());
+        spareHandles_.pop_back();
+        curl_easy_reset(easy); // every option anew; the connections the multi handle holds stay
+    }
+    if (!easy) {
+        post([this, id = transfer.id, url = transfer.request.url] {
+            finish(id, failed(url, "CurlError", "libcurl could not make a handle"));
+        });
+        transfer.request.notBefore = Clock::time_point::max(); // not again until the failure is out
+        return;
+    }
+    transfer.easy = easy;
+    transfer.configure();
+    transfer.lastByte = Clock::now();
+    if (transfer.request.gauge) transfer.request.gauge->waiting();
+    curl_multi_add_handle(multiOf(multi_), easy);
+}
+
+void TransferLoop::collect() {
+    int queued = 0;
+    while (CURLMsg* message = curl_multi_info_read(multiOf(multi_), &queued)) {
+        if (message->msg != CURLMSG_DONE) continue;
+        Transfer* transfer = nullptr;
+        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
+        if (!transfer) continue;
+        const CURLcode code = message->data.result;
+        finish(transfer->id, transfer->verdict(code));
+    }
+}
+
+void TransferLoop::expireSilent(Clock::time_point now) {
+    std::vector<Id> silent;
+    for (auto& [id, transfer] : transfers_)
+        if (transfer->easy && transfer->connected &&
+            now - transfer->lastByte >= milliseconds(transfer->readTimeoutMs))
+            silent.push_back(id);
+    for (Id id : silent) {
+        // An earlier one's callback may have dropped it.
+        auto found = transfers_.find(id);
+        if (found == transfers_.end()) continue;
+        const Transfer& transfer = *found->second;
+        finish(id, failed(transfer.request.url, "ReadTimeout",
+                          "no data received for " + std::to_string(transfer.readTimeoutMs) + " ms"));
+    }
+}
+
+int TransferLoop::waitMs(Clock::time_point now) const {
+    auto wait = milliseconds(kLongestWaitMs);
+    long curlWait = -1;
+    curl_multi_timeout(multiOf(multi_), &curlWait);
+    if (curlWait >= 0) wait = std::min(wait, milliseconds(curlWait));
+    for (const auto& [id, transfer] : transfers_) {
+        const auto until =
+            transfer->easy ? (transfer->connected ? transfer->lastByte + milliseconds(transfer->readTimeoutMs)
+                                                  : Clock::time_point::max())
+                           : transfer->request.notBefore;
+        if (until == Clock::time_point::max()) continue;
+        wait = std::min(wait, std::chrono::ceil<milliseconds>(until - now));
+    }
+    return int(std::max<std::int64_t>(wait.count(), 0));
+}
+
+void TransferLoop::finish(Id id, PageResult result) {
+    auto found = transfers_.find(id);
+    if (found == transfers_.end()) return;
+    std::unique_ptr<Transfer> transfer = std::move(found->second);
+    transfers_.erase(found);
+    if (transfer->easy) {
+        curl_multi_remove_handle(multiOf(multi_), transfer->easy);
+        spareHandles_.push_back(transfer->easy);
+    }
+    if (transfer->request.gauge) transfer->request.gauge->end();
+    // Last: the callback may start the next page at once.
+    if (transfer->request.done) transfer->request.done(std::move(result));
+}
+
+PageResult fetchPage(std::string url, std::shared_ptr<const THttpAgent> agent, SlotProgress* gauge,
+                     std::stop_token stop, std::function<bool()> abandon) {
+    struct Outcome {
+        std::mutex mutex;
+        std::condition_variable_any arrived;
+        std::optional<PageResult> result;
+    };
+    auto outcome = std::make_shared<Outcome>();
+    TransferLoop& loop = TransferLoop::shared();
+    PageRequest request;
+    request.url = url;
+    request.agent = std::move(agent);
+    request.gauge = gauge;
+    request.abandon = std::move(abandon);
+    request.done = [outcome](PageResult&& result) {
+        {
+            std::lock_guard lock(outcome->mutex);
+            outcome->result = std::move(result);
+        }
+        outcome->arrived.notify_all();
+    };
+    const TransferLoop::Id id = loop.fetch(std::move(request));
+    {
+        std::unique_lock lock(outcome->mutex);
+        outcome->arrived.wait(lock, stop, [&] { return outcome->result.has_value(); });
+    }
+    // After the cancel the callback has run or never will.
+    if (stop.stop_requested()) loop.cancel(id);
+    std::lock_guard lock(outcome->mutex);
+    if (outcome->result && !stop.stop_requested()) return std::move(*outcome->result);
+    return failed(std::move(url), "Aborted", "the download was stopped");
+}
+
+bool fetchPage(std::string url, TDownBean& bean, std::shared_ptr<const THttpAgent> agent, SlotProgress* gauge,
+               std::stop_token stop, std::function<bool()> abandon) {
+    bean.setStatus(PageStatus::Init);
+    PageResult result = fetchPage(std::move(url), std::move(agent), gauge, stop, std::move(abandon));
+    bean.setHtmlCode(std::move(result.body));
+    bean.setErrorCode(result.arrived || stop.stop_requested() ? std::string() : std::string(kDownErrorCode));
+    bean.setErrorInfo(result.arrived ? std::string() : result.kind + "-" + result.message);
+    bean.setFailure(result.failure);
+    bean.setUrl(std::move(result.url));
+    bean.setStatus(result.arrived ? PageStatus::Finish : PageStatus::Stop);
+    return result.arrived;
+}
+
+} // namespace vantor
