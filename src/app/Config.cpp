@@ -5,6 +5,7 @@
 #include "base/IniFile.h"
 #include "base/TextNumbers.h"
 
+#include <algorithm>
 #include <optional>
 #include <unistd.h>
 
@@ -64,6 +65,7 @@ void ConfigFile::load(TConfig& config) const {
         ini.write(kNet, "ConnectTimeOut", "0");
         ini.write(kNet, "ConnectTime", "3");
         ini.write(kNet, "MinInterval", "0");
+        ini.write(kNet, "Slots", std::to_string(kDefaultSlots));
         ini.write(kOther, "optimize", "1");
         ini.write(kOther, "lastTimeOpt", "");
         saveIni(ini, path_);
@@ -90,6 +92,8 @@ void ConfigFile::load(TConfig& config) const {
         // Files written before the key existed read as no interval.
         auto interval = text("MinInterval", "0");
         agent.MinInterval = require(parseInt64(interval), "MinInterval", interval);
+        // A count outside what the engine runs is taken at its nearest bound.
+        agent.Slots = std::clamp(number("Slots", "4"), kMinSlots, kMaxSlots);
     } catch (...) {
         // Start-up goes on with what was read before the bad value.
         config.setHttpAgent(std::make_shared<const THttpAgent>(agent));
@@ -114,6 +118,7 @@ void ConfigFile::saveNetwork(const THttpAgent& agent, TConfig& config) const {
     ini.write(kNet, "ConnectTimeOut", std::to_string(agent.ConnectTimeOut));
     ini.write(kNet, "ConnectTime", std::to_string(agent.ConnectTime));
     ini.write(kNet, "MinInterval", std::to_string(agent.MinInterval));
+    ini.write(kNet, "Slots", std::to_string(agent.Slots));
     saveIni(ini, path_);
     config.setHttpAgent(std::make_shared<const THttpAgent>(agent));
 }

@@ -12,16 +12,19 @@ struct FormNumbers {
     std::optional<std::int64_t> readTimeOut;
     std::optional<std::int64_t> connectTimeOut;
     std::optional<std::int64_t> minInterval;
+    std::optional<std::int32_t> slotCount;
 
     explicit FormNumbers(const NetworkForm& form)
         : port(parseInt32(form.port)),
           connectTime(parseInt32(form.connectTime)),
           readTimeOut(parseInt64(form.readTimeOut)),
           connectTimeOut(parseInt64(form.connectTimeOut)),
-          minInterval(parseInt64(form.minInterval)) {}
+          minInterval(parseInt64(form.minInterval)),
+          slotCount(parseInt32(form.slotCount)) {}
 
     bool timingsValid() const {
-        return connectTime && readTimeOut && connectTimeOut && minInterval && *minInterval >= 0;
+        return connectTime && readTimeOut && connectTimeOut && minInterval && *minInterval >= 0 &&
+               slotCount && *slotCount >= kMinSlots && *slotCount <= kMaxSlots;
     }
 };
 
@@ -42,6 +45,7 @@ THttpAgent agentFrom(const NetworkForm& form, const FormNumbers& numbers) {
     agent.ConnectTimeOut = *numbers.connectTimeOut;
     agent.ConnectTime = *numbers.connectTime;
     agent.MinInterval = *numbers.minInterval;
+    agent.Slots = *numbers.slotCount;
     return agent;
 }
 
@@ -59,6 +63,7 @@ NetworkForm networkForm(const THttpAgent& agent) {
     form.readTimeOut = std::to_string(agent.ReadTimeOut);
     form.connectTime = std::to_string(agent.ConnectTime);
     form.minInterval = std::to_string(agent.MinInterval);
+    form.slotCount = std::to_string(agent.Slots);
     return form;
 }
 
@@ -72,6 +77,7 @@ NetworkSaveResult saveNetworkPage(NetworkForm& form, const ConfigFile& file, TCo
         form.readTimeOut = initial.readTimeOut;
         form.connectTimeOut = initial.connectTimeOut;
         form.minInterval = initial.minInterval;
+        form.slotCount = initial.slotCount;
         return {false, kNotNumericOnSave, NetworkField::Port, true};
     }
     try {

@@ -31,6 +31,7 @@ struct NetworkForm {
     std::string readTimeOut = "0";
     std::string connectTime = "3";
     std::string minInterval = "0"; // ms between two requests to one host
+    std::string slotCount = "4";   // pages on the wire at once, 1..16
 
     bool operator==(const NetworkForm&) const = default;
 };

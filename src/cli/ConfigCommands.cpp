@@ -60,6 +60,7 @@ void addConfigCommands(CLI::App& app, Context& context) {
                   << "ConnectTimeOut=" << agent->ConnectTimeOut << '\n'
                   << "ConnectTime=" << agent->ConnectTime << '\n'
                   << "MinInterval=" << agent->MinInterval << '\n'
+                  << "Slots=" << agent->Slots << '\n'
                   << "[Other]\n"
                   << "optimize=" << settings.optimize << '\n'
                   << "lastTimeOpt=" << settings.lastTimeOpt << '\n'

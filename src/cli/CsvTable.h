@@ -2,6 +2,7 @@
 
 #include "download/SlotProgress.h"
 
+#include <algorithm>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -11,10 +12,17 @@ namespace vantor::cli {
 // A table on standard output: RFC 4180 CSV in UTF-8, a header line first.
 void printCsvRow(std::ostream& out, const std::vector<std::string>& cells);
 
-// Download slots of the command line: as many as the windows show bars, with nothing to draw.
+// Download slots of the command line: as many as the settings give the windows bars, with nothing to
+// draw.
 struct Slots {
-    NoSlotProgress bars[4];
-    std::vector<SlotProgress*> list() { return {&bars[0], &bars[1], &bars[2], &bars[3]}; }
+    explicit Slots(int count) : bars(size_t(std::max(count, 1))) {}
+    std::vector<NoSlotProgress> bars;
+    std::vector<SlotProgress*> list() {
+        std::vector<SlotProgress*> gauges;
+        for (auto& bar : bars)
+            gauges.push_back(&bar);
+        return gauges;
+    }
 };
 
 } // namespace vantor::cli

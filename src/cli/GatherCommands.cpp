@@ -149,7 +149,7 @@ struct Progress : ShopSearchObserver, GatherObserver {
 };
 
 std::vector<TDianBaseInfo> runSearch(const ShopSearchQuery& query, std::shared_ptr<const THttpAgent> agent) {
-    Slots slots;
+    Slots slots(agent->Slots);
     Progress progress;
     ShopSearchJob job(query, std::move(agent), slots.list(), progress);
     std::cerr << shopSearchLog(query, 1, DateTime::now());
@@ -191,7 +191,9 @@ void gather(const Context& context, size_t shops, const MakeGathering& make) {
     if (shops == 0) throw JobFailed(kNoShopTicked);
     auto store = context.openStore();
     db::TDM& dm = *store;
-    Slots slots;
+    TConfig settings;
+    context.loadConfig(settings);
+    Slots slots(settings.getHttpAgent()->Slots);
     Progress progress;
     std::cerr << "共需下载：" << shops << "家店铺\n";
     auto gathering = make(dm.store(), slots.list(), progress);

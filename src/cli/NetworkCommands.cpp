@@ -49,6 +49,7 @@ struct NetOptions {
     std::optional<std::string> readTimeOut;
     std::optional<std::string> connectTime;
     std::optional<std::string> minInterval;
+    std::optional<int> slotCount;
 };
 
 void addProxyCommand(CLI::App& config, Context& context) {
@@ -89,11 +90,13 @@ void addProxyCommand(CLI::App& config, Context& context) {
 void addNetCommand(CLI::App& config, Context& context) {
     auto options = std::make_shared<NetOptions>();
     auto* net = config.add_subcommand(
-        "net", "设置连接超时间隔、读取超时间隔、同一主机的请求最小间隔（毫秒）和连接重试次数");
+        "net", "设置连接超时间隔、读取超时间隔、同一主机的请求最小间隔（毫秒）、连接重试次数和下载通道数");
     net->add_option("--connect-timeout", options->connectTimeOut, "连接超时间隔（毫秒，另加 60000）");
     net->add_option("--read-timeout", options->readTimeOut, "读取超时间隔（毫秒，另加 30000）");
     net->add_option("--attempts", options->connectTime, "连接重试次数");
     net->add_option("--min-interval", options->minInterval, "同一主机两次请求的最小间隔（毫秒，0 为不限）");
+    net->add_option("--slots", options->slotCount, "下载通道数：采集时同时下载的页面数（1 到 16）")
+        ->check(CLI::Range(kMinSlots, kMaxSlots));
     net->require_option(1, 0);
     net->callback([&context, options] {
         TConfig settings;
@@ -103,6 +106,7 @@ void addNetCommand(CLI::App& config, Context& context) {
         form.readTimeOut = options->readTimeOut.value_or(form.readTimeOut);
         form.connectTime = options->connectTime.value_or(form.connectTime);
         form.minInterval = options->minInterval.value_or(form.minInterval);
+        if (options->slotCount) form.slotCount = std::to_string(*options->slotCount);
         saveForm(std::move(form), context, settings);
     });
 }

@@ -78,7 +78,7 @@ void addRankingCommands(CLI::App& app, Context& context) {
         if (auto refused = validateItemRanking(*query)) throw CLI::ValidationError(*refused);
         TConfig config;
         context.loadConfig(config);
-        Slots slots;
+        Slots slots(config.getHttpAgent()->Slots);
         RankingProgress progress;
         std::cerr << itemRankingLog(*query, 1, DateTime::now());
         ItemRankingJob job(*query, config.getHttpAgent(), slots.list(), progress);
@@ -109,7 +109,7 @@ void addRankingCommands(CLI::App& app, Context& context) {
         TConfig config;
         context.loadConfig(config);
         auto dm = context.openStore();
-        Slots slots;
+        Slots slots(config.getHttpAgent()->Slots);
         CategoryProgress progress;
         const DateTime now = DateTime::now();
         CategoryRanking job(dm->store(), *categories, *depth, config.getHttpAgent(), slots.list(), progress,

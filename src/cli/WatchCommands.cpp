@@ -140,7 +140,7 @@ void addWatchCommands(CLI::App& app, Context& context) {
             TConfig config;
             context.loadConfig(config);
             auto dm = context.openStore();
-            Slots slots;
+            Slots slots(config.getHttpAgent()->Slots);
             RoundProgress progress;
             watch::WatchRound round(dm->store(), config.getHttpAgent(), slots.list(), progress,
                                     ConfigFile(context.folder().config()).alertRules(), DateTime::now());

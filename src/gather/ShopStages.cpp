@@ -140,12 +140,14 @@ TRateBaseInfo ShopStages::readRateSummary(const TDianBaseInfo& shop) {
     return summary;
 }
 
+// As many shops as slots: a shop's head (shop page, rating summary, item list) is one page at a time,
+// and the other shops' pages fill the slots meanwhile. The one writer still saves them in order.
 size_t ShopStages::shopsAtOnce() const {
-    return std::clamp<size_t>(runner_.slotCount() / 2, 1, 8);
+    return std::max<size_t>(runner_.slotCount(), 1);
 }
 
 size_t ShopStages::itemsAtOnce() const {
-    return std::clamp<size_t>(runner_.slotCount(), 1, 8);
+    return std::max<size_t>(runner_.slotCount(), 1);
 }
 
 JobEnd ShopStages::ended(std::string& detail) {

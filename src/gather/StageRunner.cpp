@@ -16,7 +16,8 @@ JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32
     bool timedOut = false;
     handlers.failure = [this, &timedOut] {
         timedOut = true;
-        statusLine_(statusLineText(timedOutText_));
+        // Shops on the wire together may time out together: the line says it once.
+        if (!timeOutSaid_.exchange(true)) statusLine_(statusLineText(timedOutText_));
     };
     handlers.error = [this, &timedOut](std::int32_t) {
         if (!timedOut && !stopped()) statusLine_(statusLineText(kGatherFailed));

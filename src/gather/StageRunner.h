@@ -50,6 +50,7 @@ private:
     const char* timedOutText_;
     FailureTally* failures_;
     std::atomic<bool> stopped_ = false;
+    std::atomic<bool> timeOutSaid_ = false;
     mutable std::mutex mutex_;
     std::set<TDownCheck*> running_;
     std::string error_;

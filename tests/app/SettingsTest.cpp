@@ -38,6 +38,7 @@ NetworkForm proxyForm() {
     form.readTimeOut = "2500";
     form.connectTime = "5";
     form.minInterval = "250";
+    form.slotCount = "8";
     return form;
 }
 
@@ -72,7 +73,7 @@ std::string netSection(const std::string& agentType, const std::string& port = "
 } // namespace
 
 TEST(NetworkPage, TheFormShowsTheCurrentSettings) {
-    THttpAgent agent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250};
+    THttpAgent agent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250, 8};
     EXPECT_EQ(networkForm(agent), proxyForm());
     agent.AgentType = false;
     EXPECT_EQ(networkForm(agent).netType, kNoProxy);
@@ -85,11 +86,12 @@ TEST(NetworkPage, SavingWritesTheNetworkKeysAndInstallsTheAgent) {
     EXPECT_TRUE(result.saved);
     EXPECT_EQ(result.message, "");
     EXPECT_EQ(*settings.config.getHttpAgent(),
-              (THttpAgent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250}));
-    EXPECT_EQ(settings.text(),
-              "[Net]\nAgentType=-1\nServer=proxy.lan\nPort=3128\nUser=alice\nPassword=s3cret\n"
-              "Domain=WORKGROUP\nReadTimeOut=2500\nConnectTimeOut=1500\nConnectTime=5\nMinInterval=250\n\n"
-              "[Other]\noptimize=1\nlastTimeOpt=\n");
+              (THttpAgent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250, 8}));
+    EXPECT_EQ(
+        settings.text(),
+        "[Net]\nAgentType=-1\nServer=proxy.lan\nPort=3128\nUser=alice\nPassword=s3cret\n"
+        "Domain=WORKGROUP\nReadTimeOut=2500\nConnectTimeOut=1500\nConnectTime=5\nMinInterval=250\nSlots=8\n\n"
+        "[Other]\noptimize=1\nlastTimeOpt=\n");
     EXPECT_EQ(form, proxyForm());
 }
 
@@ -100,7 +102,7 @@ TEST(NetworkPage, WithoutAProxyAnEmptyServerSavesAndTheTypedFieldsAreKept) {
     form.server = "";
     EXPECT_TRUE(saveNetworkPage(form, settings.file, settings.config).saved);
     EXPECT_EQ(*settings.config.getHttpAgent(),
-              (THttpAgent{false, "", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250}));
+              (THttpAgent{false, "", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250, 8}));
     EXPECT_NE(settings.text().find("AgentType=0\nServer=\nPort=3128\nUser=alice\n"), std::string::npos);
 }
 
@@ -125,7 +127,8 @@ TEST(NetworkPage, ANonNumericFieldResetsPortAndTimeOutsAndCancelsTheAction) {
     for (auto spoil : std::initializer_list<void (*)(NetworkForm&)>{
              [](NetworkForm& f) { f.port = "80a"; }, [](NetworkForm& f) { f.connectTime = "three"; },
              [](NetworkForm& f) { f.readTimeOut = "1.5"; }, [](NetworkForm& f) { f.connectTimeOut = ""; },
-             [](NetworkForm& f) { f.port = "99999999999"; }, [](NetworkForm& f) { f.minInterval = "-5"; }}) {
+             [](NetworkForm& f) { f.port = "99999999999"; }, [](NetworkForm& f) { f.minInterval = "-5"; },
+             [](NetworkForm& f) { f.slotCount = "17"; }, [](NetworkForm& f) { f.slotCount = "0"; }}) {
         NetworkForm form = proxyForm();
         spoil(form);
         std::string typedAttempts = form.connectTime;
@@ -134,9 +137,9 @@ TEST(NetworkPage, ANonNumericFieldResetsPortAndTimeOutsAndCancelsTheAction) {
                   std::tuple(false, "保存失败，端口、读取超时间隔、连接超时间隔必须为数字！",
                              NetworkField::Port, true));
         // The attempts are left as typed.
-        EXPECT_EQ(std::tie(form.port, form.readTimeOut, form.connectTimeOut, form.minInterval,
+        EXPECT_EQ(std::tie(form.port, form.readTimeOut, form.connectTimeOut, form.minInterval, form.slotCount,
                            form.connectTime, form.server),
-                  std::tuple("8080", "0", "0", "0", typedAttempts, "proxy.lan"));
+                  std::tuple("8080", "0", "0", "0", "4", typedAttempts, "proxy.lan"));
     }
     EXPECT_EQ(settings.text(), before);
     EXPECT_EQ(settings.config.getHttpAgent()->Server, "");
@@ -201,7 +204,7 @@ TEST(ConnectionTestCheck, PassingFieldsGiveTheTemporaryAgent) {
     ASSERT_TRUE(check.agent);
     EXPECT_EQ(check.message, "");
     EXPECT_EQ(*check.agent,
-              (THttpAgent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250}));
+              (THttpAgent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250, 8}));
 
     NetworkForm direct; // no proxy and an empty server pass
     check = checkConnectionTest(direct);
@@ -253,9 +256,10 @@ TEST(ConfigFile, FirstStartWritesExactlyTheDefaultsInOrderAndReadsThemBack) {
     ConfigFile file(dir / "config.ini");
     TConfig config;
     file.load(config);
-    EXPECT_EQ(readFile(dir / "config.ini"),
-              "[Net]\nAgentType=false\nServer=\nPort=0\nUser=\nPassword=\nDomain=\nReadTimeOut=0\n"
-              "ConnectTimeOut=0\nConnectTime=3\nMinInterval=0\n\n[Other]\noptimize=1\nlastTimeOpt=\n");
+    EXPECT_EQ(
+        readFile(dir / "config.ini"),
+        "[Net]\nAgentType=false\nServer=\nPort=0\nUser=\nPassword=\nDomain=\nReadTimeOut=0\n"
+        "ConnectTimeOut=0\nConnectTime=3\nMinInterval=0\nSlots=4\n\n[Other]\noptimize=1\nlastTimeOpt=\n");
     EXPECT_EQ(*config.getHttpAgent(), (THttpAgent{false, "", 0, "", "", "", 0, 0, 3}));
     EXPECT_EQ(config.optimize, "1");
     EXPECT_EQ(config.lastTimeOpt, "");
@@ -266,7 +270,16 @@ TEST(ConfigFile, FirstStartWritesExactlyTheDefaultsInOrderAndReadsThemBack) {
     file.load(partial);
     EXPECT_EQ(partial.getHttpAgent()->Server, "only");
     EXPECT_EQ(partial.getHttpAgent()->ConnectTime, 3);
+    EXPECT_EQ(partial.getHttpAgent()->Slots, 4);
     EXPECT_EQ(partial.optimize, "1");
+
+    // A slot count the engine does not run is taken at its nearest bound.
+    for (auto [written, read] : {std::pair{"99", 16}, {"0", 1}, {"7", 7}}) {
+        writeFile(dir / "config.ini", std::string("[Net]\nSlots=") + written + "\n");
+        TConfig slots;
+        file.load(slots);
+        EXPECT_EQ(slots.getHttpAgent()->Slots, read) << written;
+    }
 }
 
 TEST(ConfigFile, TheFileIsReadableByItsOwnerOnly) {

@@ -77,6 +77,12 @@ TEST(NetworkCommands, NetChangesOnlyTheNumbersGiven) {
     ASSERT_EQ(folder.run("config net --connect-timeout 2500 --min-interval 800").status, 0);
     EXPECT_EQ(folder.keys("Net", {"ConnectTimeOut", "ConnectTime", "MinInterval"}), "2500|5|800");
     EXPECT_EQ(folder.run("config net --min-interval soon").status, 2);
+    // The download slots: 1 to 16, the rest refused without touching the file.
+    ASSERT_EQ(folder.run("config net --slots 8").status, 0);
+    EXPECT_EQ(folder.keys("Net", {"Slots", "MinInterval"}), "8|800");
+    EXPECT_EQ(folder.run("config net --slots 17").status, 2);
+    EXPECT_EQ(folder.run("config net --slots 0").status, 2);
+    EXPECT_EQ(folder.keys("Net", {"Slots"}), "8");
 }
 
 // The page's own test checks that a saved schedule compacts at the next start.

@@ -324,9 +324,11 @@ TEST_F(GatherFromTheDemoMarket, FailuresLeaveNothingHalfSaved) {
         EXPECT_EQ(number("select count(*) from itemInfo"), 0) << rule;
         ASSERT_EQ(recorder->statusLines.size(), 1u) << rule;
         EXPECT_NE(recorder->statusLines[0].find(kConnectionTimedOut), std::string::npos) << rule;
-        // Four failures end a job that allows three.
-        EXPECT_EQ(recorder->saved.failures.text(), shops.size() == 2 ? "连接断开4次" : "HTTP 503 4次")
-            << rule;
+        // Four failures end a job that allows three; shops on the wire beside it fail meanwhile, and
+        // the line is said once all the same.
+        const std::string failures = recorder->saved.failures.text();
+        EXPECT_TRUE(failures.starts_with(shops.size() == 2 ? "连接断开" : "HTTP 503")) << failures;
+        EXPECT_GE(recorder->saved.failures.total(), 4) << rule;
     }
 }
 

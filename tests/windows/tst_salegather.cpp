@@ -32,7 +32,7 @@ class SaleGatherTest : public test::WindowTest {
     void prepare() override {
         market = std::make_unique<demo::DemoMarket>();
         auto agent = std::make_shared<const THttpAgent>(
-            THttpAgent{true, "127.0.0.1", std::int32_t(market->port()), "", "", "", 0, 0, 3});
+            THttpAgent{true, "127.0.0.1", std::int32_t(market->port()), "", "", "", 0, 0, 3, 0, 2});
         dm = std::make_unique<db::TDM>(*dir / "lmd_pin.db");
         dm->open();
         window = std::make_unique<TsaleGatherFrm>([agent] { return agent; }, *dm);
@@ -138,6 +138,8 @@ private slots:
         QCOMPARE(window->itemsLabel->text(), QString("已采集商品4个，当前店铺2个"));
         QCOMPARE(window->totalGauge->value(), window->totalGauge->maximum());
         QVERIFY(window->run->remaining->text().isEmpty());
+        // A bar for each of the settings' two download slots.
+        QCOMPARE(window->run->slotBars.size(), size_t(2));
         for (QProgressBar* slot : window->run->slotBars)
             QVERIFY2(slot->text().endsWith("：空闲"), qPrintable(slot->text()));
         QCOMPARE(count(*dm, "select count(*) from dianbase"), 2);

@@ -5,6 +5,7 @@
 #include "app/DatabaseSettings.h"
 #include "app/HttpTest.h"
 
+#include "base/TextNumbers.h"
 #include "gather/RatingGathering.h"
 
 #include <QApplication>
@@ -16,6 +17,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QSpinBox>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
@@ -30,7 +32,7 @@ std::string s(const QLineEdit* edit) {
     return edit->text().toStdString();
 }
 
-QWidget* withUnit(QLineEdit* edit, const char* unit) {
+QWidget* withUnit(QWidget* edit, const char* unit) {
     auto* box = new QWidget;
     auto* layout = new QHBoxLayout(box);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -67,6 +69,11 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     readTimeOut = new QLineEdit("0");
     connectTime = new QLineEdit("3");
     minInterval = new QLineEdit("0");
+    slotCount = new QSpinBox;
+    slotCount->setObjectName("slotCount");
+    slotCount->setRange(kMinSlots, kMaxSlots);
+    slotCount->setValue(kDefaultSlots);
+    slotCount->setToolTip("采集时同时下载的页面数，每个下载通道一个进度条");
     testState = new QLabel;
     testBtn = new QPushButton("连接测试");
     stopBtn = new QPushButton("中止测试");
@@ -87,6 +94,7 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     proxyForm->addRow("读取超时间隔", withUnit(readTimeOut, "毫秒"));
     proxyForm->addRow("连接重试次数", withUnit(connectTime, "次"));
     proxyForm->addRow("请求最小间隔", withUnit(minInterval, "毫秒"));
+    proxyForm->addRow("下载通道数", withUnit(slotCount, "个"));
 
     auto* network = new QWidget;
     auto* networkLayout = new QVBoxLayout(network);
@@ -216,6 +224,7 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
          {server, port, user, password, domain, connectTimeOut, readTimeOut, connectTime, minInterval})
         connect(edit, &QLineEdit::textEdited, this, [this] { useBtn->setEnabled(true); });
     connect(netType, &QComboBox::currentIndexChanged, this, [this] { useBtn->setEnabled(true); });
+    connect(slotCount, &QSpinBox::valueChanged, this, [this] { useBtn->setEnabled(true); });
     connect(optimizeComb, &QComboBox::currentIndexChanged, this, [this] { useBtn1->setEnabled(true); });
     connect(dbType, &QComboBox::currentIndexChanged, this, [this](int type) {
         dbUrl->setEnabled(type == kServerStore);
@@ -304,6 +313,7 @@ void TconfigFrm::showForm(const NetworkForm& form) {
     readTimeOut->setText(q(form.readTimeOut));
     connectTime->setText(q(form.connectTime));
     minInterval->setText(q(form.minInterval));
+    slotCount->setValue(std::clamp(parseInt32(form.slotCount).value_or(kDefaultSlots), kMinSlots, kMaxSlots));
 }
 
 NetworkForm TconfigFrm::form() const {
@@ -318,6 +328,7 @@ NetworkForm TconfigFrm::form() const {
     form.readTimeOut = s(readTimeOut);
     form.connectTime = s(connectTime);
     form.minInterval = s(minInterval);
+    form.slotCount = std::to_string(slotCount->value());
     return form;
 }
 

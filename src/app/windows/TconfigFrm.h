@@ -14,6 +14,7 @@ class QDoubleSpinBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
+class QSpinBox;
 class QTabWidget;
 
 namespace vantor {
@@ -38,6 +39,7 @@ public:
     QComboBox* netType;
     QLineEdit *server, *port, *user, *password, *domain, *connectTimeOut, *readTimeOut, *connectTime,
         *minInterval;
+    QSpinBox* slotCount; // "下载通道数"
     QLabel* testState;
     QPushButton *testBtn, *stopBtn, *okbtn, *cancel, *useBtn;
     QComboBox* optimizeComb;

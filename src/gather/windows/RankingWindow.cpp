@@ -31,11 +31,10 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
     auto* runningLayout = new QVBoxLayout(running);
     progressLabel = named(new QLabel, "progressLabel");
     runningLayout->addWidget(progressLabel);
-    run = new RunGauges(kSlots, this);
+    run = new RunGauges(this);
     runningLayout->addWidget(run->total);
     runningLayout->addWidget(run->remaining);
-    for (QProgressBar* bar : run->slotBars)
-        runningLayout->addWidget(bar);
+    runningLayout->addWidget(run->slotPanel);
     stopButton = named(new QPushButton("停止"), "stopButton");
     runningLayout->addWidget(stopButton, 0, Qt::AlignLeft);
     runningLayout->addStretch();
@@ -90,8 +89,8 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
             [this](int row, int) { openAddress(rowLink(row)); });
 }
 
-std::vector<SlotProgress*> RankingWindow::slotGauges() {
-    return run->slotProgress();
+std::vector<SlotProgress*> RankingWindow::slotGauges(const THttpAgent& agent) {
+    return run->slotProgress(agent.Slots);
 }
 
 void RankingWindow::showRunning(const QString& progress, int parts) {

@@ -2,6 +2,7 @@
 
 #include "RunGauges.h"
 #include "base/CsvFile.h"
+#include "download/THttpAgent.h"
 
 #include <QCoreApplication>
 #include <QWidget>
@@ -28,8 +29,6 @@ namespace vantor {
 class RankingWindow : public QWidget {
     Q_OBJECT
 public:
-    static constexpr int kSlots = 4;
-
     QTabWidget* pages;
     QStackedWidget* panels; // the form, the progress of a run
     QLabel* resultLabel;    // the outcome of the last run, until the next one begins
@@ -55,7 +54,8 @@ protected:
 
     // The form's rows go here, above the start button the subclass adds last.
     QFormLayout* form;
-    std::vector<SlotProgress*> slotGauges();
+    // The slot bars for a new job, as many as the settings' "下载通道数".
+    std::vector<SlotProgress*> slotGauges(const THttpAgent& agent);
     // A run of `parts` categories (or one search) begins: the progress panel, no outcome, an empty grid.
     void showRunning(const QString& progress, int parts);
     // A run ended: the form again, its outcome above the pages and in the log; the result page when

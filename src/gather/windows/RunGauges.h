@@ -11,6 +11,8 @@
 
 class QLabel;
 class QProgressBar;
+class QVBoxLayout;
+class QWidget;
 
 namespace vantor {
 
@@ -19,13 +21,16 @@ namespace vantor {
 class RunGauges : public QObject {
     Q_OBJECT
 public:
-    RunGauges(int slotCount, QObject* parent);
+    explicit RunGauges(QObject* parent);
 
     QProgressBar* total;
     QLabel* remaining;
+    QWidget* slotPanel; // the slot bars, one under the other
     std::vector<QProgressBar*> slotBars;
 
-    std::vector<SlotProgress*> slotProgress();
+    // As many bars as the run has slots (the network settings' "下载通道数"), made anew when the count
+    // changed; the progress objects for the run's jobs. Only between runs.
+    std::vector<SlotProgress*> slotProgress(int slotCount);
     // A run of `parts` shops or categories begins: everything from zero.
     void start(int parts);
     void step(int index, int done, int expected);
@@ -38,6 +43,7 @@ private:
 
     RunProgress progress_;
     QTimer tick_;
+    QVBoxLayout* slotLayout_;
     std::vector<std::unique_ptr<QtProgress>> slots_;
 };
 

@@ -177,7 +177,7 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     searchState = new QLabel("正在采集数据");
     cancelDownSearch = new QPushButton("取消");
     searchingLayout->addWidget(searchState);
-    run = new RunGauges(kSlots, this);
+    run = new RunGauges(this);
     totalGauge = run->total;
     auto* searchBars = new QVBoxLayout;
     searchingLayout->addLayout(searchBars);
@@ -212,12 +212,9 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource age
     panels->addWidget(gathering);
     // The slot bars belong to whichever panel runs a job.
     connect(panels, &QStackedWidget::currentChanged, this, [this, searchBars, gatherBars](int panel) {
-        QVBoxLayout* into = panel == GatherProgress ? gatherBars : searchBars;
-        for (QProgressBar* bar : run->slotBars)
-            into->addWidget(bar);
+        (panel == GatherProgress ? gatherBars : searchBars)->addWidget(run->slotPanel);
     });
-    for (QProgressBar* bar : run->slotBars)
-        searchBars->addWidget(bar);
+    searchBars->addWidget(run->slotPanel);
 
     auto* logBox = new QGroupBox("搜索日志");
     auto* logLayout = new QVBoxLayout(logBox);
@@ -318,7 +315,7 @@ void ShopGatherWindow::showOutcome(const QString& text) {
 }
 
 std::vector<SlotProgress*> ShopGatherWindow::slotGauges() {
-    return run->slotProgress();
+    return run->slotProgress(agent_()->Slots);
 }
 
 void ShopGatherWindow::showItemCount() {

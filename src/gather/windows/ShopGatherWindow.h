@@ -53,8 +53,6 @@ struct ShopGatherTexts {
 class ShopGatherWindow : public QWidget {
     Q_OBJECT
 public:
-    static constexpr int kSlots = 4;
-
     ~ShopGatherWindow() override;
 
     // Shows these shops as the search result, as a search would have listed them, ticked when asked,
@@ -151,6 +149,7 @@ private:
     void searchEnded(JobEnd end, int listed);
     void gatherEnded(JobEnd end, const QString& summary);
     void showOutcome(const QString& text);
+    // The slot bars for a new job, as many as the settings' "下载通道数".
     std::vector<SlotProgress*> slotGauges();
     void showItemCount();
 

@@ -98,7 +98,8 @@ void TitemTopSaleGatherFrm::searchClick() {
     rows_.clear();
     expected_ = query.range;
     showRunning("正在采集：0个商品", 1);
-    job_ = std::make_unique<ItemRankingJob>(query, agent_(), slotGauges(), *bridge_);
+    const auto agent = agent_();
+    job_ = std::make_unique<ItemRankingJob>(query, agent, slotGauges(*agent), *bridge_);
     job_->start();
 }
 

@@ -124,8 +124,9 @@ void TtopListGatherFrm::startClick() {
     const int parts = int(chosen.size());
     showRunning("正在连接", parts);
     dm_.open();
-    job_ = std::make_unique<CategoryRanking>(dm_.store(), std::move(chosen), depth->value(), agent_(),
-                                             slotGauges(), *bridge_, saved_);
+    const auto agent = agent_();
+    job_ = std::make_unique<CategoryRanking>(dm_.store(), std::move(chosen), depth->value(), agent,
+                                             slotGauges(*agent), *bridge_, saved_);
     job_->start();
 }
 

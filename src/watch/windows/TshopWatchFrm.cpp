@@ -111,15 +111,8 @@ TshopWatchFrm::TshopWatchFrm(AgentSource agent, db::TDM& dm, const DataFolder& f
     roundText->addWidget(stageLabel, 1);
     roundLayout->addLayout(roundText);
     roundLayout->addWidget(totalGauge);
-    auto* slotRow = new QHBoxLayout;
-    for (int i = 0; i < kSlots; ++i) {
-        gauges[i] = new QProgressBar;
-        gauges[i]->setTextVisible(false);
-        gauges[i]->setMaximumHeight(8);
-        progress_.push_back(std::make_unique<QtProgress>(gauges[i]));
-        slotRow->addWidget(gauges[i]);
-    }
-    roundLayout->addLayout(slotRow);
+    slotRow_ = new QHBoxLayout;
+    roundLayout->addLayout(slotRow_);
     roundPanel->hide();
     roundState = makeOutcomeLabel();
     roundState->setObjectName("roundState");
@@ -410,10 +403,8 @@ bool TshopWatchFrm::startRound() {
     bool started = false;
     guarded([&] {
         dm_.open();
-        std::vector<SlotProgress*> slotGauges;
-        for (auto& p : progress_)
-            slotGauges.push_back(p.get());
-        round_ = std::make_unique<watch::WatchRound>(dm_.store(), agent_(), slotGauges, *observer_,
+        const auto agent = agent_();
+        round_ = std::make_unique<watch::WatchRound>(dm_.store(), agent, slotGauges(agent->Slots), *observer_,
                                                      settings_.alertRules(), DateTime::now());
         totalGauge->setRange(0, std::max<int>(1, int(shops_.size())));
         totalGauge->setValue(0);
@@ -456,6 +447,28 @@ void TshopWatchFrm::roundFinished() {
 
 QString TshopWatchFrm::stopLoss() const {
     return kWatchStopLoss;
+}
+
+// A thin bar per download slot, as many as the settings' "下载通道数"; made anew when that changed.
+std::vector<SlotProgress*> TshopWatchFrm::slotGauges(int count) {
+    if (int(gauges.size()) != count) {
+        progress_.clear();
+        for (QProgressBar* bar : gauges)
+            delete bar;
+        gauges.clear();
+        for (int i = 0; i < count; ++i) {
+            auto* bar = new QProgressBar;
+            bar->setTextVisible(false);
+            bar->setMaximumHeight(8);
+            progress_.push_back(std::make_unique<QtProgress>(bar));
+            gauges.push_back(bar);
+            slotRow_->addWidget(bar);
+        }
+    }
+    std::vector<SlotProgress*> list;
+    for (auto& p : progress_)
+        list.push_back(p.get());
+    return list;
 }
 
 } // namespace vantor

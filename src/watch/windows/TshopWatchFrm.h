@@ -20,6 +20,7 @@ class QCheckBox;
 class QComboBox;
 class QDateEdit;
 class QFileDialog;
+class QHBoxLayout;
 class QLabel;
 class QLineEdit;
 class QProgressBar;
@@ -37,8 +38,6 @@ namespace vantor {
 class TshopWatchFrm : public QWidget {
     Q_OBJECT
 public:
-    static constexpr int kSlots = 4;
-
     TshopWatchFrm(AgentSource agent, db::TDM& dm, const DataFolder& folder, QWidget* parent = nullptr);
     ~TshopWatchFrm() override;
 
@@ -68,7 +67,7 @@ public:
     QSpinBox* everyHours;
     QWidget* roundPanel; // in sight while a round runs
     QProgressBar* totalGauge;
-    QProgressBar* gauges[kSlots];
+    std::vector<QProgressBar*> gauges; // one per download slot of the round
     QLabel *shopLabel, *stageLabel;
     QLabel* roundState; // the outcome of the last round, or what the running one does
     QComboBox *shopFilter, *kindFilter;
@@ -90,6 +89,7 @@ signals:
     void roundEnded();
 
 private:
+    std::vector<SlotProgress*> slotGauges(int count);
     void addClick();
     void removeClick();
     void scheduleChanged();
@@ -114,6 +114,7 @@ private:
     std::vector<watch::ChangeLine> lines_;  // row i of the report
     std::vector<watch::SalesSeries> sales_; // the chart's daily sales, read with the report
     std::vector<std::unique_ptr<QtProgress>> progress_;
+    QHBoxLayout* slotRow_ = nullptr;
     std::unique_ptr<QtGatherObserver> observer_;
     std::unique_ptr<watch::WatchRound> round_;
 };
