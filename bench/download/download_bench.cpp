@@ -7,7 +7,7 @@
 // load on the machine hits both alike and spoils as little as possible.
 
 #include "../BenchSupport.h"
-#include "download/TDownCheck.h"
+#include "download/PageJob.h"
 #include "download/TransferLoop.h"
 #include "support/HttpServer.h"
 
@@ -95,13 +95,13 @@ struct Counts {
     double loopCpu = 0;
 
     // The handlers run on the transfer loop's thread: its CPU from the first page to the finish.
-    TDownCheck::Handlers handlers() {
-        TDownCheck::Handlers handlers;
-        handlers.page = [this](std::int32_t, std::int32_t, const std::string& htmlCode) {
+    PageJob::Handlers handlers() {
+        PageJob::Handlers handlers;
+        handlers.page = [this](PageKind, std::int32_t, const std::string& htmlCode) {
             if (pages++ == 0) loopCpu = -threadCpu();
             bytes += long(htmlCode.size());
         };
-        handlers.finish = [this](std::int32_t) { loopCpu += threadCpu(); };
+        handlers.finish = [this](PageKind) { loopCpu += threadCpu(); };
         return handlers;
     }
 };
@@ -116,8 +116,8 @@ Figures runDriver(const std::string& prefix, int pages, int slots) {
     agent.ConnectTime = 3;
     param.httpAgent = std::make_shared<const THttpAgent>(agent);
     Counts counts;
-    TDownCheck check(param, std::vector<SlotProgress*>(size_t(slots), nullptr), 1, TDownCheck::kPlainMode,
-                     counts.handlers());
+    PageJob check(param, std::vector<SlotProgress*>(size_t(slots), nullptr), 1, PageJob::kPlainMode,
+                  counts.handlers());
     Timing t = measure([&] {
         check.start();
         check.wait();

@@ -1,7 +1,7 @@
-// Gathering from the demo marketplace with a delay on every page: pages per second of a sales and a
-// rating gathering, the requests they keep in flight on average, and the same pages fetched by curl
-// with as many transfers at once through the same market, in the same run; then peak memory and where
-// the time of the gathering went.
+// Gathering from the demo marketplace with a delay on every page: pages per second of a sales gathering
+// (in the process and by the command line `vantor-cli gather-sales`) and of a rating gathering, the requests
+// they keep in flight on average, and the same pages fetched by curl with as many transfers at once through
+// the same market, in the same run; then peak memory and where the time of the gathering went.
 #include "../BenchSupport.h"
 #include "db/TDM.h"
 #include "demo-market/DemoMarket.h"
@@ -92,6 +92,47 @@ bool compare(const char* what, demo::DemoMarket& market, GatherRun& gathering, c
     return true;
 }
 
+// The program beside this benchmark, by name.
+std::string sibling(const char* self, const char* name) {
+    return (fs::absolute(fs::path(self)).parent_path() / name).string();
+}
+
+// The same shops gathered by `vantor-cli gather-sales` with `slots` download slots, through the market
+// as its proxy, then curl over the pages it asked for; false when it failed.
+bool compareCommandLine(const std::string& cli, demo::DemoMarket& market,
+                        const std::vector<TDianBaseInfo>& shops, int items, int slots) {
+    const fs::path dir = scratchFolder("vantor-bench-gather-cli");
+    const std::string base = cli + " --data-dir " + dir.string() + " ";
+    const std::string setup = base + "config proxy --server 127.0.0.1 --port " +
+                              std::to_string(market.port()) + " >/dev/null && " + base +
+                              "config net --slots " + std::to_string(slots) + " >/dev/null";
+    if (std::system(setup.c_str()) != 0) {
+        std::fprintf(stderr, "vantor-cli config failed\n");
+        return false;
+    }
+    std::string command = base + "gather-sales --items " + std::to_string(items);
+    for (const auto& shop : shops)
+        command += " --shop " + shop.webaddr;
+    command += " >/dev/null 2>&1";
+    const size_t first = market.requests().size();
+    const std::int64_t busy = market.busyMicros();
+    int status = 0;
+    const double seconds = measure([&] { status = std::system(command.c_str()); }, RUSAGE_CHILDREN).wall;
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        std::fprintf(stderr, "vantor-cli gather-sales failed\n");
+        return false;
+    }
+    const Rate ours = since(market, first, busy, seconds);
+    const auto all = market.requests();
+    const Rate curl = curlRate(market, {all.begin() + long(first), all.end()}, slots);
+    std::printf("  %-7s %5zu pages  %6.0f pages/s  in flight %5.1f   curl %6.0f pages/s  in flight %5.1f   "
+                "ratio %.2f   (the whole command, start to end)\n",
+                "cli", ours.pages, ours.perSecond(), ours.inFlight, curl.perSecond(), curl.inFlight,
+                ours.perSecond() / curl.perSecond());
+    fs::remove_all(dir);
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -132,6 +173,7 @@ int main(int argc, char** argv) {
         Quiet quiet;
         SalesGathering sales(dm.file(), shops, items, agent, gauges, quiet);
         if (!compare("sales", market, sales, sales.timing(), quiet, slots)) return 1;
+        if (!compareCommandLine(sibling(argv[0], "vantor-cli"), market, shops, items, slots)) return 1;
         const auto& big = market.model().shops()[demo::MarketModel::kBigRatingShop];
         TDianBaseInfo row;
         row.webaddr = big.webAddress();

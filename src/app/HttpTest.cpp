@@ -1,22 +1,51 @@
 #include "HttpTest.h"
 
-#include "download/TransferLoop.h"
-
 namespace vantor {
 
 THttpTest::THttpTest(std::shared_ptr<const THttpAgent> httpAgent, std::string url, Verdict verdict,
                      SlotProgress* gauge)
-    : httpAgent_(std::move(httpAgent)), url_(std::move(url)), verdict_(std::move(verdict)), gauge_(gauge) {
-    thread_ = std::jthread([this](std::stop_token stop) { run(stop); });
+    : verdict_(std::move(verdict)) {
+    bean_.setStatus(PageStatus::Init);
+    PageRequest request;
+    request.url = std::move(url);
+    request.agent = std::move(httpAgent);
+    request.gauge = gauge;
+    request.done = [this](PageResult&& result) { arrived(std::move(result)); };
+    transfer_ = TransferLoop::shared().fetch(std::move(request));
 }
 
 THttpTest::~THttpTest() {
-    thread_.request_stop();
-    wait();
+    requestStop();
+}
+
+void THttpTest::requestStop() {
+    // After the cancel the callback has run or never will.
+    TransferLoop::shared().cancel(transfer_);
+    std::lock_guard lock(mutex_);
+    if (over_) return;
+    bean_.setErrorInfo("Aborted-the download was stopped");
+    bean_.setErrorCode("");
+    bean_.setStatus(PageStatus::Stop);
+    over_ = true;
+    ended_.notify_all();
 }
 
 void THttpTest::wait() {
-    if (thread_.joinable()) thread_.join();
+    std::unique_lock lock(mutex_);
+    ended_.wait(lock, [this] { return over_; });
+}
+
+void THttpTest::arrived(PageResult&& result) {
+    bean_.setHtmlCode(std::move(result.body));
+    bean_.setErrorCode(result.arrived ? std::string() : std::string(kDownErrorCode));
+    bean_.setErrorInfo(result.arrived ? std::string() : result.kind + "-" + result.message);
+    bean_.setFailure(result.failure);
+    bean_.setUrl(std::move(result.url));
+    bean_.setStatus(result.arrived ? PageStatus::Finish : PageStatus::Stop);
+    if (verdict_) verdict_(result.arrived ? kTestPassed : kTestFailed, bean_);
+    std::lock_guard lock(mutex_);
+    over_ = true;
+    ended_.notify_all();
 }
 
 std::string testVerdict(const std::string& state, const TDownBean& bean) {
@@ -26,11 +55,6 @@ std::string testVerdict(const std::string& state, const TDownBean& bean) {
             ? bean.getErrorInfo()
             : failureText(bean.failure());
     return reason.empty() ? state : state + "原因：" + reason;
-}
-
-void THttpTest::run(std::stop_token stop) {
-    const bool arrived = fetchPage(url_, bean_, httpAgent_, gauge_, stop);
-    if (!stop.stop_requested() && verdict_) verdict_(arrived ? kTestPassed : kTestFailed, bean_);
 }
 
 } // namespace vantor

@@ -3,11 +3,13 @@
 #include "download/SlotProgress.h"
 #include "download/TDownBean.h"
 #include "download/THttpAgent.h"
+#include "download/TransferLoop.h"
 
+#include <condition_variable>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
-#include <thread>
 
 namespace vantor {
 
@@ -22,10 +24,10 @@ inline constexpr const char* kTestFailed = "测试连接失败！";
 std::string testVerdict(const std::string& state, const TDownBean& bean);
 inline constexpr const char* kTestStopped = "连接中止！";
 
-// The connection test: one page download of the test address with the agent under test, on a thread of
-// its own. The verdict is called once, on that thread, when the download has ended: the window passes
-// it on to its own thread. A stopped test aborts its download and gives no verdict, so the window's
-// "连接中止！" stays. Destroying the object stops the test and waits for its thread.
+// The connection test: one page download of the test address with the agent under test, on the
+// transfer loop. The verdict is called once, on the loop's thread, when the download has ended: the
+// window passes it on to its own thread. A stopped test aborts its download and gives no verdict, so the
+// window's "连接中止！" stays. Destroying the object stops the test.
 class THttpTest {
 public:
     // testState is kTestPassed or kTestFailed; the bean holds the page or the failure.
@@ -37,20 +39,21 @@ public:
     THttpTest(const THttpTest&) = delete;
     THttpTest& operator=(const THttpTest&) = delete;
 
-    void requestStop() { thread_.request_stop(); }
+    // From any thread but the loop's: once it returns, no verdict comes.
+    void requestStop();
     // Blocks until the test has ended; the bean may be read afterwards.
     void wait();
     const TDownBean& bean() const { return bean_; }
 
 private:
-    void run(std::stop_token stop);
+    void arrived(PageResult&& result);
 
     TDownBean bean_;
-    std::shared_ptr<const THttpAgent> httpAgent_;
-    std::string url_;
     Verdict verdict_;
-    SlotProgress* gauge_;
-    std::jthread thread_; // last: starts when everything else is in place
+    std::mutex mutex_;
+    std::condition_variable ended_;
+    bool over_ = false;
+    TransferLoop::Id transfer_ = 0;
 };
 
 } // namespace vantor

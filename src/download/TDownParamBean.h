@@ -8,16 +8,25 @@
 
 namespace vantor {
 
+// What a job's pages are, handed back to its handlers as they stand.
+enum class PageKind : std::int32_t {
+    SearchResult = 0,
+    ShopPage = 1,
+    RateSummary = 2,
+    List = 3,
+    Item = 4,
+    BuyerList = 5
+};
+
 // One gathering job: the run of numbered pages a gathering window asks for. The window fills it in
 // before it starts the driver; while the driver runs, only the driver touches it (it advances curPage).
 struct TDownParamBean {
-    std::int32_t endPage = 0;  // last page, inclusive
-    std::int32_t curPage = 0;  // next page to start
-    std::string urlPrefix;     // address in front of the page number
-    std::string urlSuffix;     // behind the page number; empty: every page fetches urlPrefix alone
-    std::int32_t pageKind = 0; // handed back unchanged to the handlers
+    std::int32_t endPage = 0; // last page, inclusive
+    std::int32_t curPage = 0; // next page to start
+    std::string urlPrefix;    // address in front of the page number
+    std::string urlSuffix;    // behind the page number; empty: every page fetches urlPrefix alone
+    PageKind pageKind = PageKind::SearchResult;
     std::shared_ptr<const THttpAgent> httpAgent; // the settings current when the job was built
-    std::int32_t extra = 0;                      // the windows' own number; the engine never reads it
 };
 
 } // namespace vantor

@@ -199,8 +199,8 @@ void CategoryRanking::run() {
 std::vector<TItemInfo> CategoryRanking::readCategory(const std::string& categoryId) {
     RankedPages pages;
     const int lastPage = (depth_ + kPageSize - 1) / kPageSize - 1;
-    auto param = stages_.job(categoryBrowsePrefix(categoryId), "-all-0.htm", 3, 0, lastPage);
-    stages_.run(param, kPageSize, TDownCheck::kPlainMode, [&](std::int32_t number, const std::string& page) {
+    auto param = stages_.job(categoryBrowsePrefix(categoryId), "-all-0.htm", PageKind::List, 0, lastPage);
+    stages_.run(param, kPageSize, PageJob::kPlainMode, [&](std::int32_t number, const std::string& page) {
         pages.add(number, THTMLTools::parseItemList(page, expression(Expression::CategoryItemRow)));
     });
     return pages.ranked(depth_);

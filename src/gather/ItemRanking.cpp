@@ -131,7 +131,7 @@ ItemRankingJob::ItemRankingJob(const ItemRankingQuery& query, std::shared_ptr<co
     param_.urlPrefix = itemRankingAddress(query);
     param_.urlSuffix.assign(
         1, ' '); // as the shop search: a blank after the offset (assign: GCC 12 warns wrongly on =)
-    param_.pageKind = 0;
+    param_.pageKind = PageKind::SearchResult;
     param_.httpAgent = std::move(agent);
 }
 
@@ -150,7 +150,7 @@ void ItemRankingJob::wait() {
 
 void ItemRankingJob::run() {
     JobEnd end =
-        runner_.run(param_, 80, TDownCheck::kPlainMode, [this](std::int32_t number, const std::string& html) {
+        runner_.run(param_, 80, PageJob::kPlainMode, [this](std::int32_t number, const std::string& html) {
             total_ = parseItemSearchTotal(html);
             observer_.rankingTotal(total_);
             observer_.itemsRead(pages_.add(number, parseItemSearchList(html)));

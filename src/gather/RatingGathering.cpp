@@ -204,8 +204,8 @@ bool RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages pages, b
         std::map<int, RecordList<TRateInfo>> byPage;
         std::mutex pagesMutex;
         observer_.stageText(history ? "正在下载历史资料" : "正在下载最近资料");
-        auto param = stages_.job(prefix, ".htm", 3, start, end);
-        stages_.run(param, 1, TDownCheck::kRatingMode, [&](std::int32_t number, const std::string& page) {
+        auto param = stages_.job(prefix, ".htm", PageKind::List, start, end);
+        stages_.run(param, 1, PageJob::kRatingMode, [&](std::int32_t number, const std::string& page) {
             auto ratings = TParseHtml::parseRateList(page, expression(Expression::RatingRow));
             std::lock_guard lock(pagesMutex);
             byPage[number] = std::move(ratings);

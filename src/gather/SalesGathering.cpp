@@ -138,14 +138,14 @@ SalesGathering::ShopHaul SalesGathering::fetchShop(size_t index) {
     if (knownUserId(shop)) {
         observer_.stageText("正在处理宝贝列表");
         std::vector<TItemInfo> rows;
-        auto list = stages_.job(itemListPrefix(shop.userId), "-all-0.htm#ListView", 3, 0,
+        auto list = stages_.job(itemListPrefix(shop.userId), "-all-0.htm#ListView", PageKind::List, 0,
                                 std::max(1, shop.itemPageCount) - 1);
         // One list page at a time keeps the rows in list order; a followed shop's whole list is read, so
         // that an item it no longer lists shows.
         for (std::int32_t p = list.curPage, last = list.endPage;
              p <= last && (follow_ || int(rows.size()) < followed); ++p) {
-            auto one = stages_.job(list.urlPrefix, list.urlSuffix, 3, p, p);
-            stages_.run(one, 80, TDownCheck::kPlainMode, [&](std::int32_t, const std::string& page) {
+            auto one = stages_.job(list.urlPrefix, list.urlSuffix, PageKind::List, p, p);
+            stages_.run(one, 80, PageJob::kPlainMode, [&](std::int32_t, const std::string& page) {
                 for (auto& entry : parseShopItemList(page))
                     rows.push_back(std::move(entry.record));
             });
@@ -180,8 +180,8 @@ SalesGathering::ItemHaul SalesGathering::fetchItem(const TItemInfo& row, const s
     TItemBaseInfo& item = haul.item;
     std::string buyerList;
     std::int32_t soldTotal = 0;
-    auto itemPage = stages_.job(row.itemUrl, "", 4, 1, 1);
-    stages_.run(itemPage, 1, TDownCheck::kPlainMode, [&](std::int32_t, const std::string& page) {
+    auto itemPage = stages_.job(row.itemUrl, "", PageKind::Item, 1, 1);
+    stages_.run(itemPage, 1, PageJob::kPlainMode, [&](std::int32_t, const std::string& page) {
         item = TParseHtml::parseItemPage(page);
         soldTotal = TParseHtml::parseSoldTotal(page);
         buyerList = TParseHtml::buyerListUrl(page);
@@ -193,11 +193,11 @@ SalesGathering::ItemHaul SalesGathering::fetchItem(const TItemInfo& row, const s
     std::vector<TAutionInfo> found;
     std::mutex foundMutex;
     int pages = std::clamp((soldTotal + 79) / 80, 1, kMaxBuyerListPages);
-    auto buyers = stages_.job(absoluteAddress(buyerList, row.itemUrl), "&1=1", 5, 1, pages);
+    auto buyers = stages_.job(absoluteAddress(buyerList, row.itemUrl), "&1=1", PageKind::BuyerList, 1, pages);
     if (held) {
         fetchNewSales(buyers, *held, found);
     } else {
-        stages_.run(buyers, 1, TDownCheck::kPlainMode, [&](std::int32_t, const std::string& page) {
+        stages_.run(buyers, 1, PageJob::kPlainMode, [&](std::int32_t, const std::string& page) {
             auto rows = parseSaleList(page);
             std::lock_guard lock(foundMutex);
             for (auto& entry : rows)
@@ -227,8 +227,8 @@ void SalesGathering::fetchNewSales(const TDownParamBean& pages, const std::set<s
         const std::int32_t last = std::min(pages.endPage, first + run - 1);
         std::map<std::int32_t, RecordList<TAutionInfo>> byPage;
         std::mutex pagesMutex;
-        auto part = stages_.job(pages.urlPrefix, pages.urlSuffix, 5, first, last);
-        stages_.run(part, 1, TDownCheck::kPlainMode, [&](std::int32_t number, const std::string& page) {
+        auto part = stages_.job(pages.urlPrefix, pages.urlSuffix, PageKind::BuyerList, first, last);
+        stages_.run(part, 1, PageJob::kPlainMode, [&](std::int32_t number, const std::string& page) {
             auto rows = parseSaleList(page);
             std::lock_guard lock(pagesMutex);
             byPage[number] = std::move(rows);

@@ -29,7 +29,7 @@ ShopSearchJob::ShopSearchJob(const ShopSearchQuery& query, std::shared_ptr<const
     param_.urlPrefix = shopSearchAddress(query);
     param_.urlSuffix.assign(
         1, ' '); // every address ends in a blank after the offset (assign: GCC 12 warns wrongly on =)
-    param_.pageKind = 0;
+    param_.pageKind = PageKind::SearchResult;
     param_.httpAgent = std::move(agent);
 }
 
@@ -57,7 +57,7 @@ void ShopSearchJob::run() {
         listed_ += int(shops.size());
         observer_.shopsFound(shops);
     };
-    JobEnd end = runner_.run(param_, 80, TDownCheck::kPlainMode, page);
+    JobEnd end = runner_.run(param_, 80, PageJob::kPlainMode, page);
     observer_.searchEnded(end, listed_, end == JobEnd::Failed ? runner_.error() : std::string());
 }
 

@@ -94,7 +94,7 @@ ShopStages::ShopStages(std::shared_ptr<const THttpAgent> agent, std::vector<Slot
           std::move(gauges), [&observer](const std::string& text) { observer.statusLine(text); },
           kConnectionTimedOut, &failures_) {}
 
-TDownParamBean ShopStages::job(std::string prefix, std::string suffix, std::int32_t kind, std::int32_t first,
+TDownParamBean ShopStages::job(std::string prefix, std::string suffix, PageKind kind, std::int32_t first,
                                std::int32_t last) const {
     TDownParamBean param;
     param.curPage = first;
@@ -103,11 +103,10 @@ TDownParamBean ShopStages::job(std::string prefix, std::string suffix, std::int3
     param.urlSuffix = std::move(suffix);
     param.pageKind = kind;
     param.httpAgent = agent_;
-    param.extra = 2500;
     return param;
 }
 
-void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode,
+void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode,
                      const StageRunner::PageHandler& page) {
     auto timed = [this, &page](std::int32_t number, const std::string& html) {
         Stopwatch watch(timing_.parseMicros);
@@ -126,16 +125,17 @@ void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, std::int32_t 
 
 void ShopStages::readShopPage(TDianBaseInfo& shop) {
     TDianBaseInfo fromPage;
-    auto profile = job(shop.webaddr, "", 1, 1, 1);
-    run(profile, 1, TDownCheck::kPlainMode,
+    auto profile = job(shop.webaddr, "", PageKind::ShopPage, 1, 1);
+    run(profile, 1, PageJob::kPlainMode,
         [&](std::int32_t, const std::string& page) { fromPage = parseShopPage(page); });
     takeShopPage(shop, fromPage);
 }
 
 TRateBaseInfo ShopStages::readRateSummary(const TDianBaseInfo& shop) {
     TRateBaseInfo summary;
-    auto rates = job(std::string(market::kRateHost) + "/user-rate-" + shop.userId + ".htm", "", 2, 1, 1);
-    run(rates, 1, TDownCheck::kPlainMode,
+    auto rates = job(std::string(market::kRateHost) + "/user-rate-" + shop.userId + ".htm", "",
+                     PageKind::RateSummary, 1, 1);
+    run(rates, 1, PageJob::kPlainMode,
         [&](std::int32_t, const std::string& page) { summary = parseRateSummary(page); });
     return summary;
 }

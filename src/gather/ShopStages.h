@@ -10,6 +10,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -92,7 +93,9 @@ private:
 };
 
 // A stage's job ended without finishing: the shop cannot be completed.
-struct StageEnded {
+struct StageEnded : std::exception {
+    StageEnded(JobEnd end, std::string error) : end(end), error(std::move(error)) {}
+    const char* what() const noexcept override { return error.c_str(); }
     JobEnd end;
     std::string error; // what ended a failed job
 };
@@ -103,10 +106,10 @@ public:
     ShopStages(std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
                GatherObserver& observer);
 
-    TDownParamBean job(std::string prefix, std::string suffix, std::int32_t kind, std::int32_t first,
+    TDownParamBean job(std::string prefix, std::string suffix, PageKind kind, std::int32_t first,
                        std::int32_t last) const;
     // Runs one job to its end; a job that does not finish throws StageEnded.
-    void run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode,
+    void run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode,
              const StageRunner::PageHandler& page);
 
     // The shop's own page: what it knows better than the search row goes into the shop.

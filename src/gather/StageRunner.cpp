@@ -5,11 +5,11 @@
 
 namespace vantor {
 
-JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode, PageHandler page,
+JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode, PageHandler page,
                         std::string* error) {
     if (stopped()) return JobEnd::Stopped;
-    TDownCheck::Handlers handlers;
-    handlers.page = [page = std::move(page)](std::int32_t, std::int32_t number, const std::string& html) {
+    PageJob::Handlers handlers;
+    handlers.page = [page = std::move(page)](PageKind, std::int32_t number, const std::string& html) {
         page(number, html);
     };
     // The driver calls the error handler after the failure handler too; the time-out is the news then.
@@ -19,11 +19,11 @@ JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, std::int32
         // Shops on the wire together may time out together: the line says it once.
         if (!timeOutSaid_.exchange(true)) statusLine_(statusLineText(timedOutText_));
     };
-    handlers.error = [this, &timedOut](std::int32_t) {
+    handlers.error = [this, &timedOut](PageJob::Mode) {
         if (!timedOut && !stopped()) statusLine_(statusLineText(kGatherFailed));
     };
-    TDownCheck job(param, pool_, pageStep, mode, std::move(handlers));
-    if (mode == TDownCheck::kRatingMode) job.setHistoryPrefix(market::kRateHistoryPrefix);
+    PageJob job(param, pool_, pageStep, mode, std::move(handlers));
+    if (mode == PageJob::kRatingMode) job.setHistoryPrefix(market::kRateHistoryPrefix);
     job.setFailureTally(failures_);
     {
         std::lock_guard lock(mutex_);
@@ -57,7 +57,7 @@ std::string StageRunner::error() const {
 void StageRunner::stop() {
     stopped_.store(true, std::memory_order_release);
     std::lock_guard lock(mutex_);
-    for (TDownCheck* job : running_)
+    for (PageJob* job : running_)
         job->requestStop();
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "GatherTexts.h"
-#include "download/TDownCheck.h"
+#include "download/PageJob.h"
 
 #include <atomic>
 #include <functional>
@@ -35,7 +35,7 @@ public:
 
     // Runs the job to its end. The page handler runs on the driver thread; when it throws, the job ends
     // as Failed and the message goes to *error when given, and to error().
-    JobEnd run(TDownParamBean& param, std::int32_t pageStep, std::int32_t mode, PageHandler page,
+    JobEnd run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode, PageHandler page,
                std::string* error = nullptr);
 
     void stop();
@@ -52,7 +52,7 @@ private:
     std::atomic<bool> stopped_ = false;
     std::atomic<bool> timeOutSaid_ = false;
     mutable std::mutex mutex_;
-    std::set<TDownCheck*> running_;
+    std::set<PageJob*> running_;
     std::string error_;
 };
 

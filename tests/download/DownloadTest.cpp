@@ -1,6 +1,6 @@
+#include "download/PageJob.h"
 #include "download/SlotProgress.h"
 #include "download/TDownBean.h"
-#include "download/TDownCheck.h"
 #include "download/TransferLoop.h"
 #include "support/HttpServer.h"
 #include "support/TinyProxy.h"
@@ -87,7 +87,7 @@ void expectFailure(const TDownBean& bean, const std::string& info) {
 // "error:<mode>" (with ":stopped" when the run already counted as stopped).
 struct RecordingCheck {
     RecordingCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
-                   std::int32_t mode)
+                   PageJob::Mode mode)
         : check(param, std::move(gauges), pageStep, mode, handlers()) {}
 
     void runToEnd() {
@@ -110,18 +110,18 @@ struct RecordingCheck {
     std::function<void(const std::string&)> onPage; // runs inside the page handler
     mutable std::mutex mutex;
     std::vector<std::string> log;
-    TDownCheck check; // last: its run ends before the log it writes goes
+    PageJob check; // last: its run ends before the log it writes goes
 
 private:
-    TDownCheck::Handlers handlers() {
-        return {[this](std::int32_t pageKind, std::int32_t, const std::string& htmlCode) {
-                    add("page:" + std::to_string(pageKind) + ":" + htmlCode);
+    PageJob::Handlers handlers() {
+        return {[this](PageKind pageKind, std::int32_t, const std::string& htmlCode) {
+                    add("page:" + std::to_string(int(pageKind)) + ":" + htmlCode);
                     if (onPage) onPage(htmlCode);
                 },
-                [this](std::int32_t pageKind) { add("finish:" + std::to_string(pageKind)); },
+                [this](PageKind pageKind) { add("finish:" + std::to_string(int(pageKind))); },
                 [this] { add("failure"); },
-                [this](std::int32_t mode) {
-                    add("error:" + std::to_string(mode) + (check.stopRequested() ? ":stopped" : ""));
+                [this](PageJob::Mode mode) {
+                    add("error:" + std::to_string(int(mode)) + (check.stopRequested() ? ":stopped" : ""));
                 }};
     }
     void add(std::string event) {
@@ -142,7 +142,7 @@ TDownParamBean job(std::string prefix, std::int32_t first, std::int32_t last, st
     param.curPage = first;
     param.endPage = last;
     param.urlSuffix = std::move(suffix);
-    param.pageKind = 7;
+    param.pageKind = PageKind(7); // any kind comes back as it was given
     param.httpAgent = quickAgent(agent);
     return param;
 }
@@ -431,7 +431,7 @@ TEST(Driver, ThreeSlotsShareTenPagesWithThePageStepInTheAddress) {
     });
     auto param = job(server.url("/shops?s="), 1, 10, "&n=40");
     std::vector<GaugeLog> gauges(3);
-    RecordingCheck rec(param, gaugesOf(gauges), 40, TDownCheck::kPlainMode);
+    RecordingCheck rec(param, gaugesOf(gauges), 40, PageJob::kPlainMode);
     rec.runToEnd();
 
     std::vector<std::string> expected;
@@ -465,19 +465,19 @@ TEST(Driver, ThreeSlotsShareTenPagesWithThePageStepInTheAddress) {
 }
 
 TEST(Driver, JobsThatCannotFetchAnythingEndWithoutARequest) {
-    constexpr int plain = TDownCheck::kPlainMode;
+    constexpr auto plain = PageJob::kPlainMode;
     const struct {
         const char* what;
         int lastPage;
         size_t gauges;
-        int mode;
+        PageJob::Mode mode;
         const char *before, *status;
         std::vector<std::string> events;
         bool finished;
     } cases[] = {
         {"no pages", 0, 2, plain, "0初始", "0初始", {"finish:7"}, true},
         {"no gauges", 2, 0, plain, "1下载参数(进度条)出错!", "1下载出错", {"error:2:stopped"}, false},
-        {"unknown mode", 2, 1, 3, "0初始", "0初始", {}, false},
+        {"unknown mode", 2, 1, PageJob::Mode(3), "0初始", "0初始", {}, false},
     };
     for (const auto& c : cases) {
         HttpServer server(echoPath);
@@ -499,7 +499,7 @@ TEST(Driver, AStopEndsTheJobWithoutHandlersAndAbortsTheDownloads) {
         return HttpReply::late(request.resource(), std::chrono::seconds(30));
     });
     auto param = job(server.url("/p"), 1, 10);
-    RecordingCheck rec(param, {nullptr, nullptr, nullptr}, 1, TDownCheck::kPlainMode);
+    RecordingCheck rec(param, {nullptr, nullptr, nullptr}, 1, PageJob::kPlainMode);
     rec.check.start();
     ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == 3; }));
     rec.check.requestStop();
@@ -524,7 +524,7 @@ TEST(Driver, FailuresCountOverTheWholeJobNotPerPage) {
         return echoPath(request);
     });
     auto param = job(server.url("/p"), 1, 5); // ConnectTime 3, as quickAgent sets it
-    RecordingCheck rec(param, {nullptr}, 1, TDownCheck::kPlainMode);
+    RecordingCheck rec(param, {nullptr}, 1, PageJob::kPlainMode);
     rec.runToEnd();
     EXPECT_EQ(rec.events(), (std::vector<std::string>{"page:7:/p1.htm", "page:7:/p2.htm", "page:7:/p3.htm",
                                                       "failure", "error:2:stopped"}));
@@ -551,7 +551,7 @@ TEST(Driver, AFailedPageIsFetchedAgainInItsSlot) {
     THttpAgent agent;
     agent.ConnectTime = 2;
     auto param = job(server.url("/p"), 1, 5, ".htm", agent);
-    RecordingCheck rec(param, {nullptr, nullptr}, 1, TDownCheck::kPlainMode);
+    RecordingCheck rec(param, {nullptr, nullptr}, 1, PageJob::kPlainMode);
     rec.runToEnd();
     EXPECT_EQ(rec.pages(), (std::vector<std::string>{"/p1.htm", "/p2.htm", "/p3.htm", "/p4.htm", "/p5.htm"}));
     EXPECT_EQ(rec.check.getStatus(), "0完成");
@@ -562,7 +562,7 @@ TEST(Driver, AFailedPageIsFetchedAgainInItsSlot) {
 TEST(Driver, OnlyRatingModeFetchesPagesFromOneHundredOnFromTheHistoryHost) {
     // The test server stands in for both marketplace hosts as the proxy the settings name.
     for (auto [mode, slots] :
-         {std::pair{TDownCheck::kRatingMode, 1}, {TDownCheck::kRatingMode, 3}, {TDownCheck::kPlainMode, 1}}) {
+         {std::pair{PageJob::kRatingMode, 1}, {PageJob::kRatingMode, 3}, {PageJob::kPlainMode, 1}}) {
         HttpServer server(echoPath);
         THttpAgent proxy;
         proxy.AgentType = true;
@@ -572,9 +572,9 @@ TEST(Driver, OnlyRatingModeFetchesPagesFromOneHundredOnFromTheHistoryHost) {
         RecordingCheck rec(param, std::vector<SlotProgress*>(size_t(slots), nullptr), 1, mode);
         rec.check.setHistoryPrefix("http://ratehis");
         rec.runToEnd();
-        EXPECT_EQ(rec.check.getStatus(), "0完成") << mode << slots;
+        EXPECT_EQ(rec.check.getStatus(), "0完成") << int(mode) << slots;
 
-        std::string later = mode == TDownCheck::kRatingMode ? "ratehis.market.test" : "rate.market.test";
+        std::string later = mode == PageJob::kRatingMode ? "ratehis.market.test" : "rate.market.test";
         std::map<std::string, std::string> hostByPath;
         for (const auto& request : server.requests())
             hostByPath[request.resource()] = request.header("Host");
@@ -582,14 +582,14 @@ TEST(Driver, OnlyRatingModeFetchesPagesFromOneHundredOnFromTheHistoryHost) {
                                   {"/user-rate-9--currentPage%7C99&v=1", "rate.market.test"},
                                   {"/user-rate-9--currentPage%7C100&v=1", later},
                                   {"/user-rate-9--currentPage%7C101&v=1", later}}))
-            << mode << " mode, " << slots << " slots";
+            << int(mode) << " mode, " << slots << " slots";
     }
 }
 
 TEST(Driver, AHandlerThatThrowsEndsTheJobThroughTheErrorPath) {
     HttpServer server(echoPath);
     auto param = job(server.url("/p"), 1, 5);
-    RecordingCheck rec(param, {nullptr}, 1, TDownCheck::kRatingMode);
+    RecordingCheck rec(param, {nullptr}, 1, PageJob::kRatingMode);
     rec.check.setHistoryPrefix("http://ratehis");
     rec.onPage = [](const std::string& body) {
         if (body == "/p2.htm") throw std::runtime_error("parse error");
@@ -649,7 +649,7 @@ TEST(Driver, ARetryWaitsThePauseTheServerAskedForOrWithAnIntervalSetAGrowingPaus
     THttpAgent once;
     once.ConnectTime = 1; // a second count of the one 429 would end the job
     auto asks = job(server.url("/asks"), 1, 1, ".htm", once);
-    RecordingCheck asked(asks, {nullptr}, 1, TDownCheck::kPlainMode);
+    RecordingCheck asked(asks, {nullptr}, 1, PageJob::kPlainMode);
     asked.check.setFailureTally(&failures);
     asked.runToEnd();
     EXPECT_EQ(asked.check.getStatus(), "0完成");
@@ -657,7 +657,7 @@ TEST(Driver, ARetryWaitsThePauseTheServerAskedForOrWithAnIntervalSetAGrowingPaus
     THttpAgent polite;
     polite.MinInterval = 1;
     auto fails = job(server.url("/fails"), 1, 1, ".htm", polite);
-    RecordingCheck pausing(fails, {nullptr}, 1, TDownCheck::kPlainMode);
+    RecordingCheck pausing(fails, {nullptr}, 1, PageJob::kPlainMode);
     pausing.check.setFailureTally(&failures);
     pausing.runToEnd();
     EXPECT_EQ(pausing.check.getStatus(), "0完成");
@@ -674,7 +674,7 @@ TEST(Driver, ARetryWaitsThePauseTheServerAskedForOrWithAnIntervalSetAGrowingPaus
 
     // A stop ends a pause of 100 seconds at once, and no second request leaves.
     auto waits = job(server.url("/waits"), 1, 1);
-    RecordingCheck waiting(waits, {nullptr}, 1, TDownCheck::kPlainMode);
+    RecordingCheck waiting(waits, {nullptr}, 1, PageJob::kPlainMode);
     const auto started = Clock::now();
     waiting.check.start();
     ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == requests.size() + 1; }));
@@ -689,7 +689,7 @@ TEST(Driver, AMinimumIntervalKeepsTheRequestsOfAllSlotsToOneHostApart) {
     THttpAgent polite;
     polite.MinInterval = 300;
     auto param = job(server.url("/p"), 1, 6, ".htm", polite);
-    RecordingCheck rec(param, {nullptr, nullptr, nullptr}, 1, TDownCheck::kPlainMode);
+    RecordingCheck rec(param, {nullptr, nullptr, nullptr}, 1, PageJob::kPlainMode);
     rec.runToEnd();
     EXPECT_EQ(rec.pages().size(), 6u);
     auto requests = server.requests();

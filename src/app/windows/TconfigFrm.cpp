@@ -394,7 +394,7 @@ void TconfigFrm::dbTestClick() {
     dbState->setText(kDatabaseTestRunning);
     dbTest_ = std::jthread([this, url = dbUrl->text().trimmed().toStdString()] {
         const QString verdict = q(testDatabase(url));
-        // The verdict arrives on the test's thread; controls belong to this one.
+        // The verdict arrives on the transfer loop's thread; controls belong to this one.
         QMetaObject::invokeMethod(
             this,
             [this, verdict] {
@@ -427,7 +427,7 @@ void TconfigFrm::testClick() {
     test_ = std::make_unique<THttpTest>(
         std::make_shared<const THttpAgent>(*check.agent), testAddress_.toStdString(),
         [this](const std::string& state, const TDownBean& bean) {
-            // The verdict arrives on the test's thread; controls belong to this one.
+            // The verdict arrives on the transfer loop's thread; controls belong to this one.
             QMetaObject::invokeMethod(
                 this, [this, text = q(testVerdict(state, bean))] { testEnded(text); }, Qt::QueuedConnection);
         });

@@ -26,36 +26,37 @@ namespace vantor {
 // failed pages in their slot (after the pause a server asked for, or with a minimum interval set a
 // growing pause), and gives up when the failures of the whole job exceed the agent's ConnectTime. Every
 // handler runs on the loop's thread, as the pages arrive; nothing waits for them but wait().
-class TDownCheck {
+class PageJob {
 public:
-    static constexpr std::int32_t kRatingMode = 1; // rating pages, from page 100 on the history host
-    static constexpr std::int32_t kPlainMode = 2;
+    // Rating pages come from page 100 on from the history host; plain pages from their address alone.
+    enum class Mode : std::int32_t { Rating = 1, Plain = 2 };
+    static constexpr Mode kRatingMode = Mode::Rating;
+    static constexpr Mode kPlainMode = Mode::Plain;
 
     // What a job does; any handler may be empty.
     struct Handlers {
         // Once for every page that arrived, in order of arrival, not of page number; the number is the
         // page's own (before the page step multiplies it into the address).
-        std::function<void(std::int32_t pageKind, std::int32_t pageNumber, const std::string& htmlCode)> page;
+        std::function<void(PageKind pageKind, std::int32_t pageNumber, const std::string& htmlCode)> page;
         // Once when every page is done, or at once when there is nothing to fetch.
-        std::function<void(std::int32_t pageKind)> finish;
+        std::function<void(PageKind pageKind)> finish;
         // Once when too many downloads failed, before the job is aborted.
         std::function<void()> failure;
         // Once after anything ended the run with an exception (the run counts as stopped by then).
-        std::function<void(std::int32_t mode)> error;
+        std::function<void(Mode mode)> error;
     };
 
     // The job and the gauges stay owned by the caller and must outlive the driver; the gauge list's
     // length is the number of slots, a pool of the job's own. Nothing runs before start().
-    TDownCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
-               std::int32_t mode, Handlers handlers);
+    PageJob(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep, Mode mode,
+            Handlers handlers);
     // A job that takes its slots from a pool shared with the other jobs of its gathering, one for each
     // page in flight; the pool must outlive the driver.
-    TDownCheck(TDownParamBean& param, SlotPool& pool, std::int32_t pageStep, std::int32_t mode,
-               Handlers handlers);
+    PageJob(TDownParamBean& param, SlotPool& pool, std::int32_t pageStep, Mode mode, Handlers handlers);
     // Stops the run and waits for it.
-    ~TDownCheck();
-    TDownCheck(const TDownCheck&) = delete;
-    TDownCheck& operator=(const TDownCheck&) = delete;
+    ~PageJob();
+    PageJob(const PageJob&) = delete;
+    PageJob& operator=(const PageJob&) = delete;
 
     // What replaces the first 11 characters of the address (scheme and start of the rating host) for
     // the pages from number 100 on, naming the rating-history host. Needed in rating mode only; set
@@ -78,7 +79,7 @@ public:
     std::string_view getStatus() const { return statusWord(status()); }
 
     std::int32_t pageStep() const { return pageStep_; }
-    std::int32_t mode() const { return mode_; }
+    Mode mode() const { return mode_; }
     // The message of the page handler's exception that ended the run, if one did.
     std::string lastError() const;
 
@@ -106,7 +107,7 @@ private:
     void setStatus(CheckStatus value) { status_.store(value, std::memory_order_release); }
 
     std::int32_t pageStep_;
-    std::int32_t mode_;
+    Mode mode_;
     std::unique_ptr<SlotPool> ownSlots_; // the slots of a job not given a shared pool
     SlotPool* pool_;
     TDownParamBean& param_;
@@ -132,5 +133,8 @@ private:
     int active_ = 0;    // tasks posted and not yet run, and steps under way on the loop's thread
     std::string lastError_;
 };
+
+// The job driver under the name the marketplace tool's readers know it by.
+using TDownCheck = PageJob;
 
 } // namespace vantor

@@ -1,4 +1,4 @@
-#include "TDownCheck.h"
+#include "PageJob.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -20,8 +20,8 @@ std::string pageAddress(const std::string& prefix, std::int32_t page, std::int32
 
 } // namespace
 
-TDownCheck::TDownCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
-                       std::int32_t mode, Handlers handlers)
+PageJob::PageJob(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep, Mode mode,
+                 Handlers handlers)
     : pageStep_(pageStep <= 0 ? 1 : pageStep),
       mode_(mode),
       ownSlots_(std::make_unique<SlotPool>(std::move(gauges))),
@@ -32,8 +32,7 @@ TDownCheck::TDownCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges,
     if (pool_->size() == 0) setStatus(CheckStatus::BadGauges);
 }
 
-TDownCheck::TDownCheck(TDownParamBean& param, SlotPool& pool, std::int32_t pageStep, std::int32_t mode,
-                       Handlers handlers)
+PageJob::PageJob(TDownParamBean& param, SlotPool& pool, std::int32_t pageStep, Mode mode, Handlers handlers)
     : pageStep_(pageStep <= 0 ? 1 : pageStep),
       mode_(mode),
       pool_(&pool),
@@ -43,21 +42,21 @@ TDownCheck::TDownCheck(TDownParamBean& param, SlotPool& pool, std::int32_t pageS
     if (pool.size() == 0) setStatus(CheckStatus::BadGauges);
 }
 
-TDownCheck::~TDownCheck() {
+PageJob::~PageJob() {
     requestStop();
     wait();
 }
 
-void TDownCheck::start() {
+void PageJob::start() {
     {
         std::lock_guard lock(mutex_);
-        if (started_) throw std::logic_error("TDownCheck::start called twice");
+        if (started_) throw std::logic_error("PageJob::start called twice");
         started_ = true;
     }
     post([this] { begin(); });
 }
 
-void TDownCheck::requestStop() {
+void PageJob::requestStop() {
     stopSource_.request_stop();
     bool running;
     {
@@ -67,18 +66,18 @@ void TDownCheck::requestStop() {
     if (running) post([this] { end(); });
 }
 
-void TDownCheck::wait() {
-    if (loop_.onLoopThread()) throw std::logic_error("TDownCheck::wait on the transfer loop's thread");
+void PageJob::wait() {
+    if (loop_.onLoopThread()) throw std::logic_error("PageJob::wait on the transfer loop's thread");
     std::unique_lock lock(mutex_);
     endChanged_.wait(lock, [this] { return !started_ || (over_ && active_ == 0); });
 }
 
-std::string TDownCheck::lastError() const {
+std::string PageJob::lastError() const {
     std::lock_guard lock(mutex_);
     return lastError_;
 }
 
-template <class Step> void TDownCheck::enter(Step step) {
+template <class Step> void PageJob::enter(Step step) {
     {
         std::lock_guard lock(mutex_);
         ++active_;
@@ -90,7 +89,7 @@ template <class Step> void TDownCheck::enter(Step step) {
     endChanged_.notify_all();
 }
 
-void TDownCheck::post(std::function<void()> task) {
+void PageJob::post(std::function<void()> task) {
     {
         std::lock_guard lock(mutex_);
         ++active_; // counted from now, so that wait() does not return before the task has run
@@ -103,14 +102,14 @@ void TDownCheck::post(std::function<void()> task) {
     });
 }
 
-void TDownCheck::begin() {
+void PageJob::begin() {
     if (ended_) return;
     if (stopRequested()) return end();
     try {
         std::string_view word = getStatus();
         if (!word.empty() && word.front() != '0') throw std::runtime_error(std::string(word.substr(1)));
         if (mode_ != kRatingMode && mode_ != kPlainMode) return end();
-        if (!param_.httpAgent) throw std::invalid_argument("TDownCheck: the job has no network settings");
+        if (!param_.httpAgent) throw std::invalid_argument("PageJob: the job has no network settings");
         prefix_ = param_.urlPrefix;
         pagesLeft_ = std::max<std::int64_t>(std::int64_t(param_.endPage) - param_.curPage + 1, 0);
         setStatus(CheckStatus::Init);
@@ -125,7 +124,7 @@ void TDownCheck::begin() {
     }
 }
 
-void TDownCheck::fill() {
+void PageJob::fill() {
     while (!ended_ && param_.curPage <= param_.endPage) {
         // Every slot of the gathering busy: the pool calls back when one is given back.
         const auto slot = pool_->acquire(this, [this] { enter([this] { fill(); }); });
@@ -134,7 +133,7 @@ void TDownCheck::fill() {
         if (mode_ == kRatingMode && !onHistoryHost_ && param_.curPage >= kHistoryFirstPage) {
             if (historyPrefix_.empty()) {
                 pool_->release(*slot);
-                return fail("TDownCheck: rating mode without a history prefix");
+                return fail("PageJob: rating mode without a history prefix");
             }
             prefix_ = historyPrefix_ + prefix_.substr(std::min(kRatingHostLength, prefix_.size()));
             onHistoryHost_ = true;
@@ -147,7 +146,7 @@ void TDownCheck::fill() {
     }
 }
 
-void TDownCheck::send(size_t slot, InFlight page, std::chrono::milliseconds delay) {
+void PageJob::send(size_t slot, InFlight page, std::chrono::milliseconds delay) {
     PageRequest request;
     request.url = page.url;
     request.agent = param_.httpAgent;
@@ -158,7 +157,7 @@ void TDownCheck::send(size_t slot, InFlight page, std::chrono::milliseconds dela
     held_[slot] = std::move(page);
 }
 
-void TDownCheck::pageDone(size_t slot, PageResult&& result) {
+void PageJob::pageDone(size_t slot, PageResult&& result) {
     if (ended_) return;
     InFlight page = std::move(held_.at(slot));
     held_.erase(slot);
@@ -197,7 +196,7 @@ void TDownCheck::pageDone(size_t slot, PageResult&& result) {
     send(slot, std::move(page), delay);
 }
 
-void TDownCheck::fail(const std::string& error) {
+void PageJob::fail(const std::string& error) {
     if (ended_) return;
     {
         std::lock_guard lock(mutex_);
@@ -213,7 +212,7 @@ void TDownCheck::fail(const std::string& error) {
     }
 }
 
-void TDownCheck::end() {
+void PageJob::end() {
     if (ended_) return;
     ended_ = true;
     pool_->forget(this);
