@@ -104,8 +104,8 @@ bool compareCommandLine(const std::string& cli, demo::DemoMarket& market,
     const fs::path dir = scratchFolder("vantor-bench-gather-cli");
     const std::string base = cli + " --data-dir " + dir.string() + " ";
     const std::string setup = base + "config proxy --server 127.0.0.1 --port " +
-                              std::to_string(market.port()) + " >/dev/null && " + base +
-                              "config net --slots " + std::to_string(slots) + " >/dev/null";
+                              std::to_string(market.port()) + " >/dev/null 2>&1 && " + base +
+                              "config net --slots " + std::to_string(slots) + " >/dev/null 2>&1";
     if (std::system(setup.c_str()) != 0) {
         std::fprintf(stderr, "vantor-cli config failed\n");
         return false;
