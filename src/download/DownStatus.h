@@ -4,7 +4,7 @@
 
 namespace vantor {
 
-// State of one page download, as the download thread leaves it in its bean.
+// State of one page download, as a single-page fetch leaves it in its bean.
 enum class PageStatus : unsigned char { Init, Run, Finish, Stop };
 
 // The words the program stores for these states; compared as they stand.

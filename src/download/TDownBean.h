@@ -9,9 +9,9 @@
 
 namespace vantor {
 
-// The result of one page download. The download thread writes every other field first and the status
-// last (release); a reader that sees "finish" or "stop" (acquire) sees the body, the errors and the
-// address as well. Nobody may read the other fields while the status is "init".
+// The result of one page download as the connection test and the update read it. The fetch writes every
+// other field first and the status last (release); a reader that sees "finish" or "stop" (acquire) sees
+// the body, the errors and the address as well. Nobody may read the other fields while it is "init".
 class TDownBean {
 public:
     TDownBean() = default;
