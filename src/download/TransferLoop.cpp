@@ -220,6 +220,8 @@ TransferLoop& TransferLoop::shared() {
 }
 
 TransferLoop::TransferLoop() {
+    // Made first, so that the pacer outlives the loop's thread at the program's exit.
+    HostPacer::shared();
     curl_global_init(CURL_GLOBAL_DEFAULT);
     multi_ = curl_multi_init();
     std::promise<std::thread::id> started;
