@@ -72,11 +72,6 @@ void PageJob::wait() {
     endChanged_.wait(lock, [this] { return !started_ || (over_ && active_ == 0); });
 }
 
-std::string PageJob::lastError() const {
-    std::lock_guard lock(mutex_);
-    return lastError_;
-}
-
 template <class Step> void PageJob::enter(Step step) {
     {
         std::lock_guard lock(mutex_);
@@ -106,8 +101,7 @@ void PageJob::begin() {
     if (ended_) return;
     if (stopRequested()) return end();
     try {
-        std::string_view word = getStatus();
-        if (!word.empty() && word.front() != '0') throw std::runtime_error(std::string(word.substr(1)));
+        if (status() == CheckStatus::BadGauges) throw std::runtime_error(std::string(getStatus().substr(1)));
         if (mode_ != kRatingMode && mode_ != kPlainMode) return end();
         if (!param_.httpAgent) throw std::invalid_argument("PageJob: the job has no network settings");
         prefix_ = param_.urlPrefix;
@@ -198,15 +192,11 @@ void PageJob::pageDone(size_t slot, PageResult&& result) {
 
 void PageJob::fail(const std::string& error) {
     if (ended_) return;
-    {
-        std::lock_guard lock(mutex_);
-        lastError_ = error;
-    }
     setStatus(CheckStatus::Failed);
     stopSource_.request_stop();
     end();
     try {
-        if (handlers_.error) handlers_.error(mode_);
+        if (handlers_.error) handlers_.error(mode_, error);
     } catch (...) {
         // The error handler is the last word of the run; nothing is left to report its failure to.
     }

@@ -42,8 +42,9 @@ public:
         std::function<void(PageKind pageKind)> finish;
         // Once when too many downloads failed, before the job is aborted.
         std::function<void()> failure;
-        // Once after anything ended the run with an exception (the run counts as stopped by then).
-        std::function<void(Mode mode)> error;
+        // Once after anything ended the run with an error (the run counts as stopped by then), with
+        // what ended it: a handler's exception, the time-out, bad settings.
+        std::function<void(Mode mode, const std::string& error)> error;
     };
 
     // The job and the gauges stay owned by the caller and must outlive the driver; the gauge list's
@@ -80,8 +81,6 @@ public:
 
     std::int32_t pageStep() const { return pageStep_; }
     Mode mode() const { return mode_; }
-    // The message of the page handler's exception that ended the run, if one did.
-    std::string lastError() const;
 
 private:
     // A page in a slot: its number, its address, how often it failed, its transfer.
@@ -131,7 +130,6 @@ private:
     bool started_ = false;
     bool over_ = false; // the run has ended
     int active_ = 0;    // tasks posted and not yet run, and steps under way on the loop's thread
-    std::string lastError_;
 };
 
 // The job driver under the name the marketplace tool's readers know it by.

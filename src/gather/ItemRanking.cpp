@@ -149,12 +149,14 @@ void ItemRankingJob::wait() {
 }
 
 void ItemRankingJob::run() {
-    JobEnd end =
-        runner_.run(param_, 80, PageJob::kPlainMode, [this](std::int32_t number, const std::string& html) {
-            total_ = parseItemSearchTotal(html);
-            observer_.rankingTotal(total_);
-            observer_.itemsRead(pages_.add(number, parseItemSearchList(html)));
-        });
+    const JobEnd end = runner_
+                           .run(param_, 80, PageJob::kPlainMode,
+                                [this](std::int32_t number, const std::string& html) {
+                                    total_ = parseItemSearchTotal(html);
+                                    observer_.rankingTotal(total_);
+                                    observer_.itemsRead(pages_.add(number, parseItemSearchList(html)));
+                                })
+                           .end;
     observer_.rankingEnded(end, pages_.ranked(range_), total_);
 }
 

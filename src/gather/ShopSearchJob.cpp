@@ -57,8 +57,8 @@ void ShopSearchJob::run() {
         listed_ += int(shops.size());
         observer_.shopsFound(shops);
     };
-    JobEnd end = runner_.run(param_, 80, PageJob::kPlainMode, page);
-    observer_.searchEnded(end, listed_, end == JobEnd::Failed ? runner_.error() : std::string());
+    auto [end, error] = runner_.run(param_, 80, PageJob::kPlainMode, page);
+    observer_.searchEnded(end, listed_, end == JobEnd::Failed ? error : std::string());
 }
 
 } // namespace vantor

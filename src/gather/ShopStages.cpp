@@ -118,9 +118,8 @@ void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode
             throw;
         }
     };
-    std::string error;
-    JobEnd end = runner_.run(param, pageStep, mode, timed, &error);
-    if (end != JobEnd::Finished) throw StageEnded{end, error};
+    auto [end, error] = runner_.run(param, pageStep, mode, timed);
+    if (end != JobEnd::Finished) throw StageEnded{end, std::move(error)};
 }
 
 void ShopStages::readShopPage(TDianBaseInfo& shop) {

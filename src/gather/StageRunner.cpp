@@ -5,9 +5,9 @@
 
 namespace vantor {
 
-JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode, PageHandler page,
-                        std::string* error) {
-    if (stopped()) return JobEnd::Stopped;
+StageRunner::Outcome StageRunner::run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode,
+                                      PageHandler page) {
+    if (stopped()) return {JobEnd::Stopped, {}};
     PageJob::Handlers handlers;
     handlers.page = [page = std::move(page)](PageKind, std::int32_t number, const std::string& html) {
         page(number, html);
@@ -19,7 +19,9 @@ JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, PageJob::M
         // Shops on the wire together may time out together: the line says it once.
         if (!timeOutSaid_.exchange(true)) statusLine_(statusLineText(timedOutText_));
     };
-    handlers.error = [this, &timedOut](PageJob::Mode) {
+    std::string failedWith;
+    handlers.error = [this, &timedOut, &failedWith](PageJob::Mode, const std::string& error) {
+        failedWith = error;
         if (!timedOut && !stopped()) statusLine_(statusLineText(kGatherFailed));
     };
     PageJob job(param, pool_, pageStep, mode, std::move(handlers));
@@ -37,21 +39,12 @@ JobEnd StageRunner::run(TDownParamBean& param, std::int32_t pageStep, PageJob::M
         std::lock_guard lock(mutex_);
         running_.erase(&job);
     }
-    if (job.getFinished()) return JobEnd::Finished;
-    if (stopped()) return JobEnd::Stopped;
+    if (job.getFinished()) return {JobEnd::Finished, {}};
+    if (stopped()) return {JobEnd::Stopped, {}};
     // The driver's status word says only "failed" once the time-out has ended the run.
-    if (timedOut) return JobEnd::TimedOut;
-    std::string message = job.lastError();
-    if (message.empty()) message = std::string(job.getStatus().substr(1));
-    if (error) *error = message;
-    std::lock_guard lock(mutex_);
-    error_ = std::move(message);
-    return JobEnd::Failed;
-}
-
-std::string StageRunner::error() const {
-    std::lock_guard lock(mutex_);
-    return error_;
+    if (timedOut) return {JobEnd::TimedOut, {}};
+    if (failedWith.empty()) failedWith = std::string(job.getStatus().substr(1));
+    return {JobEnd::Failed, std::move(failedWith)};
 }
 
 void StageRunner::stop() {

@@ -33,15 +33,17 @@ public:
           timedOutText_(timedOutText),
           failures_(failures) {}
 
-    // Runs the job to its end. The page handler runs on the driver thread; when it throws, the job ends
-    // as Failed and the message goes to *error when given, and to error().
-    JobEnd run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode, PageHandler page,
-               std::string* error = nullptr);
+    // How a job ended, and what ended a failed one.
+    struct Outcome {
+        JobEnd end = JobEnd::Finished;
+        std::string error;
+    };
+    // Runs the job to its end. The page handler runs on the transfer loop's thread; when it throws, the
+    // job ends as Failed with the handler's message.
+    Outcome run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode, PageHandler page);
 
     void stop();
     bool stopped() const { return stopped_.load(std::memory_order_acquire); }
-    // The message of the last job that failed.
-    std::string error() const;
     size_t slotCount() const { return pool_.size(); }
 
 private:
@@ -53,7 +55,6 @@ private:
     std::atomic<bool> timeOutSaid_ = false;
     mutable std::mutex mutex_;
     std::set<PageJob*> running_;
-    std::string error_;
 };
 
 } // namespace vantor

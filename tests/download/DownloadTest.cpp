@@ -108,6 +108,7 @@ struct RecordingCheck {
     }
 
     std::function<void(const std::string&)> onPage; // runs inside the page handler
+    std::string lastError;                          // what the error handler was told
     mutable std::mutex mutex;
     std::vector<std::string> log;
     PageJob check; // last: its run ends before the log it writes goes
@@ -120,8 +121,10 @@ private:
                 },
                 [this](PageKind pageKind) { add("finish:" + std::to_string(int(pageKind))); },
                 [this] { add("failure"); },
-                [this](PageJob::Mode mode) {
+                [this](PageJob::Mode mode, const std::string& error) {
                     add("error:" + std::to_string(int(mode)) + (check.stopRequested() ? ":stopped" : ""));
+                    std::lock_guard lock(mutex);
+                    lastError = error;
                 }};
     }
     void add(std::string event) {
@@ -597,6 +600,7 @@ TEST(Driver, AHandlerThatThrowsEndsTheJobThroughTheErrorPath) {
     rec.runToEnd();
     EXPECT_EQ(rec.events(),
               (std::vector<std::string>{"page:7:/p1.htm", "page:7:/p2.htm", "error:1:stopped"}));
+    EXPECT_EQ(rec.lastError, "parse error"); // the error handler hears what ended the run
     EXPECT_EQ(rec.check.getStatus(), "1下载出错");
     EXPECT_FALSE(rec.check.getFinished());
     EXPECT_EQ(server.requestCount(), 2u); // the remaining pages are not fetched
