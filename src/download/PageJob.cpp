@@ -67,7 +67,12 @@ void PageJob::requestStop() {
 }
 
 void PageJob::wait() {
-    if (loop_.onLoopThread()) throw std::logic_error("PageJob::wait on the transfer loop's thread");
+    if (loop_.onLoopThread()) {
+        std::lock_guard lock(mutex_);
+        // dispose() destroys a job on the loop only once it is idle: nothing to wait for.
+        if (!started_ || (over_ && active_ == 0)) return;
+        throw std::logic_error("PageJob::wait on the transfer loop's thread");
+    }
     std::unique_lock lock(mutex_);
     endChanged_.wait(lock, [this] { return !started_ || (over_ && active_ == 0); });
 }
@@ -211,9 +216,30 @@ void PageJob::end() {
         pool_->release(slot);
     }
     held_.clear();
-    std::lock_guard lock(mutex_);
-    over_ = true;
-    endChanged_.notify_all();
+    {
+        std::lock_guard lock(mutex_);
+        over_ = true;
+        endChanged_.notify_all();
+    }
+    if (handlers_.ended) handlers_.ended();
+}
+
+void PageJob::dispose(std::unique_ptr<PageJob> job) {
+    TransferLoop& loop = job->loop_;
+    auto held = std::make_shared<std::unique_ptr<PageJob>>(std::move(job));
+    loop.post([held, &loop] {
+        PageJob& job = **held;
+        bool idle;
+        {
+            std::lock_guard lock(job.mutex_);
+            idle = !job.started_ || (job.over_ && job.active_ == 0);
+        }
+        // Still running a step or with tasks queued: after them.
+        if (idle)
+            held->reset();
+        else
+            loop.post([held] { dispose(std::move(*held)); });
+    });
 }
 
 } // namespace vantor

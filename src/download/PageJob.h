@@ -45,6 +45,9 @@ public:
         // Once after anything ended the run with an error (the run counts as stopped by then), with
         // what ended it: a handler's exception, the time-out, bad settings.
         std::function<void(Mode mode, const std::string& error)> error;
+        // Last, once, however the run ended (a stop too), on the loop's thread: for an owner that does
+        // not wait(). The job may not be destroyed from here; dispose() it.
+        std::function<void()> ended;
     };
 
     // The job and the gauges stay owned by the caller and must outlive the driver; the gauge list's
@@ -74,6 +77,8 @@ public:
     bool stopRequested() const { return stopSource_.stop_requested(); }
     // Blocks until the run has ended. Not on the loop's thread (a handler's).
     void wait();
+    // Destroys an ended job once the loop no longer touches it; from any thread.
+    static void dispose(std::unique_ptr<PageJob> job);
 
     bool getFinished() const { return finished_.load(std::memory_order_acquire); }
     CheckStatus status() const { return status_.load(std::memory_order_acquire); }

@@ -84,8 +84,8 @@ void SalesGathering::run() {
         }
         const int count = int(shops_.size());
         int done = 0;
-        end = stages_.inOrder<ShopHaul>(
-            shops_, [this](size_t i) { return fetchShop(i); },
+        end = stages_.inOrderOnLoop<ShopHaul>(
+            shops_, [this](size_t i, ShopHaul& haul) { return fetchShop(i, haul); },
             [&](size_t i, ShopHaul& haul) {
                 GatherTally shop;
                 // Another program saving the same shop, item or sale on a server store meanwhile makes
@@ -121,20 +121,20 @@ void SalesGathering::run() {
     observer_.gatherEnded(end, detail, saved_);
 }
 
-SalesGathering::ShopHaul SalesGathering::fetchShop(size_t index) {
+// The shop's pages as one sequence on the transfer loop: no thread waits for them.
+LoopTask SalesGathering::fetchShop(size_t index, ShopHaul& haul) {
     TDianBaseInfo shop = shops_[index];
     const int followed = follow_ ? std::clamp(follow_->items[index], 1, kMaxItemsPerShop) : itemsPerShop_;
-    ShopHaul haul;
-    // The shop page, its rating summary and its item list come before the items.
-    constexpr int kHead = 3;
     observer_.stageText("正在处理店铺资料");
-    stages_.readShopPage(shop);
-    observer_.shopProgress(int(index), 1, kHead + followed);
+    co_await stages_.shopPage(shop);
+    observer_.shopProgress(int(index), 1, kShopHead + followed);
     if (!shop.rateUrl.empty() && knownUserId(shop)) {
         observer_.stageText("正在处理信用评价");
-        haul.summary = stages_.readRateSummary(shop);
+        TRateBaseInfo summary;
+        co_await stages_.rateSummary(shop, summary);
+        haul.summary = std::move(summary);
     }
-    observer_.shopProgress(int(index), 2, kHead + followed);
+    observer_.shopProgress(int(index), 2, kShopHead + followed);
     if (knownUserId(shop)) {
         observer_.stageText("正在处理宝贝列表");
         std::vector<TItemInfo> rows;
@@ -143,82 +143,78 @@ SalesGathering::ShopHaul SalesGathering::fetchShop(size_t index) {
         // One list page at a time keeps the rows in list order; a followed shop's whole list is read, so
         // that an item it no longer lists shows.
         for (std::int32_t p = list.curPage, last = list.endPage;
-             p <= last && (follow_ || int(rows.size()) < followed); ++p) {
-            auto one = stages_.job(list.urlPrefix, list.urlSuffix, PageKind::List, p, p);
-            stages_.run(one, 80, PageJob::kPlainMode, [&](std::int32_t, const std::string& page) {
-                for (auto& entry : parseShopItemList(page))
-                    rows.push_back(std::move(entry.record));
-            });
-        }
+             p <= last && (follow_ || int(rows.size()) < followed); ++p)
+            co_await stages_.stage(stages_.job(list.urlPrefix, list.urlSuffix, PageKind::List, p, p), 80,
+                                   PageJob::kPlainMode, [&](std::int32_t, const std::string& page) {
+                                       for (auto& entry : parseShopItemList(page))
+                                           rows.push_back(std::move(entry.record));
+                                   });
         if (follow_) haul.listing = rows;
         rows.resize(std::min(rows.size(), size_t(followed)));
         const HeldTrades held = follow_ ? heldTrades(shop) : HeldTrades{};
         haul.items.resize(rows.size());
-        const int expected = kHead + int(rows.size());
-        observer_.shopProgress(int(index), kHead, expected);
-        std::atomic<int> inShop = 0;
-        forEachAtOnce(rows.size(), stages_.itemsAtOnce(), [&](size_t i) {
+        ShopItems items{index, kShopHead + int(rows.size())};
+        observer_.shopProgress(int(index), kShopHead, items.expected);
+        co_await AllAtOnce(rows.size(), stages_.itemsAtOnce(), [&](size_t i) {
             const auto known = held.find(itemIdFromAddress(rows[i].itemUrl));
             static const std::set<std::string> none;
-            haul.items[i] = fetchItem(rows[i], !follow_              ? nullptr
-                                               : known == held.end() ? &none
-                                                                     : &known->second);
-            const int total = ++itemsGathered_;
-            const int ofShop = ++inShop;
-            observer_.itemsGathered(total);
-            observer_.shopItemsGathered(int(index), ofShop, total);
-            observer_.shopProgress(int(index), kHead + ofShop, expected);
+            return fetchItem(rows[i],
+                             !follow_              ? nullptr
+                             : known == held.end() ? &none
+                                                   : &known->second,
+                             haul.items[i], items);
         });
     }
     haul.shop = std::move(shop);
-    return haul;
 }
 
-SalesGathering::ItemHaul SalesGathering::fetchItem(const TItemInfo& row, const std::set<std::string>* held) {
+LoopTask SalesGathering::fetchItem(const TItemInfo& row, const std::set<std::string>* held, ItemHaul& haul,
+                                   ShopItems& shop) {
     observer_.stageText("正在处理宝贝");
-    ItemHaul haul;
     TItemBaseInfo& item = haul.item;
     std::string buyerList;
     std::int32_t soldTotal = 0;
-    auto itemPage = stages_.job(row.itemUrl, "", PageKind::Item, 1, 1);
-    stages_.run(itemPage, 1, PageJob::kPlainMode, [&](std::int32_t, const std::string& page) {
-        item = TParseHtml::parseItemPage(page);
-        soldTotal = TParseHtml::parseSoldTotal(page);
-        buyerList = TParseHtml::buyerListUrl(page);
-    });
+    co_await stages_.stage(stages_.job(row.itemUrl, "", PageKind::Item, 1, 1), 1, PageJob::kPlainMode,
+                           [&](std::int32_t, const std::string& page) {
+                               item = TParseHtml::parseItemPage(page);
+                               soldTotal = TParseHtml::parseSoldTotal(page);
+                               buyerList = TParseHtml::buyerListUrl(page);
+                           });
     item.itemAutionUrl = row.itemUrl;
-    if (buyerList.empty()) return haul;
-
-    observer_.stageText("正在处理销售记录");
-    std::vector<TAutionInfo> found;
-    std::mutex foundMutex;
-    int pages = std::clamp((soldTotal + 79) / 80, 1, kMaxBuyerListPages);
-    auto buyers = stages_.job(absoluteAddress(buyerList, row.itemUrl), "&1=1", PageKind::BuyerList, 1, pages);
-    if (held) {
-        fetchNewSales(buyers, *held, found);
-    } else {
-        stages_.run(buyers, 1, PageJob::kPlainMode, [&](std::int32_t, const std::string& page) {
-            auto rows = parseSaleList(page);
-            std::lock_guard lock(foundMutex);
-            for (auto& entry : rows)
-                found.push_back(std::move(entry.record));
-        });
+    if (!buyerList.empty()) {
+        observer_.stageText("正在处理销售记录");
+        std::vector<TAutionInfo> found;
+        const int pages = std::clamp((soldTotal + 79) / 80, 1, kMaxBuyerListPages);
+        auto buyers =
+            stages_.job(absoluteAddress(buyerList, row.itemUrl), "&1=1", PageKind::BuyerList, 1, pages);
+        if (held)
+            co_await fetchNewSales(std::move(buyers), *held, found);
+        else
+            co_await stages_.stage(std::move(buyers), 1, PageJob::kPlainMode,
+                                   [&](std::int32_t, const std::string& page) {
+                                       for (auto& entry : parseSaleList(page))
+                                           found.push_back(std::move(entry.record));
+                                   });
+        // Pages arrive in order of completion; the save walks the sales newest first.
+        auto when = [](const TAutionInfo& sale) {
+            auto time = DateTime::parse(sale.sj);
+            return time ? time->serialSeconds() : INT64_MIN;
+        };
+        std::stable_sort(found.begin(), found.end(),
+                         [&](const TAutionInfo& a, const TAutionInfo& b) { return when(a) > when(b); });
+        if (!found.empty()) item.saleFromDate = found.back().sj;
+        for (auto& sale : found)
+            haul.sales.add(std::move(sale));
     }
-    // Pages arrive in order of completion; the save walks the sales newest first.
-    auto when = [](const TAutionInfo& sale) {
-        auto time = DateTime::parse(sale.sj);
-        return time ? time->serialSeconds() : INT64_MIN;
-    };
-    std::stable_sort(found.begin(), found.end(),
-                     [&](const TAutionInfo& a, const TAutionInfo& b) { return when(a) > when(b); });
-    if (!found.empty()) item.saleFromDate = found.back().sj;
-    for (auto& sale : found)
-        haul.sales.add(std::move(sale));
-    return haul;
+    const int total = ++itemsGathered_;
+    const int ofShop = ++shop.done;
+    observer_.itemsGathered(total);
+    observer_.shopItemsGathered(int(shop.index), ofShop, total);
+    observer_.shopProgress(int(shop.index), kShopHead + ofShop, shop.expected);
 }
 
-void SalesGathering::fetchNewSales(const TDownParamBean& pages, const std::set<std::string>& held,
-                                   std::vector<TAutionInfo>& found) {
+LoopTask SalesGathering::fetchNewSales(TDownParamBean pages, const std::set<std::string>& held,
+                                       std::vector<TAutionInfo>& found) {
     // Runs of pages that double, so a list with nothing new costs one page and a long one keeps the
     // slots busy.
     int run = 1;
@@ -226,18 +222,15 @@ void SalesGathering::fetchNewSales(const TDownParamBean& pages, const std::set<s
          first += run, run = std::min(run * 2, 16)) {
         const std::int32_t last = std::min(pages.endPage, first + run - 1);
         std::map<std::int32_t, RecordList<TAutionInfo>> byPage;
-        std::mutex pagesMutex;
-        auto part = stages_.job(pages.urlPrefix, pages.urlSuffix, PageKind::BuyerList, first, last);
-        stages_.run(part, 1, PageJob::kPlainMode, [&](std::int32_t number, const std::string& page) {
-            auto rows = parseSaleList(page);
-            std::lock_guard lock(pagesMutex);
-            byPage[number] = std::move(rows);
-        });
+        co_await stages_.stage(
+            stages_.job(pages.urlPrefix, pages.urlSuffix, PageKind::BuyerList, first, last), 1,
+            PageJob::kPlainMode,
+            [&](std::int32_t number, const std::string& page) { byPage[number] = parseSaleList(page); });
         for (auto& [number, rows] : byPage) {
             const bool allHeld = std::all_of(rows.begin(), rows.end(), [&](const auto& entry) {
                 return held.count(entry.record.tradeId) > 0;
             });
-            if (allHeld) return;
+            if (allHeld) co_return;
             for (auto& entry : rows)
                 found.push_back(std::move(entry.record));
         }

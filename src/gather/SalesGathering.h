@@ -88,12 +88,22 @@ private:
     // The trades held of each item of a followed shop.
     using HeldTrades = std::map<std::string, std::set<std::string>>;
 
+    // A shop's items under way: for the counts and the bar.
+    struct ShopItems {
+        size_t index;
+        int expected; // the shop's pages: its head and its items
+        int done = 0;
+    };
+    // The shop page, its rating summary and its item list come before the items.
+    static constexpr int kShopHead = 3;
+
     void run();
-    ShopHaul fetchShop(size_t index);
-    ItemHaul fetchItem(const TItemInfo& row, const std::set<std::string>* held);
+    LoopTask fetchShop(size_t index, ShopHaul& haul);
+    LoopTask fetchItem(const TItemInfo& row, const std::set<std::string>* held, ItemHaul& haul,
+                       ShopItems& shop);
     // The buyer list's pages from the first, newest first, until one holds only held trades.
-    void fetchNewSales(const TDownParamBean& pages, const std::set<std::string>& held,
-                       std::vector<TAutionInfo>& found);
+    LoopTask fetchNewSales(TDownParamBean pages, const std::set<std::string>& held,
+                           std::vector<TAutionInfo>& found);
     HeldTrades heldTrades(const TDianBaseInfo& shop) const;
     // Inside the shop's transaction; returns what it saved.
     GatherTally saveShop(size_t index, ShopHaul& haul, db::Database& db);

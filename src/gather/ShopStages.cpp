@@ -106,9 +106,8 @@ TDownParamBean ShopStages::job(std::string prefix, std::string suffix, PageKind 
     return param;
 }
 
-void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode,
-                     const StageRunner::PageHandler& page) {
-    auto timed = [this, &page](std::int32_t number, const std::string& html) {
+StageRunner::PageHandler ShopStages::timed(StageRunner::PageHandler page) {
+    return [this, page = std::move(page)](std::int32_t number, const std::string& html) {
         Stopwatch watch(timing_.parseMicros);
         ++timing_.pages;
         try {
@@ -118,25 +117,62 @@ void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode
             throw;
         }
     };
-    auto [end, error] = runner_.run(param, pageStep, mode, timed);
+}
+
+void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode,
+                     const StageRunner::PageHandler& page) {
+    auto [end, error] = runner_.run(param, pageStep, mode, timed(page));
     if (end != JobEnd::Finished) throw StageEnded{end, std::move(error)};
 }
 
+void ShopStages::Stage::await_suspend(std::coroutine_handle<> task) {
+    stages_.runner_.runAsync(std::move(param_), pageStep_, mode_, stages_.timed(std::move(page_)),
+                             [this, task](StageRunner::Outcome outcome) {
+                                 outcome_ = std::move(outcome);
+                                 task.resume();
+                             });
+}
+
+void ShopStages::Stage::await_resume() {
+    if (outcome_.end != JobEnd::Finished) throw StageEnded{outcome_.end, std::move(outcome_.error)};
+}
+
+namespace {
+TDownParamBean shopPageJob(const ShopStages& stages, const TDianBaseInfo& shop) {
+    return stages.job(shop.webaddr, "", PageKind::ShopPage, 1, 1);
+}
+TDownParamBean rateSummaryJob(const ShopStages& stages, const TDianBaseInfo& shop) {
+    return stages.job(std::string(market::kRateHost) + "/user-rate-" + shop.userId + ".htm", "",
+                      PageKind::RateSummary, 1, 1);
+}
+} // namespace
+
 void ShopStages::readShopPage(TDianBaseInfo& shop) {
     TDianBaseInfo fromPage;
-    auto profile = job(shop.webaddr, "", PageKind::ShopPage, 1, 1);
+    auto profile = shopPageJob(*this, shop);
     run(profile, 1, PageJob::kPlainMode,
         [&](std::int32_t, const std::string& page) { fromPage = parseShopPage(page); });
     takeShopPage(shop, fromPage);
 }
 
+LoopTask ShopStages::shopPage(TDianBaseInfo& shop) {
+    TDianBaseInfo fromPage;
+    co_await stage(shopPageJob(*this, shop), 1, PageJob::kPlainMode,
+                   [&](std::int32_t, const std::string& page) { fromPage = parseShopPage(page); });
+    takeShopPage(shop, fromPage);
+}
+
 TRateBaseInfo ShopStages::readRateSummary(const TDianBaseInfo& shop) {
     TRateBaseInfo summary;
-    auto rates = job(std::string(market::kRateHost) + "/user-rate-" + shop.userId + ".htm", "",
-                     PageKind::RateSummary, 1, 1);
+    auto rates = rateSummaryJob(*this, shop);
     run(rates, 1, PageJob::kPlainMode,
         [&](std::int32_t, const std::string& page) { summary = parseRateSummary(page); });
     return summary;
+}
+
+LoopTask ShopStages::rateSummary(const TDianBaseInfo& shop, TRateBaseInfo& summary) {
+    co_await stage(rateSummaryJob(*this, shop), 1, PageJob::kPlainMode,
+                   [&](std::int32_t, const std::string& page) { summary = parseRateSummary(page); });
 }
 
 // As many shops as slots: a shop's head (shop page, rating summary, item list) is one page at a time,

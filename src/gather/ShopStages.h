@@ -2,6 +2,7 @@
 
 #include "db/Database.h"
 
+#include "LoopTask.h"
 #include "ShopPipeline.h"
 #include "StageRunner.h"
 #include "download/THttpAgent.h"
@@ -111,11 +112,39 @@ public:
     // Runs one job to its end; a job that does not finish throws StageEnded.
     void run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode,
              const StageRunner::PageHandler& page);
+    // The same awaited in a task, without a thread waiting: the task goes on when the job has ended.
+    class Stage {
+    public:
+        Stage(ShopStages& stages, TDownParamBean param, std::int32_t pageStep, PageJob::Mode mode,
+              StageRunner::PageHandler page)
+            : stages_(stages),
+              param_(std::move(param)),
+              pageStep_(pageStep),
+              mode_(mode),
+              page_(std::move(page)) {}
+        bool await_ready() const noexcept { return false; }
+        void await_suspend(std::coroutine_handle<> task);
+        void await_resume();
+
+    private:
+        ShopStages& stages_;
+        TDownParamBean param_;
+        std::int32_t pageStep_;
+        PageJob::Mode mode_;
+        StageRunner::PageHandler page_;
+        StageRunner::Outcome outcome_;
+    };
+    Stage stage(TDownParamBean param, std::int32_t pageStep, PageJob::Mode mode,
+                StageRunner::PageHandler page) {
+        return Stage(*this, std::move(param), pageStep, mode, std::move(page));
+    }
 
     // The shop's own page: what it knows better than the search row goes into the shop.
     void readShopPage(TDianBaseInfo& shop);
+    LoopTask shopPage(TDianBaseInfo& shop);
     // The shop's rating summary page.
     TRateBaseInfo readRateSummary(const TDianBaseInfo& shop);
+    LoopTask rateSummary(const TDianBaseInfo& shop, TRateBaseInfo& summary);
 
     // Inside a catch block: how what was thrown ends the run, with the detail that names the failure.
     // Failures also reach the status line, and a save's own message is shown.
@@ -130,6 +159,12 @@ public:
     JobEnd inOrder(const std::vector<TDianBaseInfo>& shops, const std::function<Haul(size_t)>& fetch,
                    const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
                    int& failedShops);
+    // inOrder for shops fetched by tasks on the transfer loop: no thread waits for their pages.
+    template <class Haul>
+    JobEnd inOrderOnLoop(const std::vector<TDianBaseInfo>& shops,
+                         const std::function<LoopTask(size_t, Haul&)>& fetch,
+                         const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
+                         int& failedShops);
     // How many shops are on the wire at once, and items of one shop: one slot gathers shop after shop
     // and item after item.
     size_t shopsAtOnce() const;
@@ -143,6 +178,13 @@ public:
     FailureCounts failures() const { return failures_.counts(); }
 
 private:
+    StageRunner::PageHandler timed(StageRunner::PageHandler page);
+    // The writer's side of both: takes shop after shop from the pipeline and saves it.
+    template <class Haul, class Pipeline>
+    JobEnd saveInOrder(Pipeline& pipeline, const std::vector<TDianBaseInfo>& shops,
+                       const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
+                       int& failedShops);
+
     std::shared_ptr<const THttpAgent> agent_;
     GatherObserver& observer_;
     FailureTally failures_; // before the runner, which counts into it
@@ -150,12 +192,11 @@ private:
     GatherTiming timing_;
 };
 
-template <class Haul>
-JobEnd ShopStages::inOrder(const std::vector<TDianBaseInfo>& shops, const std::function<Haul(size_t)>& fetch,
-                           const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
-                           int& failedShops) {
+template <class Haul, class Pipeline>
+JobEnd ShopStages::saveInOrder(Pipeline& pipeline, const std::vector<TDianBaseInfo>& shops,
+                               const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
+                               int& failedShops) {
     JobEnd end = JobEnd::Finished;
-    ShopPipeline<Haul> pipeline(shops.size(), shopsAtOnce(), fetch);
     for (size_t i = 0; i < shops.size(); ++i) {
         observer_.shopStarted(int(i), int(shops.size()), shops[i]);
         try {
@@ -174,12 +215,29 @@ JobEnd ShopStages::inOrder(const std::vector<TDianBaseInfo>& shops, const std::f
             if (failedShops++ == 0) detail = why.empty() ? std::string("连接超时") : why;
         }
     }
-    // The shops still on the wire end now, before the pipeline waits for their threads.
+    // The shops still on the wire end now, before the pipeline waits for them.
     if (end != JobEnd::Finished) {
         pipeline.cancel();
         stop();
     }
     return end;
+}
+
+template <class Haul>
+JobEnd ShopStages::inOrder(const std::vector<TDianBaseInfo>& shops, const std::function<Haul(size_t)>& fetch,
+                           const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
+                           int& failedShops) {
+    ShopPipeline<Haul> pipeline(shops.size(), shopsAtOnce(), fetch);
+    return saveInOrder<Haul>(pipeline, shops, save, goOn, detail, failedShops);
+}
+
+template <class Haul>
+JobEnd ShopStages::inOrderOnLoop(const std::vector<TDianBaseInfo>& shops,
+                                 const std::function<LoopTask(size_t, Haul&)>& fetch,
+                                 const std::function<void(size_t, Haul&)>& save, bool goOn,
+                                 std::string& detail, int& failedShops) {
+    LoopPipeline<Haul> pipeline(shops.size(), shopsAtOnce(), fetch);
+    return saveInOrder<Haul>(pipeline, shops, save, goOn, detail, failedShops);
 }
 
 // How often a save that conflicts with another program's on a server store is tried.

@@ -5,26 +5,45 @@
 
 namespace vantor {
 
-StageRunner::Outcome StageRunner::run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode,
-                                      PageHandler page) {
-    if (stopped()) return {JobEnd::Stopped, {}};
+PageJob::Handlers StageRunner::handlers(PageHandler page, Verdict& verdict) {
     PageJob::Handlers handlers;
     handlers.page = [page = std::move(page)](PageKind, std::int32_t number, const std::string& html) {
         page(number, html);
     };
     // The driver calls the error handler after the failure handler too; the time-out is the news then.
-    bool timedOut = false;
-    handlers.failure = [this, &timedOut] {
-        timedOut = true;
+    handlers.failure = [this, &verdict] {
+        verdict.timedOut = true;
         // Shops on the wire together may time out together: the line says it once.
         if (!timeOutSaid_.exchange(true)) statusLine_(statusLineText(timedOutText_));
     };
-    std::string failedWith;
-    handlers.error = [this, &timedOut, &failedWith](PageJob::Mode, const std::string& error) {
-        failedWith = error;
-        if (!timedOut && !stopped()) statusLine_(statusLineText(kGatherFailed));
+    handlers.error = [this, &verdict](PageJob::Mode, const std::string& error) {
+        verdict.failedWith = error;
+        if (!verdict.timedOut && !stopped()) statusLine_(statusLineText(kGatherFailed));
     };
-    PageJob job(param, pool_, pageStep, mode, std::move(handlers));
+    return handlers;
+}
+
+StageRunner::Outcome StageRunner::outcome(const PageJob& job, Verdict& verdict) const {
+    if (job.getFinished()) return {JobEnd::Finished, {}};
+    if (stopped()) return {JobEnd::Stopped, {}};
+    // The driver's status word says only "failed" once the time-out has ended the run.
+    if (verdict.timedOut) return {JobEnd::TimedOut, {}};
+    if (verdict.failedWith.empty()) verdict.failedWith = std::string(job.getStatus().substr(1));
+    return {JobEnd::Failed, std::move(verdict.failedWith)};
+}
+
+StageRunner::Outcome StageRunner::run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode,
+                                      PageHandler page) {
+    if (stopped()) return {JobEnd::Stopped, {}};
+    Verdict verdict;
+    PageJob job(param, pool_, pageStep, mode, handlers(std::move(page), verdict));
+    launch(job, mode);
+    job.wait();
+    forget(job);
+    return outcome(job, verdict);
+}
+
+void StageRunner::launch(PageJob& job, PageJob::Mode mode) {
     if (mode == PageJob::kRatingMode) job.setHistoryPrefix(market::kRateHistoryPrefix);
     job.setFailureTally(failures_);
     {
@@ -34,17 +53,32 @@ StageRunner::Outcome StageRunner::run(TDownParamBean& param, std::int32_t pageSt
     // A stop that came while the job was being built must still reach it.
     if (stopped()) job.requestStop();
     job.start();
-    job.wait();
-    {
-        std::lock_guard lock(mutex_);
-        running_.erase(&job);
-    }
-    if (job.getFinished()) return {JobEnd::Finished, {}};
-    if (stopped()) return {JobEnd::Stopped, {}};
-    // The driver's status word says only "failed" once the time-out has ended the run.
-    if (timedOut) return {JobEnd::TimedOut, {}};
-    if (failedWith.empty()) failedWith = std::string(job.getStatus().substr(1));
-    return {JobEnd::Failed, std::move(failedWith)};
+}
+
+void StageRunner::forget(PageJob& job) {
+    std::lock_guard lock(mutex_);
+    running_.erase(&job);
+}
+
+void StageRunner::runAsync(TDownParamBean param, std::int32_t pageStep, PageJob::Mode mode, PageHandler page,
+                           std::function<void(Outcome)> then) {
+    // The job, its settings and what it learns live together until the end.
+    struct Running {
+        TDownParamBean param;
+        Verdict verdict;
+        std::unique_ptr<PageJob> job;
+    };
+    auto running = std::make_shared<Running>();
+    running->param = std::move(param);
+    PageJob::Handlers jobHandlers = handlers(std::move(page), running->verdict);
+    jobHandlers.ended = [this, running, then = std::move(then)] {
+        forget(*running->job);
+        Outcome result = outcome(*running->job, running->verdict);
+        PageJob::dispose(std::move(running->job));
+        then(std::move(result));
+    };
+    running->job = std::make_unique<PageJob>(running->param, pool_, pageStep, mode, std::move(jobHandlers));
+    launch(*running->job, mode);
 }
 
 void StageRunner::stop() {

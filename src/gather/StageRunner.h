@@ -41,12 +41,27 @@ public:
     // Runs the job to its end. The page handler runs on the transfer loop's thread; when it throws, the
     // job ends as Failed with the handler's message.
     Outcome run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode, PageHandler page);
+    // The same without waiting: `then` hears the outcome on the loop's thread when the job has ended.
+    // The job is the runner's until then; the runner must outlive it.
+    void runAsync(TDownParamBean param, std::int32_t pageStep, PageJob::Mode mode, PageHandler page,
+                  std::function<void(Outcome)> then);
 
     void stop();
     bool stopped() const { return stopped_.load(std::memory_order_acquire); }
     size_t slotCount() const { return pool_.size(); }
 
 private:
+    // The handlers every job of the runner has; the outcome is read from `verdict` after the end.
+    struct Verdict {
+        bool timedOut = false;
+        std::string failedWith;
+    };
+    PageJob::Handlers handlers(PageHandler page, Verdict& verdict);
+    Outcome outcome(const PageJob& job, Verdict& verdict) const;
+    // Starts a job where stop() reaches it; forget() when it has ended.
+    void launch(PageJob& job, PageJob::Mode mode);
+    void forget(PageJob& job);
+
     SlotPool pool_;
     StatusLine statusLine_;
     const char* timedOutText_;

@@ -109,6 +109,7 @@ struct RecordingCheck {
 
     std::function<void(const std::string&)> onPage; // runs inside the page handler
     std::string lastError;                          // what the error handler was told
+    std::atomic<int> ends = 0;                      // calls of the last handler
     mutable std::mutex mutex;
     std::vector<std::string> log;
     PageJob check; // last: its run ends before the log it writes goes
@@ -125,7 +126,8 @@ private:
                     add("error:" + std::to_string(int(mode)) + (check.stopRequested() ? ":stopped" : ""));
                     std::lock_guard lock(mutex);
                     lastError = error;
-                }};
+                },
+                [this] { ++ends; }};
     }
     void add(std::string event) {
         std::lock_guard lock(mutex);
@@ -508,6 +510,7 @@ TEST(Driver, AStopEndsTheJobWithoutHandlersAndAbortsTheDownloads) {
     rec.check.requestStop();
     rec.check.wait();
     EXPECT_TRUE(rec.events().empty());
+    EXPECT_EQ(rec.ends, 1); // only the last word, for an owner that does not wait
     EXPECT_FALSE(rec.check.getFinished());
     EXPECT_EQ(rec.check.getStatus(), "0初始");
     // The downloads in flight were aborted, not left to their time-outs.

@@ -9,6 +9,8 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
+#include <thread>
 
 namespace vantor::test {
 
@@ -47,6 +49,7 @@ struct Recorder : ShopSearchObserver, GatherObserver {
     std::string detail;
     std::function<void(int done)> onShopDone;
     std::map<int, std::vector<std::pair<int, int>>> progress; // by shop: (done, expected) as reported
+    std::set<std::thread::id> progressThreads;                // where the shops' progress came from
 
     // Runs f under the lock.
     template <class F> void locked(F f) {
@@ -67,7 +70,10 @@ struct Recorder : ShopSearchObserver, GatherObserver {
         locked([&] { stages.push_back(text); });
     }
     void shopProgress(int index, int done, int expected) override {
-        locked([&] { progress[index].emplace_back(done, expected); });
+        locked([&] {
+            progress[index].emplace_back(done, expected);
+            progressThreads.insert(std::this_thread::get_id());
+        });
     }
     void shopFinished(int done, int) override {
         locked([&] { shopsDone = done; });

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include <set>
 #include <type_traits>
 
@@ -206,6 +208,10 @@ TEST_F(GatherFromTheDemoMarket, TwoShopsWithTheirCreditItemsAndSales) {
         EXPECT_EQ(steps.back(), std::pair(6, 6)) << index;
         EXPECT_GE(steps.size(), size_t(3 + 3)) << index;
     }
+    // Both shops and all their items were fetched on one thread, the transfer loop's, none of them the
+    // caller's: no thread waits for a shop's pages.
+    EXPECT_EQ(recorder->progressThreads.size(), 1u);
+    EXPECT_EQ(recorder->progressThreads.count(std::this_thread::get_id()), 0u);
     // The tally counts what the database holds; the gathering window's test checks its summary line.
     EXPECT_EQ(std::tie(recorder->saved.shops, recorder->saved.items, recorder->saved.sales),
               std::tuple(2, 6, number("select count(*) from saleInfo")));
