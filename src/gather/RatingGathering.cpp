@@ -90,7 +90,7 @@ void RatingGathering::run() {
         const int count = int(shops_.size());
         int failedShops = 0;
         end = stages_.inOrder<ShopRatings>(
-            shops_, [this](size_t i) { return fetchShop(i); },
+            shops_, [this](size_t i, ShopRatings& haul) { return fetchShop(i, haul); },
             [&](size_t i, ShopRatings& haul) {
                 stage.add(haul);
                 observer_.shopFinished(int(i) + 1, count);
@@ -141,23 +141,23 @@ JobEnd RatingGathering::saveAll(RatingStage& stage) {
     }
 }
 
-ShopRatings RatingGathering::fetchShop(size_t index) {
+// The shop's pages as one sequence on the transfer loop: no thread waits for them.
+LoopTask RatingGathering::fetchShop(size_t index, ShopRatings& haul) {
     TDianBaseInfo shop = shops_[index];
-    ShopRatings haul;
     // The shop page and the rating summary come before the list; until the summary counts the list,
     // one page of it is expected.
     constexpr int kHead = 2;
     observer_.stageText("正在处理店铺资料");
-    stages_.readShopPage(shop);
+    co_await stages_.shopPage(shop);
     observer_.shopProgress(int(index), 1, kHead + 1);
     if (knownUserId(shop)) {
         observer_.stageText("正在处理信用评价");
-        haul.summary = stages_.readRateSummary(shop);
+        co_await stages_.rateSummary(shop, haul.summary);
         const RatingPages pages = ratingPages(from_, to_, haul.summary.rateCount);
         const int expected = kHead + std::max(pages.last - pages.first + 1, 1);
-        std::atomic<int> read = kHead;
+        int read = kHead;
         observer_.shopProgress(int(index), kHead, expected);
-        const auto pageRead = [&] {
+        const std::function<void()> pageRead = [&] {
             const int now = ++read;
             observer_.shopProgress(int(index), now, std::max(expected, now));
         };
@@ -175,11 +175,11 @@ ShopRatings RatingGathering::fetchShop(size_t index) {
         const std::set<std::string>* known = onlyNew_ ? &held : nullptr;
         bool listEnded = false;
         if (pages.first <= recentLast)
-            listEnded =
-                fetchPages(shop, {pages.first, recentLast}, false, countKnown, known, haul.runs, pageRead);
+            co_await fetchPages(shop, {pages.first, recentLast}, false, countKnown, known, haul.runs,
+                                pageRead, listEnded);
         if (!listEnded && pages.last >= kFirstHistoryPage)
-            listEnded = fetchPages(shop, {std::max(pages.first, kFirstHistoryPage), pages.last}, true,
-                                   countKnown, known, haul.runs, pageRead);
+            co_await fetchPages(shop, {std::max(pages.first, kFirstHistoryPage), pages.last}, true,
+                                countKnown, known, haul.runs, pageRead, listEnded);
         const bool nothingKept = std::all_of(haul.runs.begin(), haul.runs.end(),
                                              [](const PageRun& run) { return run.ratings.empty(); });
         // Nothing in the range although the list was read to its end: the shop has fewer ratings than
@@ -188,12 +188,12 @@ ShopRatings RatingGathering::fetchShop(size_t index) {
             noteShortShop(shop, countKnown ? haul.summary.rateCount : -1);
     }
     haul.shop = std::move(shop);
-    return haul;
 }
 
-bool RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
-                                 const std::set<std::string>* held, std::vector<PageRun>& runs,
-                                 const std::function<void()>& pageRead) {
+LoopTask RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages pages, bool history,
+                                     bool countKnown, const std::set<std::string>* held,
+                                     std::vector<PageRun>& runs, const std::function<void()>& pageRead,
+                                     bool& listEnded) {
     const std::string prefix =
         history ? ratingHistoryPrefix(shop.userId) : ratingListPrefix(shop.userId, timeLine_);
     // A known count fixes the end: one job keeps every slot busy to the last page. Looking for what is new,
@@ -202,20 +202,17 @@ bool RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages pages, b
     for (int start = pages.first; start <= pages.last; start += run, run = std::min(run * 2, kLongestRun)) {
         const int end = std::min(pages.last, start + run - 1);
         std::map<int, RecordList<TRateInfo>> byPage;
-        std::mutex pagesMutex;
         observer_.stageText(history ? "正在下载历史资料" : "正在下载最近资料");
-        auto param = stages_.job(prefix, ".htm", PageKind::List, start, end);
-        stages_.run(param, 1, PageJob::kRatingMode, [&](std::int32_t number, const std::string& page) {
-            auto ratings = TParseHtml::parseRateList(page, expression(Expression::RatingRow));
-            std::lock_guard lock(pagesMutex);
-            byPage[number] = std::move(ratings);
-            pageRead();
-        });
+        co_await stages_.stage(stages_.job(prefix, ".htm", PageKind::List, start, end), 1,
+                               PageJob::kRatingMode, [&](std::int32_t number, const std::string& page) {
+                                   byPage[number] =
+                                       TParseHtml::parseRateList(page, expression(Expression::RatingRow));
+                                   pageRead();
+                               });
 
         // Kept in page order, so that the lower id of a repeated trade id is the newer page's.
         PageRun& kept = runs.emplace_back();
         kept.history = history;
-        bool listEnded = false;
         for (auto& [number, list] : byPage) {
             const bool nothingNew = held && std::all_of(list.begin(), list.end(), [&](const auto& entry) {
                                         return held->count(entry.record.tradeId) > 0;
@@ -234,9 +231,8 @@ bool RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages pages, b
         }
         fetched_ += int(kept.ratings.size());
         observer_.ratingsGathered(fetched_);
-        if (listEnded) return true;
+        if (listEnded) co_return;
     }
-    return false;
 }
 
 void RatingGathering::noteShortShop(const TDianBaseInfo& shop, int ratingCount) {

@@ -85,12 +85,12 @@ private:
     void run();
     // Saves every staged shop in one transaction; Stopped when a stop came first.
     JobEnd saveAll(RatingStage& stage);
-    ShopRatings fetchShop(size_t index);
-    // Fetches the pages of one host into runs, calling pageRead for each; returns whether the shop's list
-    // ended within them (an empty page).
-    bool fetchPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
-                    const std::set<std::string>* held, std::vector<PageRun>& runs,
-                    const std::function<void()>& pageRead);
+    LoopTask fetchShop(size_t index, ShopRatings& haul);
+    // Fetches the pages of one host into runs, calling pageRead for each; listEnded tells whether the
+    // shop's list ended within them (an empty page).
+    LoopTask fetchPages(const TDianBaseInfo& shop, RatingPages pages, bool history, bool countKnown,
+                        const std::set<std::string>* held, std::vector<PageRun>& runs,
+                        const std::function<void()>& pageRead, bool& listEnded);
     // Says so when a shop holds fewer ratings than the range's start.
     void noteShortShop(const TDianBaseInfo& shop, int ratingCount);
     void saveShop(ShopRatings& haul, db::Database& db);

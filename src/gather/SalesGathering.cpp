@@ -84,7 +84,7 @@ void SalesGathering::run() {
         }
         const int count = int(shops_.size());
         int done = 0;
-        end = stages_.inOrderOnLoop<ShopHaul>(
+        end = stages_.inOrder<ShopHaul>(
             shops_, [this](size_t i, ShopHaul& haul) { return fetchShop(i, haul); },
             [&](size_t i, ShopHaul& haul) {
                 GatherTally shop;

@@ -147,27 +147,11 @@ TDownParamBean rateSummaryJob(const ShopStages& stages, const TDianBaseInfo& sho
 }
 } // namespace
 
-void ShopStages::readShopPage(TDianBaseInfo& shop) {
-    TDianBaseInfo fromPage;
-    auto profile = shopPageJob(*this, shop);
-    run(profile, 1, PageJob::kPlainMode,
-        [&](std::int32_t, const std::string& page) { fromPage = parseShopPage(page); });
-    takeShopPage(shop, fromPage);
-}
-
 LoopTask ShopStages::shopPage(TDianBaseInfo& shop) {
     TDianBaseInfo fromPage;
     co_await stage(shopPageJob(*this, shop), 1, PageJob::kPlainMode,
                    [&](std::int32_t, const std::string& page) { fromPage = parseShopPage(page); });
     takeShopPage(shop, fromPage);
-}
-
-TRateBaseInfo ShopStages::readRateSummary(const TDianBaseInfo& shop) {
-    TRateBaseInfo summary;
-    auto rates = rateSummaryJob(*this, shop);
-    run(rates, 1, PageJob::kPlainMode,
-        [&](std::int32_t, const std::string& page) { summary = parseRateSummary(page); });
-    return summary;
 }
 
 LoopTask ShopStages::rateSummary(const TDianBaseInfo& shop, TRateBaseInfo& summary) {

@@ -140,10 +140,8 @@ public:
     }
 
     // The shop's own page: what it knows better than the search row goes into the shop.
-    void readShopPage(TDianBaseInfo& shop);
     LoopTask shopPage(TDianBaseInfo& shop);
     // The shop's rating summary page.
-    TRateBaseInfo readRateSummary(const TDianBaseInfo& shop);
     LoopTask rateSummary(const TDianBaseInfo& shop, TRateBaseInfo& summary);
 
     // Inside a catch block: how what was thrown ends the run, with the detail that names the failure.
@@ -155,16 +153,11 @@ public:
     // shop whose fetch or save fails ends the run there, unless goOn is set: it is then counted in
     // failedShops (detail names the first failure) and the others go on. A stop always ends the run, and the
     // shops on the wire stop with it.
+    // Each shop's fetch is a task on the transfer loop: no thread waits for its pages.
     template <class Haul>
-    JobEnd inOrder(const std::vector<TDianBaseInfo>& shops, const std::function<Haul(size_t)>& fetch,
-                   const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
-                   int& failedShops);
-    // inOrder for shops fetched by tasks on the transfer loop: no thread waits for their pages.
-    template <class Haul>
-    JobEnd inOrderOnLoop(const std::vector<TDianBaseInfo>& shops,
-                         const std::function<LoopTask(size_t, Haul&)>& fetch,
-                         const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
-                         int& failedShops);
+    JobEnd
+    inOrder(const std::vector<TDianBaseInfo>& shops, const std::function<LoopTask(size_t, Haul&)>& fetch,
+            const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail, int& failedShops);
     // How many shops are on the wire at once, and items of one shop: one slot gathers shop after shop
     // and item after item.
     size_t shopsAtOnce() const;
@@ -179,11 +172,6 @@ public:
 
 private:
     StageRunner::PageHandler timed(StageRunner::PageHandler page);
-    // The writer's side of both: takes shop after shop from the pipeline and saves it.
-    template <class Haul, class Pipeline>
-    JobEnd saveInOrder(Pipeline& pipeline, const std::vector<TDianBaseInfo>& shops,
-                       const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
-                       int& failedShops);
 
     std::shared_ptr<const THttpAgent> agent_;
     GatherObserver& observer_;
@@ -192,11 +180,13 @@ private:
     GatherTiming timing_;
 };
 
-template <class Haul, class Pipeline>
-JobEnd ShopStages::saveInOrder(Pipeline& pipeline, const std::vector<TDianBaseInfo>& shops,
-                               const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
-                               int& failedShops) {
+template <class Haul>
+JobEnd ShopStages::inOrder(const std::vector<TDianBaseInfo>& shops,
+                           const std::function<LoopTask(size_t, Haul&)>& fetch,
+                           const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
+                           int& failedShops) {
     JobEnd end = JobEnd::Finished;
+    ShopPipeline<Haul> pipeline(shops.size(), shopsAtOnce(), fetch);
     for (size_t i = 0; i < shops.size(); ++i) {
         observer_.shopStarted(int(i), int(shops.size()), shops[i]);
         try {
@@ -215,29 +205,12 @@ JobEnd ShopStages::saveInOrder(Pipeline& pipeline, const std::vector<TDianBaseIn
             if (failedShops++ == 0) detail = why.empty() ? std::string("连接超时") : why;
         }
     }
-    // The shops still on the wire end now, before the pipeline waits for them.
+    // The shops still on the wire end now, before the pipeline waits for their tasks.
     if (end != JobEnd::Finished) {
         pipeline.cancel();
         stop();
     }
     return end;
-}
-
-template <class Haul>
-JobEnd ShopStages::inOrder(const std::vector<TDianBaseInfo>& shops, const std::function<Haul(size_t)>& fetch,
-                           const std::function<void(size_t, Haul&)>& save, bool goOn, std::string& detail,
-                           int& failedShops) {
-    ShopPipeline<Haul> pipeline(shops.size(), shopsAtOnce(), fetch);
-    return saveInOrder<Haul>(pipeline, shops, save, goOn, detail, failedShops);
-}
-
-template <class Haul>
-JobEnd ShopStages::inOrderOnLoop(const std::vector<TDianBaseInfo>& shops,
-                                 const std::function<LoopTask(size_t, Haul&)>& fetch,
-                                 const std::function<void(size_t, Haul&)>& save, bool goOn,
-                                 std::string& detail, int& failedShops) {
-    LoopPipeline<Haul> pipeline(shops.size(), shopsAtOnce(), fetch);
-    return saveInOrder<Haul>(pipeline, shops, save, goOn, detail, failedShops);
 }
 
 // How often a save that conflicts with another program's on a server store is tried.

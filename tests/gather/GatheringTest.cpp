@@ -364,6 +364,8 @@ TEST_F(GatherRatings, ABigShopCostsItsPagesOnlyAndTakesPagesFrom100FromTheHistor
     EXPECT_EQ(std::count_if(steps.begin(), steps.end(), [&](auto s) { return s.second == expected; }),
               pages.size() + 1);
     EXPECT_TRUE(std::is_sorted(steps.begin(), steps.end()));
+    EXPECT_EQ(recorder->progressThreads.size(), 1u); // the transfer loop's: no thread waits for the pages
+    EXPECT_EQ(recorder->progressThreads.count(std::this_thread::get_id()), 0u);
     for (const auto& [page, history] : pages)
         EXPECT_EQ(history, page >= kFirstHistoryPage) << page;
 
