@@ -36,13 +36,9 @@ void THttpTest::wait() {
 }
 
 void THttpTest::arrived(PageResult&& result) {
-    bean_.setHtmlCode(std::move(result.body));
-    bean_.setErrorCode(result.arrived ? std::string() : std::string(kDownErrorCode));
-    bean_.setErrorInfo(result.arrived ? std::string() : result.kind + "-" + result.message);
-    bean_.setFailure(result.failure);
-    bean_.setUrl(std::move(result.url));
-    bean_.setStatus(result.arrived ? PageStatus::Finish : PageStatus::Stop);
-    if (verdict_) verdict_(result.arrived ? kTestPassed : kTestFailed, bean_);
+    const bool passed = result.arrived;
+    fillBean(bean_, std::move(result), false);
+    if (verdict_) verdict_(passed ? kTestPassed : kTestFailed, bean_);
     std::lock_guard lock(mutex_);
     over_ = true;
     ended_.notify_all();

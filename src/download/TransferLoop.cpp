@@ -287,16 +287,21 @@ void TransferLoop::post(std::function<void()> task) {
     curl_multi_wakeup(multiOf(multi_));
 }
 
-void TransferLoop::drop(Id id) {
+std::unique_ptr<TransferLoop::Transfer> TransferLoop::takeOut(Id id) {
     auto found = transfers_.find(id);
-    if (found == transfers_.end()) return;
-    Transfer& transfer = *found->second;
-    if (transfer.easy) {
-        curl_multi_remove_handle(multiOf(multi_), transfer.easy);
-        if (transfer.request.gauge) transfer.request.gauge->end();
-        spareHandles_.push_back(transfer.easy);
-    }
+    if (found == transfers_.end()) return nullptr;
+    std::unique_ptr<Transfer> transfer = std::move(found->second);
     transfers_.erase(found);
+    if (transfer->easy) {
+        curl_multi_remove_handle(multiOf(multi_), transfer->easy);
+        if (transfer->request.gauge) transfer->request.gauge->end();
+        spareHandles_.push_back(transfer->easy);
+    }
+    return transfer;
+}
+
+void TransferLoop::drop(Id id) {
+    takeOut(id);
 }
 
 void TransferLoop::run(std::stop_token stop) {
@@ -411,17 +416,9 @@ int TransferLoop::waitMs(Clock::time_point now) const {
 }
 
 void TransferLoop::finish(Id id, PageResult result) {
-    auto found = transfers_.find(id);
-    if (found == transfers_.end()) return;
-    std::unique_ptr<Transfer> transfer = std::move(found->second);
-    transfers_.erase(found);
-    if (transfer->easy) {
-        curl_multi_remove_handle(multiOf(multi_), transfer->easy);
-        spareHandles_.push_back(transfer->easy);
-    }
-    if (transfer->request.gauge) transfer->request.gauge->end();
+    std::unique_ptr<Transfer> transfer = takeOut(id);
     // Last: the callback may start the next page at once.
-    if (transfer->request.done) transfer->request.done(std::move(result));
+    if (transfer && transfer->request.done) transfer->request.done(std::move(result));
 }
 
 PageResult fetchPage(std::string url, std::shared_ptr<const THttpAgent> agent, SlotProgress* gauge,
@@ -461,13 +458,18 @@ bool fetchPage(std::string url, TDownBean& bean, std::shared_ptr<const THttpAgen
                std::stop_token stop, std::function<bool()> abandon) {
     bean.setStatus(PageStatus::Init);
     PageResult result = fetchPage(std::move(url), std::move(agent), gauge, stop, std::move(abandon));
+    const bool arrived = result.arrived;
+    fillBean(bean, std::move(result), stop.stop_requested());
+    return arrived;
+}
+
+void fillBean(TDownBean& bean, PageResult&& result, bool stopped) {
     bean.setHtmlCode(std::move(result.body));
-    bean.setErrorCode(result.arrived || stop.stop_requested() ? std::string() : std::string(kDownErrorCode));
+    bean.setErrorCode(result.arrived || stopped ? std::string() : std::string(kDownErrorCode));
     bean.setErrorInfo(result.arrived ? std::string() : result.kind + "-" + result.message);
     bean.setFailure(result.failure);
     bean.setUrl(std::move(result.url));
-    bean.setStatus(result.arrived ? PageStatus::Finish : PageStatus::Stop);
-    return result.arrived;
+    bean.setStatus(result.arrived ? PageStatus::Finish : PageStatus::Stop); // last: the bean is read by it
 }
 
 } // namespace vantor

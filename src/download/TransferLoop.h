@@ -83,6 +83,8 @@ private:
     int waitMs(Clock::time_point now) const;
     void finish(Id id, PageResult result);
     void drop(Id id);
+    // The transfer out of the loop, off the wire, its bar at rest; null when there is none.
+    std::unique_ptr<Transfer> takeOut(Id id);
 
     void* multi_; // CURLM*, only the loop touches it but for the wake-up
     std::mutex mutex_;
@@ -99,8 +101,10 @@ private:
 // when a stop or the abandon ended it.
 PageResult fetchPage(std::string url, std::shared_ptr<const THttpAgent> agent, SlotProgress* gauge,
                      std::stop_token stop, std::function<bool()> abandon = {});
-// The same, leaving the result in the bean as the connection test and the update read it: "finish" with
-// the page, or "stop" with the failure (and no error code when a stop ended it).
+// A result as the connection test and the update read it: "finish" with the page, or "stop" with the
+// failure (and no error code when a stop ended it).
+void fillBean(TDownBean& bean, PageResult&& result, bool stopped);
+// fetchPage leaving its result in the bean.
 bool fetchPage(std::string url, TDownBean& bean, std::shared_ptr<const THttpAgent> agent, SlotProgress* gauge,
                std::stop_token stop, std::function<bool()> abandon = {});
 

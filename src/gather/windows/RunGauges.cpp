@@ -6,48 +6,40 @@
 #include <QProgressBar>
 #include <QVBoxLayout>
 
-#include <algorithm>
-
 namespace vantor {
 
 namespace {
 constexpr int kSteps = 1000;
 }
 
+namespace {
+QVBoxLayout* barsOf(QWidget* panel) {
+    auto* layout = new QVBoxLayout(panel);
+    layout->setContentsMargins(0, 0, 0, 0);
+    return layout;
+}
+} // namespace
+
 RunGauges::RunGauges(QObject* parent)
-    : QObject(parent), total(new QProgressBar), remaining(new QLabel), slotPanel(new QWidget) {
+    : QObject(parent),
+      total(new QProgressBar),
+      remaining(new QLabel),
+      slotPanel(new QWidget),
+      bars_(barsOf(slotPanel), SlotBars::Style::Named),
+      slotBars(bars_.bars()) {
     total->setObjectName("totalGauge");
     total->setRange(0, kSteps);
     total->setValue(0);
     remaining->setObjectName("remainingLabel");
     slotPanel->setObjectName("slotPanel");
-    slotLayout_ = new QVBoxLayout(slotPanel);
-    slotLayout_->setContentsMargins(0, 0, 0, 0);
-    slotProgress(kDefaultSlots);
+    bars_.forRun(kDefaultSlots);
     // The estimate moves on while a long page keeps the bar still.
     tick_.setInterval(1000);
     connect(&tick_, &QTimer::timeout, this, &RunGauges::show);
 }
 
 std::vector<SlotProgress*> RunGauges::slotProgress(int slotCount) {
-    slotCount = std::clamp(slotCount, kMinSlots, kMaxSlots);
-    if (int(slotBars.size()) != slotCount) {
-        slots_.clear();
-        for (QProgressBar* bar : slotBars)
-            delete bar;
-        slotBars.clear();
-        for (int i = 0; i < slotCount; ++i) {
-            auto* bar = new QProgressBar;
-            bar->setObjectName(QString("slotGauge%1").arg(i + 1));
-            slots_.push_back(std::make_unique<QtProgress>(bar, QString("下载通道%1").arg(i + 1)));
-            slotBars.push_back(bar);
-            slotLayout_->addWidget(bar);
-        }
-    }
-    std::vector<SlotProgress*> list;
-    for (auto& slot : slots_)
-        list.push_back(slot.get());
-    return list;
+    return bars_.forRun(slotCount);
 }
 
 void RunGauges::start(int parts) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "QtProgress.h"
+#include "SlotBars.h"
 #include "gather/RunProgress.h"
 
 #include <QObject>
@@ -11,7 +12,6 @@
 
 class QLabel;
 class QProgressBar;
-class QVBoxLayout;
 class QWidget;
 
 namespace vantor {
@@ -26,7 +26,12 @@ public:
     QProgressBar* total;
     QLabel* remaining;
     QWidget* slotPanel; // the slot bars, one under the other
-    std::vector<QProgressBar*> slotBars;
+
+private:
+    SlotBars bars_; // before slotBars, which names its bars
+
+public:
+    const std::vector<QProgressBar*>& slotBars;
 
     // As many bars as the run has slots (the network settings' "下载通道数"), made anew when the count
     // changed; the progress objects for the run's jobs. Only between runs.
@@ -43,8 +48,6 @@ private:
 
     RunProgress progress_;
     QTimer tick_;
-    QVBoxLayout* slotLayout_;
-    std::vector<std::unique_ptr<QtProgress>> slots_;
 };
 
 } // namespace vantor

@@ -111,8 +111,9 @@ TshopWatchFrm::TshopWatchFrm(AgentSource agent, db::TDM& dm, const DataFolder& f
     roundText->addWidget(stageLabel, 1);
     roundLayout->addLayout(roundText);
     roundLayout->addWidget(totalGauge);
-    slotRow_ = new QHBoxLayout;
-    roundLayout->addLayout(slotRow_);
+    auto* slotRow = new QHBoxLayout;
+    roundLayout->addLayout(slotRow);
+    slotBars_ = std::make_unique<SlotBars>(slotRow, SlotBars::Style::Thin);
     roundPanel->hide();
     roundState = makeOutcomeLabel();
     roundState->setObjectName("roundState");
@@ -404,8 +405,8 @@ bool TshopWatchFrm::startRound() {
     guarded([&] {
         dm_.open();
         const auto agent = agent_();
-        round_ = std::make_unique<watch::WatchRound>(dm_.store(), agent, slotGauges(agent->Slots), *observer_,
-                                                     settings_.alertRules(), DateTime::now());
+        round_ = std::make_unique<watch::WatchRound>(dm_.store(), agent, slotBars_->forRun(agent->Slots),
+                                                     *observer_, settings_.alertRules(), DateTime::now());
         totalGauge->setRange(0, std::max<int>(1, int(shops_.size())));
         totalGauge->setValue(0);
         shopLabel->clear();
@@ -447,28 +448,6 @@ void TshopWatchFrm::roundFinished() {
 
 QString TshopWatchFrm::stopLoss() const {
     return kWatchStopLoss;
-}
-
-// A thin bar per download slot, as many as the settings' "下载通道数"; made anew when that changed.
-std::vector<SlotProgress*> TshopWatchFrm::slotGauges(int count) {
-    if (int(gauges.size()) != count) {
-        progress_.clear();
-        for (QProgressBar* bar : gauges)
-            delete bar;
-        gauges.clear();
-        for (int i = 0; i < count; ++i) {
-            auto* bar = new QProgressBar;
-            bar->setTextVisible(false);
-            bar->setMaximumHeight(8);
-            progress_.push_back(std::make_unique<QtProgress>(bar));
-            gauges.push_back(bar);
-            slotRow_->addWidget(bar);
-        }
-    }
-    std::vector<SlotProgress*> list;
-    for (auto& p : progress_)
-        list.push_back(p.get());
-    return list;
 }
 
 } // namespace vantor

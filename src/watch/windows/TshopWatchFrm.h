@@ -6,7 +6,7 @@
 #include "db/TDM.h"
 #include "download/THttpAgent.h"
 #include "gather/windows/QtGatherObserver.h"
-#include "gather/windows/QtProgress.h"
+#include "gather/windows/SlotBars.h"
 #include "watch/ChangeReport.h"
 #include "watch/WatchList.h"
 #include "watch/WatchRound.h"
@@ -20,7 +20,6 @@ class QCheckBox;
 class QComboBox;
 class QDateEdit;
 class QFileDialog;
-class QHBoxLayout;
 class QLabel;
 class QLineEdit;
 class QProgressBar;
@@ -67,7 +66,6 @@ public:
     QSpinBox* everyHours;
     QWidget* roundPanel; // in sight while a round runs
     QProgressBar* totalGauge;
-    std::vector<QProgressBar*> gauges; // one per download slot of the round
     QLabel *shopLabel, *stageLabel;
     QLabel* roundState; // the outcome of the last round, or what the running one does
     QComboBox *shopFilter, *kindFilter;
@@ -89,7 +87,6 @@ signals:
     void roundEnded();
 
 private:
-    std::vector<SlotProgress*> slotGauges(int count);
     void addClick();
     void removeClick();
     void scheduleChanged();
@@ -113,8 +110,7 @@ private:
     std::vector<watch::WatchedShop> shops_; // row i of the list
     std::vector<watch::ChangeLine> lines_;  // row i of the report
     std::vector<watch::SalesSeries> sales_; // the chart's daily sales, read with the report
-    std::vector<std::unique_ptr<QtProgress>> progress_;
-    QHBoxLayout* slotRow_ = nullptr;
+    std::unique_ptr<SlotBars> slotBars_;    // thin, one per download slot of the round
     std::unique_ptr<QtGatherObserver> observer_;
     std::unique_ptr<watch::WatchRound> round_;
 };
