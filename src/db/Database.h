@@ -12,11 +12,12 @@
 #include <variant>
 #include <vector>
 
-struct sqlite3;
-struct sqlite3_stmt;
-struct pg_conn;
-
 namespace vantor::db {
+
+namespace engine {
+class Connection;
+class Cursor;
+} // namespace engine
 
 // A database failure: what() is the sentence the user reads, detail() the engine's own text.
 class DbError : public std::runtime_error {
@@ -54,6 +55,19 @@ using Value = std::variant<std::monostate, std::int64_t, double, std::string>;
 
 std::string valueToText(const Value& value);
 
+// What a column holds in the current row.
+enum class ColumnType { Null, Integer, Real, Text };
+
+// Rows handed over in bulk: a source fills the row and answers false when there is none left.
+using RowSource = std::function<bool(std::vector<Value>& row)>;
+
+// A lock that one program of all those sharing a store holds at a time; released when destroyed, which
+// must happen before its connection closes.
+class StoreLock {
+public:
+    virtual ~StoreLock() = default;
+};
+
 class Statement;
 
 // One connection to the store: the data file, or a PostgreSQL server. Every SQLite connection gets the
@@ -68,14 +82,13 @@ public:
     Database(const std::filesystem::path& file, Mode mode);
     // A connection to a PostgreSQL server, the URL as libpq takes it ("postgresql://user@host:port/db").
     static Database connect(const std::string& url);
-    bool isPostgres() const { return pg_ != nullptr; }
     ~Database();
     Database(Database&& other) noexcept;
     Database& operator=(Database&& other) noexcept;
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
-    bool isOpen() const { return db_ != nullptr || pg_ != nullptr; }
+    bool isOpen() const { return engine_ != nullptr; }
     void close();
 
     void exec(std::string_view sql);
@@ -86,28 +99,34 @@ public:
     void rollback();
     bool inTransaction() const;
 
-    int changes() const;
+    int changes();
     // How this connection waits when another program writes; without it, kLockWaitLimit and silence.
     void setLockWait(LockWait wait);
 
-    // The SQLite connection; none on a PostgreSQL store.
-    sqlite3* handle() const { return db_; }
+    // Creates what is missing of the schema; existing tables, indexes and views are left as they are.
+    void ensureSchema();
+    // Rows into a table as fast as the store takes them (the server's COPY), inside the current
+    // transaction; `columns` name the values of each row in order.
+    void bulkInsert(std::string_view table, const std::vector<std::string>& columns, const RowSource& rows);
+    // A statement without parameters whose rows come in batches: a table of any size is never held
+    // whole. On a server it reads in a transaction of its own unless one is open.
+    Statement stream(std::string_view select);
+    // After rows were inserted with their ids: the ids given to new rows go on after the largest.
+    void idsGivenUpTo(std::string_view table);
+    // The lock of that name, or none when another program holds it.
+    std::unique_ptr<StoreLock> tryLock(std::string_view name);
 
 private:
-    struct Waiting;
-    sqlite3* db_ = nullptr;
-    pg_conn* pg_ = nullptr;
-    int pgChanges_ = 0;
-    std::unique_ptr<Waiting> waiting_; // where SQLite's busy handler keeps its state
-    friend class Statement;
+    explicit Database(std::unique_ptr<engine::Connection> engine);
+    engine::Connection& engine() const;
+    std::unique_ptr<engine::Connection> engine_;
 };
 
 // A prepared statement with parameters bound by name (":name").
 class Statement {
 public:
-    Statement(sqlite3* db, std::string_view sql);
-    // A statement of a PostgreSQL store; the database must outlive it.
-    Statement(Database& pgDatabase, std::string_view sql);
+    // The database must outlive it.
+    explicit Statement(std::unique_ptr<engine::Cursor> cursor);
     ~Statement();
     Statement(Statement&& other) noexcept;
     Statement& operator=(Statement&& other) noexcept;
@@ -140,6 +159,7 @@ public:
     std::optional<int> columnIndex(std::string_view name) const; // case-insensitive
     Value value(int column) const;
     Value value(std::string_view name) const;
+    ColumnType type(int column) const;
     bool isNull(int column) const;
     std::int64_t integer(int column) const;
     double real(int column) const;
@@ -148,11 +168,8 @@ public:
     std::string_view textView(int column) const;
 
 private:
-    struct Pg;
     int parameterIndex(std::string_view name) const;
-    sqlite3* db_ = nullptr;
-    sqlite3_stmt* stmt_ = nullptr;
-    std::unique_ptr<Pg> pg_;
+    std::unique_ptr<engine::Cursor> cursor_;
 };
 
 } // namespace vantor::db

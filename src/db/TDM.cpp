@@ -14,20 +14,7 @@ std::string_view schemaSql() {
 }
 
 void ensureSchema(Database& db) {
-    // Immediate on the file: programs that open a new file at once take turns instead of failing.
-    db.exec(db.isPostgres() ? "BEGIN" : "BEGIN IMMEDIATE");
-    try {
-        // Programs that open a new server store at the same time create it once, one after the other.
-        if (db.isPostgres()) db.exec("SELECT pg_advisory_xact_lock(7324881)");
-        if (db.isPostgres())
-            db.exec(postgresSchemaSql());
-        else
-            db.exec(schemaSql());
-        db.exec("COMMIT");
-    } catch (...) {
-        db.rollback();
-        throw;
-    }
+    db.ensureSchema();
 }
 
 TDM::TDM(Store store) : store_(std::move(store)) {}

@@ -14,8 +14,6 @@
 #include <thread>
 #include <vector>
 
-struct sqlite3_stmt;
-
 namespace vantor::views {
 
 // A named parameter of a statement; the name is given without its ':' and matched in any letter case.
@@ -56,20 +54,13 @@ public:
     bool done() const { return done_.load(std::memory_order_acquire); }
 
 private:
-    void bind(const Parameters& parameters);
     // Reads up to `blocks` blocks, or to the end; false at the end.
     bool readBlocks(std::size_t blocks);
     void release();
 
-    // Reads a row of a server store's statement into the current block.
-    bool readServerRow();
-
     db::Database db_;
-    sqlite3_stmt* stmt_ = nullptr;
-    // On a PostgreSQL store: the statement, whose rows the server sent at once, and whether a row read
-    // to learn the field names is still to be taken.
-    std::optional<db::Statement> server_;
-    bool serverRowWaiting_ = false;
+    std::optional<db::Statement> statement_;
+    bool rowWaiting_ = false; // the statement stands on a row not yet in a block
     std::vector<std::string> names_;
     std::mutex mutex_;
     std::deque<std::unique_ptr<RowBlock>> ready_;

@@ -4,42 +4,24 @@
 #include "gather/RatingGathering.h"
 #include "parse/ShopPageParser.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include <cstdlib>
+#include <memory>
 #include <set>
 
 namespace vantor::watch {
 
 namespace {
 
-// One round at a time: a lock beside the data file, or a server's advisory lock, held for the round.
+// One round at a time, whichever program of those sharing the store starts it; held for the round.
 class RoundLock {
 public:
-    explicit RoundLock(const db::Store& store) {
-        if (store.isPostgres()) {
-            server_ = db::TDM(store).openConnection();
-            auto st = server_.prepare("select pg_try_advisory_lock(7324883)");
-            held_ = st.step() && st.integer(0) != 0;
-            return;
-        }
-        const std::string path = store.file.string() + "-watch.lock";
-        fd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-        held_ = fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) == 0;
-    }
-    ~RoundLock() {
-        if (fd_ >= 0) ::close(fd_); // closing releases the lock
-    }
-    RoundLock(const RoundLock&) = delete;
-    RoundLock& operator=(const RoundLock&) = delete;
-    bool held() const { return held_; }
+    explicit RoundLock(const db::Store& store)
+        : connection_(db::TDM(store).openConnection()), lock_(connection_.tryLock("watch")) {}
+    bool held() const { return lock_ != nullptr; }
 
 private:
-    int fd_ = -1;
-    db::Database server_; // the advisory lock lives as long as its session
-    bool held_ = false;
+    db::Database connection_; // declared first: the lock goes before its connection
+    std::unique_ptr<db::StoreLock> lock_;
 };
 
 std::optional<ShopSeen> previousRound(std::int64_t watchId, std::int64_t round, db::Database& db) {

@@ -47,10 +47,12 @@ inline std::string column(db::Statement& row, const char* name) {
 }
 
 inline bool hasTables(db::Database& db) {
-    auto found = db.prepare(
-        db.isPostgres() ? "select count(*) from information_schema.tables where table_name='dianbase'"
-                        : "select count(*) from sqlite_master where type='table' and name='dianbase'");
-    return found.step() && found.integer(0) > 0;
+    try {
+        db.prepare("select count(*) from dianbase").step();
+        return true;
+    } catch (const db::DbError&) {
+        return false; // a store the program never opened
+    }
 }
 
 } // namespace detail
