@@ -53,13 +53,13 @@ void decodeEntityPasses(std::string& text) {
     // Every entity starts with '&': a page without one is left as it is.
     if (text.find('&') == std::string::npos) return;
     for (size_t i = 0; i < std::size(kEntityPasses); ++i)
-        text = compiled(kEntityPasses[i].pattern)->replaceAll(text, replacements[i]);
+        compiled(kEntityPasses[i].pattern)->replaceAllIn(text, replacements[i]);
 }
 
 std::string cleanPage(std::string_view page, std::initializer_list<Expression> erased, bool decodeEntities) {
     std::string text = lowerAscii(page);
     for (Expression which : erased)
-        text = compiled(which)->replaceAll(text, "");
+        compiled(which)->replaceAllIn(text, "");
     if (decodeEntities) decodeEntityPasses(text);
     return text;
 }
