@@ -8,6 +8,8 @@
 #include "base/TextNumbers.h"
 
 #include <charconv>
+#include <cstdint>
+#include <cstring>
 
 namespace vantor::detail {
 namespace {
@@ -31,6 +33,51 @@ std::string_view trimBlanks(std::string_view text) {
     while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
         text.remove_suffix(1);
     return text;
+}
+
+// PCRE2's \s without UTF or UCP: space, \t, \n, \v, \f and \r. No byte of a double-byte character is one.
+bool isPatternSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// Where the next byte up to ' ' is, at or after `from`: every \s byte is one of them, and markup has
+// few of the rest. Eight bytes are looked at at once; the test only says whether such a byte is among
+// them, the byte loop finds which.
+size_t nextLowByte(std::string_view text, size_t from) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    size_t at = from;
+    for (; at + 8 <= text.size(); at += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, text.data() + at, 8);
+        if ((word - 0x21 * kOnes) & ~word & kHighBits) break;
+    }
+    while (at < text.size() && static_cast<unsigned char>(text[at]) > ' ')
+        ++at;
+    return at;
+}
+
+// What deleting every match of WhitespaceRun (\s{2,}) leaves. A page has a run at nearly every line
+// break, and a match call per run cost more than the rest of the clean-up together.
+void eraseWhitespaceRuns(std::string& text) {
+    const size_t size = text.size();
+    size_t kept = 0;  // text[0, kept) is final
+    size_t moved = 0; // text[moved, at) is still to be moved down to kept
+    size_t at = 0;
+    while ((at = nextLowByte(text, at)) < size) {
+        if (!isPatternSpace(text[at]) || at + 1 == size || !isPatternSpace(text[at + 1])) {
+            ++at; // a single space or another control byte stays
+            continue;
+        }
+        size_t end = at + 2;
+        while (end < size && isPatternSpace(text[end]))
+            ++end;
+        std::memmove(text.data() + kept, text.data() + moved, at - moved);
+        kept += at - moved;
+        moved = at = end;
+    }
+    std::memmove(text.data() + kept, text.data() + moved, size - moved);
+    text.resize(kept + size - moved);
 }
 
 } // namespace
@@ -58,8 +105,12 @@ void decodeEntityPasses(std::string& text) {
 
 std::string cleanPage(std::string_view page, std::initializer_list<Expression> erased, bool decodeEntities) {
     std::string text = lowerAscii(page);
-    for (Expression which : erased)
-        compiled(which)->replaceAllIn(text, "");
+    for (Expression which : erased) {
+        if (which == Expression::WhitespaceRun)
+            eraseWhitespaceRuns(text);
+        else
+            compiled(which)->replaceAllIn(text, "");
+    }
     if (decodeEntities) decodeEntityPasses(text);
     return text;
 }

@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <random>
+
 using namespace vantor;
 using fixtures::gbk;
 
@@ -156,6 +159,42 @@ TEST(CleanPage, WhitespaceRunsAndSelfClosedBreaksGoBeforeEntitiesAreDecoded) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(THTMLTools::cleanPage(c.in), c.out) << c.in;
+}
+
+// The clean-up deletes whitespace runs without the expression; here the expression is the reference.
+// Text without '&', so that no entity pass touches it.
+namespace {
+std::string cleanedByExpressions(const std::string& page) {
+    return THTMLTools::replaceAll("\\s{2,}", THTMLTools::replaceAll("<br\\s*/>", page, true, ""), false, "");
+}
+} // namespace
+
+TEST(CleanPage, DeletesWhitespaceRunsExactlyAsTheExpressionDoes) {
+    // Every pair of bytes, alone, doubled and next to a blank; a run at the start and at the end.
+    for (int a = 0; a < 256; ++a) {
+        for (int b = 0; b < 256; ++b) {
+            if (a == '&' || b == '&') continue;
+            const char x = char(a), y = char(b);
+            const std::string page = std::string{x, y, 'q', y, x, x, ' ', y, '\t', x, y, y, 'Z', x};
+            ASSERT_EQ(THTMLTools::cleanPage(page), cleanedByExpressions(page)) << a << ' ' << b;
+        }
+    }
+    // Longer texts of mostly blanks, with double-byte characters, breaks and markup in between.
+    const std::string pieces[] = {" ",    "  ", "\t",     "\n",      "\r\n", "\v",      "\f",   "\x01",
+                                  "\x1f", "x",  "<BR />", "<br\t/>", "<br>", gbk("關"), "\x81", "\xA1\x20"};
+    std::mt19937 random(7);
+    for (int round = 0; round < 20000; ++round) {
+        std::string page;
+        const size_t length = random() % 40;
+        for (size_t i = 0; i < length; ++i)
+            page += pieces[random() % std::size(pieces)];
+        ASSERT_EQ(THTMLTools::cleanPage(page), cleanedByExpressions(page)) << page;
+    }
+    // A page-sized text, so that the eight-byte steps run long.
+    std::string page;
+    for (int i = 0; i < 4000; ++i)
+        page += pieces[random() % std::size(pieces)] + "abcdefgh"[i % 8];
+    EXPECT_EQ(THTMLTools::cleanPage(page), cleanedByExpressions(page));
 }
 
 TEST(ReplaceAll, TheLowerCaseFlagLowersSubjectAndPattern) {
