@@ -7,6 +7,7 @@
 #include "base/GbkText.h"
 #include "base/TextNumbers.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -149,8 +150,15 @@ double numberField(std::string_view text) {
 
 namespace {
 
+// ASCII text is the same in GBK and UTF-8. Most fields are addresses, numbers or empty, and are left as
+// they are instead of being copied through the converter.
+void decodeField(std::string& field) {
+    if (std::any_of(field.begin(), field.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; }))
+        field = gbkToUtf8(field);
+}
+
 template <class Record, class... Fields> void decodeFields(Record& record, Fields Record::*... fields) {
-    ((record.*fields = gbkToUtf8(record.*fields)), ...);
+    (decodeField(record.*fields), ...);
 }
 
 } // namespace
