@@ -9,6 +9,7 @@
 
 #include <iterator>
 #include <random>
+#include <utility>
 
 using namespace vantor;
 using fixtures::gbk;
@@ -140,6 +141,32 @@ TEST(DecodeEntities, TableEntriesPassOrderAndTheLastNonWordPass) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(THTMLTools::decodeEntities(c.in), c.out) << c.in;
+}
+
+TEST(DecodeEntities, GivesWhatTheTwelveSubstitutionsGiveInOrder) {
+    // The passes as expressions, the way THTMLTools documents them.
+    const std::pair<std::string, std::string> passes[] = {
+        {"&lt;", "<"},          {"&gt;", ">"},           {"&amp;", "&"},           {"&quot;", "\""},
+        {"&reg;", gbk("注册")}, {"&copy;", gbk("版权")}, {"&trade;", gbk("商标")}, {"&ensp;", " "},
+        {"&emsp;", " "},        {"&eacute;", gbk("é")},  {"&nbsp;", " "},          {"&\\W+;", "\\*"},
+    };
+    const auto bySubstitution = [&](const std::string& text) {
+        std::string out = lowerAscii(text);
+        for (const auto& [pattern, replacement] : passes)
+            out = THTMLTools::replaceAll(pattern, out, false, replacement);
+        return out;
+    };
+    const std::string pieces[] = {"&",    ";",   "amp",   "AMP",  "lt",     "gt",      "quot", "nbsp",
+                                  "copy", "reg", "trade", "ensp", "emsp",   "eacute",  "#",    "x",
+                                  " ",    "<",   "&amp;", "&lt;", "&nbsp;", gbk("關"), "\x81", "\xA1&"};
+    std::mt19937 random(11);
+    for (int round = 0; round < 20000; ++round) {
+        std::string text;
+        const size_t length = random() % 16;
+        for (size_t i = 0; i < length; ++i)
+            text += pieces[random() % std::size(pieces)];
+        ASSERT_EQ(THTMLTools::decodeEntities(text), bySubstitution(text)) << text;
+    }
 }
 
 TEST(CleanPage, WhitespaceRunsAndSelfClosedBreaksGoBeforeEntitiesAreDecoded) {
