@@ -8,6 +8,7 @@
 #include "base/TextNumbers.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -61,21 +62,42 @@ bool isPatternSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// Where the next byte up to ' ' is, at or after `from`: every \s byte is one of them, and markup has
-// few of the rest. Eight bytes are looked at at once; the test only says whether such a byte is among
-// them, the byte loop finds which.
-size_t nextLowByte(std::string_view text, size_t from) {
+// The bytes of a word below '!', each marked by its high bit; every \s byte is one of them. Exact per
+// byte: each byte is cut to seven bits before the addition, so no carry reaches its neighbour.
+std::uint64_t lowBytes(std::uint64_t word) {
     constexpr std::uint64_t kOnes = 0x0101010101010101;
     constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    const std::uint64_t atLeastBang = (word & ~kHighBits) + (0x80 - '!') * kOnes;
+    return ~(atLeastBang | word) & kHighBits;
+}
+
+// Eight bytes of text with byte k in bits 8k to 8k + 7, whatever the machine's byte order.
+std::uint64_t loadWord(const char* bytes) {
+    std::uint64_t word;
+    std::memcpy(&word, bytes, 8);
+    if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+    return word;
+}
+
+// Where the next two blanks in a row begin, at or after `from`; the end of the text when there are
+// none. Single blanks, which markup is full of, are passed over eight bytes at a time: only two low
+// bytes side by side stop the scan. Words overlap by a byte so that no pair is split between two.
+size_t nextRun(std::string_view text, size_t from) {
     size_t at = from;
-    for (; at + 8 <= text.size(); at += 8) {
-        std::uint64_t word;
-        std::memcpy(&word, text.data() + at, 8);
-        if ((word - 0x21 * kOnes) & ~word & kHighBits) break;
+    while (at + 8 <= text.size()) {
+        const std::uint64_t low = lowBytes(loadWord(text.data() + at));
+        const std::uint64_t pairs = low & (low >> 8);
+        if (pairs == 0) {
+            at += 7;
+            continue;
+        }
+        const size_t first = at + size_t(std::countr_zero(pairs)) / 8;
+        if (isPatternSpace(text[first]) && isPatternSpace(text[first + 1])) return first;
+        at = first + 1; // two control bytes that are not both blanks
     }
-    while (at < text.size() && static_cast<unsigned char>(text[at]) > ' ')
-        ++at;
-    return at;
+    for (; at + 1 < text.size(); ++at)
+        if (isPatternSpace(text[at]) && isPatternSpace(text[at + 1])) return at;
+    return text.size();
 }
 
 // What deleting every match of WhitespaceRun (\s{2,}) leaves. A page has a run at nearly every line
@@ -83,19 +105,14 @@ size_t nextLowByte(std::string_view text, size_t from) {
 void eraseWhitespaceRuns(std::string& text) {
     const size_t size = text.size();
     size_t kept = 0;  // text[0, kept) is final
-    size_t moved = 0; // text[moved, at) is still to be moved down to kept
-    size_t at = 0;
-    while ((at = nextLowByte(text, at)) < size) {
-        if (!isPatternSpace(text[at]) || at + 1 == size || !isPatternSpace(text[at + 1])) {
-            ++at; // a single space or another control byte stays
-            continue;
-        }
-        size_t end = at + 2;
+    size_t moved = 0; // text[moved, run) is still to be moved down to kept
+    for (size_t run = nextRun(text, 0); run < size; run = nextRun(text, moved)) {
+        size_t end = run + 2;
         while (end < size && isPatternSpace(text[end]))
             ++end;
-        std::memmove(text.data() + kept, text.data() + moved, at - moved);
-        kept += at - moved;
-        moved = at = end;
+        std::memmove(text.data() + kept, text.data() + moved, run - moved);
+        kept += run - moved;
+        moved = end;
     }
     std::memmove(text.data() + kept, text.data() + moved, size - moved);
     text.resize(kept + size - moved);
