@@ -101,7 +101,7 @@ size_t nextRun(std::string_view text, size_t from) {
 }
 
 // What deleting every match of WhitespaceRun (\s{2,}) leaves. A page has a run at nearly every line
-// break, and a match call per run cost more than the rest of the clean-up together.
+// break, and a match call per run costs more than the rest of the clean-up together.
 void eraseWhitespaceRuns(std::string& text) {
     const size_t size = text.size();
     size_t kept = 0;  // text[0, kept) is final
@@ -147,6 +147,7 @@ void decodeEntityPasses(std::string& text) {
 std::string cleanPage(std::string_view page, std::initializer_list<Expression> erased, bool decodeEntities) {
     std::string text = lowerAscii(page);
     for (Expression which : erased) {
+        // The scan deletes the bytes the expression matches, without a match call per run.
         if (which == Expression::WhitespaceRun)
             eraseWhitespaceRuns(text);
         else
