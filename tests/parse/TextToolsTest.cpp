@@ -197,12 +197,12 @@ std::string cleanedByExpressions(const std::string& page) {
 } // namespace
 
 TEST(CleanPage, DeletesWhitespaceRunsExactlyAsTheExpressionDoes) {
-    // Every pair of bytes, alone, doubled and next to a blank; a run at the start and at the end.
+    // Every pair of bytes at the start, doubled and between blanks in the middle, and at the end.
     for (int a = 0; a < 256; ++a) {
         for (int b = 0; b < 256; ++b) {
             if (a == '&' || b == '&') continue;
             const char x = char(a), y = char(b);
-            const std::string page = std::string{x, y, 'q', y, x, x, ' ', y, '\t', x, y, y, 'Z', x};
+            const std::string page = std::string{x, y, 'q', y, x, x, ' ', y, '\t', x, y, y, 'Z', x, y};
             ASSERT_EQ(THTMLTools::cleanPage(page), cleanedByExpressions(page)) << a << ' ' << b;
         }
     }
