@@ -231,9 +231,19 @@ std::size_t Regex::nextCandidate(std::string_view subject, std::size_t from) con
 }
 
 std::string Regex::replaceAll(std::string_view subject, std::string_view replacement) const {
+    std::optional<std::string> out = substitute(subject, replacement);
+    return out ? std::move(*out) : std::string(subject);
+}
+
+void Regex::replaceAllIn(std::string& text, std::string_view replacement) const {
+    if (std::optional<std::string> out = substitute(text, replacement)) text = std::move(*out);
+}
+
+// Nothing when the expression does not match, so that a caller need not copy text that stays as it is.
+std::optional<std::string> Regex::substitute(std::string_view subject, std::string_view replacement) const {
     MatchData data = matchDataFor(code_);
     int rc = runMatch(code_, jit_, subject, 0, data.get());
-    if (rc == PCRE2_ERROR_NOMATCH) return std::string(subject);
+    if (rc == PCRE2_ERROR_NOMATCH) return std::nullopt;
     if (rc < 0) throwMatchError(rc);
 
     // The first match is reused; should the output outgrow the guess, the substitution runs again from

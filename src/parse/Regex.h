@@ -54,10 +54,13 @@ public:
 
     // Every match replaced, through PCRE2's substitution (only '$' is special in the replacement).
     std::string replaceAll(std::string_view subject, std::string_view replacement) const;
+    // The same on text held by the caller; text without a match is neither copied nor touched.
+    void replaceAllIn(std::string& text, std::string_view replacement) const;
 
 private:
     const pcre2_real_code_8* anchored() const;
     std::size_t nextCandidate(std::string_view subject, std::size_t from) const;
+    std::optional<std::string> substitute(std::string_view subject, std::string_view replacement) const;
 
     std::string pattern_;
     pcre2_real_code_8* code_ = nullptr;

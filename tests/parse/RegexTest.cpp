@@ -112,6 +112,23 @@ TEST(Regex, ReplaceAllUsesPcreSubstitutionAndRaisesPastTheLimit) {
     EXPECT_THROW(Regex("<td>([^<]+)*</td>").replaceAll(nearMissCell(), ""), TParseException);
 }
 
+TEST(Regex, ReplaceAllInChangesTheCallersTextLikeReplaceAll) {
+    const Regex regex("a(b)");
+    std::string text = "xabyab";
+    regex.replaceAllIn(text, "[$1]");
+    EXPECT_EQ(text, regex.replaceAll("xabyab", "[$1]"));
+    EXPECT_EQ(text, "x[b]y[b]");
+    // Without a match the text keeps its bytes and its buffer.
+    std::string unmatched = "no match here";
+    const char* const buffer = unmatched.data();
+    regex.replaceAllIn(unmatched, "[$1]");
+    EXPECT_EQ(unmatched, "no match here");
+    EXPECT_EQ(unmatched.data(), buffer);
+    std::string nearMiss = nearMissCell();
+    EXPECT_THROW(Regex("<td>([^<]+)*</td>").replaceAllIn(nearMiss, ""), TParseException);
+    EXPECT_EQ(nearMiss, nearMissCell());
+}
+
 TEST(ExpressionCache, CompilesEachPatternOnceUnlessCachingIsOff) {
     const auto first = ExpressionCache::get("<p>([^<]*)</p>");
     EXPECT_EQ(ExpressionCache::get("<p>([^<]*)</p>"), first);

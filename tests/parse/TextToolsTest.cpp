@@ -7,6 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <random>
+#include <utility>
+
 using namespace vantor;
 using fixtures::gbk;
 
@@ -139,6 +143,32 @@ TEST(DecodeEntities, TableEntriesPassOrderAndTheLastNonWordPass) {
         EXPECT_EQ(THTMLTools::decodeEntities(c.in), c.out) << c.in;
 }
 
+TEST(DecodeEntities, GivesWhatTheTwelveSubstitutionsGiveInOrder) {
+    // The passes as expressions, the way THTMLTools documents them.
+    const std::pair<std::string, std::string> passes[] = {
+        {"&lt;", "<"},          {"&gt;", ">"},           {"&amp;", "&"},           {"&quot;", "\""},
+        {"&reg;", gbk("注册")}, {"&copy;", gbk("版权")}, {"&trade;", gbk("商标")}, {"&ensp;", " "},
+        {"&emsp;", " "},        {"&eacute;", gbk("é")},  {"&nbsp;", " "},          {"&\\W+;", "\\*"},
+    };
+    const auto bySubstitution = [&](const std::string& text) {
+        std::string out = lowerAscii(text);
+        for (const auto& [pattern, replacement] : passes)
+            out = THTMLTools::replaceAll(pattern, out, false, replacement);
+        return out;
+    };
+    const std::string pieces[] = {"&",    ";",   "amp",   "AMP",  "lt",     "gt",      "quot", "nbsp",
+                                  "copy", "reg", "trade", "ensp", "emsp",   "eacute",  "#",    "x",
+                                  " ",    "<",   "&amp;", "&lt;", "&nbsp;", gbk("關"), "\x81", "\xA1&"};
+    std::mt19937 random(11);
+    for (int round = 0; round < 20000; ++round) {
+        std::string text;
+        const size_t length = random() % 16;
+        for (size_t i = 0; i < length; ++i)
+            text += pieces[random() % std::size(pieces)];
+        ASSERT_EQ(THTMLTools::decodeEntities(text), bySubstitution(text)) << text;
+    }
+}
+
 TEST(CleanPage, WhitespaceRunsAndSelfClosedBreaksGoBeforeEntitiesAreDecoded) {
     const struct {
         std::string in, out;
@@ -156,6 +186,42 @@ TEST(CleanPage, WhitespaceRunsAndSelfClosedBreaksGoBeforeEntitiesAreDecoded) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(THTMLTools::cleanPage(c.in), c.out) << c.in;
+}
+
+// The clean-up deletes whitespace runs without the expression; here the expression is the reference.
+// Text without '&', so that no entity pass touches it.
+namespace {
+std::string cleanedByExpressions(const std::string& page) {
+    return THTMLTools::replaceAll("\\s{2,}", THTMLTools::replaceAll("<br\\s*/>", page, true, ""), false, "");
+}
+} // namespace
+
+TEST(CleanPage, DeletesWhitespaceRunsExactlyAsTheExpressionDoes) {
+    // Every pair of bytes at the start, doubled and between blanks in the middle, and at the end.
+    for (int a = 0; a < 256; ++a) {
+        for (int b = 0; b < 256; ++b) {
+            if (a == '&' || b == '&') continue;
+            const char x = char(a), y = char(b);
+            const std::string page = std::string{x, y, 'q', y, x, x, ' ', y, '\t', x, y, y, 'Z', x, y};
+            ASSERT_EQ(THTMLTools::cleanPage(page), cleanedByExpressions(page)) << a << ' ' << b;
+        }
+    }
+    // Longer texts of mostly blanks, with double-byte characters, breaks and markup in between.
+    const std::string pieces[] = {" ",    "  ", "\t",     "\n",      "\r\n", "\v",      "\f",   "\x01",
+                                  "\x1f", "x",  "<BR />", "<br\t/>", "<br>", gbk("關"), "\x81", "\xA1\x20"};
+    std::mt19937 random(7);
+    for (int round = 0; round < 20000; ++round) {
+        std::string page;
+        const size_t length = random() % 40;
+        for (size_t i = 0; i < length; ++i)
+            page += pieces[random() % std::size(pieces)];
+        ASSERT_EQ(THTMLTools::cleanPage(page), cleanedByExpressions(page)) << page;
+    }
+    // A page-sized text, so that the eight-byte steps run long.
+    std::string page;
+    for (int i = 0; i < 4000; ++i)
+        page += pieces[random() % std::size(pieces)] + "abcdefgh"[i % 8];
+    EXPECT_EQ(THTMLTools::cleanPage(page), cleanedByExpressions(page));
 }
 
 TEST(ReplaceAll, TheLowerCaseFlagLowersSubjectAndPattern) {
