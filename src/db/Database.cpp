@@ -74,13 +74,21 @@ void Database::setLockWait(LockWait wait) {
     if (engine_) engine_->setLockWait(std::move(wait));
 }
 
+bool Database::remote() const {
+    return engine().remote();
+}
+
 void Database::ensureSchema() {
     engine().ensureSchema();
 }
 
 void Database::bulkInsert(std::string_view table, const std::vector<std::string>& columns,
-                          const RowSource& rows) {
-    engine().bulkInsert(table, columns, rows);
+                          const RowSource& rows, Conflicts conflicts) {
+    engine().bulkInsert(table, columns, rows, conflicts);
+}
+
+void Database::refreshStatistics() {
+    engine().refreshStatistics();
 }
 
 Statement Database::stream(std::string_view select) {

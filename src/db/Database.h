@@ -60,6 +60,8 @@ enum class ColumnType { Null, Integer, Real, Text };
 
 // Rows handed over in bulk: a source fills the row and answers false when there is none left.
 using RowSource = std::function<bool(std::vector<Value>& row)>;
+// What a bulk insert does with a row whose key another row already holds: fail, or pass it over.
+enum class Conflicts { Fail, Skip };
 
 // A lock that one program of all those sharing a store holds at a time; released when destroyed, which
 // must happen before its connection closes.
@@ -103,11 +105,19 @@ public:
     // How this connection waits when another program writes; without it, kLockWaitLimit and silence.
     void setLockWait(LockWait wait);
 
+    // Every row read crosses a network: a statement that groups where the data is beats reading the rows.
+    // What a reader may know of the store; which engine it is, it does not need to.
+    bool remote() const;
+
     // Creates what is missing of the schema; existing tables, indexes and views are left as they are.
     void ensureSchema();
     // Rows into a table as fast as the store takes them (the server's COPY), inside the current
     // transaction; `columns` name the values of each row in order.
-    void bulkInsert(std::string_view table, const std::vector<std::string>& columns, const RowSource& rows);
+    void bulkInsert(std::string_view table, const std::vector<std::string>& columns, const RowSource& rows,
+                    Conflicts conflicts = Conflicts::Fail);
+    // After a load: the planner's statistics anew, and on a server the tables' visibility map, so that
+    // the indexes answer without visiting the rows. Outside a transaction.
+    void refreshStatistics();
     // A statement without parameters whose rows come in batches: a table of any size is never held
     // whole. On a server it reads in a transaction of its own unless one is open.
     Statement stream(std::string_view select);

@@ -47,13 +47,15 @@ public:
     virtual bool inTransaction() const = 0;
     virtual int changes() = 0;
     virtual void setLockWait(LockWait wait) = 0;
+    virtual bool remote() const = 0;
 
     // Creates what is missing of the schema, once even when several programs open a new store at once.
     virtual void ensureSchema() = 0;
     // Rows of a table given with their ids: new rows go on after the last.
     virtual void idsGivenUpTo(std::string_view table) = 0;
     virtual void bulkInsert(std::string_view table, const std::vector<std::string>& columns,
-                            const RowSource& rows) = 0;
+                            const RowSource& rows, Conflicts conflicts) = 0;
+    virtual void refreshStatistics() = 0;
     virtual std::unique_ptr<Cursor> stream(std::string_view select) = 0;
     virtual std::unique_ptr<StoreLock> tryLock(std::string_view name) = 0;
 };

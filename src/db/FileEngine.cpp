@@ -192,6 +192,8 @@ public:
         sqlite3_busy_handler(db_, &Waiting::retry, &waiting_);
     }
 
+    bool remote() const override { return false; }
+
     void ensureSchema() override {
         // Immediate: programs that open a new file at once take turns instead of failing.
         begin();
@@ -206,15 +208,16 @@ public:
 
     void idsGivenUpTo(std::string_view) override {} // a row id goes on after the largest by itself
 
-    void bulkInsert(std::string_view table, const std::vector<std::string>& columns,
-                    const RowSource& rows) override {
+    void bulkInsert(std::string_view table, const std::vector<std::string>& columns, const RowSource& rows,
+                    Conflicts conflicts) override {
         std::string sql = "insert into " + std::string(table) + " (";
         std::string values;
         for (size_t c = 0; c < columns.size(); ++c) {
             sql += (c ? "," : "") + columns[c];
             values += c ? ",?" : "?";
         }
-        FileCursor insert(db_, sql + ") values (" + values + ")");
+        FileCursor insert(db_, sql + ") values (" + values + ")" +
+                                   (conflicts == Conflicts::Skip ? " on conflict do nothing" : ""));
         std::vector<Value> row;
         while (rows(row)) {
             for (size_t c = 0; c < row.size(); ++c)
@@ -222,6 +225,8 @@ public:
             insert.execute();
         }
     }
+
+    void refreshStatistics() override { exec("ANALYZE"); }
 
     // SQLite steps through a statement's rows without holding them.
     std::unique_ptr<Cursor> stream(std::string_view select) override { return prepare(select); }

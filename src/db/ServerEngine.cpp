@@ -252,6 +252,7 @@ public:
         return changes_;
     }
     void setLockWait(LockWait) override {} // the server makes a writer wait by itself
+    bool remote() const override { return true; }
 
     void ensureSchema() override {
         begin();
@@ -272,12 +273,28 @@ public:
              "))");
     }
 
-    void bulkInsert(std::string_view table, const std::vector<std::string>& columns,
-                    const RowSource& rows) override {
-        std::string sql = "COPY " + std::string(table) + " (";
+    void bulkInsert(std::string_view table, const std::vector<std::string>& columns, const RowSource& rows,
+                    Conflicts conflicts) override {
+        std::string list;
         for (size_t c = 0; c < columns.size(); ++c)
-            sql += (c ? "," : "") + columns[c];
-        sql += ") FROM STDIN";
+            list += (c ? "," : "") + columns[c];
+        if (conflicts == Conflicts::Fail) return copyIn(std::string(table), list, rows);
+        // COPY cannot pass a row over: the rows go into a table of this session's first, and from there
+        // into the table with one statement that can.
+        const std::string loading = "vantor_load_" + std::string(table);
+        exec("CREATE TEMP TABLE IF NOT EXISTS " + loading + " AS SELECT " + list + " FROM " +
+             std::string(table) + " WITH NO DATA");
+        exec("DELETE FROM " + loading);
+        copyIn(loading, list, rows);
+        exec("INSERT INTO " + std::string(table) + " (" + list + ") SELECT " + list + " FROM " + loading +
+             " ON CONFLICT DO NOTHING");
+    }
+
+    // VACUUM sets the visibility map that index-only scans need; a fresh load has none.
+    void refreshStatistics() override { exec("VACUUM (ANALYZE)"); }
+
+    void copyIn(const std::string& table, const std::string& columns, const RowSource& rows) {
+        const std::string sql = "COPY " + table + " (" + columns + ") FROM STDIN";
         settle();
         Result started(PQexec(pg_, sql.c_str()), pg_, PGRES_COPY_IN);
         std::string buffer;

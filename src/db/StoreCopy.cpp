@@ -83,6 +83,7 @@ void copyStore(const Store& from, const Store& to,
         out.rollback();
         throw;
     }
+    out.refreshStatistics();
 }
 
 } // namespace vantor::db

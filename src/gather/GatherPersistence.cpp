@@ -8,9 +8,11 @@
 
 namespace vantor {
 
+using db::Conflicts;
 using db::Database;
 using db::DbError;
 using db::Statement;
+using db::Value;
 
 namespace {
 
@@ -211,25 +213,28 @@ void saveItem(TItemBaseInfo& item, const TDianBaseInfo& shop, Database& db) {
 
 namespace {
 
-constexpr const char* kInsertSale =
-    "insert into "
-    "saleInfo(itemId,trade_id,itemtitle,amount,buyername,buyerId,sj,buynum,getnum,status)  "
-    "values(:itemId,:trade_id,:itemtitle,:amount,:buyername,:buyerId,:sj,:buynum,:getnum,:status) "
-    // On a server store a sale another program saved meanwhile is there once already.
-    "on conflict do nothing";
+// A sale's columns and values as saleInfo keeps them. On a server store a sale another program saved
+// meanwhile is there once already: the saves pass over a sale whose trade the item has.
+const std::vector<std::string> kSaleColumns = {"itemId",  "trade_id", "itemtitle", "amount", "buyername",
+                                               "buyerId", "sj",       "buynum",    "getnum", "status"};
 
-void insertSale(Statement& insert, const std::string& itemId, const TAutionInfo& sale, const DateTime& sold) {
-    insert.bind("itemId", itemId)
-        .bind("trade_id", sale.tradeId)
-        .bind("itemtitle", firstCharacters(sale.itemTitle, 60))
-        .bind("amount", sale.amount)
-        .bind("buyername", sale.buyerName)
-        .bind("buyerId", sale.buyerId)
-        .bind("sj", sold.toString())
-        .bind("buynum", sale.buyNum)
-        .bind("getnum", sale.buyNum)
-        .bind("status", sale.status);
-    insert.execute();
+std::vector<Value> saleRow(const std::string& itemId, const TAutionInfo& sale, const DateTime& sold) {
+    return {itemId,          sale.tradeId,   firstCharacters(sale.itemTitle, 60),
+            sale.amount,     sale.buyerName, sale.buyerId,
+            sold.toString(), sale.buyNum,    sale.buyNum,
+            sale.status};
+}
+
+void insertSales(Database& db, std::vector<std::vector<Value>>& rows) {
+    size_t next = 0;
+    db.bulkInsert(
+        "saleInfo", kSaleColumns,
+        [&](std::vector<Value>& row) {
+            if (next == rows.size()) return false;
+            row = std::move(rows[next++]);
+            return true;
+        },
+        Conflicts::Skip);
 }
 
 } // namespace
@@ -238,7 +243,7 @@ int saveNewSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item
     int inserted = 0;
     orFail(kListSaveError, [&] {
         auto held = db.prepare("select count(*) from saleInfo where itemId=:itemId and trade_id=:trade_id");
-        auto insert = db.prepare(kInsertSale);
+        std::vector<std::vector<Value>> rows;
         for (const auto& [text, sale] : sales) {
             auto sold = DateTime::parse(sale.sj);
             if (!sold) throw TSaveException(kListSaveError);
@@ -246,9 +251,10 @@ int saveNewSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item
             const bool known = held.step() && held.integer(0) > 0;
             held.reset();
             if (known) continue;
-            insertSale(insert, item.itemId, sale, *sold);
+            rows.push_back(saleRow(item.itemId, sale, *sold));
             ++inserted;
         }
+        insertSales(db, rows);
     });
     return inserted;
 }
@@ -264,7 +270,7 @@ int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, P
         auto remove = db.prepare("delete from saleInfo where sj>=:sj and itemId=:itemId");
         remove.bind("sj", from).bind("itemId", itemId);
         remove.execute();
-        auto insert = db.prepare(kInsertSale);
+        std::vector<std::vector<Value>> rows;
         if (gauge) gauge->setMaximum(int(sales.size()));
         int position = 0;
         for (const auto& [text, sale] : sales) {
@@ -275,10 +281,11 @@ int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, P
                 if (gauge) gauge->setPosition(position);
                 break;
             }
-            insertSale(insert, itemId, sale, *sold);
+            rows.push_back(saleRow(itemId, sale, *sold));
             ++inserted;
             if (gauge) gauge->setPosition(position);
         }
+        insertSales(db, rows);
         if (gauge) gauge->setPosition(100);
     });
     return inserted;
