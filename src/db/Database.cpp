@@ -91,6 +91,15 @@ void Database::refreshStatistics() {
     engine().refreshStatistics();
 }
 
+std::vector<std::string> Database::dropIndexes(std::string_view table) {
+    std::vector<std::string> rebuild;
+    for (const auto& [name, sql] : engine().indexes(table)) {
+        exec("DROP INDEX " + name);
+        rebuild.push_back(sql);
+    }
+    return rebuild;
+}
+
 Statement Database::stream(std::string_view select) {
     return Statement(engine().stream(select));
 }

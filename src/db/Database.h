@@ -118,6 +118,9 @@ public:
     // After a load: the planner's statistics anew, and on a server the tables' visibility map, so that
     // the indexes answer without visiting the rows. Outside a transaction.
     void refreshStatistics();
+    // Drops the table's indexes (not its key) and gives the statements that build them again: a load
+    // into an empty table then builds each index once, sorted, instead of row by row.
+    std::vector<std::string> dropIndexes(std::string_view table);
     // A statement without parameters whose rows come in batches: a table of any size is never held
     // whole. On a server it reads in a transaction of its own unless one is open.
     Statement stream(std::string_view select);

@@ -56,6 +56,8 @@ public:
     virtual void bulkInsert(std::string_view table, const std::vector<std::string>& columns,
                             const RowSource& rows, Conflicts conflicts) = 0;
     virtual void refreshStatistics() = 0;
+    // The table's indexes other than its key, as the statements that create them.
+    virtual std::vector<std::pair<std::string, std::string>> indexes(std::string_view table) = 0;
     virtual std::unique_ptr<Cursor> stream(std::string_view select) = 0;
     virtual std::unique_ptr<StoreLock> tryLock(std::string_view name) = 0;
 };

@@ -218,15 +218,37 @@ public:
         }
         FileCursor insert(db_, sql + ") values (" + values + ")" +
                                    (conflicts == Conflicts::Skip ? " on conflict do nothing" : ""));
-        std::vector<Value> row;
-        while (rows(row)) {
-            for (size_t c = 0; c < row.size(); ++c)
-                insert.bindAt(int(c) + 1, row[c]);
-            insert.execute();
+        // A large load in one transaction outgrows the page cache: its pages would go out to the log and
+        // be read back for each index. A cache of 256 MB for the load, the usual one after it.
+        FileCursor cache(db_, "PRAGMA cache_size");
+        const std::int64_t usual = cache.step() ? cache.integer(0) : -2000;
+        exec("PRAGMA cache_size=-262144");
+        try {
+            std::vector<Value> row;
+            while (rows(row)) {
+                for (size_t c = 0; c < row.size(); ++c)
+                    insert.bindAt(int(c) + 1, row[c]);
+                insert.execute();
+            }
+        } catch (...) {
+            exec("PRAGMA cache_size=" + std::to_string(usual));
+            throw;
         }
+        exec("PRAGMA cache_size=" + std::to_string(usual));
     }
 
     void refreshStatistics() override { exec("ANALYZE"); }
+
+    std::vector<std::pair<std::string, std::string>> indexes(std::string_view table) override {
+        // An index SQLite made for a constraint has no statement of its own and stays.
+        FileCursor list(db_, "select name, sql from sqlite_master where type='index' and sql is not null "
+                             "and tbl_name=? collate nocase");
+        list.bindAt(1, std::string(table));
+        std::vector<std::pair<std::string, std::string>> found;
+        while (list.step())
+            found.emplace_back(list.textView(0), list.textView(1));
+        return found;
+    }
 
     // SQLite steps through a statement's rows without holding them.
     std::unique_ptr<Cursor> stream(std::string_view select) override { return prepare(select); }

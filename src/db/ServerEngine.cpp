@@ -293,6 +293,22 @@ public:
     // VACUUM sets the visibility map that index-only scans need; a fresh load has none.
     void refreshStatistics() override { exec("VACUUM (ANALYZE)"); }
 
+    std::vector<std::pair<std::string, std::string>> indexes(std::string_view table) override {
+        Parameters name;
+        name.values.push_back(std::string(table));
+        name.types.push_back(0);
+        // The key's index belongs to its constraint and stays.
+        Result list(
+            run("select indexname, indexdef from pg_indexes where tablename = lower($1) and indexname "
+                "not in (select conname from pg_constraint)",
+                name),
+            pg_);
+        std::vector<std::pair<std::string, std::string>> found;
+        for (int r = 0; r < PQntuples(list.result); ++r)
+            found.emplace_back(PQgetvalue(list.result, r, 0), PQgetvalue(list.result, r, 1));
+        return found;
+    }
+
     void copyIn(const std::string& table, const std::string& columns, const RowSource& rows) {
         const std::string sql = "COPY " + table + " (" + columns + ") FROM STDIN";
         settle();

@@ -63,6 +63,7 @@ void copyStore(const Store& from, const Store& to,
                 for (int c = 0; c < rows.columnCount(); ++c)
                     columns.push_back(rows.columnName(c));
                 bool more = true;
+                const std::vector<std::string> rebuild = out.dropIndexes(table.name);
                 out.bulkInsert(table.name, columns, [&](std::vector<Value>& row) {
                     if (!more) return false;
                     row.resize(columns.size());
@@ -72,6 +73,8 @@ void copyStore(const Store& from, const Store& to,
                     more = rows.step();
                     return true;
                 });
+                for (const std::string& index : rebuild)
+                    out.exec(index);
             }
             if (table.identity && copied > 0) out.idsGivenUpTo(table.name);
             if (rowCount(out, table.name) != total)
