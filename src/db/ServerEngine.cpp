@@ -6,6 +6,7 @@
 
 #include <libpq-fe.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cctype>
 #include <cstdio>
@@ -113,6 +114,53 @@ Value valueOf(const PGresult* r, int row, int column) {
     default:
         return std::string(PQgetvalue(r, row, column), size_t(PQgetlength(r, row, column)));
     }
+}
+
+// A table made by a subquery in FROM must have a name on this server; SQLite's statements may leave it
+// out. Each unnamed one is given one.
+std::string namedDerivedTables(std::string sql) {
+    auto lower = [](char c) { return char(std::tolower((unsigned char)c)); };
+    auto wordAt = [&](size_t at, std::string_view word) {
+        if (at + word.size() > sql.size()) return false;
+        for (size_t k = 0; k < word.size(); ++k)
+            if (lower(sql[at + k]) != word[k]) return false;
+        return at + word.size() == sql.size() || !std::isalnum((unsigned char)sql[at + word.size()]);
+    };
+    static constexpr std::string_view kFollowers[] = {"where", "group", "order", "limit",  "union", "join",
+                                                      "left",  "inner", "cross", "having", "offset"};
+    int named = 0;
+    for (size_t i = 0; i < sql.size(); ++i) {
+        if (sql[i] == '\'' || sql[i] == '"') {
+            const size_t end = sql.find(sql[i], i + 1);
+            if (end == std::string::npos) break;
+            i = end;
+            continue;
+        }
+        if (!wordAt(i, "from") || (i > 0 && (std::isalnum((unsigned char)sql[i - 1]) || sql[i - 1] == '_')))
+            continue;
+        size_t open = i + 4;
+        while (open < sql.size() && std::isspace((unsigned char)sql[open]))
+            ++open;
+        if (open >= sql.size() || sql[open] != '(') continue;
+        size_t close = open;
+        for (int depth = 0; close < sql.size(); ++close) {
+            if (sql[close] == '\'' || sql[close] == '"')
+                close = std::min(sql.find(sql[close], close + 1), sql.size() - 1);
+            else if (sql[close] == '(')
+                ++depth;
+            else if (sql[close] == ')' && --depth == 0)
+                break;
+        }
+        if (close >= sql.size()) break;
+        size_t next = close + 1;
+        while (next < sql.size() && std::isspace((unsigned char)sql[next]))
+            ++next;
+        const bool unnamed = next == sql.size() || !std::isalpha((unsigned char)sql[next]) ||
+                             std::any_of(std::begin(kFollowers), std::end(kFollowers),
+                                         [&](std::string_view w) { return wordAt(next, w); });
+        if (unnamed) sql.insert(close + 1, " as vantor_derived" + std::to_string(++named));
+    }
+    return sql;
 }
 
 // ":name" parameters as "$n", the same name the same number; names kept in lower case. Quoted texts and
@@ -510,7 +558,7 @@ private:
 class ServerCursor final : public ServerRows {
 public:
     ServerCursor(ServerConnection& connection, std::string_view sql) : connection_(connection) {
-        sql_ = numberedParameters(sql, names_);
+        sql_ = numberedParameters(namedDerivedTables(std::string(sql)), names_);
         parameters_.values.resize(names_.size());
         parameters_.types.resize(names_.size(), 0);
     }

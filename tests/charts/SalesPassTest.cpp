@@ -78,18 +78,18 @@ struct Quiet : AnalysisObserver {
     std::vector<std::filesystem::path> files;
 };
 
-template <class Engine> class SalesPass : public ::testing::Test {};
-TYPED_TEST_SUITE(SalesPass, test::BothEngines, test::EngineNames);
+class SalesPass : public ::testing::TestWithParam<test::Engine> {};
+INSTANTIATE_TEST_SUITE_P(BothEngines, SalesPass, test::kBothEngines, test::engineName);
 
 } // namespace
 
 // On the server the pass reads what the server summed; on the file, every sale.
-TYPED_TEST(SalesPass, WritesTheStatementsDocumentsToTheByteOnRandomShops) {
+TEST_P(SalesPass, WritesTheStatementsDocumentsToTheByteOnRandomShops) {
     const std::vector<std::pair<std::string, std::string>> ranges = {
         {"2010-01-01", "2011-01-31"}, {"2010-12-01", "2011-01-02"}, {"2012-01-01", "2012-12-31"}};
     for (unsigned seed = 1; seed <= 12; ++seed) {
         test::TempDir dir;
-        db::TDM dm(TypeParam::store(dir / "lmd_pin.db"));
+        db::TDM dm(test::storeOn(GetParam(), dir / "lmd_pin.db"));
         dm.open();
         fillMarket(dm.cn1(), seed);
         Gallery onePass(DataFolder(dir / "pass")), statements(DataFolder(dir / "sql"));

@@ -50,32 +50,6 @@ protected:
 
 } // namespace
 
-TEST_F(PostgresStore, TheProgramsSqlFunctionsGiveSQLitesResults) {
-    const char* dates[] = {"2010-01-01 00:00:00", "2009-12-31 23:59:59", "2011-02-28 13:05:09", "2012-02-29",
-                           "2010/3/7 8:09",       "2010-13-01",          "next tuesday",        ""};
-    for (const char* date : dates) {
-        const std::string sql =
-            "select year(:d),month(:d),day(:d),hour(:d),minute(:d),second(:d),weekday(:d),"
-            "datepart('yyyy',:d),datepart('q',:d),datepart('m',:d),datepart('y',:d),"
-            "datepart('d',:d),datepart('w',:d),datepart('ww',:d),datepart('h',:d),"
-            "datepart('n',:d),datepart('s',:d)";
-        auto onLite = lite.cn1().prepare(sql);
-        auto onPg = pg->cn1().prepare(sql);
-        onLite.bind("d", date);
-        onPg.bind("d", date);
-        EXPECT_EQ(rows(std::move(onPg)), rows(std::move(onLite))) << date;
-    }
-    for (double value : {0.0, 1234567.891, -42.5, 0.004, -0.001, 99.999, 1e9}) {
-        const std::string sql = "select format$(:v,'Standard'),format$(:v,'Fixed'),format$(:v,'Percent')";
-        auto onLite = lite.cn1().prepare(sql);
-        auto onPg = pg->cn1().prepare(sql);
-        onLite.bind("v", value);
-        onPg.bind("v", value);
-        EXPECT_EQ(rows(std::move(onPg)), rows(std::move(onLite))) << value;
-    }
-    EXPECT_THROW(rows(pg->cn1().prepare("select datepart('fortnight','2010-01-01')")), DbError);
-}
-
 TEST_F(PostgresStore, StatementsBindByNameAndReadBackTheTextsSQLiteGives) {
     for (Database* db : {&lite.cn1(), &pg->cn1()}) {
         db->beginTransaction();
@@ -123,28 +97,4 @@ TEST_F(PostgresStore, AWrongAddressOrAStoppedServerGivesAClearMessage) {
     store.open();
     spare->stop();
     EXPECT_THROW(rows(store.cn1().prepare("select count(*) from dianbase")), DbError);
-}
-
-TEST_F(PostgresStore, TheSavedViewsAndEveryStandingQueryGiveTheRowsSQLiteGives) {
-    for (Database* db : {&lite.cn1(), &pg->cn1()}) {
-        db->exec("insert into dianbase "
-                 "(dianzhu,dianming,updateDate,salerCredit,salerGood1,salerBad1,salerNotBad1) "
-                 "values ('掌柜','小店','2011-05-01 10:00:00',120,5,1,2)");
-        db->exec("insert into itemInfo (dian_id,itemId,itemTitle,curPrice,monthSale,favorite,updateDate) "
-                 "values (1,'i1','连衣裙',74.5,3,9,'2011-05-01 10:00:00')");
-        db->exec("insert into saleInfo (itemId,trade_id,amount,getNum,buyNum,sj) values "
-                 "('i1','t1',74.5,2,2,'2011-04-30 09:00:00'),('i1','t2',70,1,1,'2011-04-02 09:00:00')");
-        db->exec("insert into pjinfo (dian_id,trade_id,pjsj) values (1,'t1','2011-04-30 12:00:00')");
-    }
-    for (const auto& query : TDM::standingQueries()) {
-        auto onLite = lite.cn1().prepare(query.sql);
-        auto onPg = pg->cn1().prepare(query.sql);
-        for (Statement* st : {&onLite, &onPg})
-            for (const auto& name : st->parameterNames())
-                st->bind(name, name.size() == 8 && name.substr(0, 5) == ":item" ? Value(std::string("i1"))
-                                                                                : Value(std::int64_t(1)));
-        const std::string expected = rows(std::move(onLite));
-        EXPECT_FALSE(expected.empty()) << query.name;
-        EXPECT_EQ(rows(std::move(onPg)), expected) << query.name;
-    }
 }

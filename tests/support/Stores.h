@@ -10,27 +10,23 @@
 
 namespace vantor::test {
 
-// The two engines a store runs on, for suites typed over both: the data file the test names, or a
-// database of the test's own on one server that the test program starts the first time it is asked.
-struct OnFile {
-    static db::Store store(const std::filesystem::path& file) { return db::Store(file); }
-};
+// The two engines a store runs on, for suites run on both.
+enum class Engine { File, Server };
 
-struct OnServer {
-    static db::Store store(const std::filesystem::path&) {
-        static PgServer server; // stopped and removed when the test program ends
-        static int databases = 0;
-        return db::Store::postgres(server.url("store" + std::to_string(++databases)));
-    }
-};
+// The data file the test names, or a database of the test's own on one server that the test program
+// starts the first time it is asked for one.
+inline db::Store storeOn(Engine engine, const std::filesystem::path& file) {
+    if (engine == Engine::File) return db::Store(file);
+    static PgServer server; // stopped and removed when the test program ends
+    static int databases = 0;
+    return db::Store::postgres(server.url("store" + std::to_string(++databases)));
+}
 
-using BothEngines = ::testing::Types<OnFile, OnServer>;
-
-// "File" and "Server" in the tests' names.
-struct EngineNames {
-    template <class Engine> static std::string GetName(int) {
-        return std::is_same_v<Engine, OnFile> ? "File" : "Server";
-    }
-};
+// For INSTANTIATE_TEST_SUITE_P(BothEngines, Suite, kBothEngines, engineName): "File" and "Server" in
+// the tests' names.
+inline const auto kBothEngines = ::testing::Values(Engine::File, Engine::Server);
+inline std::string engineName(const ::testing::TestParamInfo<Engine>& info) {
+    return info.param == Engine::File ? "File" : "Server";
+}
 
 } // namespace vantor::test

@@ -2,6 +2,7 @@
 #include "base/GbkText.h"
 #include "db/TDM.h"
 #include "market/CategoryTable.h"
+#include "support/Stores.h"
 #include "support/TempDir.h"
 #include "views/CsvExport.h"
 #include "views/Dataset.h"
@@ -21,13 +22,13 @@ namespace vantor::test {
 
 using Texts = std::vector<std::string>;
 
-// A fresh data file with the views fixture, rankings in 2011.
-class ViewsTest : public ::testing::Test {
+// A fresh store of the engine with the views fixture, rankings in 2011.
+class ViewsTest : public ::testing::TestWithParam<Engine> {
 protected:
     void SetUp() override {
-        createViewsFixture(dir / "lmd_pin.db", 2011);
-        dm = std::make_unique<db::TDM>(dir / "lmd_pin.db");
+        dm = std::make_unique<db::TDM>(storeOn(GetParam(), dir / "lmd_pin.db"));
         dm->open();
+        fillViewsFixture(dm->cn1(), 2011);
     }
 
     // One field of every row, in view order.
@@ -153,19 +154,25 @@ private:
     Dataset& rows_;
 };
 
-class DatasetTest : public ::testing::Test {
+class DatasetTest : public ::testing::TestWithParam<test::Engine> {
 protected:
     void SetUp() override {
-        dm = std::make_unique<db::TDM>(dir / "lmd_pin.db");
+        dm = std::make_unique<db::TDM>(test::storeOn(GetParam(), dir / "lmd_pin.db"));
         dm->open();
         // Every third buyer repeats the one above, so equal texts in a column are shared in the store;
         // every seventh time is null.
-        dm->cn1().exec(
-            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 5000) "
-            "INSERT INTO saleInfo (itemId, buyerName, amount, sj) SELECT 'big', "
-            "CASE WHEN i % 3 = 0 THEN 'buyer' || (i - 1) ELSE 'buyer' || i END, i * 0.5, "
-            "CASE WHEN i % 7 = 0 THEN NULL ELSE printf('2011-01-01 00:%02d:%02d', i / 60 % 60, i % 60) END "
-            "FROM n");
+        db::Database& db = dm->cn1();
+        db.beginTransaction();
+        auto insert =
+            db.prepare("INSERT INTO saleInfo (itemId, buyerName, amount, sj) VALUES ('big', :buyer, "
+                       ":amount, :sj)");
+        for (int i = 1; i <= 5000; ++i) {
+            char sj[32];
+            std::snprintf(sj, sizeof sj, "2011-01-01 00:%02d:%02d", i / 60 % 60, i % 60);
+            insert.bind("buyer", "buyer" + std::to_string(i % 3 == 0 ? i - 1 : i)).bind("amount", i * 0.5);
+            insert.bind("sj", i % 7 == 0 ? db::Value() : db::Value(std::string(sj))).execute();
+        }
+        db.commit();
     }
 
     Dataset bigItem(QueryReader::Mode mode) {
@@ -221,7 +228,17 @@ protected:
 
 } // namespace
 
-TEST_F(SalesDataViewTest, TheViewOpensWithTheShopsThatHaveItemsAndTheFirstShopsItems) {
+// Every view on both engines: the grids, filters, sorts, deletes and exports show and write the same.
+INSTANTIATE_TEST_SUITE_P(BothEngines, SalesDataViewTest, test::kBothEngines, test::engineName);
+INSTANTIATE_TEST_SUITE_P(BothEngines, DeleteTest, test::kBothEngines, test::engineName);
+INSTANTIATE_TEST_SUITE_P(BothEngines, GridSortTest, test::kBothEngines, test::engineName);
+INSTANTIATE_TEST_SUITE_P(BothEngines, FilterTest, test::kBothEngines, test::engineName);
+INSTANTIATE_TEST_SUITE_P(BothEngines, CsvExportTest, test::kBothEngines, test::engineName);
+INSTANTIATE_TEST_SUITE_P(BothEngines, DatasetTest, test::kBothEngines, test::engineName);
+INSTANTIATE_TEST_SUITE_P(BothEngines, RatingDataViewTest, test::kBothEngines, test::engineName);
+INSTANTIATE_TEST_SUITE_P(BothEngines, RankingDataViewTest, test::kBothEngines, test::engineName);
+
+TEST_P(SalesDataViewTest, TheViewOpensWithTheShopsThatHaveItemsAndTheFirstShopsItems) {
     EXPECT_EQ(cells(view->shops(), view->shopGrid(), 0),
               (Texts{"1", "三号小店", "张三", "1500", "1钻", "99.5", "2008-05-06 00:00:00",
                      "2011-03-01 10:00:00", "http://shop1.taobao.com"}));
@@ -233,7 +250,7 @@ TEST_F(SalesDataViewTest, TheViewOpensWithTheShopsThatHaveItemsAndTheFirstShopsI
                      "2011-03-01 10:00:00", "12", "http://item.taobao.com/1001"}));
 }
 
-TEST_F(SalesDataViewTest, TheSummaryOfAnItemIsComputedOnTheSwitchToTheSalesPage) {
+TEST_P(SalesDataViewTest, TheSummaryOfAnItemIsComputedOnTheSwitchToTheSalesPage) {
     view->items().setCurrent(1); // 1001
     ItemSummary summary;
     view->pageChange(0, summary);
@@ -252,7 +269,7 @@ TEST_F(SalesDataViewTest, TheSummaryOfAnItemIsComputedOnTheSwitchToTheSalesPage)
     EXPECT_EQ(labels(summary), (Texts{"1", "1件", "1.00件", "25.00元", "25.00元", "1人", "1.00件"}));
 }
 
-TEST_F(SalesDataViewTest, AnItemWithoutSalesDividesByZeroAfterTheLabelsBeforeIt) {
+TEST_P(SalesDataViewTest, AnItemWithoutSalesDividesByZeroAfterTheLabelsBeforeIt) {
     ItemSummary summary;
     summary.everySaleNum = "7.00件";
     view->items().setCurrent(2); // 1003
@@ -260,7 +277,7 @@ TEST_F(SalesDataViewTest, AnItemWithoutSalesDividesByZeroAfterTheLabelsBeforeIt)
     EXPECT_EQ(labels(summary), (Texts{"0", "件", "件", "元", "元", "0人", "7.00件"}));
 }
 
-TEST_F(SalesDataViewTest, WithoutSalesRecordsTheShopGridIsEmptyAndTheSalesPageChangesNothing) {
+TEST_P(SalesDataViewTest, WithoutSalesRecordsTheShopGridIsEmptyAndTheSalesPageChangesNothing) {
     dm->cn1().exec("delete from itemInfo");
     SalesDataView empty(*dm, QueryReader::Mode::Now);
     empty.formCreate();
@@ -274,7 +291,7 @@ TEST_F(SalesDataViewTest, WithoutSalesRecordsTheShopGridIsEmptyAndTheSalesPageCh
     EXPECT_FALSE(empty.shopForDownload());
 }
 
-TEST_F(SalesDataViewTest, UpdateDownloadHandsOverTheShopAsASearchWouldFindIt) {
+TEST_P(SalesDataViewTest, UpdateDownloadHandsOverTheShopAsASearchWouldFindIt) {
     view->shops().setCurrent(1);
     auto shop = view->shopForDownload();
     ASSERT_TRUE(shop);
@@ -284,7 +301,7 @@ TEST_F(SalesDataViewTest, UpdateDownloadHandsOverTheShopAsASearchWouldFindIt) {
               std::tuple("O'Neil", "奥尼尔,精品", "http://shop2.taobao.com", 300, "上海", "围巾", 8));
 }
 
-TEST_F(DeleteTest, AnItemGoesWithItsSalesThenTheShopWithTheRestAndTheGridsAreReadAgain) {
+TEST_P(DeleteTest, AnItemGoesWithItsSalesThenTheShopWithTheRestAndTheGridsAreReadAgain) {
     SalesDataView view(*dm, QueryReader::Mode::Now);
     view.formCreate();
     view.items().setCurrent(1); // 1001
@@ -306,9 +323,15 @@ TEST_F(DeleteTest, AnItemGoesWithItsSalesThenTheShopWithTheRestAndTheGridsAreRea
     EXPECT_EQ(view.sales().rowCount(), 0u);
 }
 
-TEST_F(DeleteTest, AFailingStatementRollsBackTheOnesBeforeIt) {
-    dm->cn1().exec(
-        "CREATE TRIGGER keep_shops BEFORE DELETE ON dianbase BEGIN SELECT RAISE(ABORT, '店铺表只读'); END;");
+TEST_P(DeleteTest, AFailingStatementRollsBackTheOnesBeforeIt) {
+    if (GetParam() == test::Engine::File)
+        dm->cn1().exec("CREATE TRIGGER keep_shops BEFORE DELETE ON dianbase BEGIN SELECT RAISE(ABORT, "
+                       "'店铺表只读'); END;");
+    else
+        dm->cn1().exec(
+            "CREATE FUNCTION keep_shops() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE "
+            "EXCEPTION '店铺表只读'; END $$; CREATE TRIGGER keep_shops BEFORE DELETE ON dianbase FOR "
+            "EACH ROW EXECUTE FUNCTION keep_shops();");
     SalesDataView view(*dm, QueryReader::Mode::Now);
     view.formCreate();
     DeleteResult result = view.deleteShop();
@@ -322,7 +345,7 @@ TEST_F(DeleteTest, AFailingStatementRollsBackTheOnesBeforeIt) {
     EXPECT_EQ(view.items().rowCount(), 3u);
 }
 
-TEST_F(GridSortTest, TheFirstClickSortsDescendingAndFurtherClicksAlternate) {
+TEST_P(GridSortTest, TheFirstClickSortsDescendingAndFurtherClicksAlternate) {
     GridTitles& grid = view->shopGrid();
     Dataset& shops = view->shops();
     ASSERT_EQ(column(shops, "dianzhu"), (Texts{"张三", "O'Neil"}));
@@ -353,7 +376,7 @@ TEST_F(GridSortTest, TheFirstClickSortsDescendingAndFurtherClicksAlternate) {
     EXPECT_EQ(column(shops, "salerCredit"), (Texts{"1500", "300"}));
 }
 
-TEST_F(GridSortTest, TiesKeepTheQueryOrderInBothDirections) {
+TEST_P(GridSortTest, TiesKeepTheQueryOrderInBothDirections) {
     ItemSummary summary;
     view->items().setCurrent(1); // 1001: T2, T3, T1 newest first
     view->pageChange(SalesDataView::kSalePage, summary);
@@ -367,7 +390,7 @@ TEST_F(GridSortTest, TiesKeepTheQueryOrderInBothDirections) {
     EXPECT_EQ(column(sales, "amount"), (Texts{"1000", "20", "10.5"}));
 }
 
-TEST_F(GridSortTest, RowsReadAgainComeInTheQueryOrderAndAFilterStaysWhenSorting) {
+TEST_P(GridSortTest, RowsReadAgainComeInTheQueryOrderAndAFilterStaysWhenSorting) {
     Dataset& items = view->items();
     view->itemGrid().titleClick(2, items); // 价格 descending
     EXPECT_EQ(column(items, "itemId"), (Texts{"1001", "1002", "1003"}));
@@ -386,7 +409,7 @@ TEST_F(GridSortTest, RowsReadAgainComeInTheQueryOrderAndAFilterStaysWhenSorting)
     EXPECT_EQ(column(items, "itemId"), (Texts{"1002"}));
 }
 
-TEST_F(FilterTest, KeywordsMatchInsideTheTextWhateverTheLetterCaseOfLatinLetters) {
+TEST_P(FilterTest, KeywordsMatchInsideTheTextWhateverTheLetterCaseOfLatinLetters) {
     view->filterItems("t恤");
     EXPECT_EQ(column(view->items(), "itemId"), (Texts{"1002"}));
     view->filterShops(",");
@@ -396,7 +419,7 @@ TEST_F(FilterTest, KeywordsMatchInsideTheTextWhateverTheLetterCaseOfLatinLetters
     EXPECT_EQ(view->shops().current(), -1);
 }
 
-TEST_F(FilterTest, AnEmptyBoxKeepsTheFilterInForceAndItStaysForAnotherShopsItems) {
+TEST_P(FilterTest, AnEmptyBoxKeepsTheFilterInForceAndItStaysForAnotherShopsItems) {
     view->filterShops(""); // nothing set before: every row
     EXPECT_EQ(view->shops().rowCount(), 2u);
     Dataset& items = view->items();
@@ -422,7 +445,7 @@ TEST(CsvSafeText, CommasBecomeEnumerationCommasAndEveryBlankGoes) {
     EXPECT_EQ(csvSafeText("全角，逗号　空格"), "全角，逗号　空格"); // only ASCII blanks and commas change
 }
 
-TEST_F(CsvExportTest, TheSaleRecordsExportIsGbkWithCrLfAndATrailingCommaOnEveryDataLine) {
+TEST_P(CsvExportTest, TheSaleRecordsExportIsGbkWithCrLfAndATrailingCommaOnEveryDataLine) {
     StringSink sink;
     Gauge gauge;
     writeCsv(sales(), sink, &gauge);
@@ -479,7 +502,7 @@ TEST(StandardCsv, TextsStayAsTheyAreAndOnlyFieldsWithASeparatorAQuoteOrALineBrea
     EXPECT_EQ(exportFormatNamed("utf8"), std::nullopt);
 }
 
-TEST_F(CsvExportTest, TheStandardSaleRecordsAreTheGridsColumnsAsItShowsThem) {
+TEST_P(CsvExportTest, TheStandardSaleRecordsAreTheGridsColumnsAsItShowsThem) {
     StringSink sink;
     Gauge gauge;
     writeStandardCsv(sales(), sink, &gauge);
@@ -493,7 +516,7 @@ TEST_F(CsvExportTest, TheStandardSaleRecordsAreTheGridsColumnsAsItShowsThem) {
     EXPECT_EQ(gauge.position, 3);
 }
 
-TEST_F(CsvExportTest, AmountsAreWrittenWithTwoDecimalsWhateverTheStoredNumbersNoise) {
+TEST_P(CsvExportTest, AmountsAreWrittenWithTwoDecimalsWhateverTheStoredNumbersNoise) {
     // 535.2 as a single-precision float left it, and a sum that binary floats cannot hold exactly.
     dm->cn1().exec("update saleInfo set amount = 535.2000122070312 where trade_id = 'T1'");
     dm->cn1().exec("update saleInfo set amount = 82420.7999999999 where trade_id = 'T2'");
@@ -509,7 +532,7 @@ TEST_F(CsvExportTest, AmountsAreWrittenWithTwoDecimalsWhateverTheStoredNumbersNo
     EXPECT_NE(sink.bytes.find(",535.20,buyerA,"), std::string::npos) << sink.bytes;
 }
 
-TEST_F(CsvExportTest, TheSellerLevelIsDrawnInTheStandardFormatAndWrittenAsStoredInTheProgramsOwn) {
+TEST_P(CsvExportTest, TheSellerLevelIsDrawnInTheStandardFormatAndWrittenAsStoredInTheProgramsOwn) {
     ExportJob shops = view->shopExport(DateTime{2011, 5, 20});
     StringSink program, standard;
     writeCsv(shops, program, nullptr, ExportEncoding::Utf8Bom);
@@ -518,14 +541,14 @@ TEST_F(CsvExportTest, TheSellerLevelIsDrawnInTheStandardFormatAndWrittenAsStored
     EXPECT_NE(standard.bytes.find("1,三号小店,张三,1500,1钻,99.5,"), std::string::npos) << standard.bytes;
 }
 
-TEST_F(CsvExportTest, TheProposedNameCarriesTheItemAndTheDate) {
+TEST_P(CsvExportTest, TheProposedNameCarriesTheItemAndTheDate) {
     EXPECT_EQ(sales().fileName, "导出春装 新款,连衣裙商品销售明细--2011-05-20.csv");
     EXPECT_EQ(view->shopExport(DateTime{2011, 5, 20}).fileName, "导出销售掌柜数据2011-05-20.csv");
     EXPECT_EQ(view->itemExport(DateTime{2011, 5, 20}).fileName, "导出张三掌柜商品销售数据--2011-05-20.csv");
     EXPECT_EQ(safeFileName("女装/女士精品.csv"), "女装_女士精品.csv");
 }
 
-TEST_F(CsvExportTest, NothingIsWrittenWhereTheFileCannotBeOpenedOrCreatedOrThereAreNoRows) {
+TEST_P(CsvExportTest, NothingIsWrittenWhereTheFileCannotBeOpenedOrCreatedOrThereAreNoRows) {
     // Permission bits do not stop root, so the held file is a folder of that name.
     const auto held = dir / "held.csv";
     std::filesystem::create_directory(held);
@@ -546,7 +569,7 @@ TEST_F(CsvExportTest, NothingIsWrittenWhereTheFileCannotBeOpenedOrCreatedOrThere
     EXPECT_FALSE(std::filesystem::exists(dir / "empty.csv"));
 }
 
-TEST_F(DatasetTest, EveryRowArrivesInOrderWhicheverWayItIsRead) {
+TEST_P(DatasetTest, EveryRowArrivesInOrderWhicheverWayItIsRead) {
     // Read now, every row is there when open returns. In the background the first block shows at once
     // and the rest follows as the model polls, or all at once when the record count is asked for.
     enum Way { Now, Polled, Counted };
@@ -574,7 +597,7 @@ TEST_F(DatasetTest, EveryRowArrivesInOrderWhicheverWayItIsRead) {
     }
 }
 
-TEST_F(DatasetTest, ClosingWhileAReaderRunsStopsIt) {
+TEST_P(DatasetTest, ClosingWhileAReaderRunsStopsIt) {
     Dataset rows = bigItem(QueryReader::Mode::Background);
     rows.open();
     rows.close();
@@ -583,7 +606,7 @@ TEST_F(DatasetTest, ClosingWhileAReaderRunsStopsIt) {
     EXPECT_EQ(rows.current(), -1);
 }
 
-TEST_F(DatasetTest, AStatementTheDatabaseRefusesFailsAtOpenAndLeavesTheDatasetClosed) {
+TEST_P(DatasetTest, AStatementTheDatabaseRefusesFailsAtOpenAndLeavesTheDatasetClosed) {
     Dataset rows([this] { return dm->openConnection(); }, "select nothing from nowhere", false,
                  QueryReader::Mode::Background);
     EXPECT_THROW(rows.open(), db::DbError);
@@ -591,7 +614,7 @@ TEST_F(DatasetTest, AStatementTheDatabaseRefusesFailsAtOpenAndLeavesTheDatasetCl
     EXPECT_EQ(rows.fieldCount(), 0);
 }
 
-TEST_F(DatasetTest, AParameterNobodySetIsNullAndSelectsNothing) {
+TEST_P(DatasetTest, AParameterNobodySetIsNullAndSelectsNothing) {
     Dataset rows = Dataset::standing(*dm, "itemAution_q", QueryReader::Mode::Now);
     rows.open();
     EXPECT_TRUE(rows.isOpen());
@@ -614,7 +637,7 @@ TEST(RowStore, NumbersReadAsTheProgramWritesThemEverywhere) {
     }
 }
 
-TEST_F(RatingDataViewTest, TheRatingsPageShowsTheCurrentShopsRatingsNewestFirst) {
+TEST_P(RatingDataViewTest, TheRatingsPageShowsTheCurrentShopsRatingsNewestFirst) {
     view->pageChange(0);
     EXPECT_FALSE(view->ratings().isOpen());
     view->pageChange(RatingDataView::kRatingPage);
@@ -626,7 +649,7 @@ TEST_F(RatingDataViewTest, TheRatingsPageShowsTheCurrentShopsRatingsNewestFirst)
     EXPECT_EQ(view->rateCountText(), "当前共有1条评价");
 }
 
-TEST_F(RatingDataViewTest, EveryFilledFilterBoxNarrowsTheRatings) {
+TEST_P(RatingDataViewTest, EveryFilledFilterBoxNarrowsTheRatings) {
     view->pageChange(RatingDataView::kRatingPage);
     // Each case fills boxes of an untouched filter.
     const struct {
@@ -665,7 +688,7 @@ TEST_F(RatingDataViewTest, EveryFilledFilterBoxNarrowsTheRatings) {
     EXPECT_EQ(RatingDataView::ratingFilter(toTheFifteenth).text(), "pjsj<='2011-03-15 23:59:59'");
 }
 
-TEST_F(RatingDataViewTest, DeletingAShopLeavesTheCountAndTheRatingsOfTheShopNowCurrent) {
+TEST_P(RatingDataViewTest, DeletingAShopLeavesTheCountAndTheRatingsOfTheShopNowCurrent) {
     view->pageChange(RatingDataView::kRatingPage);
     ASSERT_EQ(view->shops().currentText("dianzhu"), "张三");
     DeleteResult result = view->deleteShop();
@@ -676,7 +699,7 @@ TEST_F(RatingDataViewTest, DeletingAShopLeavesTheCountAndTheRatingsOfTheShopNowC
     EXPECT_EQ(view->rateCountText(), "当前共有1条评价");
 }
 
-TEST_F(RatingDataViewTest, TheShopSearchBindsWhatTheUserTyped) {
+TEST_P(RatingDataViewTest, TheShopSearchBindsWhatTheUserTyped) {
     // A shop of flag 0 that has no ratings: the view lists shops with ratings only, the search too.
     dm->cn1().exec("INSERT INTO dianbase (id, dianzhu, dianming, updateDate, flag, saleLevel) "
                    "VALUES (4, '王五', '无评价店', '2011-06-01 00:00:00', 0, 9)");
@@ -720,7 +743,7 @@ TEST_F(RatingDataViewTest, TheShopSearchBindsWhatTheUserTyped) {
     EXPECT_EQ(view->shopGrid().cellText(view->shops(), 1, 4), "1钻");
 }
 
-TEST_F(RatingDataViewTest, TheRatingsExportRepeatsCommentAndExplanationWithoutATrailingComma) {
+TEST_P(RatingDataViewTest, TheRatingsExportRepeatsCommentAndExplanationWithoutATrailingComma) {
     view->pageChange(RatingDataView::kRatingPage);
     ExportJob job = view->ratingExport(DateTime{2011, 5, 20});
     EXPECT_EQ(job.fileName, "导出张三--2011-05-20数据.csv");
@@ -734,7 +757,7 @@ TEST_F(RatingDataViewTest, TheRatingsExportRepeatsCommentAndExplanationWithoutAT
         << text;
 }
 
-TEST_F(RatingDataViewTest, TheStandardRatingsExportHasTheGridsColumnsOnly) {
+TEST_P(RatingDataViewTest, TheStandardRatingsExportHasTheGridsColumnsOnly) {
     view->pageChange(RatingDataView::kRatingPage);
     ExportJob job = view->ratingExport(DateTime{2011, 5, 20});
     StringSink sink;
@@ -753,7 +776,7 @@ TEST_F(RatingDataViewTest, TheStandardRatingsExportHasTheGridsColumnsOnly) {
                               "好评,2011-01-05 10:00:00,88.50,buyerA,\"春装 新款,连衣裙\"\r\n"s);
 }
 
-TEST_F(RatingDataViewTest, TheShopExportWritesEveryFieldOfTheQuery) {
+TEST_P(RatingDataViewTest, TheShopExportWritesEveryFieldOfTheQuery) {
     ExportJob job = view->shopExport(DateTime{2011, 5, 20});
     EXPECT_EQ(job.fileName, "导出2011-05-20掌柜数据.csv");
     StringSink sink;
@@ -770,7 +793,7 @@ TEST_F(RatingDataViewTest, TheShopExportWritesEveryFieldOfTheQuery) {
     EXPECT_EQ(std::count(first.begin(), first.end(), ','), view->shops().fieldCount());
 }
 
-TEST_F(RankingDataViewTest, AMonthOfTheCurrentYearInTheChosenOrder) {
+TEST_P(RankingDataViewTest, AMonthOfTheCurrentYearInTheChosenOrder) {
     // Pieces sold, most first; equal counts by update date.
     EXPECT_EQ(sellers({0, 3, 0, true}), (Texts{"卖家乙", "卖家丙", "卖家甲"}));
     EXPECT_EQ(sellers({0, 3, 0, false}), (Texts{"卖家甲", "卖家乙", "卖家丙"}));
@@ -782,7 +805,7 @@ TEST_F(RankingDataViewTest, AMonthOfTheCurrentYearInTheChosenOrder) {
     EXPECT_EQ(sellers({27, 3, 0, true}), (Texts{"女装卖家"})); // "女装、女士精品" is category 16
 }
 
-TEST_F(RankingDataViewTest, AMonthOrTheWholeYearOfTheChosenYearIsShown) {
+TEST_P(RankingDataViewTest, AMonthOrTheWholeYearOfTheChosenYearIsShown) {
     // "全年": March and April of this year together, in the chosen order; last year's March is not.
     EXPECT_EQ(sellers({0, 0, 0, true}), (Texts{"卖家乙", "卖家丙", "卖家甲", "卖家丁"}));
     EXPECT_EQ(sellers({0, 0, 0, false}), (Texts{"卖家丁", "卖家甲", "卖家乙", "卖家丙"}));
@@ -799,7 +822,7 @@ TEST_F(RankingDataViewTest, AMonthOrTheWholeYearOfTheChosenYearIsShown) {
     EXPECT_EQ(column(view->ranking(), "dianzhu"), (Texts{"去年卖家"}));
 }
 
-TEST_F(RankingDataViewTest, TheYearsAndTheNewestRankingAreThoseSaved) {
+TEST_P(RankingDataViewTest, TheYearsAndTheNewestRankingAreThoseSaved) {
     EXPECT_EQ(view->savedYears(2011), (std::vector<int>{2011, 2010}));
     EXPECT_EQ(view->savedYears(2013), (std::vector<int>{2013, 2011, 2010}));
     // April of 2011 in category 99, the first entry of the browse table with that id.
@@ -818,7 +841,7 @@ TEST_F(RankingDataViewTest, TheYearsAndTheNewestRankingAreThoseSaved) {
     EXPECT_EQ(view->savedYears(2011), (std::vector<int>{2011}));
 }
 
-TEST_F(RankingDataViewTest, TheGridAndItsExportShowTheRowNumberAndTheSalesAmount) {
+TEST_P(RankingDataViewTest, TheGridAndItsExportShowTheRowNumberAndTheSalesAmount) {
     view->query({0, 3, 0, true}, kNow);
     EXPECT_EQ(cells(view->ranking(), view->grid(), 0),
               (Texts{"1", "2011-03-12 09:30:00", "卖家乙", "点卡, 50元", "48", "5", "800", "38400.00", "30",
@@ -839,7 +862,7 @@ TEST_F(RankingDataViewTest, TheGridAndItsExportShowTheRowNumberAndTheSalesAmount
         "点卡100元,\r\n");
 }
 
-TEST_F(RankingDataViewTest, TheMovementComparesEachItemsPlaceWithThePreviousMonthsSnapshot) {
+TEST_P(RankingDataViewTest, TheMovementComparesEachItemsPlaceWithThePreviousMonthsSnapshot) {
     // February, saved best first: 丙, 乙, 甲; March saved 甲, 乙, 丙. April's 丁 was not in March.
     // Last December and this January hold the same item at the same place: the year turns over.
     dm->cn1().exec("INSERT INTO itemTop (typeId, dianzhu, itemUrl, monthSale, amount, updateDate) VALUES "
@@ -872,7 +895,7 @@ TEST_F(RankingDataViewTest, TheMovementComparesEachItemsPlaceWithThePreviousMont
     EXPECT_EQ(column(view->ranking(), "dianzhu"), (Texts{"卖家甲", "卖家乙", "卖家丙"}));
 }
 
-TEST_F(RankingDataViewTest, DeletingRemovesOnlyTheShownRanking) {
+TEST_P(RankingDataViewTest, DeletingRemovesOnlyTheShownRanking) {
     view->query({0, 3, 0, true}, kNow);
     DeleteResult result = view->deleteRanking({0, 3, 0, true}, kNow);
     ASSERT_TRUE(result.done) << result.error;
