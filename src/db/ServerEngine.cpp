@@ -103,19 +103,6 @@ std::int64_t integerOf(const PGresult* r, int row, int column) {
     return std::strtoll(text, nullptr, 10);
 }
 
-Value valueOf(const PGresult* r, int row, int column) {
-    switch (typeOf(r, row, column)) {
-    case ColumnType::Integer:
-        return integerOf(r, row, column);
-    case ColumnType::Real:
-        return std::strtod(PQgetvalue(r, row, column), nullptr);
-    case ColumnType::Null:
-        return std::monostate{};
-    default:
-        return std::string(PQgetvalue(r, row, column), size_t(PQgetlength(r, row, column)));
-    }
-}
-
 // A table made by a subquery in FROM must have a name on this server; SQLite's statements may leave it
 // out. Each unnamed one is given one.
 std::string namedDerivedTables(std::string sql) {
