@@ -98,3 +98,17 @@ TEST_F(PostgresStore, AWrongAddressOrAStoppedServerGivesAClearMessage) {
     spare->stop();
     EXPECT_THROW(rows(store.cn1().prepare("select count(*) from dianbase")), DbError);
 }
+
+TEST_F(PostgresStore, TheDateFunctionsAreInlinedIntoTheStatement) {
+    // A function the planner cannot inline is called once per row; these read the stored form where
+    // its figures stand, inside the statement's own plan.
+    auto plan =
+        pg->cn1().prepare("explain (verbose) select year(sj), hour(sj), weekday(sj), datepart('ww',sj) "
+                          "from saleInfo");
+    std::string text;
+    while (plan.step())
+        text += plan.text(0) + "\n";
+    EXPECT_NE(text.find("substr"), std::string::npos) << text;
+    for (const char* call : {"year(", "hour(", "weekday(", "datepart(", "vantor_stored("})
+        EXPECT_EQ(text.find(call), std::string::npos) << call << "\n" << text;
+}
