@@ -95,13 +95,13 @@ struct Counts {
     double loopCpu = 0;
 
     // The handlers run on the transfer loop's thread: its CPU from the first page to the finish.
-    PageJob::Handlers handlers() {
-        PageJob::Handlers handlers;
-        handlers.page = [this](PageKind, std::int32_t, const std::string& htmlCode) {
+    download::PageJob::Handlers handlers() {
+        download::PageJob::Handlers handlers;
+        handlers.page = [this](download::PageKind, std::int32_t, const std::string& htmlCode) {
             if (pages++ == 0) loopCpu = -threadCpu();
             bytes += long(htmlCode.size());
         };
-        handlers.finish = [this](PageKind) { loopCpu += threadCpu(); };
+        handlers.finish = [this](download::PageKind) { loopCpu += threadCpu(); };
         return handlers;
     }
 };
@@ -116,8 +116,8 @@ Figures runDriver(const std::string& prefix, int pages, int slots) {
     agent.ConnectTime = 3;
     param.httpAgent = std::make_shared<const THttpAgent>(agent);
     Counts counts;
-    PageJob check(param, std::vector<SlotProgress*>(size_t(slots), nullptr), 1, PageJob::kPlainMode,
-                  counts.handlers());
+    download::PageJob check(param, std::vector<download::SlotProgress*>(size_t(slots), nullptr), 1,
+                            download::PageJob::kPlainMode, counts.handlers());
     Timing t = measure([&] {
         check.start();
         check.wait();
@@ -142,8 +142,8 @@ Figures runCurl(const std::string& prefix, int pages, int slots) {
     }
     const std::string command = "curl --silent --no-progress-meter --fail --noproxy '*' --parallel "
                                 "--parallel-immediate --parallel-max " +
-                                std::to_string(slots) + " --config " + name + " --user-agent '" + kUserAgent +
-                                "'";
+                                std::to_string(slots) + " --config " + name + " --user-agent '" +
+                                download::kUserAgent + "'";
     int status = 0;
     Timing t = measure([&] { status = std::system(command.c_str()); }, RUSAGE_CHILDREN);
     unlink(name);

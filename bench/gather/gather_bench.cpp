@@ -55,7 +55,7 @@ Rate curlRate(demo::DemoMarket& market, const std::vector<std::string>& urls, in
     }
     const std::string command = "curl --silent --no-progress-meter --fail --proxy " + market.proxyUrl() +
                                 " --parallel --parallel-immediate --parallel-max " + std::to_string(slots) +
-                                " --config " + name + " --user-agent '" + kUserAgent + "'";
+                                " --config " + name + " --user-agent '" + download::kUserAgent + "'";
     const size_t first = market.requests().size();
     const std::int64_t busy = market.busyMicros();
     int status = 0;
@@ -165,8 +165,8 @@ int main(int argc, char** argv) {
         agent->ConnectTime = 3;
         db::TDM dm(dir / "lmd_pin.db");
         dm.open();
-        std::vector<NoSlotProgress> bars(size_t(std::max(1, slots)));
-        std::vector<SlotProgress*> gauges;
+        std::vector<download::NoSlotProgress> bars(size_t(std::max(1, slots)));
+        std::vector<download::SlotProgress*> gauges;
         for (auto& bar : bars)
             gauges.push_back(&bar);
         std::printf("%d ms a page:\n", delay);

@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
     std::printf("%d shops x %d items (ratings followed), %d ms a page, 4 slots\n", added, items, delay);
     std::printf("%-14s %10s %10s %12s %12s\n", "round", "requests", "seconds", "new sales", "new ratings");
     for (int round = 1; round <= 2; ++round) {
-        NoSlotProgress bars[4];
+        download::NoSlotProgress bars[4];
         Quiet quiet;
         const long before = market.requestCount();
         const auto start = Clock::now();

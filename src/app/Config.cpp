@@ -65,7 +65,7 @@ void ConfigFile::load(TConfig& config) const {
         ini.write(kNet, "ConnectTimeOut", "0");
         ini.write(kNet, "ConnectTime", "3");
         ini.write(kNet, "MinInterval", "0");
-        ini.write(kNet, "Slots", std::to_string(kDefaultSlots));
+        ini.write(kNet, "Slots", std::to_string(download::kDefaultSlots));
         ini.write(kOther, "optimize", "1");
         ini.write(kOther, "lastTimeOpt", "");
         saveIni(ini, path_);
@@ -93,7 +93,7 @@ void ConfigFile::load(TConfig& config) const {
         auto interval = text("MinInterval", "0");
         agent.MinInterval = require(parseInt64(interval), "MinInterval", interval);
         // A count outside what the engine runs is taken at its nearest bound.
-        agent.Slots = std::clamp(number("Slots", "4"), kMinSlots, kMaxSlots);
+        agent.Slots = std::clamp(number("Slots", "4"), download::kMinSlots, download::kMaxSlots);
     } catch (...) {
         // Start-up goes on with what was read before the bad value.
         config.setHttpAgent(std::make_shared<const THttpAgent>(agent));

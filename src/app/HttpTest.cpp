@@ -3,15 +3,15 @@
 namespace vantor {
 
 THttpTest::THttpTest(std::shared_ptr<const THttpAgent> httpAgent, std::string url, Verdict verdict,
-                     SlotProgress* gauge)
+                     download::SlotProgress* gauge)
     : verdict_(std::move(verdict)) {
-    bean_.setStatus(PageStatus::Init);
-    PageRequest request;
+    bean_.setStatus(download::PageStatus::Init);
+    download::PageRequest request;
     request.url = std::move(url);
     request.agent = std::move(httpAgent);
     request.gauge = gauge;
-    request.done = [this](PageResult&& result) { arrived(std::move(result)); };
-    transfer_ = TransferLoop::shared().fetch(std::move(request));
+    request.done = [this](download::PageResult&& result) { arrived(std::move(result)); };
+    transfer_ = download::TransferLoop::shared().fetch(std::move(request));
 }
 
 THttpTest::~THttpTest() {
@@ -20,12 +20,12 @@ THttpTest::~THttpTest() {
 
 void THttpTest::requestStop() {
     // After the cancel the callback has run or never will.
-    TransferLoop::shared().cancel(transfer_);
+    download::TransferLoop::shared().cancel(transfer_);
     std::lock_guard lock(mutex_);
     if (over_) return;
     bean_.setErrorInfo("Aborted-the download was stopped");
     bean_.setErrorCode("");
-    bean_.setStatus(PageStatus::Stop);
+    bean_.setStatus(download::PageStatus::Stop);
     over_ = true;
     ended_.notify_all();
 }
@@ -35,9 +35,9 @@ void THttpTest::wait() {
     ended_.wait(lock, [this] { return over_; });
 }
 
-void THttpTest::arrived(PageResult&& result) {
+void THttpTest::arrived(download::PageResult&& result) {
     const bool passed = result.arrived;
-    fillBean(bean_, std::move(result), false);
+    download::fillBean(bean_, std::move(result), false);
     if (verdict_) verdict_(passed ? kTestPassed : kTestFailed, bean_);
     std::lock_guard lock(mutex_);
     over_ = true;
@@ -46,10 +46,10 @@ void THttpTest::arrived(PageResult&& result) {
 
 std::string testVerdict(const std::string& state, const TDownBean& bean) {
     if (state != kTestFailed) return state;
-    const std::string reason =
-        bean.failure().reason == FailReason::None || bean.failure().reason == FailReason::Other
-            ? bean.getErrorInfo()
-            : failureText(bean.failure());
+    const std::string reason = bean.failure().reason == download::FailReason::None ||
+                                       bean.failure().reason == download::FailReason::Other
+                                   ? bean.getErrorInfo()
+                                   : download::failureText(bean.failure());
     return reason.empty() ? state : state + "原因：" + reason;
 }
 

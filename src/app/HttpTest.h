@@ -34,7 +34,7 @@ public:
     using Verdict = std::function<void(const std::string& testState, const TDownBean& bean)>;
 
     THttpTest(std::shared_ptr<const THttpAgent> httpAgent, std::string url, Verdict verdict,
-              SlotProgress* gauge = nullptr);
+              download::SlotProgress* gauge = nullptr);
     ~THttpTest();
     THttpTest(const THttpTest&) = delete;
     THttpTest& operator=(const THttpTest&) = delete;
@@ -46,14 +46,14 @@ public:
     const TDownBean& bean() const { return bean_; }
 
 private:
-    void arrived(PageResult&& result);
+    void arrived(download::PageResult&& result);
 
     TDownBean bean_;
     Verdict verdict_;
     std::mutex mutex_;
     std::condition_variable ended_;
     bool over_ = false;
-    TransferLoop::Id transfer_ = 0;
+    download::TransferLoop::Id transfer_ = 0;
 };
 
 } // namespace vantor

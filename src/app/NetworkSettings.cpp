@@ -24,7 +24,7 @@ struct FormNumbers {
 
     bool timingsValid() const {
         return connectTime && readTimeOut && connectTimeOut && minInterval && *minInterval >= 0 &&
-               slotCount && *slotCount >= kMinSlots && *slotCount <= kMaxSlots;
+               slotCount && *slotCount >= download::kMinSlots && *slotCount <= download::kMaxSlots;
     }
 };
 

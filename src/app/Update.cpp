@@ -32,9 +32,9 @@ std::string fromEnvironment(const char* name, const char* fallback) {
 }
 
 // Watches a transfer for a body beyond the ceiling and passes the progress on.
-class CeilingGauge : public SlotProgress {
+class CeilingGauge : public download::SlotProgress {
 public:
-    explicit CeilingGauge(SlotProgress* next) : next_(next) {}
+    explicit CeilingGauge(download::SlotProgress* next) : next_(next) {}
     void begin(std::int64_t announced) override {
         if (announced > kMaxPackageBytes) tooBig = true;
         if (next_) next_->begin(announced);
@@ -49,15 +49,16 @@ public:
     std::atomic<bool> tooBig = false;
 
 private:
-    SlotProgress* next_;
+    download::SlotProgress* next_;
 };
 
 // One GET through the download engine; the body, or nullopt with the reason.
 std::optional<std::string> fetch(const std::string& url, std::shared_ptr<const THttpAgent> agent,
-                                 SlotProgress* gauge, std::stop_token stop, std::string& failure) {
+                                 download::SlotProgress* gauge, std::stop_token stop, std::string& failure) {
     CeilingGauge ceiling(gauge);
     TDownBean bean;
-    if (fetchPage(url, bean, std::move(agent), &ceiling, stop, [&] { return ceiling.tooBig.load(); }))
+    if (download::fetchPage(url, bean, std::move(agent), &ceiling, stop,
+                            [&] { return ceiling.tooBig.load(); }))
         return bean.getHtmlCode();
     failure = stop.stop_requested() ? "已取消" : ceiling.tooBig ? "文件过大" : bean.getErrorInfo();
     return std::nullopt;
@@ -219,7 +220,7 @@ bool signatureValid(std::string_view data, std::string_view signature, std::stri
 }
 
 TDownSoft::TDownSoft(std::shared_ptr<const THttpAgent> agent, std::string service, VersionInfo info,
-                     fs::path folder, std::string publicKeyHex, SlotProgress* gauge, Result result)
+                     fs::path folder, std::string publicKeyHex, download::SlotProgress* gauge, Result result)
     : agent_(std::move(agent)),
       service_(std::move(service)),
       info_(std::move(info)),

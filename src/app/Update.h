@@ -90,7 +90,8 @@ public:
     using Result = std::function<void(const std::filesystem::path& package, const std::string& failure)>;
 
     TDownSoft(std::shared_ptr<const THttpAgent> agent, std::string service, VersionInfo info,
-              std::filesystem::path folder, std::string publicKeyHex, SlotProgress* gauge, Result result);
+              std::filesystem::path folder, std::string publicKeyHex, download::SlotProgress* gauge,
+              Result result);
     ~TDownSoft();
     TDownSoft(const TDownSoft&) = delete;
     TDownSoft& operator=(const TDownSoft&) = delete;
@@ -106,7 +107,7 @@ private:
     VersionInfo info_;
     std::filesystem::path folder_;
     std::string publicKey_;
-    SlotProgress* gauge_;
+    download::SlotProgress* gauge_;
     Result result_;
     std::jthread thread_; // last: starts when everything else is in place
 };

@@ -16,9 +16,9 @@ void printCsvRow(std::ostream& out, const std::vector<std::string>& cells);
 // draw.
 struct Slots {
     explicit Slots(int count) : bars(size_t(std::max(count, 1))) {}
-    std::vector<NoSlotProgress> bars;
-    std::vector<SlotProgress*> list() {
-        std::vector<SlotProgress*> gauges;
+    std::vector<download::NoSlotProgress> bars;
+    std::vector<download::SlotProgress*> list() {
+        std::vector<download::SlotProgress*> gauges;
         for (auto& bar : bars)
             gauges.push_back(&bar);
         return gauges;

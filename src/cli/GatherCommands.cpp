@@ -184,7 +184,7 @@ std::vector<TDianBaseInfo> pickShops(const std::vector<TDianBaseInfo>& shops, co
 }
 
 using MakeGathering = std::function<std::unique_ptr<GatherRun>(
-    const db::Store& database, std::vector<SlotProgress*> slots, GatherObserver& observer)>;
+    const db::Store& database, std::vector<download::SlotProgress*> slots, GatherObserver& observer)>;
 
 // Runs a gathering into the data folder's database, its progress and outcome on standard error.
 void gather(const Context& context, size_t shops, const MakeGathering& make) {

@@ -23,7 +23,7 @@ void saveForm(NetworkForm form, const Context& context, TConfig& settings) {
 }
 
 // Prints the test download's progress: the announced length at the start, the bytes at the end.
-class StderrProgress : public SlotProgress {
+class StderrProgress : public download::SlotProgress {
 public:
     void begin(std::int64_t announcedLength) override {
         if (announcedLength > 0) std::cerr << "页面大小 " << announcedLength << " 字节\n";
@@ -96,7 +96,7 @@ void addNetCommand(CLI::App& config, Context& context) {
     net->add_option("--attempts", options->connectTime, "连接重试次数");
     net->add_option("--min-interval", options->minInterval, "同一主机两次请求的最小间隔（毫秒，0 为不限）");
     net->add_option("--slots", options->slotCount, "下载通道数：采集时同时下载的页面数（1 到 16）")
-        ->check(CLI::Range(kMinSlots, kMaxSlots));
+        ->check(CLI::Range(download::kMinSlots, download::kMaxSlots));
     net->require_option(1, 0);
     net->callback([&context, options] {
         TConfig settings;

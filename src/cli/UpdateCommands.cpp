@@ -19,7 +19,7 @@ UpdateCheck check(const Context& context, const std::string& service) {
 }
 
 // The download's progress on standard error, a line every tenth.
-class TenthsGauge : public SlotProgress {
+class TenthsGauge : public download::SlotProgress {
 public:
     void begin(std::int64_t announced) override { announced_ = announced; }
     void advance(std::int64_t received) override {

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-namespace vantor {
+namespace vantor::download {
 
 // State of one page download, as a single-page fetch leaves it in its bean.
 enum class PageStatus : unsigned char { Init, Run, Finish, Stop };
@@ -56,4 +56,4 @@ constexpr std::string_view statusWord(CheckStatus status) {
     return kCheckFailed;
 }
 
-} // namespace vantor
+} // namespace vantor::download

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace vantor {
+namespace vantor::download {
 
 namespace {
 
@@ -88,4 +88,4 @@ std::chrono::milliseconds retryDelay(const DownFailure& failure, int failuresOfP
     return milliseconds(std::min(kFirstPauseMs << doublings, kLongestPauseMs));
 }
 
-} // namespace vantor
+} // namespace vantor::download

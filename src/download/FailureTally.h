@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-namespace vantor {
+namespace vantor::download {
 
 // Why a page download failed, in the order the outcome lines name them.
 enum class FailReason : unsigned char {
@@ -61,4 +61,4 @@ private:
 std::chrono::milliseconds retryDelay(const DownFailure& failure, int failuresOfPage,
                                      std::int64_t minIntervalMs);
 
-} // namespace vantor
+} // namespace vantor::download

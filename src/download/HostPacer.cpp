@@ -4,7 +4,7 @@
 #include <cctype>
 #include <condition_variable>
 
-namespace vantor {
+namespace vantor::download {
 
 HostPacer& HostPacer::shared() {
     static HostPacer pacer;
@@ -40,4 +40,4 @@ bool sleepUntil(HostPacer::Clock::time_point until, std::stop_token stop) {
     return !stop.stop_requested();
 }
 
-} // namespace vantor
+} // namespace vantor::download

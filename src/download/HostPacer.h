@@ -7,7 +7,7 @@
 #include <string_view>
 #include <unordered_map>
 
-namespace vantor {
+namespace vantor::download {
 
 // Keeps the requests of the whole program to one host apart, whichever job or slot sends them: each
 // request reserves the next free moment for its host and leaves no earlier.
@@ -31,4 +31,4 @@ std::string hostOf(std::string_view url);
 // Sleeps until the moment; false when a stop came first.
 bool sleepUntil(HostPacer::Clock::time_point until, std::stop_token stop);
 
-} // namespace vantor
+} // namespace vantor::download

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace vantor {
+namespace vantor::download {
 namespace {
 
 // Rating pages from this number on live on the rating-history host.
@@ -242,4 +242,4 @@ void PageJob::dispose(std::unique_ptr<PageJob> job) {
     });
 }
 
-} // namespace vantor
+} // namespace vantor::download

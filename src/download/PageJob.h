@@ -19,7 +19,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vantor {
+namespace vantor::download {
 
 // Drives one gathering job on the transfer loop: keeps one page download running per slot it can get
 // (one slot per progress bar of the window), hands each finished page to the page handler, retries
@@ -140,4 +140,4 @@ private:
 // The job driver under the name the marketplace tool's readers know it by.
 using TDownCheck = PageJob;
 
-} // namespace vantor
+} // namespace vantor::download

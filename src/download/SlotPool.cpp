@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace vantor {
+namespace vantor::download {
 
 SlotPool::SlotPool(std::vector<SlotProgress*> gauges) : gauges_(std::move(gauges)), taken_(gauges_.size()) {}
 
@@ -30,4 +30,4 @@ void SlotPool::forget(const void* owner) {
     std::erase_if(waiters_, [owner](const Waiter& waiter) { return waiter.owner == owner; });
 }
 
-} // namespace vantor
+} // namespace vantor::download

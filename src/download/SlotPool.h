@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-namespace vantor {
+namespace vantor::download {
 
 // The download slots of a whole gathering, one per progress bar, shared by all the jobs it runs at the
 // same time: a job takes a free slot for each page it starts and gives it back when the page is in, so
@@ -40,4 +40,4 @@ private:
     std::deque<Waiter> waiters_;
 };
 
-} // namespace vantor
+} // namespace vantor::download

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace vantor {
+namespace vantor::download {
 
 // The progress bar of one download slot. Called on the download thread: a window passes the calls on
 // to its own thread, the command line prints them. One slot runs one download at a time, so the calls
@@ -28,4 +28,4 @@ public:
     void end() override {}
 };
 
-} // namespace vantor
+} // namespace vantor::download

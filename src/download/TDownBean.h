@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace vantor {
+namespace vantor::download {
 
 // The result of one page download as the connection test and the update read it. The fetch writes every
 // other field first and the status last (release); a reader that sees "finish" or "stop" (acquire) sees
@@ -42,4 +42,9 @@ private:
     std::string url_;
 };
 
+} // namespace vantor::download
+
+// The record keeps its name where the rest of the program meets it.
+namespace vantor {
+using download::TDownBean;
 } // namespace vantor

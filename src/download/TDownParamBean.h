@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-namespace vantor {
+namespace vantor::download {
 
 // What a job's pages are, handed back to its handlers as they stand.
 enum class PageKind : std::int32_t {
@@ -29,4 +29,9 @@ struct TDownParamBean {
     std::shared_ptr<const THttpAgent> httpAgent; // the settings current when the job was built
 };
 
+} // namespace vantor::download
+
+// The record keeps its name where the rest of the program meets it.
+namespace vantor {
+using download::TDownParamBean;
 } // namespace vantor

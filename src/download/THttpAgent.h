@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-namespace vantor {
+namespace vantor::download {
 
 // How many pages a gathering keeps on the wire at once: its download slots, one bar each.
 inline constexpr std::int32_t kMinSlots = 1;
@@ -33,4 +33,9 @@ struct THttpAgent {
 // the settings dialog meanwhile is taken.
 using AgentSource = std::function<std::shared_ptr<const THttpAgent>()>;
 
+} // namespace vantor::download
+
+// The record keeps its name where the rest of the program meets it.
+namespace vantor {
+using download::THttpAgent;
 } // namespace vantor

@@ -11,7 +11,7 @@
 #include <climits>
 #include <future>
 
-namespace vantor {
+namespace vantor::download {
 namespace {
 
 using std::chrono::milliseconds;
@@ -472,4 +472,4 @@ void fillBean(TDownBean& bean, PageResult&& result, bool stopped) {
     bean.setStatus(result.arrived ? PageStatus::Finish : PageStatus::Stop); // last: the bean is read by it
 }
 
-} // namespace vantor
+} // namespace vantor::download

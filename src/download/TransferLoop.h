@@ -18,7 +18,7 @@
 #include <unordered_map>
 #include <vector>
 
-namespace vantor {
+namespace vantor::download {
 
 // Every request of the program's gathering carries this browser name.
 inline constexpr const char* kUserAgent = "Mozilla/4.0 (compatible; MSIE 6.0; Windows 98; Maxthon)";
@@ -108,4 +108,4 @@ void fillBean(TDownBean& bean, PageResult&& result, bool stopped);
 bool fetchPage(std::string url, TDownBean& bean, std::shared_ptr<const THttpAgent> agent, SlotProgress* gauge,
                std::stop_token stop, std::function<bool()> abandon = {});
 
-} // namespace vantor
+} // namespace vantor::download

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace vantor {
+namespace vantor::download {
 
 std::string wireAddress(std::string_view address) {
     static const char* hex = "0123456789ABCDEF";
@@ -24,4 +24,4 @@ std::string wireAddress(std::string_view address) {
     return out;
 }
 
-} // namespace vantor
+} // namespace vantor::download

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace vantor {
+namespace vantor::download {
 
 // The address as it goes on the wire. The program holds addresses as UTF-8 text; the marketplace's are
 // GBK, so that is what is sent, built exactly as its forms write them, blanks and quotes included.
@@ -11,4 +11,4 @@ namespace vantor {
 // included, is sent as it stands.
 std::string wireAddress(std::string_view address);
 
-} // namespace vantor
+} // namespace vantor::download

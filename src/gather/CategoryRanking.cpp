@@ -134,7 +134,8 @@ std::string categoryRankingSummary(JobEnd end, int categories, int items, const 
 }
 
 CategoryRanking::CategoryRanking(db::Store database, std::vector<int> categories, int depth,
-                                 std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+                                 std::shared_ptr<const THttpAgent> agent,
+                                 std::vector<download::SlotProgress*> gauges,
                                  CategoryRankingObserver& observer, DateTime now)
     : database_(std::move(database)),
       categories_(std::move(categories)),
@@ -199,10 +200,12 @@ void CategoryRanking::run() {
 std::vector<TItemInfo> CategoryRanking::readCategory(const std::string& categoryId) {
     RankedPages pages;
     const int lastPage = (depth_ + kPageSize - 1) / kPageSize - 1;
-    auto param = stages_.job(categoryBrowsePrefix(categoryId), "-all-0.htm", PageKind::List, 0, lastPage);
-    stages_.run(param, kPageSize, PageJob::kPlainMode, [&](std::int32_t number, const std::string& page) {
-        pages.add(number, THTMLTools::parseItemList(page, expression(Expression::CategoryItemRow)));
-    });
+    auto param =
+        stages_.job(categoryBrowsePrefix(categoryId), "-all-0.htm", download::PageKind::List, 0, lastPage);
+    stages_.run(
+        param, kPageSize, download::PageJob::kPlainMode, [&](std::int32_t number, const std::string& page) {
+            pages.add(number, THTMLTools::parseItemList(page, expression(Expression::CategoryItemRow)));
+        });
     return pages.ranked(depth_);
 }
 

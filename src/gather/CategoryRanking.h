@@ -74,7 +74,7 @@ std::string categoryRankingSummary(JobEnd end, int categories, int items, const 
 class CategoryRanking : public GatherRun {
 public:
     CategoryRanking(db::Store database, std::vector<int> categories, int depth,
-                    std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+                    std::shared_ptr<const THttpAgent> agent, std::vector<download::SlotProgress*> gauges,
                     CategoryRankingObserver& observer, DateTime now = DateTime::now());
     ~CategoryRanking() override;
     CategoryRanking(const CategoryRanking&) = delete;

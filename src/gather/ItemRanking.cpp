@@ -120,7 +120,7 @@ std::string itemRankingSummary(JobEnd end, int total) {
 }
 
 ItemRankingJob::ItemRankingJob(const ItemRankingQuery& query, std::shared_ptr<const THttpAgent> agent,
-                               std::vector<SlotProgress*> gauges, ItemRankingObserver& observer)
+                               std::vector<download::SlotProgress*> gauges, ItemRankingObserver& observer)
     : range_(query.range),
       runner_(
           std::move(gauges), [&observer](const std::string& text) { observer.statusLine(text); },
@@ -131,7 +131,7 @@ ItemRankingJob::ItemRankingJob(const ItemRankingQuery& query, std::shared_ptr<co
     param_.urlPrefix = itemRankingAddress(query);
     param_.urlSuffix.assign(
         1, ' '); // as the shop search: a blank after the offset (assign: GCC 12 warns wrongly on =)
-    param_.pageKind = PageKind::SearchResult;
+    param_.pageKind = download::PageKind::SearchResult;
     param_.httpAgent = std::move(agent);
 }
 
@@ -150,7 +150,7 @@ void ItemRankingJob::wait() {
 
 void ItemRankingJob::run() {
     const JobEnd end = runner_
-                           .run(param_, 80, PageJob::kPlainMode,
+                           .run(param_, 80, download::PageJob::kPlainMode,
                                 [this](std::int32_t number, const std::string& html) {
                                     total_ = parseItemSearchTotal(html);
                                     observer_.rankingTotal(total_);

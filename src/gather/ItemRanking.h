@@ -86,7 +86,7 @@ public:
 class ItemRankingJob {
 public:
     ItemRankingJob(const ItemRankingQuery& query, std::shared_ptr<const THttpAgent> agent,
-                   std::vector<SlotProgress*> gauges, ItemRankingObserver& observer);
+                   std::vector<download::SlotProgress*> gauges, ItemRankingObserver& observer);
     ~ItemRankingJob(); // stops the search and waits for it
     ItemRankingJob(const ItemRankingJob&) = delete;
     ItemRankingJob& operator=(const ItemRankingJob&) = delete;

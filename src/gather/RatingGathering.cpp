@@ -54,8 +54,9 @@ std::string ratingHistoryPrefix(const std::string& userId) {
 }
 
 RatingGathering::RatingGathering(db::Store database, std::vector<TDianBaseInfo> shops, int from, int to,
-                                 std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
-                                 GatherObserver& observer, ProgressGauge* saveGauge)
+                                 std::shared_ptr<const THttpAgent> agent,
+                                 std::vector<download::SlotProgress*> gauges, GatherObserver& observer,
+                                 ProgressGauge* saveGauge)
     : database_(std::move(database)),
       shops_(std::move(shops)),
       from_(from),
@@ -203,12 +204,12 @@ LoopTask RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages page
         const int end = std::min(pages.last, start + run - 1);
         std::map<int, RecordList<TRateInfo>> byPage;
         observer_.stageText(history ? "正在下载历史资料" : "正在下载最近资料");
-        co_await stages_.stage(stages_.job(prefix, ".htm", PageKind::List, start, end), 1,
-                               PageJob::kRatingMode, [&](std::int32_t number, const std::string& page) {
-                                   byPage[number] =
-                                       TParseHtml::parseRateList(page, expression(Expression::RatingRow));
-                                   pageRead();
-                               });
+        co_await stages_.stage(
+            stages_.job(prefix, ".htm", download::PageKind::List, start, end), 1,
+            download::PageJob::kRatingMode, [&](std::int32_t number, const std::string& page) {
+                byPage[number] = TParseHtml::parseRateList(page, expression(Expression::RatingRow));
+                pageRead();
+            });
 
         // Kept in page order, so that the lower id of a repeated trade id is the newer page's.
         PageRun& kept = runs.emplace_back();

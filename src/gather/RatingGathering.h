@@ -60,7 +60,7 @@ public:
     // Shops carry what the search row gave; the database must exist. from < to as validateRatingRange
     // wants it.
     RatingGathering(db::Store database, std::vector<TDianBaseInfo> shops, int from, int to,
-                    std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+                    std::shared_ptr<const THttpAgent> agent, std::vector<download::SlotProgress*> gauges,
                     GatherObserver& observer, ProgressGauge* saveGauge = nullptr);
     ~RatingGathering() override; // stops the run and waits for it
     RatingGathering(const RatingGathering&) = delete;

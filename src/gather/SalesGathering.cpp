@@ -36,8 +36,9 @@ std::string itemListPrefix(const std::string& userId) {
 } // namespace
 
 SalesGathering::SalesGathering(db::Store database, std::vector<TDianBaseInfo> shops, int itemsPerShop,
-                               std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
-                               GatherObserver& observer, ProgressGauge* saveGauge)
+                               std::shared_ptr<const THttpAgent> agent,
+                               std::vector<download::SlotProgress*> gauges, GatherObserver& observer,
+                               ProgressGauge* saveGauge)
     : database_(std::move(database)),
       shops_(std::move(shops)),
       itemsPerShop_(std::clamp(itemsPerShop, 1, kMaxItemsPerShop)),
@@ -46,8 +47,9 @@ SalesGathering::SalesGathering(db::Store database, std::vector<TDianBaseInfo> sh
       stages_(std::move(agent), std::move(gauges), observer) {}
 
 SalesGathering::SalesGathering(db::Store database, UnfinishedRun unfinished,
-                               std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
-                               GatherObserver& observer, ProgressGauge* saveGauge)
+                               std::shared_ptr<const THttpAgent> agent,
+                               std::vector<download::SlotProgress*> gauges, GatherObserver& observer,
+                               ProgressGauge* saveGauge)
     : SalesGathering(std::move(database), std::move(unfinished.shops), unfinished.itemsPerShop,
                      std::move(agent), std::move(gauges), observer, saveGauge) {
     positions_ = std::move(unfinished.positions);
@@ -138,17 +140,18 @@ LoopTask SalesGathering::fetchShop(size_t index, ShopHaul& haul) {
     if (knownUserId(shop)) {
         observer_.stageText("正在处理宝贝列表");
         std::vector<TItemInfo> rows;
-        auto list = stages_.job(itemListPrefix(shop.userId), "-all-0.htm#ListView", PageKind::List, 0,
-                                std::max(1, shop.itemPageCount) - 1);
+        auto list = stages_.job(itemListPrefix(shop.userId), "-all-0.htm#ListView", download::PageKind::List,
+                                0, std::max(1, shop.itemPageCount) - 1);
         // One list page at a time keeps the rows in list order; a followed shop's whole list is read, so
         // that an item it no longer lists shows.
         for (std::int32_t p = list.curPage, last = list.endPage;
              p <= last && (follow_ || int(rows.size()) < followed); ++p)
-            co_await stages_.stage(stages_.job(list.urlPrefix, list.urlSuffix, PageKind::List, p, p), 80,
-                                   PageJob::kPlainMode, [&](std::int32_t, const std::string& page) {
-                                       for (auto& entry : parseShopItemList(page))
-                                           rows.push_back(std::move(entry.record));
-                                   });
+            co_await stages_.stage(
+                stages_.job(list.urlPrefix, list.urlSuffix, download::PageKind::List, p, p), 80,
+                download::PageJob::kPlainMode, [&](std::int32_t, const std::string& page) {
+                    for (auto& entry : parseShopItemList(page))
+                        rows.push_back(std::move(entry.record));
+                });
         if (follow_) haul.listing = rows;
         rows.resize(std::min(rows.size(), size_t(followed)));
         const HeldTrades held = follow_ ? heldTrades(shop) : HeldTrades{};
@@ -174,8 +177,8 @@ LoopTask SalesGathering::fetchItem(const TItemInfo& row, const std::set<std::str
     TItemBaseInfo& item = haul.item;
     std::string buyerList;
     std::int32_t soldTotal = 0;
-    co_await stages_.stage(stages_.job(row.itemUrl, "", PageKind::Item, 1, 1), 1, PageJob::kPlainMode,
-                           [&](std::int32_t, const std::string& page) {
+    co_await stages_.stage(stages_.job(row.itemUrl, "", download::PageKind::Item, 1, 1), 1,
+                           download::PageJob::kPlainMode, [&](std::int32_t, const std::string& page) {
                                item = TParseHtml::parseItemPage(page);
                                soldTotal = TParseHtml::parseSoldTotal(page);
                                buyerList = TParseHtml::buyerListUrl(page);
@@ -185,12 +188,12 @@ LoopTask SalesGathering::fetchItem(const TItemInfo& row, const std::set<std::str
         observer_.stageText("正在处理销售记录");
         std::vector<TAutionInfo> found;
         const int pages = std::clamp((soldTotal + 79) / 80, 1, kMaxBuyerListPages);
-        auto buyers =
-            stages_.job(absoluteAddress(buyerList, row.itemUrl), "&1=1", PageKind::BuyerList, 1, pages);
+        auto buyers = stages_.job(absoluteAddress(buyerList, row.itemUrl), "&1=1",
+                                  download::PageKind::BuyerList, 1, pages);
         if (held)
             co_await fetchNewSales(std::move(buyers), *held, found);
         else
-            co_await stages_.stage(std::move(buyers), 1, PageJob::kPlainMode,
+            co_await stages_.stage(std::move(buyers), 1, download::PageJob::kPlainMode,
                                    [&](std::int32_t, const std::string& page) {
                                        for (auto& entry : parseSaleList(page))
                                            found.push_back(std::move(entry.record));
@@ -223,8 +226,8 @@ LoopTask SalesGathering::fetchNewSales(TDownParamBean pages, const std::set<std:
         const std::int32_t last = std::min(pages.endPage, first + run - 1);
         std::map<std::int32_t, RecordList<TAutionInfo>> byPage;
         co_await stages_.stage(
-            stages_.job(pages.urlPrefix, pages.urlSuffix, PageKind::BuyerList, first, last), 1,
-            PageJob::kPlainMode,
+            stages_.job(pages.urlPrefix, pages.urlSuffix, download::PageKind::BuyerList, first, last), 1,
+            download::PageJob::kPlainMode,
             [&](std::int32_t number, const std::string& page) { byPage[number] = parseSaleList(page); });
         for (auto& [number, rows] : byPage) {
             const bool allHeld = std::all_of(rows.begin(), rows.end(), [&](const auto& entry) {

@@ -40,11 +40,11 @@ public:
     // Shops carry what the search row gave (address, shopkeeper, name, main business); the gathering
     // completes them from their pages. The database must exist.
     SalesGathering(db::Store database, std::vector<TDianBaseInfo> shops, int itemsPerShop,
-                   std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+                   std::shared_ptr<const THttpAgent> agent, std::vector<download::SlotProgress*> gauges,
                    GatherObserver& observer, ProgressGauge* saveGauge = nullptr);
     // Continues a run cut short: only the shops it had not committed, with its number of items.
     SalesGathering(db::Store database, UnfinishedRun unfinished, std::shared_ptr<const THttpAgent> agent,
-                   std::vector<SlotProgress*> gauges, GatherObserver& observer,
+                   std::vector<download::SlotProgress*> gauges, GatherObserver& observer,
                    ProgressGauge* saveGauge = nullptr);
     ~SalesGathering() override; // stops the run and waits for it
     SalesGathering(const SalesGathering&) = delete;

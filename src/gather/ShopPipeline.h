@@ -71,7 +71,7 @@ private:
     void startUpTo(size_t end) {
         for (; started_ < end && !cancelled_; ++started_) {
             ++state_->unfinished;
-            TransferLoop::shared().post([state = state_, fetch = fetch_, index = started_] {
+            download::TransferLoop::shared().post([state = state_, fetch = fetch_, index = started_] {
                 // The haul lives in its entry, which no other thread touches until it is finished.
                 Haul* haul;
                 {

@@ -21,7 +21,7 @@ std::string searchSummary(JobEnd end, int listed, int total) {
 }
 
 ShopSearchJob::ShopSearchJob(const ShopSearchQuery& query, std::shared_ptr<const THttpAgent> agent,
-                             std::vector<SlotProgress*> gauges, ShopSearchObserver& observer)
+                             std::vector<download::SlotProgress*> gauges, ShopSearchObserver& observer)
     : runner_(std::move(gauges), [&observer](const std::string& text) { observer.statusLine(text); }),
       observer_(observer) {
     param_.curPage = 0;
@@ -29,7 +29,7 @@ ShopSearchJob::ShopSearchJob(const ShopSearchQuery& query, std::shared_ptr<const
     param_.urlPrefix = shopSearchAddress(query);
     param_.urlSuffix.assign(
         1, ' '); // every address ends in a blank after the offset (assign: GCC 12 warns wrongly on =)
-    param_.pageKind = PageKind::SearchResult;
+    param_.pageKind = download::PageKind::SearchResult;
     param_.httpAgent = std::move(agent);
 }
 
@@ -57,7 +57,7 @@ void ShopSearchJob::run() {
         listed_ += int(shops.size());
         observer_.shopsFound(shops);
     };
-    auto [end, error] = runner_.run(param_, 80, PageJob::kPlainMode, page);
+    auto [end, error] = runner_.run(param_, 80, download::PageJob::kPlainMode, page);
     observer_.searchEnded(end, listed_, end == JobEnd::Failed ? error : std::string());
 }
 

@@ -34,7 +34,7 @@ std::string searchSummary(JobEnd end, int listed, int total);
 class ShopSearchJob {
 public:
     ShopSearchJob(const ShopSearchQuery& query, std::shared_ptr<const THttpAgent> agent,
-                  std::vector<SlotProgress*> gauges, ShopSearchObserver& observer);
+                  std::vector<download::SlotProgress*> gauges, ShopSearchObserver& observer);
     ~ShopSearchJob(); // stops the search and waits for it
     ShopSearchJob(const ShopSearchJob&) = delete;
     ShopSearchJob& operator=(const ShopSearchJob&) = delete;

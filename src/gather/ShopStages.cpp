@@ -42,7 +42,7 @@ std::string counts(const GatherTally& saved) {
 }
 
 // The failures of the run behind what it says, as one more sentence.
-std::string withFailures(std::string text, const FailureCounts& failures) {
+std::string withFailures(std::string text, const download::FailureCounts& failures) {
     if (failures.empty()) return text;
     if (!text.ends_with("。")) text += "。";
     return text + "失败：" + failures.text();
@@ -86,7 +86,7 @@ bool knownUserId(const TDianBaseInfo& shop) {
     return !shop.userId.empty() && shop.userId != kNoUserId;
 }
 
-ShopStages::ShopStages(std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+ShopStages::ShopStages(std::shared_ptr<const THttpAgent> agent, std::vector<download::SlotProgress*> gauges,
                        GatherObserver& observer)
     : agent_(std::move(agent)),
       observer_(observer),
@@ -94,8 +94,8 @@ ShopStages::ShopStages(std::shared_ptr<const THttpAgent> agent, std::vector<Slot
           std::move(gauges), [&observer](const std::string& text) { observer.statusLine(text); },
           kConnectionTimedOut, &failures_) {}
 
-TDownParamBean ShopStages::job(std::string prefix, std::string suffix, PageKind kind, std::int32_t first,
-                               std::int32_t last) const {
+TDownParamBean ShopStages::job(std::string prefix, std::string suffix, download::PageKind kind,
+                               std::int32_t first, std::int32_t last) const {
     TDownParamBean param;
     param.curPage = first;
     param.endPage = last;
@@ -113,13 +113,13 @@ StageRunner::PageHandler ShopStages::timed(StageRunner::PageHandler page) {
         try {
             page(number, html);
         } catch (const TParseException&) {
-            failures_.add(FailReason::Parse);
+            failures_.add(download::FailReason::Parse);
             throw;
         }
     };
 }
 
-void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode,
+void ShopStages::run(TDownParamBean& param, std::int32_t pageStep, download::PageJob::Mode mode,
                      const StageRunner::PageHandler& page) {
     auto [end, error] = runner_.run(param, pageStep, mode, timed(page));
     if (end != JobEnd::Finished) throw StageEnded{end, std::move(error)};
@@ -139,23 +139,23 @@ void ShopStages::Stage::await_resume() {
 
 namespace {
 TDownParamBean shopPageJob(const ShopStages& stages, const TDianBaseInfo& shop) {
-    return stages.job(shop.webaddr, "", PageKind::ShopPage, 1, 1);
+    return stages.job(shop.webaddr, "", download::PageKind::ShopPage, 1, 1);
 }
 TDownParamBean rateSummaryJob(const ShopStages& stages, const TDianBaseInfo& shop) {
     return stages.job(std::string(market::kRateHost) + "/user-rate-" + shop.userId + ".htm", "",
-                      PageKind::RateSummary, 1, 1);
+                      download::PageKind::RateSummary, 1, 1);
 }
 } // namespace
 
 LoopTask ShopStages::shopPage(TDianBaseInfo& shop) {
     TDianBaseInfo fromPage;
-    co_await stage(shopPageJob(*this, shop), 1, PageJob::kPlainMode,
+    co_await stage(shopPageJob(*this, shop), 1, download::PageJob::kPlainMode,
                    [&](std::int32_t, const std::string& page) { fromPage = parseShopPage(page); });
     takeShopPage(shop, fromPage);
 }
 
 LoopTask ShopStages::rateSummary(const TDianBaseInfo& shop, TRateBaseInfo& summary) {
-    co_await stage(rateSummaryJob(*this, shop), 1, PageJob::kPlainMode,
+    co_await stage(rateSummaryJob(*this, shop), 1, download::PageJob::kPlainMode,
                    [&](std::int32_t, const std::string& page) { summary = parseRateSummary(page); });
 }
 

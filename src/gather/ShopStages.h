@@ -29,8 +29,9 @@ struct GatherTally {
     int items = 0;
     int sales = 0;
     int ratings = 0;
-    int failedShops = 0;            // shops that failed while the run went on; none were saved
-    FailureCounts failures;         // downloads that failed (retried or not) and pages that could not be read
+    int failedShops = 0; // shops that failed while the run went on; none were saved
+    download::FailureCounts
+        failures;                   // downloads that failed (retried or not) and pages that could not be read
     std::vector<std::string> notes; // what the user should know of single shops, one sentence each
 };
 
@@ -104,18 +105,18 @@ struct StageEnded : std::exception {
 // The stages every shop's chain is made of, one job each on the gathering's slots, timed.
 class ShopStages {
 public:
-    ShopStages(std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
+    ShopStages(std::shared_ptr<const THttpAgent> agent, std::vector<download::SlotProgress*> gauges,
                GatherObserver& observer);
 
-    TDownParamBean job(std::string prefix, std::string suffix, PageKind kind, std::int32_t first,
+    TDownParamBean job(std::string prefix, std::string suffix, download::PageKind kind, std::int32_t first,
                        std::int32_t last) const;
     // Runs one job to its end; a job that does not finish throws StageEnded.
-    void run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode,
+    void run(TDownParamBean& param, std::int32_t pageStep, download::PageJob::Mode mode,
              const StageRunner::PageHandler& page);
     // The same awaited in a task, without a thread waiting: the task goes on when the job has ended.
     class Stage {
     public:
-        Stage(ShopStages& stages, TDownParamBean param, std::int32_t pageStep, PageJob::Mode mode,
+        Stage(ShopStages& stages, TDownParamBean param, std::int32_t pageStep, download::PageJob::Mode mode,
               StageRunner::PageHandler page)
             : stages_(stages),
               param_(std::move(param)),
@@ -130,11 +131,11 @@ public:
         ShopStages& stages_;
         TDownParamBean param_;
         std::int32_t pageStep_;
-        PageJob::Mode mode_;
+        download::PageJob::Mode mode_;
         StageRunner::PageHandler page_;
         StageRunner::Outcome outcome_;
     };
-    Stage stage(TDownParamBean param, std::int32_t pageStep, PageJob::Mode mode,
+    Stage stage(TDownParamBean param, std::int32_t pageStep, download::PageJob::Mode mode,
                 StageRunner::PageHandler page) {
         return Stage(*this, std::move(param), pageStep, mode, std::move(page));
     }
@@ -168,14 +169,14 @@ public:
     // How the gathering's saves wait for another program's save: visibly, and no longer than a stop.
     db::LockWait lockWait();
     GatherTiming& timing() { return timing_; }
-    FailureCounts failures() const { return failures_.counts(); }
+    download::FailureCounts failures() const { return failures_.counts(); }
 
 private:
     StageRunner::PageHandler timed(StageRunner::PageHandler page);
 
     std::shared_ptr<const THttpAgent> agent_;
     GatherObserver& observer_;
-    FailureTally failures_; // before the runner, which counts into it
+    download::FailureTally failures_; // before the runner, which counts into it
     StageRunner runner_;
     GatherTiming timing_;
 };

@@ -26,8 +26,8 @@ public:
 
     // The status line after too many failed downloads: the moment, then timedOutText. Every job counts
     // its failed downloads into failures, when given; it must outlive the runner.
-    StageRunner(std::vector<SlotProgress*> gauges, StatusLine statusLine,
-                const char* timedOutText = kConnectionTimedOut, FailureTally* failures = nullptr)
+    StageRunner(std::vector<download::SlotProgress*> gauges, StatusLine statusLine,
+                const char* timedOutText = kConnectionTimedOut, download::FailureTally* failures = nullptr)
         : pool_(gauges),
           statusLine_(std::move(statusLine)),
           timedOutText_(timedOutText),
@@ -40,10 +40,10 @@ public:
     };
     // Runs the job to its end. The page handler runs on the transfer loop's thread; when it throws, the
     // job ends as Failed with the handler's message.
-    Outcome run(TDownParamBean& param, std::int32_t pageStep, PageJob::Mode mode, PageHandler page);
+    Outcome run(TDownParamBean& param, std::int32_t pageStep, download::PageJob::Mode mode, PageHandler page);
     // The same without waiting: `then` hears the outcome on the loop's thread when the job has ended.
     // The job is the runner's until then; the runner must outlive it.
-    void runAsync(TDownParamBean param, std::int32_t pageStep, PageJob::Mode mode, PageHandler page,
+    void runAsync(TDownParamBean param, std::int32_t pageStep, download::PageJob::Mode mode, PageHandler page,
                   std::function<void(Outcome)> then);
 
     void stop();
@@ -56,20 +56,20 @@ private:
         bool timedOut = false;
         std::string failedWith;
     };
-    PageJob::Handlers handlers(PageHandler page, Verdict& verdict);
-    Outcome outcome(const PageJob& job, Verdict& verdict) const;
+    download::PageJob::Handlers handlers(PageHandler page, Verdict& verdict);
+    Outcome outcome(const download::PageJob& job, Verdict& verdict) const;
     // Starts a job where stop() reaches it; forget() when it has ended.
-    void launch(PageJob& job, PageJob::Mode mode);
-    void forget(PageJob& job);
+    void launch(download::PageJob& job, download::PageJob::Mode mode);
+    void forget(download::PageJob& job);
 
-    SlotPool pool_;
+    download::SlotPool pool_;
     StatusLine statusLine_;
     const char* timedOutText_;
-    FailureTally* failures_;
+    download::FailureTally* failures_;
     std::atomic<bool> stopped_ = false;
     std::atomic<bool> timeOutSaid_ = false;
     mutable std::mutex mutex_;
-    std::set<PageJob*> running_;
+    std::set<download::PageJob*> running_;
 };
 
 } // namespace vantor

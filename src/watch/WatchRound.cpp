@@ -98,8 +98,8 @@ std::string roundSummary(const RoundOutcome& outcome) {
 }
 
 WatchRound::WatchRound(db::Store store, std::shared_ptr<const THttpAgent> agent,
-                       std::vector<SlotProgress*> gauges, GatherObserver& observer, AlertRules rules,
-                       DateTime now)
+                       std::vector<download::SlotProgress*> gauges, GatherObserver& observer,
+                       AlertRules rules, DateTime now)
     : store_(std::move(store)),
       agent_(std::move(agent)),
       gauges_(std::move(gauges)),

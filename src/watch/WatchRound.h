@@ -26,7 +26,7 @@ struct RoundOutcome {
     int shopsSaved = 0; // saved and compared
     int changes = 0;    // report lines written
     std::vector<ChangeLine> alerts;
-    FailureCounts failures;
+    download::FailureCounts failures;
     std::int64_t sales = 0;   // sale records added
     std::int64_t ratings = 0; // ratings added
 };
@@ -39,8 +39,9 @@ std::string roundSummary(const RoundOutcome& outcome);
 // whoever starts it.
 class WatchRound : public GatherRun {
 public:
-    WatchRound(db::Store store, std::shared_ptr<const THttpAgent> agent, std::vector<SlotProgress*> gauges,
-               GatherObserver& observer, AlertRules rules, DateTime now);
+    WatchRound(db::Store store, std::shared_ptr<const THttpAgent> agent,
+               std::vector<download::SlotProgress*> gauges, GatherObserver& observer, AlertRules rules,
+               DateTime now);
     ~WatchRound() override;
     WatchRound(const WatchRound&) = delete;
     WatchRound& operator=(const WatchRound&) = delete;
@@ -62,7 +63,7 @@ private:
 
     db::Store store_;
     std::shared_ptr<const THttpAgent> agent_;
-    std::vector<SlotProgress*> gauges_;
+    std::vector<download::SlotProgress*> gauges_;
     GatherObserver& observer_;
     AlertRules rules_;
     DateTime now_;

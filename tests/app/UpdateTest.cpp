@@ -21,8 +21,9 @@ struct Downloaded {
 };
 
 // Runs a download of the offered version into the folder and waits for its result.
-Downloaded download(const UpdateService& service, const VersionInfo& info,
-                    const std::filesystem::path& folder, const std::string& key, bool stopAtOnce = false) {
+Downloaded downloadPackage(const UpdateService& service, const VersionInfo& info,
+                           const std::filesystem::path& folder, const std::string& key,
+                           bool stopAtOnce = false) {
     std::promise<Downloaded> done;
     TDownSoft job(agent(), service.url(), info, folder, key, nullptr,
                   [&](const std::filesystem::path& package, const std::string& failure) {
@@ -71,7 +72,7 @@ TEST(UpdateDownload, AVerifiedPackageIsWrittenAndAnythingElseLeavesNothing) {
     service.offer("9.0.0", package, key);
     const VersionInfo info{"9.0.0", "2026-11-20", sha256Hex(package), "c"};
 
-    auto good = download(service, info, folder.path(), key.publicKeyHex());
+    auto good = downloadPackage(service, info, folder.path(), key.publicKeyHex());
     ASSERT_EQ(good.failure, "");
     EXPECT_EQ(good.package, folder / "vantor_9.0.0_amd64.deb");
     EXPECT_EQ(readFile(good.package), package);
@@ -81,17 +82,18 @@ TEST(UpdateDownload, AVerifiedPackageIsWrittenAndAnythingElseLeavesNothing) {
     std::string changed = package;
     changed[500] = 'y';
     service.setFile("vantor_9.0.0_amd64.deb", changed);
-    EXPECT_EQ(download(service, info, folder.path(), key.publicKeyHex()).failure, "安装包校验值不符");
+    EXPECT_EQ(downloadPackage(service, info, folder.path(), key.publicKeyHex()).failure, "安装包校验值不符");
     EXPECT_TRUE(emptyFolder());
 
     service.setFile("vantor_9.0.0_amd64.deb", package);
     service.setFile("vantor_9.0.0_amd64.deb.sig", stranger.sign(package));
-    EXPECT_EQ(download(service, info, folder.path(), key.publicKeyHex()).failure, "安装包签名无效");
-    EXPECT_EQ(download(service, info, folder.path(), "").failure, "安装包签名无效"); // a build without a key
+    EXPECT_EQ(downloadPackage(service, info, folder.path(), key.publicKeyHex()).failure, "安装包签名无效");
+    EXPECT_EQ(downloadPackage(service, info, folder.path(), "").failure,
+              "安装包签名无效"); // a build without a key
     EXPECT_TRUE(emptyFolder());
 
     service.setDelay(std::chrono::seconds(20));
-    auto stopped = download(service, info, folder.path(), key.publicKeyHex(), true);
+    auto stopped = downloadPackage(service, info, folder.path(), key.publicKeyHex(), true);
     EXPECT_EQ(stopped.failure, "已取消");
     EXPECT_TRUE(stopped.package.empty());
     EXPECT_TRUE(emptyFolder());

@@ -43,14 +43,14 @@ std::shared_ptr<const THttpAgent> quickAgent(THttpAgent agent = {}) {
 
 // One download to its end, as a bean.
 std::unique_ptr<TDownBean> fetch(const std::string& url, std::shared_ptr<const THttpAgent> agent,
-                                 SlotProgress* gauge = nullptr) {
+                                 download::SlotProgress* gauge = nullptr) {
     auto bean = std::make_unique<TDownBean>();
-    fetchPage(url, *bean, std::move(agent), gauge, {});
+    download::fetchPage(url, *bean, std::move(agent), gauge, {});
     return bean;
 }
 
 // Records what a slot's progress bar is told, as text: "begin 42", "advance 10", "end".
-class GaugeLog : public SlotProgress {
+class GaugeLog : public download::SlotProgress {
 public:
     void waiting() override { add("waiting"); }
     void begin(std::int64_t announcedLength) override { add("begin " + std::to_string(announcedLength)); }
@@ -86,8 +86,8 @@ void expectFailure(const TDownBean& bean, const std::string& info) {
 // A driver that writes down every handler call: "page:<kind>:<body>", "finish:<kind>", "failure",
 // "error:<mode>" (with ":stopped" when the run already counted as stopped).
 struct RecordingCheck {
-    RecordingCheck(TDownParamBean& param, std::vector<SlotProgress*> gauges, std::int32_t pageStep,
-                   PageJob::Mode mode)
+    RecordingCheck(TDownParamBean& param, std::vector<download::SlotProgress*> gauges, std::int32_t pageStep,
+                   download::PageJob::Mode mode)
         : check(param, std::move(gauges), pageStep, mode, handlers()) {}
 
     void runToEnd() {
@@ -112,17 +112,17 @@ struct RecordingCheck {
     std::atomic<int> ends = 0;                      // calls of the last handler
     mutable std::mutex mutex;
     std::vector<std::string> log;
-    PageJob check; // last: its run ends before the log it writes goes
+    download::PageJob check; // last: its run ends before the log it writes goes
 
 private:
-    PageJob::Handlers handlers() {
-        return {[this](PageKind pageKind, std::int32_t, const std::string& htmlCode) {
+    download::PageJob::Handlers handlers() {
+        return {[this](download::PageKind pageKind, std::int32_t, const std::string& htmlCode) {
                     add("page:" + std::to_string(int(pageKind)) + ":" + htmlCode);
                     if (onPage) onPage(htmlCode);
                 },
-                [this](PageKind pageKind) { add("finish:" + std::to_string(int(pageKind))); },
+                [this](download::PageKind pageKind) { add("finish:" + std::to_string(int(pageKind))); },
                 [this] { add("failure"); },
-                [this](PageJob::Mode mode, const std::string& error) {
+                [this](download::PageJob::Mode mode, const std::string& error) {
                     add("error:" + std::to_string(int(mode)) + (check.stopRequested() ? ":stopped" : ""));
                     std::lock_guard lock(mutex);
                     lastError = error;
@@ -147,13 +147,13 @@ TDownParamBean job(std::string prefix, std::int32_t first, std::int32_t last, st
     param.curPage = first;
     param.endPage = last;
     param.urlSuffix = std::move(suffix);
-    param.pageKind = PageKind(7); // any kind comes back as it was given
+    param.pageKind = download::PageKind(7); // any kind comes back as it was given
     param.httpAgent = quickAgent(agent);
     return param;
 }
 
-std::vector<SlotProgress*> gaugesOf(std::vector<GaugeLog>& logs) {
-    std::vector<SlotProgress*> gauges;
+std::vector<download::SlotProgress*> gaugesOf(std::vector<GaugeLog>& logs) {
+    std::vector<download::SlotProgress*> gauges;
     for (auto& log : logs)
         gauges.push_back(&log);
     return gauges;
@@ -244,8 +244,8 @@ TEST(PageDownload, FailuresEndInStopWithTheirKindAndTheErrorCode) {
     auto missing = fetch(server.url("/missing"), quickAgent());
     expectFailure(*missing, "HttpError-HTTP/1.1 404 Not Found");
     // The reason, kept apart from the text, is what the outcome lines count by.
-    EXPECT_EQ(refused->failure().reason, FailReason::Refused);
-    EXPECT_EQ(missing->failure().reason, FailReason::HttpStatus);
+    EXPECT_EQ(refused->failure().reason, download::FailReason::Refused);
+    EXPECT_EQ(missing->failure().reason, download::FailReason::HttpStatus);
     EXPECT_EQ(missing->failure().httpStatus, 404);
     EXPECT_EQ(missing->failure().retryAfterMs, -1);
 }
@@ -314,7 +314,7 @@ TEST(PageDownload, StoppingAbortsTheTransferAndLeavesNoErrorCode) {
     TDownBean bean;
     std::stop_source stop;
     std::thread waiting(
-        [&] { fetchPage(server.url("/slow"), bean, quickAgent(), nullptr, stop.get_token()); });
+        [&] { download::fetchPage(server.url("/slow"), bean, quickAgent(), nullptr, stop.get_token()); });
     ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == 1; }));
     EXPECT_EQ(bean.getStatus(), "init"); // the server holds the page back for 30 s
     stop.request_stop();
@@ -349,19 +349,19 @@ TEST(PageDownload, PagesAbandonedAsTheyArriveAndCancelledOnesNeverCallBack) {
     });
     // Abandoned on its first piece: the rest of the megabyte is not read.
     int pieces = 0;
-    PageResult abandoned =
-        fetchPage(server.url("/big"), quickAgent(), nullptr, {}, [&] { return ++pieces > 0; });
+    download::PageResult abandoned =
+        download::fetchPage(server.url("/big"), quickAgent(), nullptr, {}, [&] { return ++pieces > 0; });
     EXPECT_FALSE(abandoned.arrived);
     EXPECT_EQ(abandoned.kind, "Aborted");
     EXPECT_EQ(pieces, 1);
 
     // A cancelled request is forgotten: its callback never comes, even after the page would have.
-    TransferLoop& loop = TransferLoop::shared();
+    download::TransferLoop& loop = download::TransferLoop::shared();
     std::atomic<int> calls = 0;
-    PageRequest request;
+    download::PageRequest request;
     request.url = server.url("/held");
     request.agent = quickAgent();
-    request.done = [&](PageResult&&) { ++calls; };
+    request.done = [&](download::PageResult&&) { ++calls; };
     const auto id = loop.fetch(std::move(request));
     ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == 2; }));
     const int hangUps = server.hangUps();
@@ -371,10 +371,10 @@ TEST(PageDownload, PagesAbandonedAsTheyArriveAndCancelledOnesNeverCallBack) {
     // at it.
     std::promise<void> cancelled;
     loop.post([&] {
-        PageRequest made;
+        download::PageRequest made;
         made.url = server.url("/made-and-cancelled");
         made.agent = quickAgent();
-        made.done = [&](PageResult&&) { ++calls; };
+        made.done = [&](download::PageResult&&) { ++calls; };
         loop.cancel(loop.fetch(std::move(made)));
         cancelled.set_value();
     });
@@ -436,7 +436,7 @@ TEST(Driver, ThreeSlotsShareTenPagesWithThePageStepInTheAddress) {
     });
     auto param = job(server.url("/shops?s="), 1, 10, "&n=40");
     std::vector<GaugeLog> gauges(3);
-    RecordingCheck rec(param, gaugesOf(gauges), 40, PageJob::kPlainMode);
+    RecordingCheck rec(param, gaugesOf(gauges), 40, download::PageJob::kPlainMode);
     rec.runToEnd();
 
     std::vector<std::string> expected;
@@ -470,19 +470,19 @@ TEST(Driver, ThreeSlotsShareTenPagesWithThePageStepInTheAddress) {
 }
 
 TEST(Driver, JobsThatCannotFetchAnythingEndWithoutARequest) {
-    constexpr auto plain = PageJob::kPlainMode;
+    constexpr auto plain = download::PageJob::kPlainMode;
     const struct {
         const char* what;
         int lastPage;
         size_t gauges;
-        PageJob::Mode mode;
+        download::PageJob::Mode mode;
         const char *before, *status;
         std::vector<std::string> events;
         bool finished;
     } cases[] = {
         {"no pages", 0, 2, plain, "0初始", "0初始", {"finish:7"}, true},
         {"no gauges", 2, 0, plain, "1下载参数(进度条)出错!", "1下载出错", {"error:2:stopped"}, false},
-        {"unknown mode", 2, 1, PageJob::Mode(3), "0初始", "0初始", {}, false},
+        {"unknown mode", 2, 1, download::PageJob::Mode(3), "0初始", "0初始", {}, false},
     };
     for (const auto& c : cases) {
         HttpServer server(echoPath);
@@ -504,7 +504,7 @@ TEST(Driver, AStopEndsTheJobWithoutHandlersAndAbortsTheDownloads) {
         return HttpReply::late(request.resource(), std::chrono::seconds(30));
     });
     auto param = job(server.url("/p"), 1, 10);
-    RecordingCheck rec(param, {nullptr, nullptr, nullptr}, 1, PageJob::kPlainMode);
+    RecordingCheck rec(param, {nullptr, nullptr, nullptr}, 1, download::PageJob::kPlainMode);
     rec.check.start();
     ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == 3; }));
     rec.check.requestStop();
@@ -530,7 +530,7 @@ TEST(Driver, FailuresCountOverTheWholeJobNotPerPage) {
         return echoPath(request);
     });
     auto param = job(server.url("/p"), 1, 5); // ConnectTime 3, as quickAgent sets it
-    RecordingCheck rec(param, {nullptr}, 1, PageJob::kPlainMode);
+    RecordingCheck rec(param, {nullptr}, 1, download::PageJob::kPlainMode);
     rec.runToEnd();
     EXPECT_EQ(rec.events(), (std::vector<std::string>{"page:7:/p1.htm", "page:7:/p2.htm", "page:7:/p3.htm",
                                                       "failure", "error:2:stopped"}));
@@ -557,7 +557,7 @@ TEST(Driver, AFailedPageIsFetchedAgainInItsSlot) {
     THttpAgent agent;
     agent.ConnectTime = 2;
     auto param = job(server.url("/p"), 1, 5, ".htm", agent);
-    RecordingCheck rec(param, {nullptr, nullptr}, 1, PageJob::kPlainMode);
+    RecordingCheck rec(param, {nullptr, nullptr}, 1, download::PageJob::kPlainMode);
     rec.runToEnd();
     EXPECT_EQ(rec.pages(), (std::vector<std::string>{"/p1.htm", "/p2.htm", "/p3.htm", "/p4.htm", "/p5.htm"}));
     EXPECT_EQ(rec.check.getStatus(), "0完成");
@@ -567,20 +567,22 @@ TEST(Driver, AFailedPageIsFetchedAgainInItsSlot) {
 
 TEST(Driver, OnlyRatingModeFetchesPagesFromOneHundredOnFromTheHistoryHost) {
     // The test server stands in for both marketplace hosts as the proxy the settings name.
-    for (auto [mode, slots] :
-         {std::pair{PageJob::kRatingMode, 1}, {PageJob::kRatingMode, 3}, {PageJob::kPlainMode, 1}}) {
+    for (auto [mode, slots] : {std::pair{download::PageJob::kRatingMode, 1},
+                               {download::PageJob::kRatingMode, 3},
+                               {download::PageJob::kPlainMode, 1}}) {
         HttpServer server(echoPath);
         THttpAgent proxy;
         proxy.AgentType = true;
         proxy.Server = "127.0.0.1";
         proxy.Port = server.port();
         auto param = job("http://rate.market.test/user-rate-9--currentPage%7C", 99, 101, "&v=1", proxy);
-        RecordingCheck rec(param, std::vector<SlotProgress*>(size_t(slots), nullptr), 1, mode);
+        RecordingCheck rec(param, std::vector<download::SlotProgress*>(size_t(slots), nullptr), 1, mode);
         rec.check.setHistoryPrefix("http://ratehis");
         rec.runToEnd();
         EXPECT_EQ(rec.check.getStatus(), "0完成") << int(mode) << slots;
 
-        std::string later = mode == PageJob::kRatingMode ? "ratehis.market.test" : "rate.market.test";
+        std::string later =
+            mode == download::PageJob::kRatingMode ? "ratehis.market.test" : "rate.market.test";
         std::map<std::string, std::string> hostByPath;
         for (const auto& request : server.requests())
             hostByPath[request.resource()] = request.header("Host");
@@ -595,7 +597,7 @@ TEST(Driver, OnlyRatingModeFetchesPagesFromOneHundredOnFromTheHistoryHost) {
 TEST(Driver, AHandlerThatThrowsEndsTheJobThroughTheErrorPath) {
     HttpServer server(echoPath);
     auto param = job(server.url("/p"), 1, 5);
-    RecordingCheck rec(param, {nullptr}, 1, PageJob::kRatingMode);
+    RecordingCheck rec(param, {nullptr}, 1, download::PageJob::kRatingMode);
     rec.check.setHistoryPrefix("http://ratehis");
     rec.onPage = [](const std::string& body) {
         if (body == "/p2.htm") throw std::runtime_error("parse error");
@@ -652,11 +654,11 @@ TEST(Driver, ARetryWaitsThePauseTheServerAskedForOrWithAnIntervalSetAGrowingPaus
         }
         return echoPath(request);
     });
-    FailureTally failures;
+    download::FailureTally failures;
     THttpAgent once;
     once.ConnectTime = 1; // a second count of the one 429 would end the job
     auto asks = job(server.url("/asks"), 1, 1, ".htm", once);
-    RecordingCheck asked(asks, {nullptr}, 1, PageJob::kPlainMode);
+    RecordingCheck asked(asks, {nullptr}, 1, download::PageJob::kPlainMode);
     asked.check.setFailureTally(&failures);
     asked.runToEnd();
     EXPECT_EQ(asked.check.getStatus(), "0完成");
@@ -664,7 +666,7 @@ TEST(Driver, ARetryWaitsThePauseTheServerAskedForOrWithAnIntervalSetAGrowingPaus
     THttpAgent polite;
     polite.MinInterval = 1;
     auto fails = job(server.url("/fails"), 1, 1, ".htm", polite);
-    RecordingCheck pausing(fails, {nullptr}, 1, PageJob::kPlainMode);
+    RecordingCheck pausing(fails, {nullptr}, 1, download::PageJob::kPlainMode);
     pausing.check.setFailureTally(&failures);
     pausing.runToEnd();
     EXPECT_EQ(pausing.check.getStatus(), "0完成");
@@ -681,7 +683,7 @@ TEST(Driver, ARetryWaitsThePauseTheServerAskedForOrWithAnIntervalSetAGrowingPaus
 
     // A stop ends a pause of 100 seconds at once, and no second request leaves.
     auto waits = job(server.url("/waits"), 1, 1);
-    RecordingCheck waiting(waits, {nullptr}, 1, PageJob::kPlainMode);
+    RecordingCheck waiting(waits, {nullptr}, 1, download::PageJob::kPlainMode);
     const auto started = Clock::now();
     waiting.check.start();
     ASSERT_TRUE(HttpServer::waitUntil([&] { return server.requestCount() == requests.size() + 1; }));
@@ -696,7 +698,7 @@ TEST(Driver, AMinimumIntervalKeepsTheRequestsOfAllSlotsToOneHostApart) {
     THttpAgent polite;
     polite.MinInterval = 300;
     auto param = job(server.url("/p"), 1, 6, ".htm", polite);
-    RecordingCheck rec(param, {nullptr, nullptr, nullptr}, 1, PageJob::kPlainMode);
+    RecordingCheck rec(param, {nullptr, nullptr, nullptr}, 1, download::PageJob::kPlainMode);
     rec.runToEnd();
     EXPECT_EQ(rec.pages().size(), 6u);
     auto requests = server.requests();

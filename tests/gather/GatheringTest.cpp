@@ -28,12 +28,13 @@ protected:
     void SetUp() override { dm.open(); }
 
     template <class Gathering, class... Range>
-    JobEnd run(const std::vector<int>& shopIndexes, std::vector<SlotProgress*> gauges, Range... range) {
+    JobEnd run(const std::vector<int>& shopIndexes, std::vector<download::SlotProgress*> gauges,
+               Range... range) {
         return runInto<Gathering>(dm, shopIndexes, std::move(gauges), range...);
     }
     template <class Gathering, class... Range>
-    JobEnd runInto(db::TDM& into, const std::vector<int>& shopIndexes, std::vector<SlotProgress*> gauges,
-                   Range... range) {
+    JobEnd runInto(db::TDM& into, const std::vector<int>& shopIndexes,
+                   std::vector<download::SlotProgress*> gauges, Range... range) {
         std::vector<TDianBaseInfo> shops;
         for (int i : shopIndexes)
             shops.push_back(searchRowOf(shop(i)));
@@ -112,15 +113,15 @@ protected:
     demo::DemoMarket market;
     TempDir dir;
     db::TDM dm{dir / "lmd_pin.db"};
-    NoSlotProgress g1, g2, g3, g4;
+    download::NoSlotProgress g1, g2, g3, g4;
     std::unique_ptr<Recorder> recorder;
     int stopAfterShops = 0; // the run is stopped once this many shops are saved
     std::function<void(int done)> afterShop;
     bool goOn = false; // a failing shop is left out and the others go on, as in the window
     // Eight slots: four shops on the wire at once.
-    std::vector<NoSlotProgress> bars = std::vector<NoSlotProgress>(8);
-    std::vector<SlotProgress*> eight() {
-        std::vector<SlotProgress*> gauges;
+    std::vector<download::NoSlotProgress> bars = std::vector<download::NoSlotProgress>(8);
+    std::vector<download::SlotProgress*> eight() {
+        std::vector<download::SlotProgress*> gauges;
         for (auto& bar : bars)
             gauges.push_back(&bar);
         return gauges;
@@ -286,7 +287,7 @@ TEST_F(GatherFromTheDemoMarket, ShopsOnTheWireTogetherAreSavedAsOneShopAfterTheO
     std::vector<int> steady; // shops whose pages stay the same from visit to visit
     for (const auto& s : market.model().shops())
         if (steady.size() < 6 && s.index >= 3 && !s.ratingsChange) steady.push_back(s.index);
-    NoSlotProgress one;
+    download::NoSlotProgress one;
     ASSERT_EQ(run<SalesGathering>(steady, {&one}, 3), JobEnd::Finished); // one slot: one page at a time
     TempDir parallelDir;
     db::TDM parallel(parallelDir / "lmd_pin.db");

@@ -77,7 +77,7 @@ protected:
     }
 
     demo::DemoMarket market;
-    NoSlotProgress g1, g2, g3;
+    download::NoSlotProgress g1, g2, g3;
     RankingRecorder recorder;
     TempDir dir;
     db::TDM dm{dir / "lmd_pin.db"};

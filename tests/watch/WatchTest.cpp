@@ -173,7 +173,7 @@ protected:
     void SetUp() override { dm.open(); }
     std::shared_ptr<const THttpAgent> agent() const { return test::demoAgent(market); }
     RoundOutcome round(const DateTime& now, Ending& ending) {
-        NoSlotProgress bars[4];
+        download::NoSlotProgress bars[4];
         WatchRound run(dm.store(), agent(), {&bars[0], &bars[1], &bars[2], &bars[3]}, ending, AlertRules{},
                        now);
         run.start();
@@ -258,7 +258,7 @@ TEST_F(WatchRounds, OneRoundAtATimeAndAnEmptyListIsSaid) {
     addWatched(dm.cn1(), shops(1)[0]->webAddress(), 2, false, DateTime::now());
     market.faults().add(demo::parseFaultRule("kind=delay&ms=300"));
     Ending slow, second;
-    NoSlotProgress bars[2];
+    download::NoSlotProgress bars[2];
     WatchRound first(dm.store(), agent(), {&bars[0], &bars[1]}, slow, AlertRules{}, DateTime::now());
     first.start();
     while (market.requests().empty())
@@ -297,7 +297,7 @@ TEST(WatchWeek, AWeekLaterTheReportSaysWhatTheMarketChanged) {
     addWatched(dm.cn1(), shop->webAddress(), kFollowed, true, *DateTime::parse("2026-11-02 09:00:00"));
     auto roundOn = [&](const demo::DemoMarket& market, const char* now) {
         auto agent = test::demoAgent(market);
-        NoSlotProgress bars[4];
+        download::NoSlotProgress bars[4];
         Ending ending;
         WatchRound run(dm.store(), agent, {&bars[0], &bars[1], &bars[2], &bars[3]}, ending, AlertRules{},
                        *DateTime::parse(now));

@@ -71,8 +71,8 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     minInterval = new QLineEdit("0");
     slotCount = new QSpinBox;
     slotCount->setObjectName("slotCount");
-    slotCount->setRange(kMinSlots, kMaxSlots);
-    slotCount->setValue(kDefaultSlots);
+    slotCount->setRange(download::kMinSlots, download::kMaxSlots);
+    slotCount->setValue(download::kDefaultSlots);
     slotCount->setToolTip("采集时同时下载的页面数，每个下载通道一个进度条");
     testState = new QLabel;
     testBtn = new QPushButton("连接测试");
@@ -313,7 +313,8 @@ void TconfigFrm::showForm(const NetworkForm& form) {
     readTimeOut->setText(q(form.readTimeOut));
     connectTime->setText(q(form.connectTime));
     minInterval->setText(q(form.minInterval));
-    slotCount->setValue(std::clamp(parseInt32(form.slotCount).value_or(kDefaultSlots), kMinSlots, kMaxSlots));
+    slotCount->setValue(std::clamp(parseInt32(form.slotCount).value_or(download::kDefaultSlots),
+                                   download::kMinSlots, download::kMaxSlots));
 }
 
 NetworkForm TconfigFrm::form() const {

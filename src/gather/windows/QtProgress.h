@@ -10,7 +10,7 @@ namespace vantor {
 
 // A window's progress bar as the core's download slot or save gauge: the calls arrive on worker threads
 // and are passed on to the bar's thread.
-class QtProgress : public SlotProgress, public ProgressGauge {
+class QtProgress : public download::SlotProgress, public ProgressGauge {
 public:
     explicit QtProgress(QProgressBar* bar) : bar_(bar) {}
     // A download slot's bar that says which slot it is and whether it is idle.

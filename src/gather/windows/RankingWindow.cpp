@@ -89,7 +89,7 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
             [this](int row, int) { openAddress(rowLink(row)); });
 }
 
-std::vector<SlotProgress*> RankingWindow::slotGauges(const THttpAgent& agent) {
+std::vector<download::SlotProgress*> RankingWindow::slotGauges(const THttpAgent& agent) {
     return run->slotProgress(agent.Slots);
 }
 

@@ -55,7 +55,7 @@ protected:
     // The form's rows go here, above the start button the subclass adds last.
     QFormLayout* form;
     // The slot bars for a new job, as many as the settings' "下载通道数".
-    std::vector<SlotProgress*> slotGauges(const THttpAgent& agent);
+    std::vector<download::SlotProgress*> slotGauges(const THttpAgent& agent);
     // A run of `parts` categories (or one search) begins: the progress panel, no outcome, an empty grid.
     void showRunning(const QString& progress, int parts);
     // A run ended: the form again, its outcome above the pages and in the log; the result page when

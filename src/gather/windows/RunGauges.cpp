@@ -32,13 +32,13 @@ RunGauges::RunGauges(QObject* parent)
     total->setValue(0);
     remaining->setObjectName("remainingLabel");
     slotPanel->setObjectName("slotPanel");
-    bars_.forRun(kDefaultSlots);
+    bars_.forRun(download::kDefaultSlots);
     // The estimate moves on while a long page keeps the bar still.
     tick_.setInterval(1000);
     connect(&tick_, &QTimer::timeout, this, &RunGauges::show);
 }
 
-std::vector<SlotProgress*> RunGauges::slotProgress(int slotCount) {
+std::vector<download::SlotProgress*> RunGauges::slotProgress(int slotCount) {
     return bars_.forRun(slotCount);
 }
 

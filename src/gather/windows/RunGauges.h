@@ -35,7 +35,7 @@ public:
 
     // As many bars as the run has slots (the network settings' "下载通道数"), made anew when the count
     // changed; the progress objects for the run's jobs. Only between runs.
-    std::vector<SlotProgress*> slotProgress(int slotCount);
+    std::vector<download::SlotProgress*> slotProgress(int slotCount);
     // A run of `parts` shops or categories begins: everything from zero.
     void start(int parts);
     void step(int index, int done, int expected);

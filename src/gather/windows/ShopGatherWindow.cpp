@@ -110,7 +110,7 @@ private:
     ShopGatherWindow* window_;
 };
 
-ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, AgentSource agent, db::TDM& dm,
+ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, download::AgentSource agent, db::TDM& dm,
                                    QWidget* parent)
     : QWidget(parent),
       texts_(texts),
@@ -314,7 +314,7 @@ void ShopGatherWindow::showOutcome(const QString& text) {
     resultLabel->setVisible(!text.isEmpty());
 }
 
-std::vector<SlotProgress*> ShopGatherWindow::slotGauges() {
+std::vector<download::SlotProgress*> ShopGatherWindow::slotGauges() {
     return run->slotProgress(agent_()->Slots);
 }
 

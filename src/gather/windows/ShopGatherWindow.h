@@ -101,7 +101,7 @@ signals:
     void watchRequested(const QString& address);
 
 protected:
-    ShopGatherWindow(const ShopGatherTexts& texts, AgentSource agent, db::TDM& dm, QWidget* parent);
+    ShopGatherWindow(const ShopGatherTexts& texts, download::AgentSource agent, db::TDM& dm, QWidget* parent);
 
     // The form's own controls, before the start button.
     QHBoxLayout* gatherOptions;
@@ -117,14 +117,14 @@ protected:
     virtual bool formAccepted() { return true; }
     virtual std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops,
                                                      const db::Store& database,
-                                                     std::vector<SlotProgress*> gauges,
+                                                     std::vector<download::SlotProgress*> gauges,
                                                      GatherObserver& observer, ProgressGauge* saveGauge) = 0;
     // The progress line of the shop being gathered.
     virtual QString shopText(int index, const QString& name) const = 0;
     // A run cut short that this window can continue; none by default.
     virtual std::optional<UnfinishedRun> unfinishedRun() { return std::nullopt; }
     virtual std::unique_ptr<GatherRun> makeResumedGathering(UnfinishedRun run, const db::Store& database,
-                                                            std::vector<SlotProgress*> gauges,
+                                                            std::vector<download::SlotProgress*> gauges,
                                                             GatherObserver& observer,
                                                             ProgressGauge* saveGauge) {
         return nullptr;
@@ -140,9 +140,9 @@ private:
     void cancelDownSearchClick();
     void saveSearchClick();
     void resumeClick();
-    using MakeRun =
-        std::function<std::unique_ptr<GatherRun>(const db::Store& database, std::vector<SlotProgress*> gauges,
-                                                 GatherObserver& observer, ProgressGauge* saveGauge)>;
+    using MakeRun = std::function<std::unique_ptr<GatherRun>(
+        const db::Store& database, std::vector<download::SlotProgress*> gauges, GatherObserver& observer,
+        ProgressGauge* saveGauge)>;
     void startGathering(size_t shops, const MakeRun& make);
     void dianStopBtnClick();
     void addShops(const std::vector<TDianBaseInfo>& shops);
@@ -150,11 +150,11 @@ private:
     void gatherEnded(JobEnd end, const QString& summary);
     void showOutcome(const QString& text);
     // The slot bars for a new job, as many as the settings' "下载通道数".
-    std::vector<SlotProgress*> slotGauges();
+    std::vector<download::SlotProgress*> slotGauges();
     void showItemCount();
 
     ShopGatherTexts texts_;
-    AgentSource agent_;
+    download::AgentSource agent_;
     db::TDM& dm_;
     std::vector<TDianBaseInfo> shops_; // row i of the grid
     int searches_ = 0;

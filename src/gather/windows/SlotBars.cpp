@@ -9,8 +9,8 @@
 
 namespace vantor {
 
-std::vector<SlotProgress*> SlotBars::forRun(int count) {
-    count = std::clamp(count, kMinSlots, kMaxSlots);
+std::vector<download::SlotProgress*> SlotBars::forRun(int count) {
+    count = std::clamp(count, download::kMinSlots, download::kMaxSlots);
     if (int(bars_.size()) != count) {
         progress_.clear();
         for (QProgressBar* bar : bars_)
@@ -30,7 +30,7 @@ std::vector<SlotProgress*> SlotBars::forRun(int count) {
             into_->addWidget(bar);
         }
     }
-    std::vector<SlotProgress*> list;
+    std::vector<download::SlotProgress*> list;
     for (auto& slot : progress_)
         list.push_back(slot.get());
     return list;

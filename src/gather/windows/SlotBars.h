@@ -20,7 +20,7 @@ public:
     SlotBars(QBoxLayout* into, Style style) : into_(into), style_(style) {}
 
     // The progress objects for the run's jobs; only between runs.
-    std::vector<SlotProgress*> forRun(int count);
+    std::vector<download::SlotProgress*> forRun(int count);
     const std::vector<QProgressBar*>& bars() const { return bars_; }
 
 private:

@@ -39,7 +39,7 @@ private:
     TitemTopSaleGatherFrm* window_;
 };
 
-TitemTopSaleGatherFrm::TitemTopSaleGatherFrm(AgentSource agent, QWidget* parent)
+TitemTopSaleGatherFrm::TitemTopSaleGatherFrm(download::AgentSource agent, QWidget* parent)
     : RankingWindow("指定商品销售排行", "高级搜索", "分析结果", itemRankingColumns(), "itemRankingGrid",
                     parent),
       agent_(std::move(agent)),

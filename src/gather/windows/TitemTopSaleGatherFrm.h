@@ -16,7 +16,7 @@ namespace vantor {
 class TitemTopSaleGatherFrm : public RankingWindow {
     Q_OBJECT
 public:
-    explicit TitemTopSaleGatherFrm(AgentSource agent, QWidget* parent = nullptr);
+    explicit TitemTopSaleGatherFrm(download::AgentSource agent, QWidget* parent = nullptr);
     ~TitemTopSaleGatherFrm() override;
 
     bool busy() const { return job_ != nullptr; }
@@ -40,7 +40,7 @@ private:
     class Bridge;
     void rankingEnded(JobEnd end, std::vector<TItemInfo> rows, int total);
 
-    AgentSource agent_;
+    download::AgentSource agent_;
     std::unique_ptr<Bridge> bridge_;
     std::unique_ptr<ItemRankingJob> job_;
     std::vector<TItemInfo> rows_;

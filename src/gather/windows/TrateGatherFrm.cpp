@@ -11,7 +11,7 @@
 
 namespace vantor {
 
-TrateGatherFrm::TrateGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
+TrateGatherFrm::TrateGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget* parent)
     : ShopGatherWindow({"评价数据采集", "按信用排序", "按人气排序", true, "全选 ", "取消全选", "开始采集",
                         "已采集评价%1条", nullptr},
                        std::move(agent), dm, parent) {
@@ -39,7 +39,7 @@ bool TrateGatherFrm::formAccepted() {
 
 std::unique_ptr<GatherRun> TrateGatherFrm::makeGathering(std::vector<TDianBaseInfo> shops,
                                                          const db::Store& database,
-                                                         std::vector<SlotProgress*> gauges,
+                                                         std::vector<download::SlotProgress*> gauges,
                                                          GatherObserver& observer, ProgressGauge* saveGauge) {
     return std::make_unique<RatingGathering>(database, std::move(shops), fromData->value(), toData->value(),
                                              agent(), std::move(gauges), observer, saveGauge);

@@ -9,7 +9,7 @@ namespace vantor {
 class TrateGatherFrm : public ShopGatherWindow {
     Q_OBJECT
 public:
-    TrateGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent = nullptr);
+    TrateGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget* parent = nullptr);
 
     QSpinBox *fromData, *toData; // "下载数据范围：从" … "到"
     QString stopLoss() const override;
@@ -18,8 +18,8 @@ protected:
     bool formAccepted() override;
     bool askBeforeStop() const override { return true; }
     std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops, const db::Store& database,
-                                             std::vector<SlotProgress*> gauges, GatherObserver& observer,
-                                             ProgressGauge* saveGauge) override;
+                                             std::vector<download::SlotProgress*> gauges,
+                                             GatherObserver& observer, ProgressGauge* saveGauge) override;
     QString shopText(int index, const QString& name) const override;
 };
 

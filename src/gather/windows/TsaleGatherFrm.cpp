@@ -9,7 +9,7 @@
 
 namespace vantor {
 
-TsaleGatherFrm::TsaleGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
+TsaleGatherFrm::TsaleGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget* parent)
     : ShopGatherWindow({"销售数据采集", "按信用排序", "按人气排序", false, "店铺全选 ", "取消店铺全选",
                         "开始采集", "已采集商品%1个", "，当前店铺%1个"},
                        std::move(agent), dm, parent) {
@@ -24,7 +24,7 @@ TsaleGatherFrm::TsaleGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
 
 std::unique_ptr<GatherRun> TsaleGatherFrm::makeGathering(std::vector<TDianBaseInfo> shops,
                                                          const db::Store& database,
-                                                         std::vector<SlotProgress*> gauges,
+                                                         std::vector<download::SlotProgress*> gauges,
                                                          GatherObserver& observer, ProgressGauge* saveGauge) {
     auto gathering = std::make_unique<SalesGathering>(database, std::move(shops), fromData->value(), agent(),
                                                       std::move(gauges), observer, saveGauge);
@@ -38,7 +38,7 @@ std::optional<UnfinishedRun> TsaleGatherFrm::unfinishedRun() {
 }
 
 std::unique_ptr<GatherRun> TsaleGatherFrm::makeResumedGathering(UnfinishedRun run, const db::Store& database,
-                                                                std::vector<SlotProgress*> gauges,
+                                                                std::vector<download::SlotProgress*> gauges,
                                                                 GatherObserver& observer,
                                                                 ProgressGauge* saveGauge) {
     auto gathering = std::make_unique<SalesGathering>(database, std::move(run), agent(), std::move(gauges),

@@ -9,18 +9,18 @@ namespace vantor {
 class TsaleGatherFrm : public ShopGatherWindow {
     Q_OBJECT
 public:
-    TsaleGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent = nullptr);
+    TsaleGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget* parent = nullptr);
 
     QSpinBox* fromData; // "下载前 N 名商品"
 
 protected:
     std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops, const db::Store& database,
-                                             std::vector<SlotProgress*> gauges, GatherObserver& observer,
-                                             ProgressGauge* saveGauge) override;
+                                             std::vector<download::SlotProgress*> gauges,
+                                             GatherObserver& observer, ProgressGauge* saveGauge) override;
     QString shopText(int index, const QString& name) const override;
     std::optional<UnfinishedRun> unfinishedRun() override;
     std::unique_ptr<GatherRun> makeResumedGathering(UnfinishedRun run, const db::Store& database,
-                                                    std::vector<SlotProgress*> gauges,
+                                                    std::vector<download::SlotProgress*> gauges,
                                                     GatherObserver& observer,
                                                     ProgressGauge* saveGauge) override;
 };

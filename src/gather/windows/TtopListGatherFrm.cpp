@@ -53,7 +53,7 @@ private:
     TtopListGatherFrm* window_;
 };
 
-TtopListGatherFrm::TtopListGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent)
+TtopListGatherFrm::TtopListGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget* parent)
     : RankingWindow("按类目采集热卖商品", "类目选择", "采集结果", categoryRankingGridColumns(),
                     "categoryRankingGrid", parent),
       agent_(std::move(agent)),

@@ -18,7 +18,7 @@ namespace vantor {
 class TtopListGatherFrm : public RankingWindow {
     Q_OBJECT
 public:
-    TtopListGatherFrm(AgentSource agent, db::TDM& dm, QWidget* parent = nullptr);
+    TtopListGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget* parent = nullptr);
     ~TtopListGatherFrm() override;
 
     bool busy() const { return job_ != nullptr; }
@@ -51,7 +51,7 @@ private:
     int firstCategory_ = 0;
     int runs_ = 0;
 
-    AgentSource agent_;
+    download::AgentSource agent_;
     db::TDM& dm_;
     std::unique_ptr<Bridge> bridge_;
     std::unique_ptr<CategoryRanking> job_;

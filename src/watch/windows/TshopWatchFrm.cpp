@@ -53,7 +53,8 @@ QDateEdit* dateEdit(const QDate& date, const char* name) {
 
 } // namespace
 
-TshopWatchFrm::TshopWatchFrm(AgentSource agent, db::TDM& dm, const DataFolder& folder, QWidget* parent)
+TshopWatchFrm::TshopWatchFrm(download::AgentSource agent, db::TDM& dm, const DataFolder& folder,
+                             QWidget* parent)
     : QWidget(parent), agent_(std::move(agent)), dm_(dm), settings_(folder.config()), gallery_(folder) {
     setWindowTitle("店铺监控");
     giveHelp(this, HelpTopic::ShopWatch);

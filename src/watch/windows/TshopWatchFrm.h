@@ -37,7 +37,8 @@ namespace vantor {
 class TshopWatchFrm : public QWidget {
     Q_OBJECT
 public:
-    TshopWatchFrm(AgentSource agent, db::TDM& dm, const DataFolder& folder, QWidget* parent = nullptr);
+    TshopWatchFrm(download::AgentSource agent, db::TDM& dm, const DataFolder& folder,
+                  QWidget* parent = nullptr);
     ~TshopWatchFrm() override;
 
     // Puts a shop on the watch list and says so in the status line; false (and why) for no shop
@@ -103,7 +104,7 @@ private:
     void setRunning(bool running);
     void say(const QString& text);
 
-    AgentSource agent_;
+    download::AgentSource agent_;
     db::TDM& dm_;
     ConfigFile settings_;
     charts::Gallery gallery_;
