@@ -112,3 +112,23 @@ TEST_F(PostgresStore, TheDateFunctionsAreInlinedIntoTheStatement) {
     for (const char* call : {"year(", "hour(", "weekday(", "datepart(", "vantor_stored("})
         EXPECT_EQ(text.find(call), std::string::npos) << call << "\n" << text;
 }
+
+TEST_F(PostgresStore, TheItemViewSumsAnItemsSalesOnlyWhereATotalIsAsked) {
+    auto planOf = [&](const std::string& sql) {
+        auto plan = pg->cn1().prepare("explain " + sql);
+        for (const auto& name : plan.parameterNames())
+            plan.bind(name, 1);
+        std::string text;
+        while (plan.step())
+            text += plan.text(0) + "\n";
+        return text;
+    };
+    // The shop list names no total: the sales are not read at all.
+    EXPECT_EQ(planOf(std::string(TDM::standingQuery("saleShopList").sql)).find("saleinfo"),
+              std::string::npos);
+    // The items grid reads both sums of an item in one pass over its sales.
+    const std::string items = planOf(std::string(TDM::standingQuery("itemInfo_v").sql));
+    EXPECT_NE(items.find("Aggregate"), std::string::npos) << items;
+    EXPECT_NE(items.find("saleinfo"), std::string::npos) << items;
+    EXPECT_EQ(items.find("SubPlan 3"), std::string::npos) << items; // the two begin dates, no more
+}
