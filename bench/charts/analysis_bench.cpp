@@ -3,7 +3,8 @@
 // its built-in date expressions (strftime) on the same file. Then the two rating analysis windows over
 // one shop with a million ratings, against sqlite3 reading the rows they read.
 //
-// analysis_bench [sales] [ratings]   (defaults 1000000 and 1000000)
+// analysis_bench [sales] [ratings]   (defaults 1000000 and 1000000; VANTOR_BENCH_KEEP=1 keeps the data
+// folder in the temporary folder for a look at it afterwards)
 #include "../BenchSupport.h"
 #include "SalesShop.h"
 #include "charts/RatingAnalysis.h"
@@ -189,6 +190,6 @@ int main(int argc, char** argv) {
                     std::string(analysis->name).c_str(), us.wall, us.cpu, them.wall, them.cpu,
                     us.wall / them.wall, us.cpu / them.cpu);
     }
-    fs::remove_all(dir);
+    if (!std::getenv("VANTOR_BENCH_KEEP")) fs::remove_all(dir);
     return 0;
 }

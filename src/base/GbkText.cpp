@@ -87,6 +87,58 @@ std::string convert(const char* to, const char* from, Source source, std::string
     return out;
 }
 
+// The GBK bytes of each character of the Basic Multilingual Plane, asked of iconv once per process:
+// a large document goes through a table lookup per character rather than iconv's own loop, which is
+// many times slower. One byte below 0x100, two above, 0 where GBK has no such character.
+const std::vector<std::uint16_t>& gbkOfBmp() {
+    static const std::vector<std::uint16_t> table = [] {
+        std::vector<std::uint16_t> gbk(0x10000, 0);
+        iconv_t cd = iconv_open("GBK", "UTF-8");
+        if (cd == iconv_t(-1)) throw std::runtime_error("iconv cannot convert from UTF-8 to GBK");
+        for (char32_t c = 0x80; c < 0x10000; ++c) {
+            if (c >= 0xD800 && c <= 0xDFFF) continue;
+            char utf8[3], bytes[4];
+            size_t length = 0;
+            if (c < 0x800) {
+                utf8[length++] = char(0xC0 | (c >> 6));
+            } else {
+                utf8[length++] = char(0xE0 | (c >> 12));
+                utf8[length++] = char(0x80 | ((c >> 6) & 0x3F));
+            }
+            utf8[length++] = char(0x80 | (c & 0x3F));
+            char *in = utf8, *out = bytes;
+            size_t inLeft = length, outLeft = sizeof bytes;
+            iconv(cd, nullptr, nullptr, nullptr, nullptr);
+            if (iconv(cd, &in, &inLeft, &out, &outLeft) == size_t(-1)) continue;
+            const auto first = static_cast<unsigned char>(bytes[0]),
+                       second = static_cast<unsigned char>(bytes[1]);
+            if (out - bytes == 1) gbk[c] = first;
+            if (out - bytes == 2 && first >= 0x81) gbk[c] = std::uint16_t(first << 8 | second);
+        }
+        iconv_close(cd);
+        return gbk;
+    }();
+    return table;
+}
+
+bool continuation(unsigned char byte) {
+    return (byte & 0xC0) == 0x80;
+}
+
+// The character of a well-formed two or three byte sequence at `at`, and its length; 0 otherwise.
+std::pair<char32_t, size_t> bmpCharacter(std::string_view text, size_t at) {
+    const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[at + i]); };
+    const auto lead = byte(0);
+    const size_t left = text.size() - at;
+    if (lead >= 0xC2 && lead <= 0xDF && left >= 2 && continuation(byte(1)))
+        return {char32_t((lead & 0x1F) << 6 | (byte(1) & 0x3F)), 2};
+    if (lead >= 0xE0 && lead <= 0xEF && left >= 3 && continuation(byte(1)) && continuation(byte(2))) {
+        const auto c = char32_t((lead & 0x0F) << 12 | (byte(1) & 0x3F) << 6 | (byte(2) & 0x3F));
+        if (c >= 0x800 && (c < 0xD800 || c > 0xDFFF)) return {c, 3};
+    }
+    return {0, 0};
+}
+
 } // namespace
 
 void lowerAsciiInPlace(std::string& text) {
@@ -175,7 +227,29 @@ std::string gbkExpression(std::string_view utf8) {
 }
 
 std::string toGbk(std::string_view utf8) {
-    return convert("GBK", "UTF-8", Source::Utf8, utf8);
+    const std::vector<std::uint16_t>& table = gbkOfBmp();
+    std::string out;
+    out.reserve(utf8.size());
+    for (size_t i = 0; i < utf8.size();) {
+        const auto lead = static_cast<unsigned char>(utf8[i]);
+        if (lead < 0x80) {
+            out.push_back(char(lead));
+            ++i;
+            continue;
+        }
+        const auto [c, length] = bmpCharacter(utf8, i);
+        const std::uint16_t gbk = length ? table[c] : 0;
+        if (gbk == 0) {
+            // A broken sequence, a character beyond the plane or one GBK lacks, as iconv fails on them.
+            out.push_back('?');
+            i += characterLength(Source::Utf8, utf8.data() + i, utf8.size() - i);
+            continue;
+        }
+        if (gbk >= 0x100) out.push_back(char(gbk >> 8));
+        out.push_back(char(gbk & 0xFF));
+        i += length;
+    }
+    return out;
 }
 
 // GB18030 is a superset of GBK, so every page byte sequence that GBK allows decodes.

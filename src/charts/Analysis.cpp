@@ -66,7 +66,7 @@ void writeChart(const Gallery& gallery, const ChartSpec& chart, const std::vecto
     saveDocument(gallery.document(chart.chartFile), document.lines());
     observer.documentWritten(gallery.document(chart.chartFile));
     if (chart.listFile.empty()) return;
-    saveDocument(gallery.document(chart.listFile), list.lines());
+    saveDocument(gallery.document(chart.listFile), list.text());
     observer.documentWritten(gallery.document(chart.listFile));
 }
 

@@ -49,31 +49,24 @@ std::vector<std::string> ChartDocument::lines() const {
     return all;
 }
 
-void ListDocument::add(const std::vector<ListField>& fields) {
-    rows_.push_back("<sale>");
-    for (const auto& [name, text] : fields) {
-        std::string element;
-        element.append("<").append(name).append(">").append(text).append("</").append(name).append(">");
-        rows_.push_back(std::move(element));
-    }
-    rows_.push_back("</sale>");
-}
+ListDocument::ListDocument() : text_("<?xml version=\"1.0\" encoding=\"gb2312\"?> \r\n<shop>\r\n") {}
 
-std::vector<std::string> ListDocument::lines() const {
-    std::vector<std::string> all;
-    all.reserve(rows_.size() + 3);
-    all.push_back("<?xml version=\"1.0\" encoding=\"gb2312\"?> ");
-    all.push_back("<shop>");
-    all.insert(all.end(), rows_.begin(), rows_.end());
-    all.push_back("</shop>");
-    return all;
+void ListDocument::add(const std::vector<ListField>& fields) {
+    text_ += "<sale>\r\n";
+    for (const auto& [name, text] : fields)
+        text_.append("<").append(name).append(">").append(text).append("</").append(name).append(">\r\n");
+    text_ += "</sale>\r\n";
 }
 
 void saveDocument(const std::filesystem::path& file, const std::vector<std::string>& utf8Lines) {
     std::string text;
     for (const auto& line : utf8Lines)
         text.append(line).append("\r\n");
-    std::string gbk = toGbk(text);
+    saveDocument(file, text);
+}
+
+void saveDocument(const std::filesystem::path& file, std::string_view utf8Text) {
+    const std::string gbk = toGbk(utf8Text);
     std::ofstream out(file, std::ios::binary | std::ios::trunc);
     out.write(gbk.data(), std::streamsize(gbk.size()));
     out.close();

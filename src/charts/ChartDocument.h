@@ -54,17 +54,22 @@ private:
 using ListField = std::pair<std::string_view, std::string>;
 
 // A list document: the declaration, "<shop>", a "<sale>" block per row, "</shop>".
+// It is written as one text, every line ended by CR LF: a list of a hundred thousand rows is not a
+// million strings.
 class ListDocument {
 public:
+    ListDocument();
     void add(const std::vector<ListField>& fields);
-    std::vector<std::string> lines() const;
+    std::string text() const { return text_ + "</shop>\r\n"; }
 
 private:
-    std::vector<std::string> rows_;
+    std::string text_;
 };
 
 // Writes a document as the pages and the users' other tools expect it: GBK, every line ended by
 // CR LF. The file is re-created. Raises std::runtime_error when it cannot be written.
 void saveDocument(const std::filesystem::path& file, const std::vector<std::string>& utf8Lines);
+// The same for a text whose lines already end in CR LF.
+void saveDocument(const std::filesystem::path& file, std::string_view utf8Text);
 
 } // namespace vantor::charts

@@ -6,11 +6,15 @@
 #include "db/SqlFunctions.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <functional>
+#include <future>
 #include <optional>
 #include <stdexcept>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 namespace vantor::charts {
 namespace {
@@ -29,43 +33,48 @@ Bounds boundsOf(const AnalysisRequest& request) {
 constexpr const char* kNoEffect =
     "exists(select 1 from pjNoEffect n where n.dian_id=p.dian_id and n.trade_id=p.trade_id)";
 
-// The shop's ratings of the range in time order, through the (dian_id, pjsj) index. The credit
-// needs time, grade and the "[不计分]" mark, which comes from one read of the shop's marks rather than
-// a lookup per rating; the check needs rater, price and comment, and an item title only where the
-// comment is a default one.
-enum class Columns { Credit, Check };
-std::vector<RatingRecord> readRatings(db::Database& db, std::int64_t shop, const Bounds& bounds,
-                                      Columns columns) {
+// The shop's ratings of the range in time order, from the index that holds their time, grade and
+// trade; the "[不计分]" marks come from one read of the shop's marks rather than a lookup per rating.
+std::vector<RatingRecord> creditRatings(db::Database& db, std::int64_t shop, const Bounds& bounds) {
     std::unordered_set<std::string> noEffect;
-    if (columns == Columns::Credit) {
-        auto marks = db.prepare("select trade_id from pjNoEffect where dian_id=:id");
-        marks.bind("id", shop);
-        while (marks.step())
-            noEffect.insert(marks.text(0));
-    }
-    // The credit's columns all stand in an index; the check's need the table.
-    auto st = db.prepare(
-        columns == Columns::Credit
-            ? "select p.pjsj,p.pj,p.trade_id from pjinfo p where p.dian_id=:id and p.pjsj>=:sj1 and "
-              "p.pjsj<:sj2 order by p.pjsj"
-            : "select p.pjsj,p.pj,p.trade_id,p.pjName,p.jg,p.pjInfo,p.itemTitle from pjinfo p where "
-              "p.dian_id=:id and p.pjsj>=:sj1 and p.pjsj<:sj2 order by p.pjsj");
+    auto marks = db.prepare("select trade_id from pjNoEffect where dian_id=:id");
+    marks.bind("id", shop);
+    while (marks.step())
+        noEffect.insert(marks.text(0));
+    auto st = db.prepare("select pjsj,pj,trade_id from pjinfo where dian_id=:id and pjsj>=:sj1 and "
+                         "pjsj<:sj2 order by pjsj,id");
     st.bind("id", shop).bind("sj1", bounds.from).bind("sj2", bounds.before);
     std::vector<RatingRecord> ratings;
     while (st.step()) {
         RatingRecord& r = ratings.emplace_back();
         r.time = st.textView(0);
         r.grade = st.textView(1);
-        if (columns == Columns::Credit) {
-            r.counts = noEffect.empty() || !noEffect.contains(std::string(st.textView(2)));
-            continue;
-        }
-        r.rater = st.textView(3);
-        r.price = st.real(4);
-        r.comment = st.textView(5);
-        if (isDefaultRating(r.comment)) r.itemTitle = st.textView(6);
+        r.counts = noEffect.empty() || !noEffect.contains(std::string(st.textView(2)));
     }
     return ratings;
+}
+
+// The shop's ratings of the range with an automatic or empty comment, in time order.
+std::vector<RatingRecord> defaultRatings(db::Database& db, std::int64_t shop, const Bounds& bounds) {
+    auto st = db.prepare(kDefaultRatingsSql);
+    st.bind("id", shop).bind("sj1", bounds.from).bind("sj2", bounds.before);
+    std::vector<RatingRecord> ratings;
+    while (st.step()) {
+        RatingRecord& r = ratings.emplace_back();
+        r.time = st.textView(0);
+        r.grade = st.textView(1);
+        r.rater = st.textView(2);
+        r.comment = st.textView(3);
+        r.itemTitle = st.textView(4);
+    }
+    return ratings;
+}
+
+void checkEveryRating(db::Database& db, std::int64_t shop, const Bounds& bounds, RatingCheckPass& pass) {
+    auto st = db.prepare(kCheckedRatingsSql);
+    st.bind("id", shop).bind("sj1", bounds.from).bind("sj2", bounds.before);
+    while (st.step())
+        pass.add(st.textView(0), st.textView(1), st.textView(2), st.real(3));
 }
 
 long long creditBefore(db::Database& db, std::int64_t shop, const Bounds& bounds) {
@@ -103,17 +112,23 @@ double shareOf(int part, int whole) {
     return whole > 0 ? 100.0 * part / whole : 0;
 }
 
-int gradeIndex(const std::string& grade) {
+int gradeIndex(std::string_view grade) {
     return grade == "好评" ? 0 : grade == "中评" ? 1 : grade == "差评" ? 2 : -1;
 }
 
-bool masked(const std::string& rater) {
+bool masked(std::string_view rater) {
     return rater.find("***") != std::string::npos;
 }
 
 void save(const Gallery& gallery, std::string_view file, const std::vector<std::string>& lines,
           AnalysisObserver& observer) {
     saveDocument(gallery.document(file), lines);
+    observer.documentWritten(gallery.document(file));
+}
+
+void save(const Gallery& gallery, std::string_view file, const ListDocument& list,
+          AnalysisObserver& observer) {
+    saveDocument(gallery.document(file), list.text());
     observer.documentWritten(gallery.document(file));
 }
 
@@ -145,13 +160,13 @@ void writeCreditChart(const Gallery& gallery, const AnalysisRequest& request,
                   {"好评率", rate}});
     }
     save(gallery, chartFile, chart.lines(), observer);
-    save(gallery, listFile, list.lines(), observer);
+    save(gallery, listFile, list, observer);
 }
 
 void writeCreditGrowth(db::Database& db, const Gallery& gallery, const AnalysisRequest& request,
                        AnalysisObserver& observer) {
     const Bounds bounds = boundsOf(request);
-    const auto ratings = readRatings(db, request.shopId, bounds, Columns::Credit);
+    const auto ratings = creditRatings(db, request.shopId, bounds);
     const long long before = creditBefore(db, request.shopId, bounds);
     writeCreditChart(gallery, request, creditPeriods(ratings, Period::Week, before), "Line2d.xml",
                      "周信用走势图", "' xAxisName='年-周' yAxisName='信用' ", "rateTrendWeekList.xml",
@@ -163,8 +178,25 @@ void writeCreditGrowth(db::Database& db, const Gallery& gallery, const AnalysisR
 
 void writeRatingCheck(db::Database& db, const Gallery& gallery, const AnalysisRequest& request,
                       AnalysisObserver& observer) {
-    const auto ratings = readRatings(db, request.shopId, boundsOf(request), Columns::Check);
-    const RatingCheck check = checkRatings(ratings);
+    const Bounds bounds = boundsOf(request);
+    std::vector<RatingRecord> defaults = defaultRatings(db, request.shopId, bounds);
+    // Their list is often the largest document by far: it is written while the others are read.
+    const std::filesystem::path defaultsFile = gallery.document("rateDefaultList.xml");
+    auto defaultsWritten = std::async(std::launch::async, [&defaults, &defaultsFile] {
+        ListDocument list;
+        for (const RatingRecord& r : defaults)
+            list.add({{"时间", r.time},
+                      {"买家", r.rater},
+                      {"商品", r.itemTitle},
+                      {"评价", r.grade},
+                      {"评语", r.comment}});
+        saveDocument(defaultsFile, list.text());
+    });
+    RatingCheckPass pass;
+    checkEveryRating(db, request.shopId, bounds, pass);
+    defaultsWritten.get();
+    pass.addDefaults(std::move(defaults));
+    const RatingCheck check = pass.finish();
     const std::string range = request.from + "~" + request.to;
 
     ChartDocument bands(range + "评价价格分布", request.shopName,
@@ -206,7 +238,7 @@ void writeRatingCheck(db::Database& db, const Gallery& gallery, const AnalysisRe
         pie.add({name, name, std::to_string(count)}, true);
     save(gallery, "rateSys_Pie3D.xml", pie.lines(), observer);
 
-    ListDocument card, repeats, defaults;
+    ListDocument card, repeats;
     for (const CheckLine& line : check.card)
         card.add({{"项目", line.item},
                   {"数值", line.figure},
@@ -219,17 +251,11 @@ void writeRatingCheck(db::Database& db, const Gallery& gallery, const AnalysisRe
                      {"同日重复", std::to_string(r.sameDay)},
                      {"首次评价", r.first},
                      {"最近评价", r.last}});
-    for (const RatingRecord& r : check.defaults)
-        defaults.add({{"时间", r.time},
-                      {"买家", r.rater},
-                      {"商品", r.itemTitle},
-                      {"评价", r.grade},
-                      {"评语", r.comment}});
-    save(gallery, "rateCheck.xml", card.lines(), observer);
-    save(gallery, "rateRepeatList.xml", repeats.lines(), observer);
-    save(gallery, "ratePriceList.xml", bandList.lines(), observer);
-    save(gallery, "rateDefaultList.xml", defaults.lines(), observer);
-    save(gallery, "rateBurstList.xml", burstList.lines(), observer);
+    save(gallery, "rateCheck.xml", card, observer);
+    save(gallery, "rateRepeatList.xml", repeats, observer);
+    save(gallery, "ratePriceList.xml", bandList, observer);
+    observer.documentWritten(defaultsFile);
+    save(gallery, "rateBurstList.xml", burstList, observer);
     observer.reportCard(check.card);
 }
 
@@ -298,58 +324,134 @@ double poissonTail(double lambda, int k) {
     return std::min(1.0, sum);
 }
 
-RatingCheck checkRatings(const std::vector<RatingRecord>& ratings) {
-    RatingCheck check;
-    check.total = int(ratings.size());
-    // Keys point into the ratings, which outlive the maps: no copy of a name per rating.
-    struct Seen {
-        int ratings = 0, sameDay = 0;
-        size_t first = 0, last = 0;
-    };
-    std::unordered_map<std::string_view, Seen> raters;
-    raters.reserve(ratings.size());
-    std::vector<RatingCheck::Day> ratedDays; // in time order, as the ratings come
-    int cheap = 0;
-    for (size_t i = 0; i < ratings.size(); ++i) {
-        const RatingRecord& r = ratings[i];
-        const std::string_view day = std::string_view(r.time).substr(0, 10);
-        if (!masked(r.rater) && !r.rater.empty()) {
-            Seen& seen = raters[r.rater];
-            if (seen.ratings++ == 0)
-                seen.first = i;
-            else if (std::string_view(ratings[seen.last].time).substr(0, 10) == day)
-                ++seen.sameDay;
-            seen.last = i;
-        }
-        const auto band = std::upper_bound(kPriceBandLimits.begin(), kPriceBandLimits.end(), r.price);
-        ++check.bands[size_t(band - kPriceBandLimits.begin())];
-        cheap += r.price < kCheapItemPrice;
-        if (isDefaultRating(r.comment)) check.defaults.push_back(r);
-        if (ratedDays.empty() || ratedDays.back().date != day) ratedDays.push_back({std::string(day)});
-        ++ratedDays.back().ratings;
-        ratedDays.back().good += r.grade == "好评";
-    }
+std::string_view RatingCheckPass::timeOf(std::uint32_t rating) const {
+    const std::uint32_t begin = rating == 0 ? 0 : timeEnds_[rating - 1];
+    return std::string_view(times_).substr(begin, timeEnds_[rating] - begin);
+}
 
+std::string_view RatingCheckPass::nameOf(std::uint32_t rater) const {
+    const std::uint32_t begin = rater == 0 ? 0 : raters_[rater - 1].nameEnd;
+    return std::string_view(names_).substr(begin, raters_[rater].nameEnd - begin);
+}
+
+// A slot's place comes from the top bits of the hash, which the slot keeps: growing the table hashes
+// no name again.
+constexpr std::uint64_t kHashTag = ~0xFFFFFFFFull;
+constexpr size_t kBatch = 32;
+
+size_t RatingCheckPass::placeOf(std::uint64_t hash) const {
+    return size_t(hash >> (64 - std::countr_zero(slots_.size())));
+}
+
+RatingCheckPass::Seen& RatingCheckPass::seenOf(std::string_view rater, std::uint64_t hash) {
+    const std::uint64_t tag = hash & kHashTag;
+    size_t at = placeOf(tag);
+    for (; slots_[at] != 0; at = (at + 1) & (slots_.size() - 1)) {
+        const std::uint32_t number = std::uint32_t(slots_[at]) - 1;
+        if ((slots_[at] & kHashTag) == tag && nameOf(number) == rater) return raters_[number].seen;
+    }
+    names_ += rater;
+    raters_.push_back({std::uint32_t(names_.size()), {}});
+    slots_[at] = tag | raters_.size();
+    return raters_.back().seen;
+}
+
+void RatingCheckPass::settle() {
+    if (2 * (raters_.size() + pending_.size()) > slots_.size()) {
+        size_t size = std::max<size_t>(1024, slots_.size());
+        while (2 * (raters_.size() + pending_.size()) > size)
+            size *= 2;
+        std::vector<std::uint64_t> old = std::exchange(slots_, std::vector<std::uint64_t>(size));
+        for (std::uint64_t slot : old) {
+            if (slot == 0) continue;
+            size_t at = placeOf(slot & kHashTag);
+            while (slots_[at] != 0)
+                at = (at + 1) & (slots_.size() - 1);
+            slots_[at] = slot;
+        }
+    }
+    for (const Pending& p : pending_)
+        __builtin_prefetch(&slots_[placeOf(p.hash & kHashTag)]);
+    std::uint32_t nameBegin = 0;
+    for (const Pending& p : pending_) {
+        const std::string_view name =
+            std::string_view(pendingNames_).substr(nameBegin, p.nameEnd - nameBegin);
+        nameBegin = p.nameEnd;
+        Seen& seen = seenOf(name, p.hash);
+        if (seen.ratings++ == 0)
+            seen.first = p.rating;
+        else if (timeOf(seen.last).substr(0, 10) == timeOf(p.rating).substr(0, 10))
+            ++seen.sameDay;
+        seen.last = p.rating;
+    }
+    pending_.clear();
+    pendingNames_.clear();
+}
+
+void RatingCheckPass::add(std::string_view time, std::string_view grade, std::string_view rater,
+                          double price) {
+    const auto number = std::uint32_t(timeEnds_.size());
+    times_ += time;
+    timeEnds_.push_back(std::uint32_t(times_.size()));
+    if (!masked(rater) && !rater.empty()) {
+        pendingNames_ += rater;
+        pending_.push_back(
+            {number, std::uint32_t(pendingNames_.size()), std::hash<std::string_view>()(rater)});
+        if (pending_.size() == kBatch) settle();
+    }
+    const auto band = std::upper_bound(kPriceBandLimits.begin(), kPriceBandLimits.end(), price);
+    ++bands_[size_t(band - kPriceBandLimits.begin())];
+    cheap_ += price < kCheapItemPrice;
+    const std::string_view day = time.substr(0, 10);
+    if (ratedDays_.empty() || ratedDays_.back().date != day) ratedDays_.push_back({std::string(day)});
+    ++ratedDays_.back().ratings;
+    ratedDays_.back().good += grade == "好评";
+}
+
+RatingCheck checkRatings(const std::vector<RatingRecord>& ratings) {
+    RatingCheckPass pass;
+    std::vector<RatingRecord> defaults;
+    for (const RatingRecord& r : ratings) {
+        pass.add(r.time, r.grade, r.rater, r.price);
+        if (isDefaultRating(r.comment)) defaults.push_back(r);
+    }
+    pass.addDefaults(std::move(defaults));
+    return pass.finish();
+}
+
+RatingCheck RatingCheckPass::finish() {
+    settle();
+    RatingCheck check;
+    check.total = int(timeEnds_.size());
+    check.bands = bands_;
+    check.defaults = std::move(defaults_);
+    const int cheap = cheap_;
     int repeatRatings = 0, sameDay = 0;
-    for (const auto& [name, seen] : raters)
-        if (seen.ratings > 1) {
+    std::vector<std::uint32_t> repeaters;
+    for (std::uint32_t i = 0; i < raters_.size(); ++i)
+        if (const Seen& seen = raters_[i].seen; seen.ratings > 1) {
             repeatRatings += seen.ratings;
             sameDay += seen.sameDay;
-            check.repeatRaters.push_back({std::string(name), seen.ratings, seen.sameDay,
-                                          ratings[seen.first].time, ratings[seen.last].time});
+            repeaters.push_back(i);
         }
     // The most ratings first, then the earliest first rating: the same order on every run.
-    std::sort(check.repeatRaters.begin(), check.repeatRaters.end(), [](const auto& a, const auto& b) {
-        return a.ratings != b.ratings ? a.ratings > b.ratings : a.first < b.first;
+    std::sort(repeaters.begin(), repeaters.end(), [this](std::uint32_t a, std::uint32_t b) {
+        const Seen &x = raters_[a].seen, &y = raters_[b].seen;
+        return x.ratings != y.ratings ? x.ratings > y.ratings : x.first < y.first;
     });
+    for (std::uint32_t i : repeaters) {
+        const Seen& seen = raters_[i].seen;
+        check.repeatRaters.push_back({std::string(nameOf(i)), seen.ratings, seen.sameDay,
+                                      std::string(timeOf(seen.first)), std::string(timeOf(seen.last))});
+    }
 
     // Every day between the first rating and the last, the quiet ones too, so the norm is per day.
-    if (!ratedDays.empty()) {
-        auto next = ratedDays.begin();
-        const DateTime last = *DateTime::parse(ratedDays.back().date);
-        for (DateTime d = *DateTime::parse(ratedDays.front().date); !(last < d); d = d.addDays(1)) {
+    if (!ratedDays_.empty()) {
+        auto next = ratedDays_.begin();
+        const DateTime last = *DateTime::parse(ratedDays_.back().date);
+        for (DateTime d = *DateTime::parse(ratedDays_.front().date); !(last < d); d = d.addDays(1)) {
             const std::string date = d.toDateString();
-            if (next != ratedDays.end() && next->date == date)
+            if (next != ratedDays_.end() && next->date == date)
                 check.days.push_back(*next++);
             else
                 check.days.push_back({date});

@@ -3,6 +3,7 @@
 #include "Analysis.h"
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -85,8 +86,66 @@ struct RatingCheck {
     double dailyNorm = 0;  // ratings a day over those days
     int total = 0;
 };
-// Ratings in time order. Raters shown masked ("a***1") are many buyers and never repeat raters.
+// The check fed one rating at a time, in time order, so a million ratings need not be held: it keeps
+// a count per rater and per day, the automatic and empty ones in full. Raters shown masked ("a***1")
+// are many buyers and never repeat raters.
+class RatingCheckPass {
+public:
+    void add(std::string_view time, std::string_view grade, std::string_view rater, double price);
+    // Those of the ratings given to add() whose comment isDefaultRating(), in the same order.
+    void addDefaults(std::vector<RatingRecord> ratings) { defaults_ = std::move(ratings); }
+    RatingCheck finish();
+
+private:
+    struct Seen {
+        int ratings = 0, sameDay = 0;
+        std::uint32_t first = 0, last = 0; // ratings' numbers
+    };
+    struct Rater {
+        std::uint32_t nameEnd = 0; // in names_, where the previous rater's name ends it begins
+        Seen seen;
+    };
+    // A rating of a named rater, waiting in a batch.
+    struct Pending {
+        std::uint32_t rating = 0, nameEnd = 0; // in pendingNames_
+        std::uint64_t hash = 0;
+    };
+    std::string_view timeOf(std::uint32_t rating) const;
+    std::string_view nameOf(std::uint32_t rater) const;
+    size_t placeOf(std::uint64_t hash) const;
+    Seen& seenOf(std::string_view rater, std::uint64_t hash);
+    void settle();
+
+    // Every rating's time back to back, and where each ends: one buffer rather than a string apiece.
+    std::string times_;
+    std::vector<std::uint32_t> timeEnds_;
+    // The raters the same way, found through an open table at most half full whose slots hold a
+    // rater's number (+1, 0 free) below the top half of its hash, so a probe reads a name only where
+    // the hash agrees: a million names cost two buffers rather than a million nodes.
+    std::string names_;
+    std::vector<Rater> raters_;
+    std::vector<std::uint64_t> slots_;
+    // Named ratings go to the table in batches whose slots are fetched ahead: the table is far larger
+    // than the caches, and a probe costs its wait for memory, not its work.
+    std::string pendingNames_;
+    std::vector<Pending> pending_;
+    std::vector<RatingCheck::Day> ratedDays_;
+    std::array<int, 5> bands_{};
+    int cheap_ = 0;
+    std::vector<RatingRecord> defaults_;
+};
+// The check of ratings held in memory, in time order.
 RatingCheck checkRatings(const std::vector<RatingRecord>& ratings);
+
+// What the rating check reads of a shop's ratings in a range (:id, :sj1 inclusive, :sj2 exclusive),
+// in time order: time, grade, rater and price of every rating from one index, and time, grade, rater,
+// comment and item of those with an automatic or empty comment from a partial index holding just
+// them. The comment's condition is written as the index's, which is how the planner knows it may.
+inline constexpr const char* kCheckedRatingsSql =
+    "select pjsj,pj,pjName,jg from pjinfo where dian_id=:id and pjsj>=:sj1 and pjsj<:sj2 order by pjsj,id";
+inline constexpr const char* kDefaultRatingsSql =
+    "select pjsj,pj,pjName,pjInfo,itemTitle from pjinfo where dian_id=:id and pjsj>=:sj1 and pjsj<:sj2 and "
+    "(pjInfo LIKE '%默认好评%' OR trim(replace(coalesce(pjInfo,''),'\t',''))='') order by pjsj,id";
 
 // Credit growth (信用成长分析) and rating authenticity (评价真实度分析).
 const Analysis& creditGrowth();

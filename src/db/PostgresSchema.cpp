@@ -17,6 +17,9 @@ std::string translated(std::string_view sqlite) {
         {std::regex(R"(\bINTEGER\b)"), "BIGINT"},
         {std::regex(R"(\bREAL\b)"), "DOUBLE PRECISION"},
         {std::regex(R"(CREATE VIEW IF NOT EXISTS)"), "CREATE OR REPLACE VIEW"},
+        // A server's index entry holds at most about 2,700 bytes and a comment may be longer: there the
+        // index finds the ratings and their rows give the comment.
+        {std::regex(R"((pjinfo_default_comment ON pjinfo \()[^)]*\))"), "$1dian_id, pjsj, id)"},
     };
     for (const auto& [pattern, replacement] : rules)
         sql = std::regex_replace(sql, pattern, replacement);

@@ -92,10 +92,17 @@ CREATE TABLE IF NOT EXISTS pjinfo (
     pjjs TEXT,
     trade_id TEXT
 );
-CREATE INDEX IF NOT EXISTS pjinfo_dian_id_pjsj ON pjinfo (dian_id, pjsj);
 CREATE INDEX IF NOT EXISTS pjinfo_trade_id ON pjinfo (trade_id);
--- The credit growth of a shop reads its ratings' time, grade and trade from this index alone.
-CREATE INDEX IF NOT EXISTS pjinfo_credit ON pjinfo (dian_id, pjsj, pj, trade_id);
+-- A shop's ratings in time order (ties in the order saved) with what the credit growth and the rating
+-- check read of each, so neither visits a million scattered rows. It replaces two narrower indexes of
+-- older files.
+DROP INDEX IF EXISTS pjinfo_dian_id_pjsj;
+DROP INDEX IF EXISTS pjinfo_credit;
+CREATE INDEX IF NOT EXISTS pjinfo_rated ON pjinfo (dian_id, pjsj, id, pj, trade_id, pjName, jg);
+-- The ratings with the marketplace's automatic comment or none, which the check lists in full. The
+-- condition holds a tab between the quotes and stands word for word in the check's statement.
+CREATE INDEX IF NOT EXISTS pjinfo_default_comment ON pjinfo (dian_id, pjsj, id, pj, pjName, pjInfo, itemTitle)
+    WHERE (pjInfo LIKE '%默认好评%' OR trim(replace(coalesce(pjInfo,''),'	',''))='');
 
 -- Ratings the marketplace shows as "[不计分]": they add nothing to the credit. Kept apart from pjinfo so
 -- its rows and exports stay as they are.

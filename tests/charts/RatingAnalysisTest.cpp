@@ -1,11 +1,13 @@
 #include "charts/RatingAnalysis.h"
 #include "SalesFixture.h"
 #include "db/TDM.h"
+#include "support/Stores.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 #include <tuple>
 
 using namespace vantor;
@@ -152,4 +154,116 @@ TEST(RatingCheck, TheBurstTestIsAPoissonTail) {
     EXPECT_NEAR(poissonTail(1000, 1100), 0.00088,
                 0.0001); // a large mean neither underflows nor loses the tail
     EXPECT_EQ(poissonTail(2, 0), 1);
+}
+
+namespace {
+
+// A shop's ratings in a store on either engine, for the rating check read from indexes against the
+// same ratings checked in memory.
+class RatingCheckOn : public ::testing::TestWithParam<test::Engine> {
+protected:
+    RatingCheckOn() : data(dir / "data"), gallery(data), dm(test::storeOn(GetParam(), data.database())) {
+        data.create();
+        dm.open();
+    }
+    test::TempDir dir;
+    DataFolder data;
+    Gallery gallery;
+    db::TDM dm;
+};
+
+struct Card : AnalysisObserver {
+    void showMessage(const std::string& text) override { message = text; }
+    void documentWritten(const std::filesystem::path&) override {}
+    void reportCard(const std::vector<CheckLine>& lines) override { card = lines; }
+    std::string message;
+    std::vector<CheckLine> card;
+};
+
+std::vector<std::string> figures(const std::vector<CheckLine>& card) {
+    std::vector<std::string> out;
+    for (const CheckLine& line : card)
+        out.push_back(line.figure + (line.pass ? " 通过" : " 警告"));
+    return out;
+}
+
+} // namespace
+
+TEST_P(RatingCheckOn, TheWindowReadFromTheIndexesFindsWhatTheCheckOfEveryRatingFinds) {
+    // Comments automatic, empty, blank with tabs, missing, or merely mentioning the automatic words;
+    // raters returning, masked and nameless; times that tie; another shop and ratings outside the range.
+    const std::vector<std::optional<std::string>> comments = {
+        "很好", "评价方未及时做出评价,系统默认好评!", "", " ", "\t", " \t ", std::nullopt, "难道是默认好评吗",
+        "好"};
+    const std::vector<std::string> raters = {"回头客1", "回头客2", "a***1", "", "买家"};
+    std::mt19937 random(5);
+    auto& db = dm.cn1();
+    db.exec("insert into dianbase(id,dianming) values(1,'小铺'),(2,'别家')");
+    auto insert = db.prepare("insert into pjinfo(dian_id,pj,pjsj,trade_id,pjName,jg,pjInfo,itemTitle) "
+                             "values(:shop,:pj,:sj,:trade,:name,:price,:comment,:title)");
+    for (int i = 0; i < 400; ++i) {
+        const DateTime time =
+            DateTime{2010, 12, 25}.addDays(int(random() % 20)).addSeconds(int(random() % 3) * 3600);
+        std::string name = raters[random() % raters.size()];
+        if (name == "买家") name += std::to_string(random() % 60);
+        insert.bind("shop", i % 7 == 0 ? 2 : 1)
+            .bind("pj", random() % 5 == 0 ? "差评" : "好评")
+            .bind("sj", time.toString())
+            .bind("trade", "t" + std::to_string(i))
+            .bind("name", name)
+            .bind("price", double(random() % 700) / 3)
+            .bind("title", "商品" + std::to_string(random() % 4));
+        if (const auto& comment = comments[random() % comments.size()])
+            insert.bind("comment", *comment);
+        else
+            insert.bindNull("comment");
+        insert.execute();
+        insert.reset();
+    }
+
+    Card observer;
+    const AnalysisRequest request{1, "小铺", "2010-12-28", "2011-01-09"};
+    ASSERT_EQ(runAnalysis(db, gallery, ratingCheck(), request, observer).outcome, AnalysisOutcome::Written)
+        << observer.message;
+
+    std::vector<RatingRecord> all;
+    auto every = db.prepare("select pjsj,pj,pjName,jg,pjInfo,itemTitle from pjinfo where dian_id=1 and "
+                            "pjsj>='2010-12-28' and pjsj<'2011-01-10' order by pjsj,id");
+    while (every.step())
+        all.push_back(
+            {every.text(0), every.text(1), true, every.text(2), every.real(3), every.text(4), every.text(5)});
+    const RatingCheck expected = checkRatings(all);
+    ASSERT_GT(expected.repeatRaters.size(), 1u);
+    ASSERT_GT(expected.defaults.size(), 20u);
+
+    EXPECT_EQ(figures(observer.card), figures(expected.card));
+    ListRows defaults, repeats;
+    for (const RatingRecord& r : expected.defaults)
+        defaults.push_back({{"时间", r.time},
+                            {"买家", r.rater},
+                            {"商品", r.itemTitle},
+                            {"评价", r.grade},
+                            {"评语", r.comment}});
+    for (const RatingCheck::Rater& r : expected.repeatRaters)
+        repeats.push_back({{"买家", r.name},
+                           {"评价数", std::to_string(r.ratings)},
+                           {"同日重复", std::to_string(r.sameDay)},
+                           {"首次评价", r.first},
+                           {"最近评价", r.last}});
+    EXPECT_EQ(readListDocument(gallery.document("rateDefaultList.xml")), defaults);
+    EXPECT_EQ(readListDocument(gallery.document("rateRepeatList.xml")), repeats);
+}
+
+INSTANTIATE_TEST_SUITE_P(BothEngines, RatingCheckOn, test::kBothEngines, test::engineName);
+
+TEST(RatingCheck, AFilesRatingsAreReadFromIndexesAlone) {
+    test::TempDir dir;
+    db::TDM dm(dir / "lmd_pin.db");
+    dm.open();
+    for (const char* statement : {kCheckedRatingsSql, kDefaultRatingsSql}) {
+        auto plan = dm.cn1().prepare(std::string("explain query plan ") + statement);
+        plan.bind("id", 1).bind("sj1", "2011-01-01").bind("sj2", "2012-01-01");
+        ASSERT_TRUE(plan.step());
+        EXPECT_NE(plan.text(3).find("COVERING INDEX"), std::string::npos) << plan.text(3);
+    }
 }

@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <iconv.h>
 #include <iterator>
 #include <random>
 #include <utility>
@@ -68,6 +71,65 @@ TEST(GbkText, ConversionsMarkWhatTheTargetCannotHold) {
     EXPECT_EQ(codePointToGbk(65), "A");
     EXPECT_EQ(codePointToGbk(0x1F600), "?");
     EXPECT_EQ(codePointToGbk(0xD800), "?"); // a surrogate is no character
+}
+
+namespace {
+// iconv over the whole text, each failure a '?' and a pass over as many bytes as the lead byte says.
+std::string gbkThroughIconv(std::string text) {
+    iconv_t cd = iconv_open("GBK", "UTF-8");
+    std::string out;
+    char* in = text.data();
+    size_t inLeft = text.size();
+    while (inLeft > 0) {
+        char buffer[256];
+        char* outAt = buffer;
+        size_t outLeft = sizeof buffer;
+        const size_t rc = iconv(cd, &in, &inLeft, &outAt, &outLeft);
+        out.append(buffer, outAt);
+        if (rc == size_t(-1) && errno != E2BIG) {
+            const auto lead = static_cast<unsigned char>(*in);
+            const size_t skip = std::min<size_t>(lead >= 0xF0   ? 4
+                                                 : lead >= 0xE0 ? 3
+                                                 : lead >= 0xC0 ? 2
+                                                                : 1,
+                                                 inLeft);
+            out += '?';
+            in += skip;
+            inLeft -= skip;
+        }
+    }
+    iconv_close(cd);
+    return out;
+}
+} // namespace
+
+TEST(GbkText, ConversionToGbkIsIconvsOnEveryCharacterAndOnBrokenText) {
+    std::string every;
+    for (char32_t c = 1; c < 0x10000; ++c) {
+        if (c >= 0xD800 && c <= 0xDFFF) continue;
+        if (c < 0x80)
+            every += char(c);
+        else if (c < 0x800)
+            every += {char(0xC0 | (c >> 6)), char(0x80 | (c & 0x3F))};
+        else
+            every += {char(0xE0 | (c >> 12)), char(0x80 | ((c >> 6) & 0x3F)), char(0x80 | (c & 0x3F))};
+    }
+    EXPECT_EQ(toGbk(every), gbkThroughIconv(every));
+
+    // Texts of valid characters, those GBK lacks, and broken pieces: a lone continuation byte, a cut
+    // sequence, an overlong form, a surrogate, a four-byte character and bytes no UTF-8 has.
+    const std::vector<std::string> pieces = {"a",        "<时间>",   "店铺",         "€",
+                                             "\xC3\xA9", "😀",        "\x80",         "\xBF",
+                                             "\xE4\xB8", "\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80",
+                                             "\xF5",     "\xFF",     "\xE4",         "\xEF\xBF\xBE",
+                                             "\xC2\x80"};
+    std::mt19937 random(7);
+    for (int i = 0; i < 3000; ++i) {
+        std::string text;
+        for (int n = int(random() % 12); n > 0; --n)
+            text += pieces[random() % pieces.size()];
+        ASSERT_EQ(toGbk(text), gbkThroughIconv(text)) << text;
+    }
 }
 
 TEST(GbkText, FirstCharsCountsDoubleByteCharactersOnce) {
