@@ -7,15 +7,14 @@
 
 #include <libpq-fe.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <optional>
-#include <strings.h>
 #include <utility>
 
 namespace vantor::db::engine {
@@ -226,15 +225,44 @@ public:
         for (size_t c = 0; c < columns.size(); ++c)
             list += (c ? "," : "") + columns[c];
         if (conflicts == Conflicts::Fail) return copyIn(std::string(table), list, rows);
-        // COPY cannot pass a row over: the rows go into a table of this session's first, and from there
-        // into the table with one statement that can.
+        // COPY cannot pass a row over, but the rows of a save are seldom held already: they go straight
+        // in under a savepoint. Only when one is held do they go into a table of this session's, and
+        // from there into the table with one statement that passes it over.
+        std::string text;
+        std::vector<Value> row;
+        while (rows(row))
+            appendCopyRow(text, row);
+        const bool saved = inTransaction();
+        if (saved) exec("SAVEPOINT vantor_bulk");
+        try {
+            copyIn(std::string(table), list, text);
+            if (saved) exec("RELEASE SAVEPOINT vantor_bulk");
+            return;
+        } catch (const DbError& failure) {
+            if (!failure.keyHeld()) throw;
+            if (saved) exec("ROLLBACK TO SAVEPOINT vantor_bulk");
+        }
         const std::string loading = "vantor_load_" + std::string(table);
         exec("CREATE TEMP TABLE IF NOT EXISTS " + loading + " AS SELECT " + list + " FROM " +
              std::string(table) + " WITH NO DATA");
         exec("DELETE FROM " + loading);
-        copyIn(loading, list, rows);
+        copyIn(loading, list, text);
         exec("INSERT INTO " + std::string(table) + " (" + list + ") SELECT " + list + " FROM " + loading +
              " ON CONFLICT DO NOTHING");
+        if (saved) exec("RELEASE SAVEPOINT vantor_bulk");
+    }
+
+    static void appendCopyRow(std::string& buffer, const std::vector<Value>& row) {
+        for (size_t c = 0; c < row.size(); ++c) {
+            if (c) buffer += '\t';
+            appendCopyText(buffer, row[c]);
+        }
+        buffer += '\n';
+    }
+
+    // Rows already in COPY's text form.
+    void copyIn(const std::string& table, const std::string& columns, const std::string& text) {
+        copyIn(table, columns, [&text](const std::function<void(const std::string&)>& send) { send(text); });
     }
 
     // VACUUM sets the visibility map that index-only scans need; a fresh load has none.
@@ -257,25 +285,30 @@ public:
     }
 
     void copyIn(const std::string& table, const std::string& columns, const RowSource& rows) {
+        copyIn(table, columns, [&rows](const std::function<void(const std::string&)>& send) {
+            std::string buffer;
+            std::vector<Value> row;
+            while (rows(row)) {
+                appendCopyRow(buffer, row);
+                if (buffer.size() >= 1 << 16) {
+                    send(buffer);
+                    buffer.clear();
+                }
+            }
+            if (!buffer.empty()) send(buffer);
+        });
+    }
+
+    // One COPY whose text `write` hands to the send function it is given, piece by piece.
+    void copyIn(const std::string& table, const std::string& columns,
+                const std::function<void(const std::function<void(const std::string&)>&)>& write) {
         const std::string sql = "COPY " + table + " (" + columns + ") FROM STDIN";
         settle();
         Result started(PQexec(pg_, sql.c_str()), pg_, PGRES_COPY_IN);
-        std::string buffer;
-        std::vector<Value> row;
-        auto send = [&] {
-            if (PQputCopyData(pg_, buffer.data(), int(buffer.size())) != 1) throw failureOf(nullptr, pg_);
-            buffer.clear();
-        };
         try {
-            while (rows(row)) {
-                for (size_t c = 0; c < row.size(); ++c) {
-                    if (c) buffer += '\t';
-                    appendCopyText(buffer, row[c]);
-                }
-                buffer += '\n';
-                if (buffer.size() >= 1 << 16) send();
-            }
-            if (!buffer.empty()) send();
+            write([this](const std::string& piece) {
+                if (PQputCopyData(pg_, piece.data(), int(piece.size())) != 1) throw failureOf(nullptr, pg_);
+            });
         } catch (...) {
             // Ends the copy so that the connection can go on (with the transaction to roll back).
             PQputCopyEnd(pg_, "abandoned");

@@ -132,3 +132,42 @@ TEST_F(PostgresStore, TheItemViewSumsAnItemsSalesOnlyWhereATotalIsAsked) {
     EXPECT_NE(items.find("saleinfo"), std::string::npos) << items;
     EXPECT_EQ(items.find("SubPlan 3"), std::string::npos) << items; // the two begin dates, no more
 }
+
+TEST_F(PostgresStore, ABulkInsertPassesOverHeldKeysAndKeepsTheRestOfItsTransaction) {
+    Database& db = pg->cn1();
+    db.exec("insert into saleInfo(itemId,trade_id,sj) values('i1','held','2011-01-01 00:00:00')");
+    // Rows of one item: `held` and `fresh` twice among them.
+    auto sales = [](std::vector<std::string> trades) {
+        return [trades, at = size_t(0)](std::vector<Value>& row) mutable {
+            if (at == trades.size()) return false;
+            row = {std::string("i1"), trades[at++], std::string("2011-01-02 00:00:00")};
+            return true;
+        };
+    };
+    const std::vector<std::string> columns = {"itemId", "trade_id", "sj"};
+
+    db.beginTransaction();
+    db.exec("insert into dianbase(dianzhu,webaddr) values('kept','http://kept')");
+    db.bulkInsert("saleInfo", columns, sales({"a", "b"}), Conflicts::Skip);
+    db.bulkInsert("saleInfo", columns, sales({"c", "held", "d"}), Conflicts::Skip);
+    db.commit();
+    db.bulkInsert("saleInfo", columns, sales({"e", "a"}), Conflicts::Skip); // outside a transaction
+    EXPECT_EQ(rows(db.prepare("select trade_id from saleInfo order by id")), "held\na\nb\nc\nd\ne\n");
+    EXPECT_EQ(rows(db.prepare("select dianzhu from dianbase")), "kept\n");
+
+    // Any other failure is the caller's, and a held key is not passed over where it must fail.
+    db.beginTransaction();
+    EXPECT_THROW(db.bulkInsert("saleInfo", columns, sales({"f", "held"}), Conflicts::Fail), DbError);
+    db.rollback();
+    db.beginTransaction();
+    EXPECT_THROW(db.bulkInsert(
+                     "saleInfo", {"itemId", "trade_id", "getNum"},
+                     [done = false](std::vector<Value>& row) mutable {
+                         row = {std::string("i1"), std::string("g"), std::string("many")};
+                         return !std::exchange(done, true);
+                     },
+                     Conflicts::Skip),
+                 DbError);
+    db.rollback();
+    EXPECT_EQ(rows(db.prepare("select count(*) from saleInfo")), "6\n");
+}
