@@ -141,23 +141,23 @@ ItemRankingJob::~ItemRankingJob() {
 }
 
 void ItemRankingJob::start() {
-    thread_ = std::jthread([this] { run(); });
+    ended_.started();
+    ended_.started();
+    runner_.runAsync(
+        param_, 80, download::PageJob::kPlainMode,
+        [this](std::int32_t number, const std::string& html) {
+            total_ = parseItemSearchTotal(html);
+            observer_.rankingTotal(total_);
+            observer_.itemsRead(pages_.add(number, parseItemSearchList(html)));
+        },
+        [this](StageRunner::Outcome outcome) {
+            observer_.rankingEnded(outcome.end, pages_.ranked(range_), total_);
+            ended_.ended();
+        });
 }
 
 void ItemRankingJob::wait() {
-    if (thread_.joinable()) thread_.join();
-}
-
-void ItemRankingJob::run() {
-    const JobEnd end = runner_
-                           .run(param_, 80, download::PageJob::kPlainMode,
-                                [this](std::int32_t number, const std::string& html) {
-                                    total_ = parseItemSearchTotal(html);
-                                    observer_.rankingTotal(total_);
-                                    observer_.itemsRead(pages_.add(number, parseItemSearchList(html)));
-                                })
-                           .end;
-    observer_.rankingEnded(end, pages_.ranked(range_), total_);
+    ended_.wait();
 }
 
 } // namespace vantor

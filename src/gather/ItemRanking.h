@@ -12,7 +12,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace vantor {
@@ -70,7 +69,7 @@ private:
 // What the user reads after a ranking: the total, or that it was stopped or failed.
 std::string itemRankingSummary(JobEnd end, int total);
 
-// What a running item ranking reports, on its own threads.
+// What a running item ranking reports, on the transfer loop's thread.
 class ItemRankingObserver {
 public:
     virtual ~ItemRankingObserver() = default;
@@ -82,7 +81,7 @@ public:
     virtual void rankingEnded(JobEnd end, const std::vector<TItemInfo>& rows, int total) {}
 };
 
-// One item ranking: the result pages the range needs, on a thread of its own. It stores nothing.
+// One item ranking: the result pages the range needs, on the transfer loop. It stores nothing.
 class ItemRankingJob {
 public:
     ItemRankingJob(const ItemRankingQuery& query, std::shared_ptr<const THttpAgent> agent,
@@ -96,15 +95,13 @@ public:
     void wait();
 
 private:
-    void run();
-
     int range_;
     TDownParamBean param_;
     StageRunner runner_;
     ItemRankingObserver& observer_;
     RankedPages pages_;
     std::atomic<int> total_ = 0;
-    std::jthread thread_;
+    JobEndSignal ended_;
 };
 
 } // namespace vantor

@@ -39,14 +39,6 @@ ShopSearchJob::~ShopSearchJob() {
 }
 
 void ShopSearchJob::start() {
-    thread_ = std::jthread([this] { run(); });
-}
-
-void ShopSearchJob::wait() {
-    if (thread_.joinable()) thread_.join();
-}
-
-void ShopSearchJob::run() {
     auto page = [this](std::int32_t, const std::string& html) {
         observer_.searchTotal(TParseHtml::parseBracketCount(html));
         auto rows = TParseHtml::parseShopList(html);
@@ -57,8 +49,16 @@ void ShopSearchJob::run() {
         listed_ += int(shops.size());
         observer_.shopsFound(shops);
     };
-    auto [end, error] = runner_.run(param_, 80, download::PageJob::kPlainMode, page);
-    observer_.searchEnded(end, listed_, end == JobEnd::Failed ? error : std::string());
+    ended_.started();
+    runner_.runAsync(param_, 80, download::PageJob::kPlainMode, page, [this](StageRunner::Outcome outcome) {
+        observer_.searchEnded(outcome.end, listed_,
+                              outcome.end == JobEnd::Failed ? outcome.error : std::string());
+        ended_.ended();
+    });
+}
+
+void ShopSearchJob::wait() {
+    ended_.wait();
 }
 
 } // namespace vantor

@@ -5,14 +5,14 @@
 #include "download/THttpAgent.h"
 #include "market/Records.h"
 
+#include <atomic>
 #include <memory>
-#include <thread>
 #include <vector>
 
 namespace vantor {
 
-// What a running shop search reports. Called on the search's own threads: a window passes the calls on
-// to its thread, the command line prints them.
+// What a running shop search reports. Called on the transfer loop's thread: a window passes the calls
+// on to its thread, the command line prints them.
 class ShopSearchObserver {
 public:
     virtual ~ShopSearchObserver() = default;
@@ -30,7 +30,7 @@ public:
 // that differs, or that it was stopped or failed.
 std::string searchSummary(JobEnd end, int listed, int total);
 
-// One shop search: the result pages 0..range div 81, several at a time, on a thread of its own.
+// One shop search: the result pages 0..range div 81, several at a time, on the transfer loop.
 class ShopSearchJob {
 public:
     ShopSearchJob(const ShopSearchQuery& query, std::shared_ptr<const THttpAgent> agent,
@@ -44,13 +44,11 @@ public:
     void wait();
 
 private:
-    void run();
-
     TDownParamBean param_;
     StageRunner runner_;
     ShopSearchObserver& observer_;
     std::atomic<int> listed_ = 0;
-    std::jthread thread_;
+    JobEndSignal ended_;
 };
 
 } // namespace vantor

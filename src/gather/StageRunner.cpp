@@ -5,6 +5,22 @@
 
 namespace vantor {
 
+void JobEndSignal::started() {
+    std::lock_guard lock(mutex_);
+    running_ = true;
+}
+
+void JobEndSignal::ended() {
+    std::lock_guard lock(mutex_);
+    running_ = false;
+    changed_.notify_all();
+}
+
+void JobEndSignal::wait() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return !running_; });
+}
+
 download::PageJob::Handlers StageRunner::handlers(PageHandler page, Verdict& verdict) {
     download::PageJob::Handlers handlers;
     handlers.page = [page = std::move(page)](download::PageKind, std::int32_t number,

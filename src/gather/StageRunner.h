@@ -4,6 +4,7 @@
 #include "download/PageJob.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -11,6 +12,20 @@
 #include <string>
 
 namespace vantor {
+
+// That a job started with runAsync has ended, for an owner waiting on another thread. It is told under
+// its lock, so the owner may be destroyed as soon as wait() returns, while the loop leaves the call.
+class JobEndSignal {
+public:
+    void started();
+    void ended();
+    void wait();
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool running_ = false;
+};
 
 // How a gathering job ended.
 enum class JobEnd { Finished, TimedOut, Failed, Stopped };

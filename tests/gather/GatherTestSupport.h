@@ -50,6 +50,7 @@ struct Recorder : ShopSearchObserver, GatherObserver {
     std::function<void(int done)> onShopDone;
     std::map<int, std::vector<std::pair<int, int>>> progress; // by shop: (done, expected) as reported
     std::set<std::thread::id> progressThreads;                // where the shops' progress came from
+    std::set<std::thread::id> searchThreads;                  // where a search's news came from
 
     // Runs f under the lock.
     template <class F> void locked(F f) {
@@ -57,15 +58,24 @@ struct Recorder : ShopSearchObserver, GatherObserver {
         f();
     }
     void searchTotal(int total) override {
-        locked([&] { totals.push_back(total); });
+        locked([&] {
+            totals.push_back(total);
+            searchThreads.insert(std::this_thread::get_id());
+        });
     }
     void shopsFound(const std::vector<TDianBaseInfo>& found) override {
-        locked([&] { shops.insert(shops.end(), found.begin(), found.end()); });
+        locked([&] {
+            shops.insert(shops.end(), found.begin(), found.end());
+            searchThreads.insert(std::this_thread::get_id());
+        });
     }
     void statusLine(const std::string& text) override {
         locked([&] { statusLines.push_back(text); });
     }
-    void searchEnded(JobEnd how, int, const std::string& why) override { finish(how, why); }
+    void searchEnded(JobEnd how, int, const std::string& why) override {
+        locked([&] { searchThreads.insert(std::this_thread::get_id()); });
+        finish(how, why);
+    }
     void stageText(const std::string& text) override {
         locked([&] { stages.push_back(text); });
     }

@@ -516,6 +516,9 @@ TEST_F(SearchOnTheDemoMarket, ASearchOverSeveralPagesFindsTheMarketsShopsAndTheT
     }
     EXPECT_EQ(got, want);
     EXPECT_TRUE(found.front().webaddr.starts_with("http://shop"));
+    // Pages and end alike come from the transfer loop: the search holds no thread of its own.
+    EXPECT_EQ(recorder->searchThreads.size(), 1u);
+    EXPECT_FALSE(recorder->searchThreads.contains(std::this_thread::get_id()));
 }
 
 TEST_F(SearchOnTheDemoMarket, TheQuotedCategoryAndTheTrailingBlankGoOnTheWireEncoded) {
