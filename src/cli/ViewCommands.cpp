@@ -187,7 +187,7 @@ void addViewCommands(CLI::App& app, Context& context) {
     auto* ranking = table("ranking", "商品排行数据：今年某月某类目的排行");
     ranking->add_option("--category", options->category, "类目（类目表中的位置，从 0 起）")
         ->required()
-        ->check(CLI::Range(0, int(categoryBrowseCategories().size()) - 1));
+        ->check(CLI::Range(0, int(market::categoryBrowseCategories().size()) - 1));
     ranking->add_option("--month", options->month, "月份 1..12")->required()->check(CLI::Range(1, 12));
     for (auto* sub : exportCommand->get_subcommands({}))
         addFileOptions(sub);

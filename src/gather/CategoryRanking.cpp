@@ -16,7 +16,7 @@ namespace {
 constexpr int kPageSize = 80;
 
 const std::string& categoryName(int position) {
-    return categoryBrowseCategories().at(size_t(position)).name;
+    return market::categoryBrowseCategories().at(size_t(position)).name;
 }
 
 } // namespace
@@ -35,7 +35,7 @@ private:
 std::optional<std::string> validateCategoryRanking(const std::vector<int>& categories, int depth) {
     if (categories.empty()) return std::string(kNoCategoryChosen);
     for (int position : categories)
-        if (position < 0 || position >= int(categoryBrowseCategories().size()))
+        if (position < 0 || position >= int(market::categoryBrowseCategories().size()))
             return std::string("类别不存在！");
     if (depth < kMinRankingDepth || depth > kMaxRankingDepth)
         return "排行深度必须在 " + std::to_string(kMinRankingDepth) + " 到 " +
@@ -173,11 +173,11 @@ void CategoryRanking::run() {
             observer_.categoryStarted(int(i), int(categories_.size()), categoryName(position));
             try {
                 std::vector<TItemInfo> rows =
-                    readCategory(categoryBrowseCategories().at(size_t(position)).id);
+                    readCategory(market::categoryBrowseCategories().at(size_t(position)).id);
                 db.beginTransaction();
                 try {
-                    itemsSaved += saveRankingSnapshot(categoryBrowseCategories().at(size_t(position)).id,
-                                                      rows, now_, db);
+                    itemsSaved += saveRankingSnapshot(
+                        market::categoryBrowseCategories().at(size_t(position)).id, rows, now_, db);
                     db.commit();
                 } catch (...) {
                     db.rollback();

@@ -8,7 +8,7 @@ namespace vantor {
 
 std::optional<std::string> validateShopSearch(const ShopSearchQuery& query) {
     if (query.keyword.empty() && query.category == 0) return std::string(kSearchConditionMissing);
-    if (query.category < 0 || query.category >= int(shopSearchCategories().size()))
+    if (query.category < 0 || query.category >= int(market::shopSearchCategories().size()))
         return std::string("类别不存在！");
     for (int level : query.levels)
         if (level < 1 || level > kCreditLevels)
@@ -38,7 +38,7 @@ std::string gbkQueryText(std::string_view utf8) {
 
 std::string shopSearchAddress(const ShopSearchQuery& query) {
     std::string address = std::string(market::kShopSearchHost) + "/browse/shop_search.htm?1=1";
-    address += "&cat=" + shopSearchCategories().at(size_t(query.category)).id;
+    address += "&cat=" + market::shopSearchCategories().at(size_t(query.category)).id;
     address += "&loc=" + gbkQueryText(query.location);
     if (!query.keyword.empty()) {
         address += "&q=" + gbkQueryText(query.keyword);
@@ -65,7 +65,7 @@ std::string shopSearchLog(const ShopSearchQuery& query, int searchNumber, const 
     if (query.inTitle) log += "店铺名、";
     if (query.inNick) log += "掌柜名、";
     if (query.inTag) log += "主营项目";
-    log += "\n类别：" + shopSearchCategories().at(size_t(query.category)).name + "\n";
+    log += "\n类别：" + market::shopSearchCategories().at(size_t(query.category)).name + "\n";
     log += "信用级别：";
     for (int level : query.levels)
         log += std::to_string(level) + "、";
@@ -95,7 +95,7 @@ std::vector<std::string> searchGridRow(int number, const TDianBaseInfo& shop) {
             shop.dianzhu,
             shop.dianming,
             std::to_string(shop.salerCredit),
-            sellerLevelText(sellerLevel(shop.salerCredit)),
+            market::sellerLevelText(market::sellerLevel(shop.salerCredit)),
             shop.loc,
             shop.webaddr,
             std::to_string(shop.commodityNum),

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/DateTime.h"
+#include "market/Records.h"
 
 #include <optional>
 #include <set>
@@ -55,8 +56,6 @@ std::string gbkQueryText(std::string_view utf8);
 } // namespace vantor
 
 namespace vantor {
-
-struct TDianBaseInfo;
 
 // The columns of the search result grid, and one shop as a row of it (UTF-8): running number, empty
 // selection, shopkeeper, shop name, credit points ("信用"), seller level ("信用级别", "3钻"), main

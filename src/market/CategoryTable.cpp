@@ -1,6 +1,6 @@
 #include "CategoryTable.h"
 
-namespace vantor {
+namespace vantor::market {
 
 // The texts are the drop-down entries exactly as users know them, trailing blanks and tabs included;
 // the ids go into addresses unchanged, even the one that ends in a double quote.
@@ -138,4 +138,4 @@ const std::vector<CategoryEntry>& categoryBrowseCategories() {
     return table;
 }
 
-} // namespace vantor
+} // namespace vantor::market

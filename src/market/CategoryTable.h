@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace vantor {
+namespace vantor::market {
 
 // One entry of a category drop-down: the text shown and the marketplace's category id.
 struct CategoryEntry {
@@ -18,4 +18,4 @@ const std::vector<CategoryEntry>& shopSearchCategories();
 // The category browse's categories (the category ranking list and the ranking data view).
 const std::vector<CategoryEntry>& categoryBrowseCategories();
 
-} // namespace vantor
+} // namespace vantor::market

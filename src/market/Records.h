@@ -9,7 +9,7 @@
 // The marketplace records the page parsers fill and the saves write. Text fields are UTF-8: the parser
 // decodes the page's GBK once, when it makes the record. Every text starts empty and every number at 0.
 
-namespace vantor {
+namespace vantor::market {
 
 // One shop.
 struct TDianBaseInfo {
@@ -156,4 +156,16 @@ private:
     std::size_t skippedRows_ = 0;
 };
 
+} // namespace vantor::market
+
+// The records keep their names where the rest of the program meets them.
+namespace vantor {
+using market::RecordList;
+using market::TAutionBaseInfo;
+using market::TAutionInfo;
+using market::TDianBaseInfo;
+using market::TItemBaseInfo;
+using market::TItemInfo;
+using market::TRateBaseInfo;
+using market::TRateInfo;
 } // namespace vantor

@@ -2,7 +2,7 @@
 
 #include <iterator>
 
-namespace vantor {
+namespace vantor::market {
 
 int sellerLevel(std::int64_t credit) {
     // The lowest credit of levels 1..20.
@@ -21,4 +21,4 @@ std::string sellerLevelText(int level) {
     return std::to_string((level - 1) % 5 + 1) + kinds[(level - 1) / 5];
 }
 
-} // namespace vantor
+} // namespace vantor::market

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-namespace vantor {
+namespace vantor::market {
 
 // The seller's credit level as the marketplace draws it: levels 1..20 are one to five hearts, diamonds,
 // crowns and gold crowns, in that order.
@@ -16,4 +16,4 @@ int sellerLevel(std::int64_t credit);
 // "3心", "1钻", "5冠", "2金冠"; empty for 0 or a level the marketplace does not have.
 std::string sellerLevelText(int level);
 
-} // namespace vantor
+} // namespace vantor::market

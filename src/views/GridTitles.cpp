@@ -48,7 +48,7 @@ bool GridTitles::titleClick(int column, Dataset& rows) {
 std::string sellerLevelCell(const Dataset& rows, std::size_t row) {
     const auto level = rows.integer(row, "salelevel");
     if (!level) return {};
-    const std::string text = sellerLevelText(int(*level));
+    const std::string text = market::sellerLevelText(int(*level));
     return text.empty() ? std::to_string(*level) : text;
 }
 

@@ -42,7 +42,7 @@ std::string salesAmount(const Dataset& rows, std::size_t row) {
 }
 
 Parameters selection(const RankingChoice& choice, const DateTime& now) {
-    Parameters parameters = {{"typeId", categoryBrowseCategories().at(size_t(choice.category)).id},
+    Parameters parameters = {{"typeId", market::categoryBrowseCategories().at(size_t(choice.category)).id},
                              {"year", std::int64_t(chosenYear(choice, now))}};
     if (choice.month > 0) parameters.push_back({"date1", std::int64_t(choice.month)});
     return parameters;
@@ -146,9 +146,10 @@ std::optional<RankingChoice> RankingDataView::newestSaved() {
         "where updateDate is not null order by updateDate desc, id desc limit 1");
     if (!statement.step()) return std::nullopt;
     const std::string typeId = db::valueToText(statement.value(0));
-    const auto& categories = categoryBrowseCategories();
-    const auto category = std::find_if(categories.begin(), categories.end(),
-                                       [&](const CategoryEntry& entry) { return entry.id == typeId; });
+    const auto& categories = market::categoryBrowseCategories();
+    const auto category =
+        std::find_if(categories.begin(), categories.end(),
+                     [&](const market::CategoryEntry& entry) { return entry.id == typeId; });
     const db::Value monthValue = statement.value(1), yearValue = statement.value(2);
     auto* m = std::get_if<std::int64_t>(&monthValue);
     auto* y = std::get_if<std::int64_t>(&yearValue);

@@ -238,7 +238,8 @@ TEST_F(KilledWrites, ACategoryRankingKeepsWholeMonthlySnapshotsInItsOrder) {
                     for (int position : categories)
                         for (const auto& [unit, rows] : state)
                             if (unit.starts_with("ranking " +
-                                                 categoryBrowseCategories()[size_t(position)].id + " "))
+                                                 market::categoryBrowseCategories()[size_t(position)].id +
+                                                 " "))
                                 order.push_back(unit);
                 return state;
             },

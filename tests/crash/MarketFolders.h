@@ -63,7 +63,7 @@ protected:
     // Positions of the category-browse table whose pages hold at least depth items.
     std::vector<int> fullCategories(size_t count, int depth) const {
         std::vector<int> found;
-        const auto& table = categoryBrowseCategories();
+        const auto& table = market::categoryBrowseCategories();
         for (size_t i = 0; i < table.size() && found.size() < count; ++i)
             if (!table[i].id.empty() && int(market.model().categoryItems(table[i].id).size()) >= depth)
                 found.push_back(int(i));

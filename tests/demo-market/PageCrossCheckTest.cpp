@@ -260,7 +260,7 @@ TEST_F(PageCrossCheckTest, ItemSearchBySalesWithPriceFilter) {
 }
 
 TEST_F(PageCrossCheckTest, CategoryBrowsePagesRankTheMonthsBestSellers) {
-    const std::string id = categoryBrowseCategories().front().id;
+    const std::string id = market::categoryBrowseCategories().front().id;
     const auto expected = model().categoryItems(id);
     ASSERT_GT(expected.size(), 80u) << "two pages";
     for (size_t offset = 0; offset < 160; offset += 80) {

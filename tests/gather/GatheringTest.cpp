@@ -574,7 +574,7 @@ TEST(ShopSearchAddress, ASearchNeedsAKeywordOrACategoryAndStaysInsideTheFormsLim
     q.levels = {0};
     EXPECT_TRUE(validateShopSearch(q));
     q.levels = {};
-    q.category = int(shopSearchCategories().size());
+    q.category = int(market::shopSearchCategories().size());
     EXPECT_EQ(validateShopSearch(q), std::optional<std::string>("类别不存在！"));
 }
 
@@ -588,12 +588,12 @@ TEST(SellerLevel, HeartsDiamondsCrownsAndGoldCrownsByTheirCount) {
         {251, "1钻"},      {5000, "4钻"},       {10000, "5钻"},      {10001, "1冠"},        {500000, "5冠"},
         {500001, "1金冠"}, {10000000, "4金冠"}, {10000001, "5金冠"}, {2000000000, "5金冠"}, {-5, ""}};
     for (const auto& c : cases)
-        EXPECT_EQ(sellerLevelText(sellerLevel(c.credit)), c.level) << c.credit;
-    EXPECT_EQ(sellerLevelText(0), "");
-    EXPECT_EQ(sellerLevelText(21), "");
+        EXPECT_EQ(market::sellerLevelText(market::sellerLevel(c.credit)), c.level) << c.credit;
+    EXPECT_EQ(market::sellerLevelText(0), "");
+    EXPECT_EQ(market::sellerLevelText(21), "");
     // The levels the gathering stores (up to five crowns) read the same.
     for (std::int64_t credit : {4, 40, 41, 1001, 200001})
-        EXPECT_EQ(sellerLevel(credit), creditLevel(credit)) << credit;
+        EXPECT_EQ(market::sellerLevel(credit), creditLevel(credit)) << credit;
 }
 
 TEST(ShopSearchGrid, TheCreditInPointsAndTheLevelDrawnFromIt) {

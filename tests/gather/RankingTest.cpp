@@ -62,7 +62,7 @@ protected:
     }
     std::vector<std::string> savedLinks(int position) {
         auto st = dm.cn1().prepare("select itemUrl from itemTop where typeId=:t order by id");
-        st.bind("t", categoryBrowseCategories()[size_t(position)].id);
+        st.bind("t", market::categoryBrowseCategories()[size_t(position)].id);
         std::vector<std::string> links;
         while (st.step())
             links.push_back(st.text(0));
@@ -71,7 +71,7 @@ protected:
     std::vector<std::string> modelLinks(int position, size_t depth) {
         std::vector<std::string> links;
         for (const demo::Item* item :
-             market.model().categoryItems(categoryBrowseCategories()[size_t(position)].id))
+             market.model().categoryItems(market::categoryBrowseCategories()[size_t(position)].id))
             if (links.size() < depth) links.push_back(item->address());
         return links;
     }
@@ -92,7 +92,7 @@ TEST(ItemRankingForm, NeedsANameAndStaysInsideItsLimits) {
     EXPECT_TRUE(validateItemRanking({"x", "", "", "", 101}));
     EXPECT_FALSE(validateItemRanking({"x", "9.9", "50", "", 100}));
     EXPECT_EQ(validateCategoryRanking({}, 100), std::optional<std::string>(kNoCategoryChosen));
-    EXPECT_TRUE(validateCategoryRanking({int(categoryBrowseCategories().size())}, 100));
+    EXPECT_TRUE(validateCategoryRanking({int(market::categoryBrowseCategories().size())}, 100));
     EXPECT_TRUE(validateCategoryRanking({0}, 19));
 }
 

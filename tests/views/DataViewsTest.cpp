@@ -828,13 +828,13 @@ TEST_P(RankingDataViewTest, TheYearsAndTheNewestRankingAreThoseSaved) {
     // April of 2011 in category 99, the first entry of the browse table with that id.
     auto newest = view->newestSaved();
     ASSERT_TRUE(newest);
-    EXPECT_EQ(categoryBrowseCategories().at(size_t(newest->category)).id, "99");
+    EXPECT_EQ(market::categoryBrowseCategories().at(size_t(newest->category)).id, "99");
     EXPECT_EQ(std::tie(newest->month, newest->year), std::tuple(4, 2011));
     dm->cn1().exec(
         "INSERT INTO itemTop (typeId, dianzhu, updateDate) VALUES ('16', 'x', '2011-05-02 00:00:00')");
     newest = view->newestSaved();
     ASSERT_TRUE(newest);
-    EXPECT_EQ(categoryBrowseCategories().at(size_t(newest->category)).id, "16");
+    EXPECT_EQ(market::categoryBrowseCategories().at(size_t(newest->category)).id, "16");
     EXPECT_EQ(newest->month, 5);
     dm->cn1().exec("DELETE FROM itemTop");
     EXPECT_FALSE(view->newestSaved());

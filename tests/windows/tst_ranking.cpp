@@ -84,10 +84,10 @@ private slots:
         // Each row names its category: the run lists both one after the other.
         QCOMPARE(categories->resultGrid->model()->headerData(1, Qt::Horizontal).toString(), QString("类目"));
         QCOMPARE(cell(categories->resultGrid, 0, 1),
-                 QString::fromStdString(categoryBrowseCategories()[0].name).trimmed());
+                 QString::fromStdString(market::categoryBrowseCategories()[0].name).trimmed());
         QCOMPARE(cell(categories->resultGrid, 19, 1), cell(categories->resultGrid, 0, 1));
         QCOMPARE(cell(categories->resultGrid, 20, 1),
-                 QString::fromStdString(categoryBrowseCategories()[5].name).trimmed());
+                 QString::fromStdString(market::categoryBrowseCategories()[5].name).trimmed());
         QCOMPARE(cell(categories->resultGrid, 19, 0), QString("20"));
         QCOMPARE(count(*dm, "select count(*) from itemTop"), 40);
         QCOMPARE(saved.count(), 1);

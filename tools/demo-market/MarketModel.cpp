@@ -676,8 +676,8 @@ Item MarketModel::makeItem(const Shop& shop, int place, std::int64_t generation)
     // first.
     item.dailySale = place == shop.places - 1;
     // A few categories hold many items, so a deep ranking spans several pages.
-    item.browseCategory =
-        static_cast<int>(std::pow(rng.unit(), 2) * static_cast<double>(categoryBrowseCategories().size()));
+    item.browseCategory = static_cast<int>(std::pow(rng.unit(), 2) *
+                                           static_cast<double>(market::categoryBrowseCategories().size()));
     if (shop.lively && place == 1) {
         item.pricePeriod = kLivelyDays;
         item.pricePhase = static_cast<int>(cyclePhase(shop, "price-day", kLivelyDays));
@@ -868,7 +868,7 @@ std::vector<const Item*> MarketModel::findItems(const ItemQuery& query) const {
 }
 
 std::vector<const Item*> MarketModel::categoryItems(const std::string& browseId) const {
-    const auto& table = categoryBrowseCategories();
+    const auto& table = market::categoryBrowseCategories();
     std::vector<const Item*> found;
     for (const Item& item : items_)
         if (table[static_cast<size_t>(item.browseCategory)].id == browseId) found.push_back(&item);

@@ -126,7 +126,7 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, download::Agent
     tag = new QCheckBox("主营项目");
     title->setChecked(true);
     id = new QComboBox;
-    for (const auto& category : shopSearchCategories())
+    for (const auto& category : market::shopSearchCategories())
         id->addItem(q8(category.name));
     loc = new QLineEdit;
     // The levels as the result grid's "信用级别" shows them: a row each of hearts, diamonds, crowns and
@@ -134,7 +134,7 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, download::Agent
     auto* levels = new QGroupBox("信用级别");
     auto* levelGrid = new QGridLayout(levels);
     for (int i = 0; i < kCreditLevels; ++i) {
-        ratesum[i] = new QCheckBox(q8(sellerLevelText(i + 1)));
+        ratesum[i] = new QCheckBox(q8(market::sellerLevelText(i + 1)));
         ratesum[i]->setObjectName(QString("ratesum%1").arg(i + 1));
         ratesum[i]->setToolTip(QString("信用级别%1").arg(i + 1));
         levelGrid->addWidget(ratesum[i], i / 5, i % 5);

@@ -60,7 +60,7 @@ TtopListGatherFrm::TtopListGatherFrm(download::AgentSource agent, db::TDM& dm, Q
       dm_(dm),
       bridge_(std::make_unique<Bridge>(this)) {
     categories = named(new QListWidget, "categories");
-    for (const auto& category : categoryBrowseCategories()) {
+    for (const auto& category : market::categoryBrowseCategories()) {
         auto* entry = new QListWidgetItem(QString::fromStdString(category.name).trimmed(), categories);
         entry->setFlags(entry->flags() | Qt::ItemIsUserCheckable);
         entry->setCheckState(Qt::Unchecked);

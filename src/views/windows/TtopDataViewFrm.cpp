@@ -21,7 +21,7 @@ TtopDataViewFrm::TtopDataViewFrm(const db::TDM& dm, QWidget* parent)
     setWindowTitle("类目热卖商品历史");
     giveHelp(this, HelpTopic::RankingHistory);
     id = named(new QComboBox, "id");
-    for (const auto& category : categoryBrowseCategories())
+    for (const auto& category : market::categoryBrowseCategories())
         id->addItem(QString::fromStdString(category.name));
     updateDate = named(new QComboBox, "updateDate");
     for (const auto& month : RankingDataView::monthEntries())
