@@ -445,19 +445,18 @@ RatingCheck RatingCheckPass::finish() {
                                       std::string(timeOf(seen.first)), std::string(timeOf(seen.last))});
     }
 
-    // Every day between the first rating and the last, the quiet ones too, so the norm is per day.
-    if (!ratedDays_.empty()) {
-        auto next = ratedDays_.begin();
-        const DateTime last = *DateTime::parse(ratedDays_.back().date);
-        for (DateTime d = *DateTime::parse(ratedDays_.front().date); !(last < d); d = d.addDays(1)) {
-            const std::string date = d.toDateString();
-            if (next != ratedDays_.end() && next->date == date)
-                check.days.push_back(*next++);
-            else
-                check.days.push_back({date});
-        }
-        check.dailyNorm = double(check.total) / double(check.days.size());
+    // Every day between the first rating and the last, the quiet ones too, so the norm is per day. A
+    // time that is no date (kept as it came) is a day of its own, with no quiet days around it.
+    std::optional<DateTime> previous;
+    for (RatingCheck::Day& rated : ratedDays_) {
+        const auto day = DateTime::parse(rated.date);
+        if (day && previous)
+            for (DateTime quiet = previous->addDays(1); quiet < *day; quiet = quiet.addDays(1))
+                check.days.push_back({quiet.toDateString()});
+        if (day) previous = day;
+        check.days.push_back(std::move(rated));
     }
+    if (!check.days.empty()) check.dailyNorm = double(check.total) / double(check.days.size());
     int burstDays = 0, burstRatings = 0, burstGood = 0;
     for (RatingCheck::Day& day : check.days) {
         day.burst = day.ratings >= kBurstMinimum && poissonTail(check.dailyNorm, day.ratings) < kBurstTail;

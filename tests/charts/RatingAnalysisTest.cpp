@@ -148,6 +148,19 @@ TEST(RatingCheck, EveryLineOfTheCardOnBothSidesOfItsThreshold) {
     EXPECT_TRUE(checkRatings(masked).repeatRaters.empty());
 }
 
+TEST(RatingCheck, DaysRunFromTheFirstRatingToTheLastAndATimeThatIsNoDateIsADayOfItsOwn) {
+    const RatingCheck check =
+        checkRatings({rating("2011-01-01 10:00:00"), rating("2011-01-03 09:00:00"),
+                      rating("2011-01-03 11:00:00", "中评"), rating("2011-13-01 00:00:00")});
+    std::vector<std::tuple<std::string, int, int>> days;
+    for (const RatingCheck::Day& day : check.days)
+        days.emplace_back(day.date, day.ratings, day.good);
+    EXPECT_EQ(days,
+              (std::vector<std::tuple<std::string, int, int>>{
+                  {"2011-01-01", 1, 1}, {"2011-01-02", 0, 0}, {"2011-01-03", 2, 1}, {"2011-13-01", 1, 1}}));
+    EXPECT_DOUBLE_EQ(check.dailyNorm, 1.0);
+}
+
 TEST(RatingCheck, TheBurstTestIsAPoissonTail) {
     EXPECT_NEAR(poissonTail(1, 1), 1 - std::exp(-1.0), 1e-12);
     EXPECT_NEAR(poissonTail(1, 5), 0.00365985, 1e-7);
