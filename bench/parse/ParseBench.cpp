@@ -55,12 +55,12 @@ Timing measure(const Case& c, double seconds) {
     std::vector<double> uncached;
     const auto end = Clock::now() + std::chrono::duration<double>(seconds);
     while (Clock::now() < end || cached.size() < 3) {
-        ExpressionCache::setCaching(true);
+        parse::ExpressionCache::setCaching(true);
         cached.push_back(batch(c));
-        ExpressionCache::setCaching(false);
+        parse::ExpressionCache::setCaching(false);
         uncached.push_back(batch(c));
     }
-    ExpressionCache::setCaching(true);
+    parse::ExpressionCache::setCaching(true);
     return {median(cached), median(uncached)};
 }
 
@@ -70,7 +70,7 @@ std::vector<Case> cases() {
     list.push_back({"shop search, 80 rows", shopSearchPage(sampleRows(sampleShopRow, 80)),
                     [](const std::string& page) { return TParseHtml::parseShopList(page).size(); }});
     list.push_back({"item list, 80 rows", itemSearchPage(sampleRows(sampleItemSearchRow, 80)),
-                    [](const std::string& page) { return parseItemSearchList(page).size(); }});
+                    [](const std::string& page) { return parse::parseItemSearchList(page).size(); }});
     ItemPage item;
     item.buyerButton = defaultBuyerButton();
     list.push_back({"item page, 4 operations", itemPage(item), [](const std::string& page) {
@@ -82,10 +82,11 @@ std::vector<Case> cases() {
                     }});
     list.push_back(
         {"rating list, 20 rows", ratePage(sampleRows(sampleRateRow, 20)), [](const std::string& page) {
-             return TParseHtml::parseRateList(page, expression(Expression::RatingRow)).size();
+             return TParseHtml::parseRateList(page, parse::expression(parse::Expression::RatingRow)).size();
          }});
-    list.push_back({"rating summary page", rateSummaryPage(RateSummary{}),
-                    [](const std::string& page) { return size_t(parseRateSummary(page).salerGood1 > 0); }});
+    list.push_back({"rating summary page", rateSummaryPage(RateSummary{}), [](const std::string& page) {
+                        return size_t(parse::parseRateSummary(page).salerGood1 > 0);
+                    }});
     // Every row almost fits: a long main business and the wrong rank title, the worst the nested
     // quantifier can meet.
     std::vector<ShopRow> nearMisses = sampleRows(sampleShopRow, 90);
@@ -102,10 +103,11 @@ std::vector<Case> cases() {
 
 int main(int argc, char** argv) {
     const double seconds = argc > 1 ? std::atof(argv[1]) : 1.0;
-    std::printf("PCRE2 JIT: %s\n\n",
-                ExpressionCache::get(expression(Expression::ShopSearchRow))->jitCompiled()
-                    ? "yes"
-                    : "no (interpreter)");
+    std::printf(
+        "PCRE2 JIT: %s\n\n",
+        parse::ExpressionCache::get(parse::expression(parse::Expression::ShopSearchRow))->jitCompiled()
+            ? "yes"
+            : "no (interpreter)");
     std::printf("%-32s %8s %5s %12s %9s %18s %7s\n", "page", "bytes", "rows", "ms/page", "MB/s",
                 "compile/call ms", "ratio");
     for (const Case& c : cases()) {

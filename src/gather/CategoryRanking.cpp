@@ -204,7 +204,8 @@ std::vector<TItemInfo> CategoryRanking::readCategory(const std::string& category
         stages_.job(categoryBrowsePrefix(categoryId), "-all-0.htm", download::PageKind::List, 0, lastPage);
     stages_.run(
         param, kPageSize, download::PageJob::kPlainMode, [&](std::int32_t number, const std::string& page) {
-            pages.add(number, THTMLTools::parseItemList(page, expression(Expression::CategoryItemRow)));
+            pages.add(number,
+                      THTMLTools::parseItemList(page, parse::expression(parse::Expression::CategoryItemRow)));
         });
     return pages.ranked(depth_);
 }

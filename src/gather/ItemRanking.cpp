@@ -146,9 +146,9 @@ void ItemRankingJob::start() {
     runner_.runAsync(
         param_, 80, download::PageJob::kPlainMode,
         [this](std::int32_t number, const std::string& html) {
-            total_ = parseItemSearchTotal(html);
+            total_ = parse::parseItemSearchTotal(html);
             observer_.rankingTotal(total_);
-            observer_.itemsRead(pages_.add(number, parseItemSearchList(html)));
+            observer_.itemsRead(pages_.add(number, parse::parseItemSearchList(html)));
         },
         [this](StageRunner::Outcome outcome) {
             observer_.rankingEnded(outcome.end, pages_.ranked(range_), total_);

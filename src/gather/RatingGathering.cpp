@@ -207,7 +207,8 @@ LoopTask RatingGathering::fetchPages(const TDianBaseInfo& shop, RatingPages page
         co_await stages_.stage(
             stages_.job(prefix, ".htm", download::PageKind::List, start, end), 1,
             download::PageJob::kRatingMode, [&](std::int32_t number, const std::string& page) {
-                byPage[number] = TParseHtml::parseRateList(page, expression(Expression::RatingRow));
+                byPage[number] =
+                    TParseHtml::parseRateList(page, parse::expression(parse::Expression::RatingRow));
                 pageRead();
             });
 

@@ -149,7 +149,7 @@ LoopTask SalesGathering::fetchShop(size_t index, ShopHaul& haul) {
             co_await stages_.stage(
                 stages_.job(list.urlPrefix, list.urlSuffix, download::PageKind::List, p, p), 80,
                 download::PageJob::kPlainMode, [&](std::int32_t, const std::string& page) {
-                    for (auto& entry : parseShopItemList(page))
+                    for (auto& entry : parse::parseShopItemList(page))
                         rows.push_back(std::move(entry.record));
                 });
         if (follow_) haul.listing = rows;
@@ -159,7 +159,7 @@ LoopTask SalesGathering::fetchShop(size_t index, ShopHaul& haul) {
         ShopItems items{index, kShopHead + int(rows.size())};
         observer_.shopProgress(int(index), kShopHead, items.expected);
         co_await AllAtOnce(rows.size(), stages_.itemsAtOnce(), [&](size_t i) {
-            const auto known = held.find(itemIdFromAddress(rows[i].itemUrl));
+            const auto known = held.find(parse::itemIdFromAddress(rows[i].itemUrl));
             static const std::set<std::string> none;
             return fetchItem(rows[i],
                              !follow_              ? nullptr
@@ -195,7 +195,7 @@ LoopTask SalesGathering::fetchItem(const TItemInfo& row, const std::set<std::str
         else
             co_await stages_.stage(std::move(buyers), 1, download::PageJob::kPlainMode,
                                    [&](std::int32_t, const std::string& page) {
-                                       for (auto& entry : parseSaleList(page))
+                                       for (auto& entry : parse::parseSaleList(page))
                                            found.push_back(std::move(entry.record));
                                    });
         // Pages arrive in order of completion; the save walks the sales newest first.
@@ -227,8 +227,9 @@ LoopTask SalesGathering::fetchNewSales(TDownParamBean pages, const std::set<std:
         std::map<std::int32_t, RecordList<TAutionInfo>> byPage;
         co_await stages_.stage(
             stages_.job(pages.urlPrefix, pages.urlSuffix, download::PageKind::BuyerList, first, last), 1,
-            download::PageJob::kPlainMode,
-            [&](std::int32_t number, const std::string& page) { byPage[number] = parseSaleList(page); });
+            download::PageJob::kPlainMode, [&](std::int32_t number, const std::string& page) {
+                byPage[number] = parse::parseSaleList(page);
+            });
         for (auto& [number, rows] : byPage) {
             const bool allHeld = std::all_of(rows.begin(), rows.end(), [&](const auto& entry) {
                 return held.count(entry.record.tradeId) > 0;

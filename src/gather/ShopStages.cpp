@@ -83,7 +83,7 @@ void Stopwatch::stop() {
 }
 
 bool knownUserId(const TDianBaseInfo& shop) {
-    return !shop.userId.empty() && shop.userId != kNoUserId;
+    return !shop.userId.empty() && shop.userId != parse::kNoUserId;
 }
 
 ShopStages::ShopStages(std::shared_ptr<const THttpAgent> agent, std::vector<download::SlotProgress*> gauges,
@@ -150,13 +150,13 @@ TDownParamBean rateSummaryJob(const ShopStages& stages, const TDianBaseInfo& sho
 LoopTask ShopStages::shopPage(TDianBaseInfo& shop) {
     TDianBaseInfo fromPage;
     co_await stage(shopPageJob(*this, shop), 1, download::PageJob::kPlainMode,
-                   [&](std::int32_t, const std::string& page) { fromPage = parseShopPage(page); });
+                   [&](std::int32_t, const std::string& page) { fromPage = parse::parseShopPage(page); });
     takeShopPage(shop, fromPage);
 }
 
 LoopTask ShopStages::rateSummary(const TDianBaseInfo& shop, TRateBaseInfo& summary) {
     co_await stage(rateSummaryJob(*this, shop), 1, download::PageJob::kPlainMode,
-                   [&](std::int32_t, const std::string& page) { summary = parseRateSummary(page); });
+                   [&](std::int32_t, const std::string& page) { summary = parse::parseRateSummary(page); });
 }
 
 // As many shops as slots: a shop's head (shop page, rating summary, item list) is one page at a time,

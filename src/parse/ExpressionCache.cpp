@@ -6,7 +6,7 @@
 #include <string>
 #include <unordered_map>
 
-namespace vantor {
+namespace vantor::parse {
 namespace {
 
 struct PatternHash {
@@ -48,4 +48,4 @@ bool ExpressionCache::caching() {
     return store().caching.load(std::memory_order_relaxed);
 }
 
-} // namespace vantor
+} // namespace vantor::parse

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string_view>
 
-namespace vantor {
+namespace vantor::parse {
 
 // The one place expressions are compiled: each pattern is compiled (and JIT-compiled) once per
 // process and shared by every thread that parses.
@@ -19,4 +19,4 @@ public:
     static bool caching();
 };
 
-} // namespace vantor
+} // namespace vantor::parse

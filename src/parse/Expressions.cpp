@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <stdexcept>
 
-namespace vantor {
+namespace vantor::parse {
 namespace {
 
 struct Entry {
@@ -118,4 +118,4 @@ const std::string& expression(Expression which) {
     return patterns.at(size_t(which));
 }
 
-} // namespace vantor
+} // namespace vantor::parse

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace vantor {
+namespace vantor::parse {
 
 // Every fixed expression the parsers apply to marketplace pages. They are written as the pages demand
 // and handed out as byte patterns for GBK text, lower-cased like the cleaned pages they run on.
@@ -73,4 +73,4 @@ enum class Expression {
 
 const std::string& expression(Expression which);
 
-} // namespace vantor
+} // namespace vantor::parse

@@ -4,7 +4,7 @@
 #include "ParseSupport.h"
 #include "THTMLTools.h"
 
-namespace vantor {
+namespace vantor::parse {
 
 RecordList<TItemInfo> parseItemSearchList(std::string_view page) {
     const detail::ItemRowGroups groups{
@@ -17,4 +17,4 @@ std::int32_t parseItemSearchTotal(std::string_view page) {
     return THTMLTools::matchInt(page, expression(Expression::ItemSearchTotal));
 }
 
-} // namespace vantor
+} // namespace vantor::parse

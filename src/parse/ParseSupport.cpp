@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace vantor::detail {
+namespace vantor::parse::detail {
 namespace {
 
 struct EntityPass {
@@ -264,4 +264,4 @@ RecordList<TItemInfo> readItemRows(std::string_view cleanedPage, const Regex& ro
     });
 }
 
-} // namespace vantor::detail
+} // namespace vantor::parse::detail

@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-namespace vantor::detail {
+namespace vantor::parse::detail {
 
 std::shared_ptr<const Regex> compiled(Expression which);
 std::shared_ptr<const Regex> compiled(std::string_view pattern);
@@ -69,4 +69,4 @@ void decodeText(TRateBaseInfo& summary);
 RecordList<TItemInfo> readItemRows(std::string_view cleanedPage, const Regex& row,
                                    const ItemRowGroups& groups);
 
-} // namespace vantor::detail
+} // namespace vantor::parse::detail

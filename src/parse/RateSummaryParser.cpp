@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace vantor {
+namespace vantor::parse {
 namespace {
 
 using Counter = std::int32_t TRateBaseInfo::*;
@@ -79,4 +79,4 @@ TRateBaseInfo parseRateSummary(std::string_view page) {
     return info;
 }
 
-} // namespace vantor
+} // namespace vantor::parse

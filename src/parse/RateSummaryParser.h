@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-namespace vantor {
+namespace vantor::parse {
 
 // A shop's rating summary page. The good, neutral and bad rows are read by period: their first
 // occurrence is the seller table, the second the buyer table. Also the number of ratings (rateCount),
@@ -13,4 +13,4 @@ namespace vantor {
 // layout (h4 headings) gives credit and rate together and takes precedence where present.
 TRateBaseInfo parseRateSummary(std::string_view page);
 
-} // namespace vantor
+} // namespace vantor::parse

@@ -4,7 +4,7 @@
 
 #include <optional>
 
-namespace vantor {
+namespace vantor::parse {
 namespace {
 
 constexpr size_t kRefLength = 8;
@@ -87,4 +87,4 @@ std::string fromDecimalRefs(std::string_view text) {
     });
 }
 
-} // namespace vantor
+} // namespace vantor::parse

@@ -7,7 +7,7 @@
 // hexadecimal) and "&#21152;" (a Unicode code point in five decimal digits). Both reference forms are
 // eight bytes long, ';' being the eighth.
 
-namespace vantor {
+namespace vantor::parse {
 
 // Bytes below 0x81 are copied; a byte from 0x81 up and the byte after it become "&#x" + four upper-case
 // hexadecimal digits + ";". A lead byte with nothing after it is copied as it is.
@@ -22,4 +22,4 @@ std::string fromHexRefs(std::string_view text);
 // character); other ampersands as in fromHexRefs.
 std::string fromDecimalRefs(std::string_view text);
 
-} // namespace vantor
+} // namespace vantor::parse

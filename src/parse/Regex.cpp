@@ -9,7 +9,7 @@
 #include <cstring>
 #include <memory>
 
-namespace vantor {
+namespace vantor::parse {
 namespace {
 
 // With JIT the match limit counts backtracking steps at one start position: a well-formed row needs a
@@ -266,4 +266,4 @@ std::optional<std::string> Regex::substitute(std::string_view subject, std::stri
     }
 }
 
-} // namespace vantor
+} // namespace vantor::parse

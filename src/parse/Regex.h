@@ -10,7 +10,7 @@
 
 struct pcre2_real_code_8;
 
-namespace vantor {
+namespace vantor::parse {
 
 // One successful match: group texts are views into the subject, which must outlive the match.
 class Match {
@@ -76,4 +76,4 @@ private:
     mutable bool anchoredJit_ = false;
 };
 
-} // namespace vantor
+} // namespace vantor::parse

@@ -3,7 +3,7 @@
 #include "ParseSupport.h"
 #include "ShopPageParser.h"
 
-namespace vantor {
+namespace vantor::parse {
 
 RecordList<TAutionInfo> parseSaleList(std::string_view page) {
     const std::string text = detail::standardCleanup(page);
@@ -26,4 +26,4 @@ RecordList<TAutionInfo> parseSaleList(std::string_view page) {
         });
 }
 
-} // namespace vantor
+} // namespace vantor::parse

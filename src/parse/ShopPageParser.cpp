@@ -2,7 +2,7 @@
 
 #include "ParseSupport.h"
 
-namespace vantor {
+namespace vantor::parse {
 
 using detail::firstGroup;
 using detail::firstMatch;
@@ -78,4 +78,4 @@ std::string userIdFromRateUrl(std::string_view rateUrl) {
     return firstGroup(rateUrl, Expression::UserIdFromRateUrl, 1);
 }
 
-} // namespace vantor
+} // namespace vantor::parse

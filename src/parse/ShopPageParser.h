@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace vantor {
+namespace vantor::parse {
 
 // The user id of a shop whose page names none; the shop is still saved, under this text.
 inline constexpr const char* kNoUserId = "do not get userId";
@@ -34,4 +34,4 @@ RecordList<TItemInfo> parseShopItemList(std::string_view page);
 std::string itemIdFromAddress(std::string_view address);
 std::string userIdFromRateUrl(std::string_view rateUrl);
 
-} // namespace vantor
+} // namespace vantor::parse

@@ -3,7 +3,7 @@
 #include "ParseSupport.h"
 #include "base/GbkText.h"
 
-namespace vantor {
+namespace vantor::parse {
 
 std::string THTMLTools::decodeEntities(std::string_view text) {
     std::string out = lowerAscii(text);
@@ -42,4 +42,4 @@ std::string THTMLTools::cleanPage(std::string_view page) {
     return detail::standardCleanup(page);
 }
 
-} // namespace vantor
+} // namespace vantor::parse

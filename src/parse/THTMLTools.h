@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace vantor {
+namespace vantor::parse {
 
 // Page clean-up and entity decoding, and the full-row item list parser. Stateless.
 class THTMLTools {
@@ -33,4 +33,9 @@ public:
     static std::string cleanPage(std::string_view page);
 };
 
+} // namespace vantor::parse
+
+// The module keeps its name where the rest of the program meets it.
+namespace vantor {
+using parse::THTMLTools;
 } // namespace vantor

@@ -4,7 +4,7 @@
 #include "TParseException.h"
 #include "base/GbkText.h"
 
-namespace vantor {
+namespace vantor::parse {
 namespace {
 
 using detail::compiled;
@@ -139,4 +139,4 @@ RecordList<TRateInfo> TParseHtml::parseRateList(std::string_view page, std::stri
         });
 }
 
-} // namespace vantor
+} // namespace vantor::parse

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace vantor {
+namespace vantor::parse {
 
 // The page parsers of the shop search, item list, item and rating pages. Stateless; every operation
 // cleans the page itself. Pages are GBK bytes; the records and addresses it returns are UTF-8.
@@ -42,4 +42,9 @@ public:
     static RecordList<TRateInfo> parseRateList(std::string_view page, std::string_view rowExpression);
 };
 
+} // namespace vantor::parse
+
+// The module keeps its name where the rest of the program meets it.
+namespace vantor {
+using parse::TParseHtml;
 } // namespace vantor

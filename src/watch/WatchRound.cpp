@@ -253,7 +253,7 @@ void WatchRound::recordShop(std::int64_t round, const WatchedShop& watched,
     if (rate.step()) now.goodRate = rate.real(0);
     for (const TItemInfo& row : seen.listing) {
         ItemSeen item;
-        item.id = itemIdFromAddress(row.itemUrl);
+        item.id = parse::itemIdFromAddress(row.itemUrl);
         if (item.id.empty()) continue;
         item.title = row.itemTitle;
         item.price = std::strtod(row.price.c_str(), nullptr);

@@ -108,7 +108,7 @@ TEST_F(PageCrossCheckTest, ShopPagesGiveProfileRatingLinkAndUserId) {
     for (int index : {0, MarketModel::kNoRatingLinkShop, 2, 7, 57, 107, 157, 199, 319}) {
         const Shop& s = shop(index);
         SCOPED_TRACE(s.nick);
-        const TDianBaseInfo p = parseShopPage(get(s.webAddress()));
+        const TDianBaseInfo p = parse::parseShopPage(get(s.webAddress()));
         EXPECT_EQ(std::tie(p.rateUrl, p.userId, p.buyerCredit, p.favorite, p.createDate, p.firstPageUrl),
                   std::tuple(s.hasRatingLink ? s.rateAddress() : "", s.userId, s.buyerCredit, s.favorite,
                              s.createDate, s.webAddress() + "/"));
@@ -121,14 +121,14 @@ TEST_F(PageCrossCheckTest, ItemListPagesListEveryItemOfTheShop) {
         const Shop& s = shop(index);
         SCOPED_TRACE(s.nick);
         const int pages = static_cast<int>((s.items.size() + 79) / 80);
-        EXPECT_EQ(parseItemListPaging(get(s.webAddress())).pageCount, pages);
+        EXPECT_EQ(parse::parseItemListPaging(get(s.webAddress())).pageCount, pages);
         size_t position = 0;
         for (int p = 0; p < pages; ++p) {
             const std::string page = get(itemListAddress(s, p * 80));
-            const ItemListPaging paging = parseItemListPaging(page);
+            const parse::ItemListPaging paging = parse::parseItemListPaging(page);
             EXPECT_EQ(paging.pageCount, pages);
             EXPECT_EQ(paging.total, static_cast<int>(s.items.size()));
-            const auto rows = parseShopItemList(page);
+            const auto rows = parse::parseShopItemList(page);
             EXPECT_EQ(rows.skippedRows(), 0u);
             for (const auto& entry : rows) {
                 ASSERT_LT(position, s.items.size());
@@ -168,7 +168,7 @@ TEST_F(PageCrossCheckTest, ItemPagesAndTheirBuyerLists) {
         const auto sales = model().sales(*it);
         size_t position = 0;
         for (int p = 1; p <= (sold + 79) / 80 + 1; ++p) {
-            const auto rows = parseSaleList(get(buyers + std::to_string(p)));
+            const auto rows = parse::parseSaleList(get(buyers + std::to_string(p)));
             EXPECT_EQ(rows.skippedRows(), 0u);
             for (const auto& [text, r] : rows) {
                 ASSERT_LT(position, sales.size());
@@ -187,7 +187,7 @@ TEST_F(PageCrossCheckTest, RatingSummaryPagesGiveTheCounters) {
     for (int index : {0, 1, 2, 9, 77, 250}) {
         const Shop& s = shop(index);
         SCOPED_TRACE(s.nick);
-        const TRateBaseInfo info = parseRateSummary(get(s.rateAddress()));
+        const TRateBaseInfo info = parse::parseRateSummary(get(s.rateAddress()));
         const auto& sr = s.sellerRates;
         const auto& br = s.buyerRates;
         const std::array<std::array<int, 4>, 6> parsed = {{
@@ -211,7 +211,7 @@ TEST_F(PageCrossCheckTest, RatingSummaryPagesGiveTheCounters) {
 }
 
 TEST_F(PageCrossCheckTest, RatingListPagesOnBothHosts) {
-    const std::string& rowExpression = expression(Expression::RatingRow);
+    const std::string& rowExpression = parse::expression(parse::Expression::RatingRow);
     const Shop& big = shop(MarketModel::kBigRatingShop);
     const auto ratings = model().ratings(big);
     const int last = model().ratingPageCount(big);
@@ -248,8 +248,8 @@ TEST_F(PageCrossCheckTest, ItemSearchBySalesWithPriceFilter) {
         const std::string page = get(
             "http://s.taobao.com/search?sort=sale-desc&tab=coefp&q=" + percentEncode(utf8ToGbk(query.words)) +
             "&filter=reserve_price[20,1000]&loc=&&style=list&n=80&s=" + std::to_string(offset));
-        EXPECT_EQ(parseItemSearchTotal(page), static_cast<int>(expected.size()));
-        const auto rows = parseItemSearchList(page);
+        EXPECT_EQ(parse::parseItemSearchTotal(page), static_cast<int>(expected.size()));
+        const auto rows = parse::parseItemSearchList(page);
         EXPECT_EQ(rows.skippedRows(), 0u);
         ASSERT_EQ(rows.size(), std::min<size_t>(80, expected.size() - offset));
         for (size_t i = 0; i < rows.size(); ++i) {
@@ -268,7 +268,7 @@ TEST_F(PageCrossCheckTest, CategoryBrowsePagesRankTheMonthsBestSellers) {
             get("http://list.taobao.com/browse/" + id +
                 "/n-1----------------------0-false-----------------------------------------80--sale-desc-" +
                 std::to_string(offset) + "-all-0.htm"),
-            expression(Expression::CategoryItemRow));
+            parse::expression(parse::Expression::CategoryItemRow));
         EXPECT_EQ(rows.skippedRows(), 0u);
         ASSERT_EQ(rows.size(), std::min<size_t>(80, expected.size() - offset));
         for (size_t i = 0; i < rows.size(); ++i) {
@@ -306,9 +306,9 @@ protected:
     // The ids the shop's item list pages show, in order.
     static std::vector<std::string> listedIds(const DemoMarket& market, const Shop& s) {
         std::vector<std::string> ids;
-        const int pages = parseItemListPaging(get(market, s.webAddress())).pageCount;
+        const int pages = parse::parseItemListPaging(get(market, s.webAddress())).pageCount;
         for (int p = 0; p < pages; ++p)
-            for (const auto& entry : parseShopItemList(get(market, itemListAddress(s, p * 80)))) {
+            for (const auto& entry : parse::parseShopItemList(get(market, itemListAddress(s, p * 80)))) {
                 ids.push_back(entry.record.cell22);
                 const Item* it = market.model().itemById(entry.record.cell22);
                 EXPECT_TRUE(it && entry.record.price == money(it->price)) << entry.record.cell22;
@@ -359,7 +359,7 @@ TEST_F(PagesDayByDayTest, ALivelyShopsPagesShowItsNewItemItsNewPriceItsSalesAndI
         std::set<std::string> weekDays;
         std::set<double> prices;
         for (int p = 1; p <= (TParseHtml::parseSoldTotal(page) + 79) / 80; ++p)
-            for (const auto& [text, r] : parseSaleList(get(*second, buyers + std::to_string(p)))) {
+            for (const auto& [text, r] : parse::parseSaleList(get(*second, buyers + std::to_string(p)))) {
                 if (r.sj > firstNow) weekDays.insert(r.sj.substr(0, 10));
                 const std::int64_t day =
                     daysFromCivil({std::stoi(r.sj.substr(0, 4)), std::stoi(r.sj.substr(5, 2)),
@@ -371,7 +371,7 @@ TEST_F(PagesDayByDayTest, ALivelyShopsPagesShowItsNewItemItsNewPriceItsSalesAndI
         EXPECT_GT(prices.size(), 1u) << "prices changed in two years";
 
         // The week's 中评 or 差评 on the rating pages, and the credit of the day on the summary.
-        const std::string& rowExpression = expression(Expression::RatingRow);
+        const std::string& rowExpression = parse::expression(parse::Expression::RatingRow);
         bool bad = false, older = false;
         for (int p = 1; !older && p <= second->model().ratingPageCount(s2); ++p)
             for (const auto& [text, row] :
@@ -380,8 +380,8 @@ TEST_F(PagesDayByDayTest, ALivelyShopsPagesShowItsNewItemItsNewPriceItsSalesAndI
                 bad = bad || (row.pjsj > firstNow && row.pj != gradeText(Grade::Good) && !row.pjInfo.empty());
             }
         EXPECT_TRUE(bad);
-        EXPECT_EQ(parseRateSummary(get(*second, s2.rateAddress())).salerCredit, s2.sellerCredit);
-        EXPECT_EQ(parseRateSummary(get(*first, s1.rateAddress())).salerCredit, s1.sellerCredit);
+        EXPECT_EQ(parse::parseRateSummary(get(*second, s2.rateAddress())).salerCredit, s2.sellerCredit);
+        EXPECT_EQ(parse::parseRateSummary(get(*first, s1.rateAddress())).salerCredit, s1.sellerCredit);
     }
 }
 

@@ -12,10 +12,11 @@
 #include <tuple>
 
 using namespace vantor;
+using namespace vantor::parse;
 using fixtures::gbk;
 
 namespace {
-TItemBaseInfo parse(const fixtures::ItemPage& fields) {
+TItemBaseInfo parsed(const fixtures::ItemPage& fields) {
     return TParseHtml::parseItemPage(fixtures::itemPage(fields));
 }
 // The fields read from the page but the price, in one comparable value.
@@ -33,25 +34,25 @@ auto fields(const TItemInfo& r) {
 TEST(ItemPage, EveryFieldFromItsExpression) {
     fixtures::ItemPage page;
     page.title = "2010春装  新款 關門韓版";
-    const TItemBaseInfo item = parse(page);
+    const TItemBaseInfo item = parsed(page);
     EXPECT_EQ(fields(item), std::tuple("3958234761", "2010春装新款 關門韓版", 12, 34, 567, "浙江 杭州"));
     EXPECT_DOUBLE_EQ(item.curPrice, 88.0);
     // A price range yields its first number.
     page.priceBlock = "88.50 - 120.00";
-    EXPECT_DOUBLE_EQ(parse(page).curPrice, 88.5);
+    EXPECT_DOUBLE_EQ(parsed(page).curPrice, 88.5);
     page.priceBlock = "99";
-    EXPECT_DOUBLE_EQ(parse(page).curPrice, 99.0);
+    EXPECT_DOUBLE_EQ(parsed(page).curPrice, 99.0);
 }
 
 TEST(ItemPage, MissingFiguresAndTextsTakeTheirDefaultsEachOnItsOwn) {
     fixtures::ItemPage page;
     page.monthSale = ""; // hidden: the figures around it are still read
-    EXPECT_EQ(fields(parse(page)),
+    EXPECT_EQ(fields(parsed(page)),
               std::tuple("3958234761", "2010春装新款 韩版修身连衣裙", 12, 0, 567, "浙江 杭州"));
 
     page.itemId = ""; // "itemIdStr":"" does not match `[^"]+`
     page.title = page.curSale = page.favorite = page.addr = page.priceBlock = "";
-    const TItemBaseInfo item = parse(page);
+    const TItemBaseInfo item = parsed(page);
     EXPECT_EQ(fields(item), std::tuple("000000000000000", "xxxxxxxxxxxxxxxxxxx", 0, 0, 0, ""));
     EXPECT_DOUBLE_EQ(item.curPrice, 0.0);
 }
@@ -59,7 +60,7 @@ TEST(ItemPage, MissingFiguresAndTextsTakeTheirDefaultsEachOnItsOwn) {
 TEST(ItemPage, AFigureTooLargeForAnIntegerRaises) {
     fixtures::ItemPage fields;
     fields.curSale = "99999999999";
-    EXPECT_EQ(test::parseError([&] { parse(fields); }), "“99999999999”不是有效的整数！");
+    EXPECT_EQ(test::parseError([&] { parsed(fields); }), "“99999999999”不是有效的整数！");
 }
 
 TEST(BuyerListUrl, ReadsTheButtonsParametersOrNothingAndRaisesWithoutThem) {

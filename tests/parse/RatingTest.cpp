@@ -10,10 +10,11 @@
 #include <tuple>
 
 using namespace vantor;
+using namespace vantor::parse;
 using fixtures::gbk;
 
 namespace {
-RecordList<TRateInfo> parse(const std::vector<fixtures::RateRow>& rows) {
+RecordList<TRateInfo> parsed(const std::vector<fixtures::RateRow>& rows) {
     return TParseHtml::parseRateList(fixtures::ratePage(rows), expression(Expression::RatingRow));
 }
 
@@ -36,7 +37,7 @@ TEST(RateList, EveryFieldOfALinkedRater) {
     row.script = true;
     row.raterBadge = true;
     row.pj = "中评";
-    const auto list = parse({row});
+    const auto list = parsed({row});
     ASSERT_EQ(list.size(), 1u);
     const TRateInfo& rate = list.record(0);
     // The name has its references read, as the page spells it.
@@ -52,7 +53,7 @@ TEST(RateList, ARaterWithoutALinkTakesTheNameFromTheOtherGroup) {
     fixtures::RateRow row = fixtures::sampleRateRow(0);
     row.raterAttributes = "";
     row.anonymousName = "b***9（匿名）";
-    const auto list = parse({row});
+    const auto list = parsed({row});
     ASSERT_EQ(list.size(), 1u);
     const TRateInfo& rate = list.record(0);
     EXPECT_EQ(std::tie(rate.pjName, rate.raterLink, rate.pjjs, rate.counts),
@@ -65,7 +66,7 @@ TEST(RateList, RatingTimesAreNormalisedAndKeepDoubleByteCharacters) {
     rows[0].date = "[2010.01.12 10:11:12]";
     rows[1].date = "2010-01-12 10:11:12";
     rows[2].date = "[2010.02.03 嘯匽關]";
-    const auto list = parse(rows);
+    const auto list = parsed(rows);
     ASSERT_EQ(list.size(), 3u);
     // '[' and ']' second bytes survive. The list keeps both ratings of the same time.
     EXPECT_EQ(
@@ -77,7 +78,7 @@ TEST(RateList, RatingTimesAreNormalisedAndKeepDoubleByteCharacters) {
 TEST(RateList, APriceThatIsNoNumberLosesTheList) {
     std::vector<fixtures::RateRow> rows{fixtures::sampleRateRow(0), fixtures::sampleRateRow(1)};
     rows[1].price = "面议";
-    EXPECT_EQ(test::parseError([&] { parse(rows); }), "“面议”不是有效的数字！");
+    EXPECT_EQ(test::parseError([&] { parsed(rows); }), "“面议”不是有效的数字！");
 }
 
 TEST(RateSummary, CountersCreditsSharesScoresAndRates) {

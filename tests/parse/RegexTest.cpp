@@ -8,6 +8,7 @@
 #include <vector>
 
 using namespace vantor;
+using namespace vantor::parse;
 
 namespace {
 

@@ -10,6 +10,7 @@
 #include <tuple>
 
 using namespace vantor;
+using namespace vantor::parse;
 
 TEST(ShopList, EveryFieldOfEveryRowInPageOrder) {
     std::vector<fixtures::ShopRow> rows = fixtures::sampleRows(fixtures::sampleShopRow, 3);

@@ -15,6 +15,7 @@
 #include <utility>
 
 using namespace vantor;
+using namespace vantor::parse;
 using fixtures::gbk;
 
 TEST(GbkText, LowerCasingTouchesAsciiLettersOnlyAtEveryPosition) {

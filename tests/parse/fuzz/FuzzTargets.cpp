@@ -47,14 +47,14 @@ void shopList(std::string_view page) {
 
 void itemLists(std::string_view page) {
     tolerate([&] { THTMLTools::parseItemList(page, fixtures::fullRowExpression()); });
-    tolerate([&] { TParseHtml::parseItemListShort(page, expression(Expression::ItemSearchRow)); });
+    tolerate([&] { TParseHtml::parseItemListShort(page, expression(parse::Expression::ItemSearchRow)); });
     tolerate([&] {
-        for (const auto& entry : parseItemSearchList(page))
+        for (const auto& entry : parse::parseItemSearchList(page))
             check(!entry.record.price.empty() && !entry.record.shipping.empty());
     });
-    tolerate([&] { parseShopItemList(page); });
-    tolerate([&] { parseItemListPaging(page); });
-    tolerate([&] { parseItemSearchTotal(page); });
+    tolerate([&] { parse::parseShopItemList(page); });
+    tolerate([&] { parse::parseItemListPaging(page); });
+    tolerate([&] { parse::parseItemSearchTotal(page); });
     tolerate([&] { TParseHtml::parseBracketCount(page); });
 }
 
@@ -73,13 +73,13 @@ void itemPage(std::string_view page) {
 
 void rateList(std::string_view page) {
     tolerate([&] {
-        for (const auto& entry : TParseHtml::parseRateList(page, expression(Expression::RatingRow)))
+        for (const auto& entry : TParseHtml::parseRateList(page, expression(parse::Expression::RatingRow)))
             check(entry.text == entry.record.pjsj);
     });
 }
 
 void shopPage(std::string_view page) {
-    tolerate([&] { check(!parseShopPage(page).userId.empty()); });
+    tolerate([&] { check(!parse::parseShopPage(page).userId.empty()); });
 }
 
 void rateSummary(std::string_view page) {
@@ -88,21 +88,21 @@ void rateSummary(std::string_view page) {
         const auto characters = [](const std::string& text) {
             return std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; });
         };
-        const TRateBaseInfo info = parseRateSummary(page);
+        const TRateBaseInfo info = parse::parseRateSummary(page);
         check(characters(info.itemGoal) <= 6 && characters(info.serviceGoal) <= 6 &&
               characters(info.consignGoal) <= 6);
     });
 }
 
 void saleList(std::string_view page) {
-    tolerate([&] { parseSaleList(page); });
+    tolerate([&] { parse::parseSaleList(page); });
 }
 
 void textTools(std::string_view text) {
     const std::string lowered = lowerAscii(text);
     check(lowerAscii(lowered) == lowered);
-    if (text.find('&') == std::string_view::npos) check(fromHexRefs(toHexRefs(text)) == text);
-    fromDecimalRefs(text);
+    if (text.find('&') == std::string_view::npos) check(parse::fromHexRefs(parse::toHexRefs(text)) == text);
+    parse::fromDecimalRefs(text);
     gbkToUtf8(text);
     tolerate([&] { THTMLTools::decodeEntities(text); });
     tolerate([&] { THTMLTools::cleanPage(text); });
