@@ -6,7 +6,7 @@
 #include <QWebEngineView>
 #include <QWidget>
 
-namespace vantor {
+namespace vantor::widgets {
 
 namespace {
 
@@ -104,7 +104,7 @@ void showHelp(const QUrl& page) {
 }
 
 void setHelpViewer(std::function<void(const QUrl&)> viewer) {
-    vantor::viewer() = std::move(viewer);
+    widgets::viewer() = std::move(viewer);
 }
 
-} // namespace vantor
+} // namespace vantor::widgets

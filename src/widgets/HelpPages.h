@@ -7,7 +7,7 @@
 
 class QWidget;
 
-namespace vantor {
+namespace vantor::widgets {
 
 // The help pages compiled into the program: right for this build, and there without a network.
 enum class HelpTopic {
@@ -47,4 +47,4 @@ QUrl helpPageOf(const QWidget* window);
 void showHelp(const QUrl& page);
 void setHelpViewer(std::function<void(const QUrl&)> viewer);
 
-} // namespace vantor
+} // namespace vantor::widgets

@@ -3,7 +3,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 
-namespace vantor {
+namespace vantor::widgets {
 
 namespace {
 UserMessages::Sink& sink() {
@@ -46,4 +46,4 @@ void UserMessages::redirect(Sink replacement) {
     sink() = std::move(replacement);
 }
 
-} // namespace vantor
+} // namespace vantor::widgets

@@ -7,7 +7,7 @@
 
 class QWidget;
 
-namespace vantor {
+namespace vantor::widgets {
 
 // Every message box of the windows goes through here, so tests can read the messages instead of
 // clicking them away.
@@ -28,4 +28,4 @@ public:
     static void redirect(Sink sink);
 };
 
-} // namespace vantor
+} // namespace vantor::widgets

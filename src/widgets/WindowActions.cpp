@@ -19,7 +19,7 @@
 #include <QTableWidget>
 #include <QUrl>
 
-namespace vantor {
+namespace vantor::widgets {
 namespace {
 
 // The gauge repaints only when its percentage changes: a repaint for each of a million lines would
@@ -235,4 +235,4 @@ QAction* addWatchAction(QAbstractItemView* grid, const std::function<void()>& ha
     return action;
 }
 
-} // namespace vantor
+} // namespace vantor::widgets

@@ -18,7 +18,7 @@ class QProgressBar;
 class QTableWidget;
 class QWidget;
 
-namespace vantor {
+namespace vantor::widgets {
 
 // What the buttons of every window with a grid share: the export with its save dialog, the system's
 // browser for a double click, the gauge of an export, Enter in a search box, and the error handler.
@@ -69,4 +69,4 @@ void openAddress(const std::string& address);
 void guarded(const std::function<void()>& handler);
 void passToErrorHandler(std::exception_ptr error);
 
-} // namespace vantor
+} // namespace vantor::widgets

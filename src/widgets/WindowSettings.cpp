@@ -10,7 +10,7 @@
 
 #include <optional>
 
-namespace vantor {
+namespace vantor::widgets {
 namespace {
 
 constexpr const char* kExport = "export";
@@ -100,4 +100,4 @@ void WindowSettings::keepGeometry(const QWidget* window, const QString& name) {
     save(kWindows, name.toStdString(), window->saveGeometry().toBase64().toStdString());
 }
 
-} // namespace vantor
+} // namespace vantor::widgets

@@ -9,7 +9,7 @@
 class QHeaderView;
 class QWidget;
 
-namespace vantor {
+namespace vantor::widgets {
 
 // What the windows remember between runs in the settings file: the export format and encoding and every
 // grid's column widths and order. Until a settings file is named nothing is kept, so tests and the first
@@ -36,4 +36,4 @@ public:
     static void keepGeometry(const QWidget* window, const QString& name);
 };
 
-} // namespace vantor
+} // namespace vantor::widgets

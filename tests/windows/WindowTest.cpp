@@ -12,7 +12,7 @@ namespace vantor::test {
 void WindowTest::init() {
     dir = std::make_unique<TempDir>();
     messages.clear();
-    UserMessages::redirect([this](QWidget*, const QString& text) { messages.append(text); });
+    widgets::UserMessages::redirect([this](QWidget*, const QString& text) { messages.append(text); });
     static_cast<VantorApplication*>(qApp)->setErrorLog(*dir / "vantor.log");
     prepare();
 }
@@ -20,8 +20,8 @@ void WindowTest::init() {
 void WindowTest::cleanup() {
     finish();
     forgetAnswers();
-    UserMessages::redirect({});
-    WindowSettings::useFile({}); // a main window names its folder's settings file
+    widgets::UserMessages::redirect({});
+    widgets::WindowSettings::useFile({}); // a main window names its folder's settings file
     dir.reset();
 }
 

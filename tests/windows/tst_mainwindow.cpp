@@ -173,16 +173,18 @@ private slots:
     }
 
     void sectionHelpEntriesOpenTheProgramsOwnPages() {
-        const std::pair<const char*, HelpSection> entries[] = {
-            {"N24", HelpSection::Ranking}, {"N29", HelpSection::Sales}, {"N32", HelpSection::Rating}};
+        const std::pair<const char*, widgets::HelpSection> entries[] = {
+            {"N24", widgets::HelpSection::Ranking},
+            {"N29", widgets::HelpSection::Sales},
+            {"N32", widgets::HelpSection::Rating}};
         for (auto [name, section] : entries) {
             const QString text = shownPage([&] { action(name)->trigger(); });
             QCOMPARE(window->currentWorkingWindow(), window->welcomeWindow());
-            QCOMPARE(window->welcomeWindow()->browser()->requestedUrl(), helpPage(section));
+            QCOMPARE(window->welcomeWindow()->browser()->requestedUrl(), widgets::helpPage(section));
             QVERIFY2(text.startsWith("操作帮助\n"), qPrintable(text));
             // The index, at the section's part.
             QCOMPARE(evaluate(window->welcomeWindow()->browser()->view(), "location.hash").toString(),
-                     "#" + helpPage(section).fragment());
+                     "#" + widgets::helpPage(section).fragment());
         }
     }
 
@@ -191,12 +193,12 @@ private slots:
         QCOMPARE(windows.size(), 13);
         TconfigFrm settings(*config, ConfigFile(DataFolder(*dir / "data").config()), window.get());
         windows << &settings;
-        QFile indexFile(helpResource(HelpTopic::Index));
+        QFile indexFile(widgets::helpResource(widgets::HelpTopic::Index));
         QVERIFY(indexFile.open(QIODevice::ReadOnly));
         const QString index = QString::fromUtf8(indexFile.readAll());
         QSet<QUrl> pages;
         for (QWidget* shown : windows) {
-            const QUrl page = helpPageOf(shown);
+            const QUrl page = widgets::helpPageOf(shown);
             QVERIFY2(page.scheme() == "qrc", qPrintable(shown->windowTitle()));
             pages << page;
             QVERIFY2(index.contains("href=\"" + page.fileName() + "\""), qPrintable(page.fileName()));
@@ -222,7 +224,7 @@ private slots:
         QVERIFY(QTest::qWaitForWindowActive(window.get()));
         int analyses = 0;
         for (QWidget* shown : workingWindows()) {
-            const QUrl page = helpPageOf(shown);
+            const QUrl page = widgets::helpPageOf(shown);
             const QString caption = shown->windowTitle();
             // F1 as the user presses it: in a control of the window.
             window->showWorkingWindow(shown);

@@ -22,7 +22,7 @@ private slots:
 
     void theSaveDialogsListShowsAFoldersTypeAndItsDateInChinese() {
         std::filesystem::create_directory(*dir / "子目录");
-        std::unique_ptr<QFileDialog> dialog(makeSaveDialog(nullptr));
+        std::unique_ptr<QFileDialog> dialog(widgets::makeSaveDialog(nullptr));
         dialog->setViewMode(QFileDialog::Detail);
         dialog->setDirectory(target("").chopped(1));
         dialog->show();

@@ -70,8 +70,8 @@ MainWindow::MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget*
       statusText_(new QLabel) {
     setWindowTitle(kAppTitle);
     setMinimumSize(973, 647); // fits a 1024×768 screen with a panel
-    WindowSettings::useFile(folder_.config());
-    WindowSettings::restoreGeometry(this, "main", QSize(1100, 720));
+    widgets::WindowSettings::useFile(folder_.config());
+    widgets::WindowSettings::restoreGeometry(this, "main", QSize(1100, 720));
 
     toolBar_->setObjectName("toolBar");
     toolBar_->setMinimumWidth(180);
@@ -104,7 +104,7 @@ MainWindow::MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget*
 }
 
 MainWindow::~MainWindow() {
-    setHelpViewer({});
+    widgets::setHelpViewer({});
 }
 
 StartupOutcome MainWindow::startUp() {
@@ -115,7 +115,7 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     welcome_ = new WelcomeWindow;
     welcome_->setProperty(kPurpose, kStartHint);
     display_->addWidget(welcome_);
-    setHelpViewer([this](const QUrl& page) { showHelpPage(page); });
+    widgets::setHelpViewer([this](const QUrl& page) { showHelpPage(page); });
     gauge(25);
     rateGather_ = new TrateGatherFrm([this] { return config_.getHttpAgent(); }, dm_);
     display_->addWidget(rateGather_);
@@ -191,7 +191,9 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
 }
 
 void MainWindow::buildNavigation() {
-    auto help = [this](HelpSection section) { return [this, section] { showHelpPage(helpPage(section)); }; };
+    auto help = [this](widgets::HelpSection section) {
+        return [this, section] { showHelpPage(widgets::helpPage(section)); };
+    };
     auto show = [this](QWidget* window) -> std::function<void()> {
         if (!window) return {};
         return [this, window] { showWorkingWindow(window); };
@@ -203,7 +205,7 @@ void MainWindow::buildNavigation() {
          show(itemTopSale_), itemTopSale_},
         {"热卖商品排行", "类目热卖商品历史", "N4", "查看保存过的类目热卖商品排行，按年月比较",
          show(topDataView_), topDataView_},
-        {"热卖商品排行", "操作帮助", "N24", nullptr, help(HelpSection::Ranking)},
+        {"热卖商品排行", "操作帮助", "N24", nullptr, help(widgets::HelpSection::Ranking)},
         {"店铺销售分析", "销售数据采集", "N6", "采集你所要关注的店铺的销售数据", show(saleGather_),
          saleGather_},
         {"店铺销售分析", "销售数据浏览", "N7", "浏览、筛选、导出或删除已采集的店铺、商品和销售记录",
@@ -214,7 +216,7 @@ void MainWindow::buildNavigation() {
          show(saleAnalyse_), saleAnalyse_},
         {"店铺销售分析", "销售趋势分析", "N27", "选择店铺和日期，看每天、每周、每月的销量和销售额走势",
          show(saleCarrent_), saleCarrent_},
-        {"店铺销售分析", "操作帮助", "N29", nullptr, help(HelpSection::Sales)},
+        {"店铺销售分析", "操作帮助", "N29", nullptr, help(widgets::HelpSection::Sales)},
         {"店铺评价分析", "评价数据采集", "N10", "采集店铺的信用评价记录", show(rateGather_), rateGather_},
         {"店铺评价分析", "评价数据浏览", "N11", "浏览、查找、导出或删除已采集的店铺评价", show(rateDataView_),
          rateDataView_},
@@ -222,7 +224,7 @@ void MainWindow::buildNavigation() {
          show(rateTrend_), rateTrend_},
         {"店铺评价分析", "评价真实度分析", "N31", "选择店铺和日期，检查店铺评价的真实程度", show(rateCheck_),
          rateCheck_},
-        {"店铺评价分析", "操作帮助", "N32", nullptr, help(HelpSection::Rating)},
+        {"店铺评价分析", "操作帮助", "N32", nullptr, help(widgets::HelpSection::Rating)},
         {"店铺监控", "店铺监控", "N40", "定期重新采集竞争店铺，报告价格、销量、评价的变化", show(shopWatch_),
          shopWatch_},
         {"帮助", "导航页", "N13", nullptr, [this] { showVendorPage("/welcome.jsp"); }},
@@ -291,8 +293,8 @@ QString MainWindow::closeLoss() const {
 void MainWindow::closeEvent(QCloseEvent* event) {
     const QString loss = closeLoss();
     if (!loss.isEmpty()) {
-        if (!UserMessages::confirm(this,
-                                   QString(kCloseWhileGathering) + "\n" + loss + "\n" + kCloseQuestion)) {
+        if (!widgets::UserMessages::confirm(this, QString(kCloseWhileGathering) + "\n" + loss + "\n" +
+                                                      kCloseQuestion)) {
             event->ignore();
             return;
         }
@@ -302,7 +304,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         itemTopSale_->stopAndWait();
         shopWatch_->stopAndWait();
     }
-    WindowSettings::keepGeometry(this, "main");
+    widgets::WindowSettings::keepGeometry(this, "main");
     event->accept();
 }
 
@@ -339,7 +341,7 @@ void MainWindow::sendFeedback() {
     const std::filesystem::path log =
         app ? app->errorLog() : errorLogPath(QCoreApplication::applicationFilePath().toStdString());
     showWorkingWindow(welcome_);
-    welcome_->browser()->openFilled(helpResource(HelpTopic::Feedback),
+    welcome_->browser()->openFilled(widgets::helpResource(widgets::HelpTopic::Feedback),
                                     {{"mail", vendorMail()},
                                      {"site", vendorSite().toString()},
                                      {"log", QString::fromStdString(log.string())},
@@ -357,15 +359,15 @@ QString MainWindow::statusText() const {
 }
 
 void MainWindow::showMessage(const std::string& text) {
-    UserMessages::show(this, text);
+    widgets::UserMessages::show(this, text);
 }
 
 ServerChoice MainWindow::askServerUnreachable(const std::string& text, const std::string& detail) {
     QStringList answers;
     for (const char* answer : kServerChoiceTexts)
         answers << answer;
-    return ServerChoice(
-        UserMessages::choose(this, QString::fromStdString(text), QString::fromStdString(detail), answers));
+    return ServerChoice(widgets::UserMessages::choose(this, QString::fromStdString(text),
+                                                      QString::fromStdString(detail), answers));
 }
 
 void MainWindow::showStatus(const std::string& text) {

@@ -54,7 +54,7 @@ QHBoxLayout* buttonRow(std::initializer_list<QPushButton*> buttons) {
 TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     : QDialog(parent), config_(config), file_(std::move(file)), testAddress_(kTestAddress) {
     setWindowTitle("系统选项");
-    giveHelp(this, HelpTopic::Settings);
+    widgets::giveHelp(this, widgets::HelpTopic::Settings);
     setModal(true);
 
     netType = new QComboBox;
@@ -349,7 +349,7 @@ NetworkSaveResult TconfigFrm::saveNetwork() {
     NetworkSaveResult result = saveNetworkPage(typed, file_, config_);
     if (result.saved) return result;
     showForm(typed); // a refused number resets fields
-    UserMessages::show(this, result.message);
+    widgets::UserMessages::show(this, result.message);
     if (QLineEdit* edit = field(result.focus)) edit->setFocus();
     return result;
 }
@@ -364,10 +364,11 @@ bool TconfigFrm::saveDatabase() {
         const auto problem = databaseProblem(url);
         QApplication::restoreOverrideCursor();
         dbState->setText(problem ? q(*problem) : q(kDatabaseTestPassed));
-        if (problem && !UserMessages::confirm(this, q(unreachableSaveQuestion(*problem)))) return false;
+        if (problem && !widgets::UserMessages::confirm(this, q(unreachableSaveQuestion(*problem))))
+            return false;
     }
     if (auto message = saveDatabasePage(dbType->currentIndex(), url, file_, config_)) {
-        UserMessages::show(this, *message);
+        widgets::UserMessages::show(this, *message);
         return false;
     }
     dbState->setText(kDatabaseSaved);
@@ -383,7 +384,7 @@ bool TconfigFrm::saveAlertRules() {
     try {
         file_.saveAlertRules(rules);
     } catch (const std::exception& e) {
-        UserMessages::show(this, e.what());
+        widgets::UserMessages::show(this, e.what());
         return false;
     }
     return true;
@@ -408,7 +409,7 @@ void TconfigFrm::dbTestClick() {
 
 bool TconfigFrm::saveSchedule() {
     if (auto message = saveSchedulePage(optimizeComb->currentIndex(), file_)) {
-        UserMessages::show(this, *message);
+        widgets::UserMessages::show(this, *message);
         return false;
     }
     return true;
@@ -418,7 +419,7 @@ void TconfigFrm::testClick() {
     testState->clear();
     ConnectionTestCheck check = checkConnectionTest(form());
     if (!check.agent) {
-        UserMessages::show(this, check.message);
+        widgets::UserMessages::show(this, check.message);
         if (QLineEdit* edit = field(check.focus)) edit->setFocus();
         return;
     }

@@ -49,7 +49,7 @@ void UpdateWatcher::answered(const UpdateCheck& check) {
 }
 
 void UpdateWatcher::offer(const VersionInfo& info) {
-    UserMessages::show(window_, updateFoundMessage(info));
+    widgets::UserMessages::show(window_, updateFoundMessage(info));
     update_ = new TupdateVantorFrm(service_.agent, service_.address, info, service_.updateFolder,
                                    service_.publicKeyHex, window_);
     update_->setAttribute(Qt::WA_DeleteOnClose);
@@ -63,7 +63,7 @@ void UpdateWatcher::offer(const VersionInfo& info) {
         } catch (const std::exception&) {
             // Not remembered: the next start offers it again, nothing worse.
         }
-        UserMessages::show(window_, updateFailedMessage(failure));
+        widgets::UserMessages::show(window_, updateFailedMessage(failure));
     });
     update_->open();
 }

@@ -28,7 +28,7 @@ constexpr const char* kDateFormat = "yyyy-MM-dd";
 class WindowObserver : public AnalysisObserver {
 public:
     explicit WindowObserver(QWidget* window) : window_(window) {}
-    void showMessage(const std::string& text) override { UserMessages::show(window_, text); }
+    void showMessage(const std::string& text) override { widgets::UserMessages::show(window_, text); }
     void documentWritten(const std::filesystem::path&) override {}
 
 private:
@@ -57,7 +57,7 @@ bool writeWhole(const QString& file, const QByteArray& bytes) {
 
 } // namespace
 
-AnalysisWindow::AnalysisWindow(const Analysis& analysis, HelpTopic help, db::TDM& dm,
+AnalysisWindow::AnalysisWindow(const Analysis& analysis, widgets::HelpTopic help, db::TDM& dm,
                                const DataFolder& folder, QWidget* parent)
     : QWidget(parent), analysis_(analysis), dm_(dm), gallery_(folder) {
     setWindowTitle(QString::fromUtf8(analysis.caption.data(), qsizetype(analysis.caption.size())));
@@ -96,14 +96,14 @@ AnalysisWindow::AnalysisWindow(const Analysis& analysis, HelpTopic help, db::TDM
         connect(saveDlg, &QFileDialog::filterSelected, saveDlg, [this](const QString& filter) {
             saveDlg->setDefaultSuffix(filter.contains("*.csv") ? "csv" : "xml");
         });
-        showProgramDates(saveDlg);
+        widgets::showProgramDates(saveDlg);
     }
     pictureDlg = new QFileDialog(this, "保存图片");
     pictureDlg->setObjectName("pictureDlg");
     pictureDlg->setAcceptMode(QFileDialog::AcceptSave);
     pictureDlg->setNameFilter("PNG 图片 (*.png)");
     pictureDlg->setDefaultSuffix("png");
-    showProgramDates(pictureDlg);
+    widgets::showProgramDates(pictureDlg);
 
     auto* controls = new QHBoxLayout;
     controls->addWidget(new QLabel("店铺名："));
@@ -129,7 +129,8 @@ AnalysisWindow::AnalysisWindow(const Analysis& analysis, HelpTopic help, db::TDM
     connect(bsSkinButton1, &QPushButton::clicked, this, &AnalysisWindow::bsSkinButton1Click);
     connect(pictureButton, &QPushButton::clicked, this, &AnalysisWindow::savePicture);
     giveHelp(this, help);
-    connect(helpButton, &QPushButton::clicked, this, [this] { showHelp(helpPageOf(this)); });
+    connect(helpButton, &QPushButton::clicked, this,
+            [this] { widgets::showHelp(widgets::helpPageOf(this)); });
 
     refreshClick();
 }
@@ -166,8 +167,9 @@ void AnalysisWindow::exportList(const ListLink& link) {
     saveDlg->selectFile(QString::fromUtf8(link.listFile.data(), qsizetype(link.listFile.size())));
     if (saveDlg->exec() != QDialog::Accepted || saveDlg->selectedFiles().isEmpty()) return;
     WindowObserver observer(this);
-    charts::exportList(gallery_, link, saveDlg->selectedFiles().first().toStdString(), observer,
-                       exportEncodingNamed(WindowSettings::exportEncoding()).value_or(ExportEncoding::Gbk));
+    charts::exportList(
+        gallery_, link, saveDlg->selectedFiles().first().toStdString(), observer,
+        exportEncodingNamed(widgets::WindowSettings::exportEncoding()).value_or(ExportEncoding::Gbk));
 }
 
 // Every chart of the page, also those scrolled out of sight, as the page draws them; where the page
@@ -183,7 +185,7 @@ void AnalysisWindow::savePicture() {
                                     const QByteArray png = pngOfDataAddress(result.toString());
                                     const bool saved = png.isEmpty() ? self->web1->grab().save(file, "PNG")
                                                                      : writeWhole(file, png);
-                                    UserMessages::show(self, saved ? kPictureSaved : kPictureFailed);
+                                    widgets::UserMessages::show(self, saved ? kPictureSaved : kPictureFailed);
                                 });
 }
 

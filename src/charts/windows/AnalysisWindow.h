@@ -23,7 +23,7 @@ namespace vantor::charts {
 class AnalysisWindow : public QWidget {
     Q_OBJECT
 public:
-    AnalysisWindow(const Analysis& analysis, HelpTopic help, db::TDM& dm, const DataFolder& folder,
+    AnalysisWindow(const Analysis& analysis, widgets::HelpTopic help, db::TDM& dm, const DataFolder& folder,
                    QWidget* parent = nullptr);
 
     void refreshClick(); // "刷新列表": the current shop stays where it still exists

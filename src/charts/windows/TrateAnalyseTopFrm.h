@@ -10,7 +10,7 @@ class TrateAnalyseTopFrm : public AnalysisWindow {
     Q_OBJECT
 public:
     TrateAnalyseTopFrm(db::TDM& dm, const DataFolder& folder, QWidget* parent = nullptr)
-        : AnalysisWindow(creditGrowth(), HelpTopic::CreditGrowth, dm, folder, parent) {}
+        : AnalysisWindow(creditGrowth(), widgets::HelpTopic::CreditGrowth, dm, folder, parent) {}
 };
 
 } // namespace vantor::charts

@@ -10,7 +10,7 @@ class TrateDataAnalyseFrm : public AnalysisWindow {
     Q_OBJECT
 public:
     TrateDataAnalyseFrm(db::TDM& dm, const DataFolder& folder, QWidget* parent = nullptr)
-        : AnalysisWindow(ratingCheck(), HelpTopic::RatingCheck, dm, folder, parent) {}
+        : AnalysisWindow(ratingCheck(), widgets::HelpTopic::RatingCheck, dm, folder, parent) {}
 };
 
 } // namespace vantor::charts

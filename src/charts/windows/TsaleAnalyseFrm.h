@@ -10,7 +10,7 @@ class TsaleAnalyseFrm : public AnalysisWindow {
     Q_OBJECT
 public:
     TsaleAnalyseFrm(db::TDM& dm, const DataFolder& folder, QWidget* parent = nullptr)
-        : AnalysisWindow(salesRanking(), HelpTopic::SalesRanking, dm, folder, parent) {}
+        : AnalysisWindow(salesRanking(), widgets::HelpTopic::SalesRanking, dm, folder, parent) {}
 };
 
 } // namespace vantor::charts

@@ -10,7 +10,7 @@ class TsaleCarrentFrm : public AnalysisWindow {
     Q_OBJECT
 public:
     TsaleCarrentFrm(db::TDM& dm, const DataFolder& folder, QWidget* parent = nullptr)
-        : AnalysisWindow(salesTrend(), HelpTopic::SalesTrend, dm, folder, parent) {}
+        : AnalysisWindow(salesTrend(), widgets::HelpTopic::SalesTrend, dm, folder, parent) {}
 };
 
 } // namespace vantor::charts

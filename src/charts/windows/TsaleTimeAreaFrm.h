@@ -10,7 +10,7 @@ class TsaleTimeAreaFrm : public AnalysisWindow {
     Q_OBJECT
 public:
     TsaleTimeAreaFrm(db::TDM& dm, const DataFolder& folder, QWidget* parent = nullptr)
-        : AnalysisWindow(salesTimeDistribution(), HelpTopic::SalesTime, dm, folder, parent) {}
+        : AnalysisWindow(salesTimeDistribution(), widgets::HelpTopic::SalesTime, dm, folder, parent) {}
 };
 
 } // namespace vantor::charts

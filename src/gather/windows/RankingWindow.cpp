@@ -29,13 +29,13 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
 
     auto* running = new QWidget;
     auto* runningLayout = new QVBoxLayout(running);
-    progressLabel = named(new QLabel, "progressLabel");
+    progressLabel = widgets::named(new QLabel, "progressLabel");
     runningLayout->addWidget(progressLabel);
     run = new RunGauges(this);
     runningLayout->addWidget(run->total);
     runningLayout->addWidget(run->remaining);
     runningLayout->addWidget(run->slotPanel);
-    stopButton = named(new QPushButton("停止"), "stopButton");
+    stopButton = widgets::named(new QPushButton("停止"), "stopButton");
     runningLayout->addWidget(stopButton, 0, Qt::AlignLeft);
     runningLayout->addStretch();
 
@@ -44,7 +44,7 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
     panels->addWidget(running);
     auto* logBox = new QGroupBox("搜索日志");
     auto* logLayout = new QVBoxLayout(logBox);
-    searchMemoLog = named(new QPlainTextEdit, "searchMemoLog");
+    searchMemoLog = widgets::named(new QPlainTextEdit, "searchMemoLog");
     searchMemoLog->setReadOnly(true);
     logLayout->addWidget(searchMemoLog);
     auto* searchPage = new QWidget;
@@ -59,10 +59,10 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
                          : column == "序号"                         ? 50
                          : column.find("日期") != std::string::npos ? 140
                                                                     : 100);
-    resultGrid = makeResultGrid(columns, gridName, widths);
-    exportButton = named(new QPushButton("导出列表"), "exportButton");
-    saveProgress = makeSaveGauge(this);
-    saveDialog = makeSaveDialog(this);
+    resultGrid = widgets::makeResultGrid(columns, gridName, widths);
+    exportButton = widgets::named(new QPushButton("导出列表"), "exportButton");
+    saveProgress = widgets::makeSaveGauge(this);
+    saveDialog = widgets::makeSaveDialog(this);
     auto* resultPage = new QWidget;
     auto* resultLayout = new QVBoxLayout(resultPage);
     resultLayout->addWidget(resultGrid, 1);
@@ -75,7 +75,7 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
     pages = new QTabWidget;
     pages->addTab(searchPage, formTab);
     pages->addTab(resultPage, resultTab);
-    resultLabel = makeOutcomeLabel();
+    resultLabel = widgets::makeOutcomeLabel();
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(resultLabel);
@@ -83,10 +83,10 @@ RankingWindow::RankingWindow(const char* caption, const char* formTab, const cha
 
     connect(stopButton, &QPushButton::clicked, this, [this] { stopClick(); });
     connect(exportButton, &QPushButton::clicked, this,
-            [this] { exportRows(this, *saveDialog, *saveProgress, *resultGrid, exportJob()); });
+            [this] { widgets::exportRows(this, *saveDialog, *saveProgress, *resultGrid, exportJob()); });
     // A double-click opens the item in the browser.
     connect(resultGrid, &QTableWidget::cellDoubleClicked, this,
-            [this](int row, int) { openAddress(rowLink(row)); });
+            [this](int row, int) { widgets::openAddress(rowLink(row)); });
 }
 
 std::vector<download::SlotProgress*> RankingWindow::slotGauges(const THttpAgent& agent) {
@@ -114,7 +114,7 @@ void RankingWindow::showEnded(const QString& outcome, bool complete) {
 void RankingWindow::appendRow(const std::vector<std::string>& cells) {
     const int row = resultGrid->rowCount();
     resultGrid->insertRow(row);
-    fillRow(resultGrid, row, cells);
+    widgets::fillRow(resultGrid, row, cells);
 }
 
 } // namespace vantor

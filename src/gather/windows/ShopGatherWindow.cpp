@@ -93,7 +93,7 @@ public:
         });
     }
     void message(const std::string& text) override {
-        post([text = q8(text)](ShopGatherWindow* w) { UserMessages::show(w, text); });
+        post([text = q8(text)](ShopGatherWindow* w) { widgets::UserMessages::show(w, text); });
     }
     void gatherEnded(JobEnd end, const std::string& detail, const GatherTally& saved) override {
         post([end, summary = q8(gatherSummary(end, saved, detail))](ShopGatherWindow* w) {
@@ -228,7 +228,7 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, download::Agent
     searchPageLayout->addWidget(logBox, 2);
 
     // The result page.
-    searchGrid = makeResultGrid(searchGridColumns(), "searchGrid");
+    searchGrid = widgets::makeResultGrid(searchGridColumns(), "searchGrid");
     selAll = new QPushButton(texts.selectAll);
     cancelSel = new QPushButton(texts.cancelAll);
     saveSearch = new QPushButton(texts.start);
@@ -247,7 +247,7 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, download::Agent
     pages = new QTabWidget;
     pages->addTab(searchPage, "高级搜索");
     pages->addTab(resultPage, "搜索结果");
-    resultLabel = makeOutcomeLabel();
+    resultLabel = widgets::makeOutcomeLabel();
     resumeBtn = new QPushButton;
     resumeBtn->hide();
     auto* outcomeRow = new QHBoxLayout;
@@ -268,9 +268,9 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, download::Agent
     // while a run goes on does not touch it: the run took its shops when it started.
     // A double-click opens the shop in the browser, to look before ticking it.
     connect(searchGrid, &QTableWidget::cellDoubleClicked, this, [this](int row, int) {
-        if (row >= 0 && row < int(shops_.size())) openAddress(shops_[size_t(row)].webaddr);
+        if (row >= 0 && row < int(shops_.size())) widgets::openAddress(shops_[size_t(row)].webaddr);
     });
-    addWatchAction(searchGrid, [this] {
+    widgets::addWatchAction(searchGrid, [this] {
         const int row = searchGrid->currentRow();
         if (row >= 0 && row < int(shops_.size())) emit watchRequested(q8(shops_[size_t(row)].webaddr));
     });
@@ -341,7 +341,7 @@ void ShopGatherWindow::searchClick() {
     query.ratingOrderKeys = texts_.ratingOrderKeys;
     query.range = searchPageSel->value();
     if (auto refused = validateShopSearch(query)) {
-        UserMessages::show(this, *refused);
+        widgets::UserMessages::show(this, *refused);
         return;
     }
     searchMemoLog->appendPlainText(q8(shopSearchLog(query, ++searches_, DateTime::now())));
@@ -419,7 +419,7 @@ void ShopGatherWindow::saveSearchClick() {
         if (isTicked(row) && !searchGrid->item(row, 0)->text().isEmpty())
             ticked.push_back(shops_[size_t(row)]);
     if (ticked.empty()) {
-        UserMessages::show(this, kNoShopTicked);
+        widgets::UserMessages::show(this, kNoShopTicked);
         return;
     }
     const size_t count = ticked.size();
@@ -435,7 +435,7 @@ void ShopGatherWindow::resumeClick() {
     try {
         run = unfinishedRun();
     } catch (const std::exception& e) {
-        UserMessages::show(this, e.what());
+        widgets::UserMessages::show(this, e.what());
     }
     if (!run) {
         refreshResumeOffer();
@@ -476,7 +476,7 @@ QString ShopGatherWindow::stopLoss() const {
 
 void ShopGatherWindow::dianStopBtnClick() {
     if (!gathering_) return;
-    if (askBeforeStop() && !UserMessages::confirm(this, "确定要停止采集吗？\n" + stopLoss())) return;
+    if (askBeforeStop() && !widgets::UserMessages::confirm(this, "确定要停止采集吗？\n" + stopLoss())) return;
     // The run may have ended while the question was open.
     if (!gathering_) return;
     gathering_->stop();
@@ -493,7 +493,7 @@ void ShopGatherWindow::gatherEnded(JobEnd end, const QString& summary) {
     searchMemoLog->appendPlainText(summary);
     showOutcome(summary);
     refreshResumeOffer();
-    if (end == JobEnd::Stopped) UserMessages::show(this, kGatherStopped);
+    if (end == JobEnd::Stopped) widgets::UserMessages::show(this, kGatherStopped);
     emit gatheringEnded();
 }
 

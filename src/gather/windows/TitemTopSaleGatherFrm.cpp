@@ -44,17 +44,17 @@ TitemTopSaleGatherFrm::TitemTopSaleGatherFrm(download::AgentSource agent, QWidge
                     parent),
       agent_(std::move(agent)),
       bridge_(std::make_unique<Bridge>(this)) {
-    q = named(new QLineEdit, "q");
-    loc = named(new QLineEdit, "loc");
-    jg1 = named(new QLineEdit, "jg1");
-    jg2 = named(new QLineEdit, "jg2");
-    searchPageSel = named(new QSlider(Qt::Horizontal), "searchPageSel");
+    q = widgets::named(new QLineEdit, "q");
+    loc = widgets::named(new QLineEdit, "loc");
+    jg1 = widgets::named(new QLineEdit, "jg1");
+    jg2 = widgets::named(new QLineEdit, "jg2");
+    searchPageSel = widgets::named(new QSlider(Qt::Horizontal), "searchPageSel");
     searchPageSel->setRange(kMinRankingRange, kMaxRankingRange);
     searchPageSel->setValue(kDefaultRankingRange);
-    searchRange = named(new QLabel(QString::number(kDefaultRankingRange)), "searchRange");
-    search = named(new QPushButton("搜索"), "search");
+    searchRange = widgets::named(new QLabel(QString::number(kDefaultRankingRange)), "searchRange");
+    search = widgets::named(new QPushButton("搜索"), "search");
     stopButton->setText("取消");
-    giveHelp(this, HelpTopic::ItemRanking);
+    widgets::giveHelp(this, widgets::HelpTopic::ItemRanking);
 
     form->addRow("商品名：", q);
     form->addRow("所在地：", loc);
@@ -72,7 +72,7 @@ TitemTopSaleGatherFrm::TitemTopSaleGatherFrm(download::AgentSource agent, QWidge
     connect(searchPageSel, &QSlider::valueChanged, this,
             [this](int value) { searchRange->setText(QString::number(value)); });
     connect(search, &QPushButton::clicked, this, &TitemTopSaleGatherFrm::searchClick);
-    clickOnEnter({q, loc, jg1, jg2}, search);
+    widgets::clickOnEnter({q, loc, jg1, jg2}, search);
 }
 
 TitemTopSaleGatherFrm::~TitemTopSaleGatherFrm() {
@@ -90,7 +90,7 @@ void TitemTopSaleGatherFrm::searchClick() {
                            jg2->text().trimmed().toStdString(), loc->text().toStdString(),
                            searchPageSel->value()};
     if (auto refused = validateItemRanking(query)) {
-        UserMessages::show(this, *refused);
+        widgets::UserMessages::show(this, *refused);
         return;
     }
     searchMemoLog->appendPlainText(
@@ -117,7 +117,7 @@ void TitemTopSaleGatherFrm::rankingEnded(JobEnd end, std::vector<TItemInfo> rows
     for (size_t i = 0; i < rows_.size(); ++i)
         appendRow(itemRankingRow(int(i) + 1, rows_[i]));
     showEnded(QString::fromStdString(itemRankingSummary(end, total)), end == JobEnd::Finished);
-    if (end == JobEnd::Stopped) UserMessages::show(this, kSearchStopped);
+    if (end == JobEnd::Stopped) widgets::UserMessages::show(this, kSearchStopped);
 }
 
 QString TitemTopSaleGatherFrm::stopLoss() const {

@@ -15,7 +15,7 @@ TrateGatherFrm::TrateGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget
     : ShopGatherWindow({"评价数据采集", "按信用排序", "按人气排序", true, "全选 ", "取消全选", "开始采集",
                         "已采集评价%1条", nullptr},
                        std::move(agent), dm, parent) {
-    giveHelp(this, HelpTopic::RatingGathering);
+    widgets::giveHelp(this, widgets::HelpTopic::RatingGathering);
     fromData = new QSpinBox;
     fromData->setRange(kMinRatingRange, kMaxRatingFrom);
     fromData->setValue(kDefaultRatingFrom);
@@ -31,7 +31,7 @@ TrateGatherFrm::TrateGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget
 
 bool TrateGatherFrm::formAccepted() {
     if (auto refused = validateRatingRange(fromData->value(), toData->value())) {
-        UserMessages::show(this, *refused);
+        widgets::UserMessages::show(this, *refused);
         return false;
     }
     return true;

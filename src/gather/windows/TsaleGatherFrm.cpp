@@ -13,7 +13,7 @@ TsaleGatherFrm::TsaleGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget
     : ShopGatherWindow({"销售数据采集", "按信用排序", "按人气排序", false, "店铺全选 ", "取消店铺全选",
                         "开始采集", "已采集商品%1个", "，当前店铺%1个"},
                        std::move(agent), dm, parent) {
-    giveHelp(this, HelpTopic::SalesGathering);
+    widgets::giveHelp(this, widgets::HelpTopic::SalesGathering);
     fromData = new QSpinBox;
     fromData->setRange(1, kMaxItemsPerShop);
     fromData->setValue(kDefaultItemsPerShop);

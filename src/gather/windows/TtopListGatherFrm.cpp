@@ -37,15 +37,16 @@ public:
              [text = QString::fromStdString(text)](TtopListGatherFrm* w) { emit w->statusLine(text); });
     }
     void message(const std::string& text) override {
-        post(window_,
-             [text = QString::fromStdString(text)](TtopListGatherFrm* w) { UserMessages::show(w, text); });
+        post(window_, [text = QString::fromStdString(text)](TtopListGatherFrm* w) {
+            widgets::UserMessages::show(w, text);
+        });
     }
     void rankingEnded(JobEnd end, int categories, int items, const std::string& detail) override {
         post(window_, [end, categories,
                        summary = QString::fromStdString(
                            categoryRankingSummary(end, categories, items, detail))](TtopListGatherFrm* w) {
             w->rankingEnded(categories, end == JobEnd::Finished, summary);
-            if (end == JobEnd::Stopped) UserMessages::show(w, kGatherStopped);
+            if (end == JobEnd::Stopped) widgets::UserMessages::show(w, kGatherStopped);
         });
     }
 
@@ -59,22 +60,22 @@ TtopListGatherFrm::TtopListGatherFrm(download::AgentSource agent, db::TDM& dm, Q
       agent_(std::move(agent)),
       dm_(dm),
       bridge_(std::make_unique<Bridge>(this)) {
-    categories = named(new QListWidget, "categories");
+    categories = widgets::named(new QListWidget, "categories");
     for (const auto& category : market::categoryBrowseCategories()) {
         auto* entry = new QListWidgetItem(QString::fromStdString(category.name).trimmed(), categories);
         entry->setFlags(entry->flags() | Qt::ItemIsUserCheckable);
         entry->setCheckState(Qt::Unchecked);
     }
-    depth = named(new QSpinBox, "depth");
+    depth = widgets::named(new QSpinBox, "depth");
     depth->setRange(kMinRankingDepth, kMaxRankingDepth);
     depth->setSingleStep(20);
     depth->setValue(kDefaultRankingDepth);
     depth->setSuffix(" 个商品");
-    selAll = named(new QPushButton("全选"), "selAll");
-    cancelSel = named(new QPushButton("取消全选"), "cancelSel");
-    start = named(new QPushButton("开始采集"), "start");
+    selAll = widgets::named(new QPushButton("全选"), "selAll");
+    cancelSel = widgets::named(new QPushButton("取消全选"), "cancelSel");
+    start = widgets::named(new QPushButton("开始采集"), "start");
     stopButton->setText("停止采集");
-    giveHelp(this, HelpTopic::CategoryRanking);
+    widgets::giveHelp(this, widgets::HelpTopic::CategoryRanking);
 
     form->addRow("类目：", categories);
     auto* marks = new QHBoxLayout;
@@ -112,7 +113,7 @@ void TtopListGatherFrm::startClick() {
     for (int i = 0; i < categories->count(); ++i)
         if (categories->item(i)->checkState() == Qt::Checked) chosen.push_back(i);
     if (auto refused = validateCategoryRanking(chosen, depth->value())) {
-        UserMessages::show(this, *refused);
+        widgets::UserMessages::show(this, *refused);
         return;
     }
     rows_.clear();

@@ -11,7 +11,7 @@ GridModel::GridModel(Dataset& rows, GridTitles& grid, QObject* parent)
     : QAbstractTableModel(parent), rows_(rows), grid_(grid), fields_(grid.resolve(rows)) {
     rows_.setObserver(this);
     arrivals_.setInterval(30);
-    connect(&arrivals_, &QTimer::timeout, this, [this] { guarded([this] { takeArrived(); }); });
+    connect(&arrivals_, &QTimer::timeout, this, [this] { widgets::guarded([this] { takeArrived(); }); });
     if (rows_.isLoading()) arrivals_.start();
 }
 
@@ -56,7 +56,7 @@ QVariant GridModel::headerData(int section, Qt::Orientation orientation, int rol
 void GridModel::titleClick(int column) {
     bool changed = false;
     // A field the rows cannot be sorted by still leaves its marks; the error goes to the error log.
-    guarded([&] { changed = grid_.titleClick(column, rows_); });
+    widgets::guarded([&] { changed = grid_.titleClick(column, rows_); });
     if (changed || grid_.bold(column)) emit headerDataChanged(Qt::Horizontal, 0, grid_.columnCount() - 1);
 }
 

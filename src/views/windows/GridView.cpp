@@ -49,7 +49,7 @@ void GridView::selectCurrent(int row) {
 void GridView::showEvent(QShowEvent* event) {
     if (!columnsKept_) {
         columnsKept_ = true;
-        WindowSettings::keepColumns(horizontalHeader(), objectName());
+        widgets::WindowSettings::keepColumns(horizontalHeader(), objectName());
     }
     QTableView::showEvent(event);
 }

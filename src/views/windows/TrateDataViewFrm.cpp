@@ -22,27 +22,27 @@ namespace vantor::views {
 namespace {
 
 QComboBox* choices(const char* name, const std::vector<std::string>& entries) {
-    auto* combo = named(new QComboBox, name);
+    auto* combo = widgets::named(new QComboBox, name);
     for (const auto& entry : entries)
         combo->addItem(QString::fromStdString(entry));
     return combo;
 }
 
 QSpinBox* price(const char* name) {
-    auto* spin = named(new QSpinBox, name);
+    auto* spin = widgets::named(new QSpinBox, name);
     spin->setRange(0, 99999999);
     return spin;
 }
 
 // A date box whose untouched text is the empty mask "    -  -  ".
 QLineEdit* dateBox(const char* name) {
-    auto* edit = named(new QLineEdit, name);
+    auto* edit = widgets::named(new QLineEdit, name);
     edit->setInputMask("0000-00-00; ");
     return edit;
 }
 
 QPlainTextEdit* memo(const char* name) {
-    auto* edit = named(new QPlainTextEdit, name);
+    auto* edit = widgets::named(new QPlainTextEdit, name);
     edit->setReadOnly(true);
     return edit;
 }
@@ -52,20 +52,20 @@ QPlainTextEdit* memo(const char* name) {
 TrateDataViewFrm::TrateDataViewFrm(const db::TDM& dm, QWidget* parent)
     : QWidget(parent), data_(dm, QueryReader::Mode::Background) {
     setWindowTitle("评价数据浏览");
-    giveHelp(this, HelpTopic::RatingView);
-    rateData = named(new QTabWidget, "rateData");
+    widgets::giveHelp(this, widgets::HelpTopic::RatingView);
+    rateData = widgets::named(new QTabWidget, "rateData");
 
-    nick = named(new QLineEdit, "nick");
-    shop = named(new QLineEdit, "shop");
-    loc = named(new QLineEdit, "loc");
-    tag = named(new QLineEdit, "tag");
+    nick = widgets::named(new QLineEdit, "nick");
+    shop = widgets::named(new QLineEdit, "shop");
+    loc = widgets::named(new QLineEdit, "loc");
+    tag = widgets::named(new QLineEdit, "tag");
     level = choices("level", RatingDataView::levelEntries());
-    bsSkinButton1 = named(new QPushButton("查找"), "bsSkinButton1");
-    findResult_l = named(new QLabel("当前共有：0家店铺"), "findResult_l");
-    bsSkinButton3 = named(new QPushButton("删除掌柜"), "bsSkinButton3");
-    bsSkinButton4 = named(new QPushButton("导出掌柜"), "bsSkinButton4");
+    bsSkinButton1 = widgets::named(new QPushButton("查找"), "bsSkinButton1");
+    findResult_l = widgets::named(new QLabel("当前共有：0家店铺"), "findResult_l");
+    bsSkinButton3 = widgets::named(new QPushButton("删除掌柜"), "bsSkinButton3");
+    bsSkinButton4 = widgets::named(new QPushButton("导出掌柜"), "bsSkinButton4");
     dianbaseGrid =
-        named(new GridView(data_.shops(), data_.shopGrid(), GridView::Titles::Sort), "dianbaseGrid");
+        widgets::named(new GridView(data_.shops(), data_.shopGrid(), GridView::Titles::Sort), "dianbaseGrid");
 
     auto* search = new QGridLayout;
     const std::vector<std::pair<const char*, QWidget*>> boxes = {
@@ -83,7 +83,7 @@ TrateDataViewFrm::TrateDataViewFrm(const db::TDM& dm, QWidget* parent)
 
     auto* detailForm = new QFormLayout;
     for (const auto& field : RatingDataView::detailFields()) {
-        auto* edit = named(new QLineEdit, field.field);
+        auto* edit = widgets::named(new QLineEdit, field.field);
         edit->setReadOnly(true);
         // Wide enough for a stored date and time as a whole.
         edit->setMinimumWidth(edit->fontMetrics().horizontalAdvance("0000-00-00 00:00:00") + 16);
@@ -104,18 +104,18 @@ TrateDataViewFrm::TrateDataViewFrm(const db::TDM& dm, QWidget* parent)
     shopsLayout->addWidget(shopSplit, 1);
     rateData->addTab(shops, "掌柜资料");
 
-    pjName = named(new QLineEdit, "pjName");
-    item = named(new QLineEdit, "item");
+    pjName = widgets::named(new QLineEdit, "pjName");
+    item = widgets::named(new QLineEdit, "item");
     pj = choices("pj", RatingDataView::pjEntries());
     jg1 = price("jg1");
     jg2 = price("jg2");
     sj1 = dateBox("sj1");
     sj2 = dateBox("sj2");
-    bsSkinButton2 = named(new QPushButton("查找"), "bsSkinButton2");
-    rate_l = named(new QLabel("当前共有：0条评价"), "rate_l");
-    bsSkinButton5 = named(new QPushButton("导出"), "bsSkinButton5");
-    rateListGrid =
-        named(new GridView(data_.ratings(), data_.rateGrid(), GridView::Titles::Sort), "rateListGrid");
+    bsSkinButton2 = widgets::named(new QPushButton("查找"), "bsSkinButton2");
+    rate_l = widgets::named(new QLabel("当前共有：0条评价"), "rate_l");
+    bsSkinButton5 = widgets::named(new QPushButton("导出"), "bsSkinButton5");
+    rateListGrid = widgets::named(new GridView(data_.ratings(), data_.rateGrid(), GridView::Titles::Sort),
+                                  "rateListGrid");
     pjInfo = memo("pjInfo");
     pjjs = memo("pjjs");
 
@@ -151,28 +151,28 @@ TrateDataViewFrm::TrateDataViewFrm(const db::TDM& dm, QWidget* parent)
     ratingsLayout->addLayout(memos);
     rateData->addTab(ratings, "评价资料");
 
-    saveProgress = makeSaveGauge(this);
-    saveDialog = makeSaveDialog(this);
+    saveProgress = widgets::makeSaveGauge(this);
+    saveDialog = widgets::makeSaveDialog(this);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(rateData, 1);
     layout->addWidget(saveProgress);
 
     connect(rateData, &QTabWidget::currentChanged, this, &TrateDataViewFrm::rateDataPageChange);
     connect(bsSkinButton1, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton1Click);
-    clickOnEnter({nick, shop, loc, tag}, bsSkinButton1);
-    clickOnEnter({pjName, item, sj1, sj2}, bsSkinButton2);
+    widgets::clickOnEnter({nick, shop, loc, tag}, bsSkinButton1);
+    widgets::clickOnEnter({pjName, item, sj1, sj2}, bsSkinButton2);
     connect(bsSkinButton2, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton2Click);
     connect(bsSkinButton3, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton3Click);
     connect(bsSkinButton4, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton4Click);
     connect(bsSkinButton5, &QPushButton::clicked, this, &TrateDataViewFrm::bsSkinButton5Click);
-    addWatchAction(dianbaseGrid, [this] {
+    widgets::addWatchAction(dianbaseGrid, [this] {
         if (data_.shops().current() >= 0) emit watchRequested(QString::fromStdString(data_.shopAddress()));
     });
     connect(dianbaseGrid, &QTableView::doubleClicked, this, &TrateDataViewFrm::dianbaseGridDblClick);
     connect(dianbaseGrid->gridModel(), &GridModel::currentRowChanged, this, &TrateDataViewFrm::showShop);
     connect(rateListGrid->gridModel(), &GridModel::currentRowChanged, this, &TrateDataViewFrm::showRating);
 
-    guarded([this] {
+    widgets::guarded([this] {
         data_.formCreate();
         findResult_l->setText(QString::fromStdString(data_.findResultText()));
     });
@@ -194,7 +194,7 @@ void TrateDataViewFrm::showRating() {
 }
 
 void TrateDataViewFrm::rateDataPageChange(int page) {
-    guarded([&] {
+    widgets::guarded([&] {
         data_.pageChange(page);
         if (page == RatingDataView::kRatingPage)
             rate_l->setText(QString::fromStdString(data_.rateCountText()));
@@ -202,7 +202,7 @@ void TrateDataViewFrm::rateDataPageChange(int page) {
 }
 
 void TrateDataViewFrm::bsSkinButton1Click() {
-    guarded([this] {
+    widgets::guarded([this] {
         data_.searchShops({nick->text().toStdString(), shop->text().toStdString(), loc->text().toStdString(),
                            tag->text().toStdString(), level->currentIndex()});
         findResult_l->setText(QString::fromStdString(data_.findResultText()));
@@ -210,7 +210,7 @@ void TrateDataViewFrm::bsSkinButton1Click() {
 }
 
 void TrateDataViewFrm::bsSkinButton2Click() {
-    guarded([this] {
+    widgets::guarded([this] {
         data_.filterRatings({pjName->text().toStdString(), item->text().toStdString(), pj->currentIndex(),
                              jg1->value(), jg2->value(), sj1->displayText().toStdString(),
                              sj2->displayText().toStdString()});
@@ -230,7 +230,7 @@ void TrateDataViewFrm::bsSkinButton3Click() {
 }
 
 void TrateDataViewFrm::reload() {
-    guarded([this] {
+    widgets::guarded([this] {
         data_.reload();
         findResult_l->setText(QString::fromStdString(data_.findResultText()));
     });
@@ -238,15 +238,15 @@ void TrateDataViewFrm::reload() {
 }
 
 void TrateDataViewFrm::bsSkinButton4Click() {
-    exportRows(this, *saveDialog, *saveProgress, *dianbaseGrid, data_.shopExport(DateTime::now()));
+    widgets::exportRows(this, *saveDialog, *saveProgress, *dianbaseGrid, data_.shopExport(DateTime::now()));
 }
 
 void TrateDataViewFrm::bsSkinButton5Click() {
-    exportRows(this, *saveDialog, *saveProgress, *rateListGrid, data_.ratingExport(DateTime::now()));
+    widgets::exportRows(this, *saveDialog, *saveProgress, *rateListGrid, data_.ratingExport(DateTime::now()));
 }
 
 void TrateDataViewFrm::dianbaseGridDblClick() {
-    openAddress(data_.shopAddress());
+    widgets::openAddress(data_.shopAddress());
 }
 
 } // namespace vantor::views

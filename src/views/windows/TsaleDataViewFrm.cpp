@@ -38,26 +38,27 @@ QWidget* gridPart(QLineEdit* filter, const std::vector<QPushButton*>& buttons, G
 TsaleDataViewFrm::TsaleDataViewFrm(const db::TDM& dm, QWidget* parent)
     : QWidget(parent), data_(dm, QueryReader::Mode::Background) {
     setWindowTitle("销售数据浏览");
-    giveHelp(this, HelpTopic::SalesView);
+    widgets::giveHelp(this, widgets::HelpTopic::SalesView);
     saleData = new QTabWidget;
     saleData->setObjectName("saleData");
-    shopFilter = named(new QLineEdit, "shopFilter");
-    itemFilter = named(new QLineEdit, "itemFilter");
-    bsSkinButton1 = named(new QPushButton("过滤"), "bsSkinButton1");
-    bsSkinButton2 = named(new QPushButton("删除"), "bsSkinButton2");
-    bsSkinButton3 = named(new QPushButton("导出"), "bsSkinButton3");
-    bsSkinButton4 = named(new QPushButton("更新下载"), "bsSkinButton4");
-    itemFilterBtn = named(new QPushButton("过滤"), "itemFilterBtn");
-    bsSkinButton5 = named(new QPushButton("删除"), "bsSkinButton5");
-    bsSkinButton6 = named(new QPushButton("导出"), "bsSkinButton6");
-    bsSkinButton7 = named(new QPushButton("导出"), "bsSkinButton7");
-    dianList = named(new GridView(data_.shops(), data_.shopGrid(), GridView::Titles::Sort), "dianList");
+    shopFilter = widgets::named(new QLineEdit, "shopFilter");
+    itemFilter = widgets::named(new QLineEdit, "itemFilter");
+    bsSkinButton1 = widgets::named(new QPushButton("过滤"), "bsSkinButton1");
+    bsSkinButton2 = widgets::named(new QPushButton("删除"), "bsSkinButton2");
+    bsSkinButton3 = widgets::named(new QPushButton("导出"), "bsSkinButton3");
+    bsSkinButton4 = widgets::named(new QPushButton("更新下载"), "bsSkinButton4");
+    itemFilterBtn = widgets::named(new QPushButton("过滤"), "itemFilterBtn");
+    bsSkinButton5 = widgets::named(new QPushButton("删除"), "bsSkinButton5");
+    bsSkinButton6 = widgets::named(new QPushButton("导出"), "bsSkinButton6");
+    bsSkinButton7 = widgets::named(new QPushButton("导出"), "bsSkinButton7");
+    dianList =
+        widgets::named(new GridView(data_.shops(), data_.shopGrid(), GridView::Titles::Sort), "dianList");
     dianList->setToolTip("双击可打开店铺");
     itemGridList =
-        named(new GridView(data_.items(), data_.itemGrid(), GridView::Titles::Sort), "itemGridList");
+        widgets::named(new GridView(data_.items(), data_.itemGrid(), GridView::Titles::Sort), "itemGridList");
     itemGridList->setToolTip("双击可打开宝贝链接");
-    itemAutionList =
-        named(new GridView(data_.sales(), data_.saleGrid(), GridView::Titles::Sort), "itemAutionList");
+    itemAutionList = widgets::named(new GridView(data_.sales(), data_.saleGrid(), GridView::Titles::Sort),
+                                    "itemAutionList");
 
     auto* goods = new QSplitter(Qt::Vertical);
     goods->addWidget(
@@ -75,7 +76,7 @@ TsaleDataViewFrm::TsaleDataViewFrm(const db::TDM& dm, QWidget* parent)
     const char* names[] = {"avgSaleCount", "saleCount", "totalAmount", "buyerNums",
                            "buyCount",     "avgAmount", "everySaleNum"};
     for (size_t i = 0; i < labels.size(); ++i) {
-        *labels[i].second = named(new QLabel("0"), names[i]);
+        *labels[i].second = widgets::named(new QLabel("0"), names[i]);
         summary->addWidget(new QLabel(labels[i].first), int(i / 4), int(i % 4) * 2);
         summary->addWidget(*labels[i].second, int(i / 4), int(i % 4) * 2 + 1);
     }
@@ -85,8 +86,8 @@ TsaleDataViewFrm::TsaleDataViewFrm(const db::TDM& dm, QWidget* parent)
     salesLayout->addLayout(summary);
     saleData->addTab(sales, "销售明细");
 
-    saveProgress = makeSaveGauge(this);
-    saveDialog = makeSaveDialog(this);
+    saveProgress = widgets::makeSaveGauge(this);
+    saveDialog = widgets::makeSaveDialog(this);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(saleData, 1);
     layout->addWidget(saveProgress);
@@ -100,16 +101,16 @@ TsaleDataViewFrm::TsaleDataViewFrm(const db::TDM& dm, QWidget* parent)
     connect(bsSkinButton6, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton6Click);
     connect(bsSkinButton7, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton7Click);
     connect(bsSkinButton4, &QPushButton::clicked, this, &TsaleDataViewFrm::bsSkinButton4Click);
-    clickOnEnter({shopFilter}, bsSkinButton1);
-    clickOnEnter({itemFilter}, itemFilterBtn);
+    widgets::clickOnEnter({shopFilter}, bsSkinButton1);
+    widgets::clickOnEnter({itemFilter}, itemFilterBtn);
     connect(dianList, &QTableView::doubleClicked, this, &TsaleDataViewFrm::dianListDblClick);
     connect(itemGridList, &QTableView::doubleClicked, this, &TsaleDataViewFrm::itemGridListDblClick);
 
-    addWatchAction(dianList, [this] {
+    widgets::addWatchAction(dianList, [this] {
         if (data_.shops().current() >= 0) emit watchRequested(QString::fromStdString(data_.shopAddress()));
     });
 
-    guarded([this] { data_.formCreate(); });
+    widgets::guarded([this] { data_.formCreate(); });
 }
 
 void TsaleDataViewFrm::showSummary(const ItemSummary& summary) {
@@ -128,16 +129,16 @@ void TsaleDataViewFrm::saleDataPageChange(int page) {
                         buyCount->text().toStdString(),     avgAmount->text().toStdString(),
                         everySaleNum->text().toStdString()};
     // The labels set before a failure keep their new texts.
-    guarded([&] { data_.pageChange(page, summary); });
+    widgets::guarded([&] { data_.pageChange(page, summary); });
     showSummary(summary);
 }
 
 void TsaleDataViewFrm::bsSkinButton1Click() {
-    guarded([this] { data_.filterShops(shopFilter->text().toStdString()); });
+    widgets::guarded([this] { data_.filterShops(shopFilter->text().toStdString()); });
 }
 
 void TsaleDataViewFrm::itemFilterBtnClick() {
-    guarded([this] { data_.filterItems(itemFilter->text().toStdString()); });
+    widgets::guarded([this] { data_.filterItems(itemFilter->text().toStdString()); });
 }
 
 void TsaleDataViewFrm::bsSkinButton2Click() {
@@ -153,20 +154,20 @@ void TsaleDataViewFrm::bsSkinButton5Click() {
 }
 
 void TsaleDataViewFrm::reload() {
-    guarded([this] { data_.reload(); });
+    widgets::guarded([this] { data_.reload(); });
     saleDataPageChange(saleData->currentIndex());
 }
 
 void TsaleDataViewFrm::bsSkinButton3Click() {
-    exportRows(this, *saveDialog, *saveProgress, *dianList, data_.shopExport(DateTime::now()));
+    widgets::exportRows(this, *saveDialog, *saveProgress, *dianList, data_.shopExport(DateTime::now()));
 }
 
 void TsaleDataViewFrm::bsSkinButton6Click() {
-    exportRows(this, *saveDialog, *saveProgress, *itemGridList, data_.itemExport(DateTime::now()));
+    widgets::exportRows(this, *saveDialog, *saveProgress, *itemGridList, data_.itemExport(DateTime::now()));
 }
 
 void TsaleDataViewFrm::bsSkinButton7Click() {
-    exportRows(this, *saveDialog, *saveProgress, *itemAutionList, data_.saleExport(DateTime::now()));
+    widgets::exportRows(this, *saveDialog, *saveProgress, *itemAutionList, data_.saleExport(DateTime::now()));
 }
 
 void TsaleDataViewFrm::bsSkinButton4Click() {
@@ -174,11 +175,11 @@ void TsaleDataViewFrm::bsSkinButton4Click() {
 }
 
 void TsaleDataViewFrm::dianListDblClick() {
-    openAddress(data_.shopAddress());
+    widgets::openAddress(data_.shopAddress());
 }
 
 void TsaleDataViewFrm::itemGridListDblClick() {
-    openAddress(data_.itemAddress());
+    widgets::openAddress(data_.itemAddress());
 }
 
 } // namespace vantor::views

@@ -19,24 +19,25 @@ namespace vantor::views {
 TtopDataViewFrm::TtopDataViewFrm(const db::TDM& dm, QWidget* parent)
     : QWidget(parent), data_(dm, QueryReader::Mode::Background) {
     setWindowTitle("类目热卖商品历史");
-    giveHelp(this, HelpTopic::RankingHistory);
-    id = named(new QComboBox, "id");
+    widgets::giveHelp(this, widgets::HelpTopic::RankingHistory);
+    id = widgets::named(new QComboBox, "id");
     for (const auto& category : market::categoryBrowseCategories())
         id->addItem(QString::fromStdString(category.name));
-    updateDate = named(new QComboBox, "updateDate");
+    updateDate = widgets::named(new QComboBox, "updateDate");
     for (const auto& month : RankingDataView::monthEntries())
         updateDate->addItem(QString::fromStdString(month));
     updateDate->setCurrentIndex(1);
-    year = named(new QComboBox, "year");
-    sortName = named(new QComboBox, "sortName");
+    year = widgets::named(new QComboBox, "year");
+    sortName = widgets::named(new QComboBox, "sortName");
     for (const auto& key : RankingDataView::sortEntries())
         sortName->addItem(QString::fromStdString(key));
-    sort = named(new QCheckBox("降序"), "sort");
+    sort = widgets::named(new QCheckBox("降序"), "sort");
     sort->setChecked(true);
-    queryBtn = named(new QPushButton("查询"), "queryBtn");
-    exportBtn = named(new QPushButton("导出"), "exportBtn");
-    deleteBtn = named(new QPushButton("删除"), "deleteBtn");
-    itemTopGrid = named(new GridView(data_.ranking(), data_.grid(), GridView::Titles::Sort), "itemTopGrid");
+    queryBtn = widgets::named(new QPushButton("查询"), "queryBtn");
+    exportBtn = widgets::named(new QPushButton("导出"), "exportBtn");
+    deleteBtn = widgets::named(new QPushButton("删除"), "deleteBtn");
+    itemTopGrid =
+        widgets::named(new GridView(data_.ranking(), data_.grid(), GridView::Titles::Sort), "itemTopGrid");
 
     auto* bar = new QHBoxLayout;
     bar->addWidget(new QLabel("类别："));
@@ -51,8 +52,8 @@ TtopDataViewFrm::TtopDataViewFrm(const db::TDM& dm, QWidget* parent)
     bar->addWidget(exportBtn);
     bar->addWidget(deleteBtn);
     bar->addStretch();
-    saveProgress = makeSaveGauge(this);
-    saveDialog = makeSaveDialog(this);
+    saveProgress = widgets::makeSaveGauge(this);
+    saveDialog = widgets::makeSaveDialog(this);
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(bar);
     layout->addWidget(itemTopGrid, 1);
@@ -67,7 +68,7 @@ TtopDataViewFrm::TtopDataViewFrm(const db::TDM& dm, QWidget* parent)
     connect(year, &QComboBox::currentIndexChanged, this, &TtopDataViewFrm::yearChange);
 
     // Opens on what was saved last, not on an empty month.
-    guarded([this] {
+    widgets::guarded([this] {
         const int thisYear = DateTime::now().year;
         RankingChoice newest;
         newest.month = DateTime::now().month;
@@ -93,7 +94,7 @@ RankingChoice TtopDataViewFrm::choice() const {
 }
 
 void TtopDataViewFrm::queryBtnClick() {
-    guarded([this] { data_.query(choice(), DateTime::now()); });
+    widgets::guarded([this] { data_.query(choice(), DateTime::now()); });
 }
 
 void TtopDataViewFrm::showRanking(int category, int month) {
@@ -115,7 +116,7 @@ void TtopDataViewFrm::showChoice(const RankingChoice& chosen) {
 }
 
 void TtopDataViewFrm::exportBtnClick() {
-    exportRows(this, *saveDialog, *saveProgress, *itemTopGrid, data_.exportJob());
+    widgets::exportRows(this, *saveDialog, *saveProgress, *itemTopGrid, data_.exportJob());
 }
 
 void TtopDataViewFrm::deleteBtnClick() {
@@ -125,7 +126,7 @@ void TtopDataViewFrm::deleteBtnClick() {
 }
 
 void TtopDataViewFrm::itemTopGridDblClick() {
-    openAddress(data_.itemLink());
+    widgets::openAddress(data_.itemLink());
 }
 
 void TtopDataViewFrm::idChange() {

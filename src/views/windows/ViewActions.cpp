@@ -14,8 +14,8 @@ bool confirmAndDelete(QWidget* parent, const Dataset& rows, const QString& quest
     ask.setObjectName("confirmDelete");
     if (ask.exec() == QMessageBox::No) return false;
     DeleteResult result;
-    guarded([&] { result = remove(); });
-    if (!result.done) UserMessages::show(parent, failure);
+    widgets::guarded([&] { result = remove(); });
+    if (!result.done) widgets::UserMessages::show(parent, failure);
     return result.done;
 }
 

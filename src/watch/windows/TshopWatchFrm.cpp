@@ -45,7 +45,7 @@ std::string day(const QDateEdit* edit) {
 }
 
 QDateEdit* dateEdit(const QDate& date, const char* name) {
-    auto* edit = named(new QDateEdit(date), name);
+    auto* edit = widgets::named(new QDateEdit(date), name);
     edit->setDisplayFormat(kDateFormat);
     edit->setCalendarPopup(true);
     return edit;
@@ -57,27 +57,28 @@ TshopWatchFrm::TshopWatchFrm(download::AgentSource agent, db::TDM& dm, const Dat
                              QWidget* parent)
     : QWidget(parent), agent_(std::move(agent)), dm_(dm), settings_(folder.config()), gallery_(folder) {
     setWindowTitle("店铺监控");
-    giveHelp(this, HelpTopic::ShopWatch);
+    widgets::giveHelp(this, widgets::HelpTopic::ShopWatch);
 
     // The watch list and how shops join it.
-    watchGrid = makeResultGrid(watch::listColumns(), "watchGrid", {110, 95, 215, 70, 60, 135, 125, 70});
+    watchGrid =
+        widgets::makeResultGrid(watch::listColumns(), "watchGrid", {110, 95, 215, 70, 60, 135, 125, 70});
     watchGrid->setToolTip("双击可打开店铺");
-    address = named(new QLineEdit, "address");
+    address = widgets::named(new QLineEdit, "address");
     address->setPlaceholderText("店铺网址，如 http://shop12345.taobao.com");
-    itemCount = named(new QSpinBox, "itemCount");
+    itemCount = widgets::named(new QSpinBox, "itemCount");
     itemCount->setRange(1, kMaxItemsPerShop);
     itemCount->setValue(kDefaultItemsPerShop);
-    followRatings = named(new QCheckBox("跟踪评价"), "followRatings");
-    addBtn = named(new QPushButton("加入监控"), "addBtn");
-    removeBtn = named(new QPushButton("移除"), "removeBtn");
-    updateBtn = named(new QPushButton("立即更新"), "updateBtn");
-    stopBtn = named(new QPushButton("停止更新"), "stopBtn");
+    followRatings = widgets::named(new QCheckBox("跟踪评价"), "followRatings");
+    addBtn = widgets::named(new QPushButton("加入监控"), "addBtn");
+    removeBtn = widgets::named(new QPushButton("移除"), "removeBtn");
+    updateBtn = widgets::named(new QPushButton("立即更新"), "updateBtn");
+    stopBtn = widgets::named(new QPushButton("停止更新"), "stopBtn");
     stopBtn->setEnabled(false);
-    scheduleKind = named(new QComboBox, "scheduleKind");
+    scheduleKind = widgets::named(new QComboBox, "scheduleKind");
     scheduleKind->addItems({"每天", "每隔", "不自动更新"});
-    dailyTime = named(new QTimeEdit, "dailyTime");
+    dailyTime = widgets::named(new QTimeEdit, "dailyTime");
     dailyTime->setDisplayFormat("HH:mm");
-    everyHours = named(new QSpinBox, "everyHours");
+    everyHours = widgets::named(new QSpinBox, "everyHours");
     everyHours->setRange(1, 24);
     everyHours->setSuffix(" 小时");
 
@@ -101,10 +102,10 @@ TshopWatchFrm::TshopWatchFrm(download::AgentSource agent, db::TDM& dm, const Dat
 
     // A round's progress, as the gathering windows show theirs.
     roundPanel = new QWidget;
-    totalGauge = named(new QProgressBar, "totalGauge");
+    totalGauge = widgets::named(new QProgressBar, "totalGauge");
     totalGauge->setFormat("%v/%m 家店铺");
-    shopLabel = named(new QLabel, "shopLabel");
-    stageLabel = named(new QLabel, "stageLabel");
+    shopLabel = widgets::named(new QLabel, "shopLabel");
+    stageLabel = widgets::named(new QLabel, "stageLabel");
     auto* roundLayout = new QVBoxLayout(roundPanel);
     roundLayout->setContentsMargins(0, 0, 0, 0);
     auto* roundText = new QHBoxLayout;
@@ -116,7 +117,7 @@ TshopWatchFrm::TshopWatchFrm(download::AgentSource agent, db::TDM& dm, const Dat
     roundLayout->addLayout(slotRow);
     slotBars_ = std::make_unique<SlotBars>(slotRow, SlotBars::Style::Thin);
     roundPanel->hide();
-    roundState = makeOutcomeLabel();
+    roundState = widgets::makeOutcomeLabel();
     roundState->setObjectName("roundState");
 
     auto* listPart = new QWidget;
@@ -130,21 +131,22 @@ TshopWatchFrm::TshopWatchFrm(download::AgentSource agent, db::TDM& dm, const Dat
 
     // The change report, its filters and its charts.
     const QDate today = QDate::currentDate();
-    shopFilter = named(new QComboBox, "shopFilter");
+    shopFilter = widgets::named(new QComboBox, "shopFilter");
     shopFilter->setMinimumWidth(140);
-    kindFilter = named(new QComboBox, "kindFilter");
+    kindFilter = widgets::named(new QComboBox, "kindFilter");
     kindFilter->addItem("全部");
     for (const std::string& kind : watch::reportKinds())
         kindFilter->addItem(q8(kind));
     dateFrom = dateEdit(today.addDays(-kReportDays), "dateFrom");
     dateTo = dateEdit(today, "dateTo");
-    exportBtn = named(new QPushButton("导出"), "exportBtn");
-    reportGrid = makeResultGrid(watch::reportColumns(), "reportGrid", {80, 110, 60, 160, 60, 60, 160, 40});
+    exportBtn = widgets::named(new QPushButton("导出"), "exportBtn");
+    reportGrid =
+        widgets::makeResultGrid(watch::reportColumns(), "reportGrid", {80, 110, 60, 160, 60, 60, 160, 40});
     reportGrid->setToolTip("选中一行商品，右侧显示它每轮的价格");
-    chart = named(new QWebEngineView, "chart");
+    chart = widgets::named(new QWebEngineView, "chart");
     chart->setMinimumWidth(260);
-    saveGauge = makeSaveGauge(this);
-    saveDialog = makeSaveDialog(this);
+    saveGauge = widgets::makeSaveGauge(this);
+    saveDialog = widgets::makeSaveDialog(this);
 
     auto* filters = new QHBoxLayout;
     filters->addWidget(new QLabel("店铺："));
@@ -197,7 +199,7 @@ TshopWatchFrm::TshopWatchFrm(download::AgentSource agent, db::TDM& dm, const Dat
                 totalGauge->setValue(done);
             },
             [this](const QString& text) { emit statusLine(text); },
-            [this](const QString& text) { UserMessages::show(this, text); },
+            [this](const QString& text) { widgets::UserMessages::show(this, text); },
             [this](JobEnd, const QString&, const GatherTally&) { roundFinished(); }});
 
     scheduleTimer = new QTimer(this);
@@ -215,7 +217,7 @@ TshopWatchFrm::TshopWatchFrm(download::AgentSource agent, db::TDM& dm, const Dat
         stageLabel->setText("正在停止……");
     });
     connect(watchGrid, &QTableWidget::cellDoubleClicked, this, [this](int row, int) {
-        if (row >= 0 && row < int(shops_.size())) openAddress(shops_[size_t(row)].address);
+        if (row >= 0 && row < int(shops_.size())) widgets::openAddress(shops_[size_t(row)].address);
     });
     showSchedule();
     connect(scheduleKind, &QComboBox::currentIndexChanged, this, &TshopWatchFrm::scheduleChanged);
@@ -228,7 +230,8 @@ TshopWatchFrm::TshopWatchFrm(download::AgentSource agent, db::TDM& dm, const Dat
     connect(reportGrid, &QTableWidget::currentCellChanged, this,
             [this](int row, int, int, int) { reportRowChosen(row); });
     connect(exportBtn, &QPushButton::clicked, this, [this] {
-        exportRows(this, *saveDialog, *saveGauge, *reportGrid, watch::reportExport(lines_, DateTime::now()));
+        widgets::exportRows(this, *saveDialog, *saveGauge, *reportGrid,
+                            watch::reportExport(lines_, DateTime::now()));
     });
 
     reload();
@@ -255,7 +258,7 @@ void TshopWatchFrm::say(const QString& text) {
 }
 
 void TshopWatchFrm::reload() {
-    guarded([this] {
+    widgets::guarded([this] {
         reloadList();
         reloadShopFilter();
         reloadReport();
@@ -271,7 +274,7 @@ void TshopWatchFrm::reloadList() {
     watchGrid->setRowCount(0);
     watchGrid->setRowCount(int(shops_.size()));
     for (int row = 0; row < int(shops_.size()); ++row)
-        fillRow(watchGrid, row, watch::listCells(shops_[size_t(row)], schedule, now));
+        widgets::fillRow(watchGrid, row, watch::listCells(shops_[size_t(row)], schedule, now));
     if (current >= 0 && current < watchGrid->rowCount()) watchGrid->selectRow(current);
 }
 
@@ -286,7 +289,7 @@ void TshopWatchFrm::reloadShopFilter() {
 }
 
 void TshopWatchFrm::reloadReport() {
-    guarded([this] {
+    widgets::guarded([this] {
         watch::ReportFilter filter;
         filter.since = day(dateFrom);
         filter.until = day(dateTo);
@@ -301,7 +304,7 @@ void TshopWatchFrm::reloadReport() {
         // Alerts come first; they stand out in colour and weight too.
         const QBrush alertBack(QColor(255, 228, 225));
         for (int row = 0; row < int(lines_.size()); ++row) {
-            fillRow(reportGrid, row, watch::reportCells(lines_[size_t(row)]));
+            widgets::fillRow(reportGrid, row, watch::reportCells(lines_[size_t(row)]));
             if (!lines_[size_t(row)].alert) continue;
             for (int c = 0; c < reportGrid->columnCount(); ++c) {
                 QTableWidgetItem* cell = reportGrid->item(row, c);
@@ -317,7 +320,7 @@ void TshopWatchFrm::reloadReport() {
 
 void TshopWatchFrm::reportRowChosen(int row) {
     if (row < 0 || row >= int(lines_.size()) || lines_[size_t(row)].itemId.empty()) return;
-    guarded([&] { drawChart(&lines_[size_t(row)]); });
+    widgets::guarded([&] { drawChart(&lines_[size_t(row)]); });
 }
 
 void TshopWatchFrm::drawChart(const watch::ChangeLine* priced) {
@@ -333,11 +336,11 @@ void TshopWatchFrm::drawChart(const watch::ChangeLine* priced) {
 bool TshopWatchFrm::addShop(const QString& typed, int items, bool ratings) {
     const auto shop = watch::shopAddress(typed.trimmed().toStdString());
     if (!shop) {
-        UserMessages::show(this, "不是店铺网址：" + typed.trimmed());
+        widgets::UserMessages::show(this, "不是店铺网址：" + typed.trimmed());
         return false;
     }
     bool added = false;
-    guarded([&] {
+    widgets::guarded([&] {
         dm_.open();
         watch::addWatched(dm_.cn1(), *shop, items, ratings, DateTime::now());
         added = true;
@@ -358,8 +361,9 @@ void TshopWatchFrm::removeClick() {
     if (busy() || row < 0 || row >= int(shops_.size())) return;
     const watch::WatchedShop shop = shops_[size_t(row)];
     const QString name = q8(shop.name.empty() ? shop.address : shop.name);
-    if (!UserMessages::confirm(this, "不再监控“" + name + "”？它的监控记录和变化报告也会删除。")) return;
-    guarded([&] { watch::removeWatched(dm_.cn1(), std::to_string(shop.id)); });
+    if (!widgets::UserMessages::confirm(this, "不再监控“" + name + "”？它的监控记录和变化报告也会删除。"))
+        return;
+    widgets::guarded([&] { watch::removeWatched(dm_.cn1(), std::to_string(shop.id)); });
     reload();
     say("已不再监控：" + name);
 }
@@ -384,7 +388,7 @@ void TshopWatchFrm::scheduleChanged() {
     schedule.hour = dailyTime->time().hour();
     schedule.minute = dailyTime->time().minute();
     schedule.hours = everyHours->value();
-    guarded([&] { settings_.saveWatchSchedule(schedule); });
+    widgets::guarded([&] { settings_.saveWatchSchedule(schedule); });
     showSchedule();
     reloadList();
     say("自动更新：" + q8(schedule.description()));
@@ -393,7 +397,7 @@ void TshopWatchFrm::scheduleChanged() {
 void TshopWatchFrm::checkSchedule() {
     if (busy()) return;
     bool due = false;
-    guarded([&] {
+    widgets::guarded([&] {
         dm_.open();
         due = watch::roundDue(watch::watchedShops(dm_.cn1()), settings_.watchSchedule(), DateTime::now());
     });
@@ -403,7 +407,7 @@ void TshopWatchFrm::checkSchedule() {
 bool TshopWatchFrm::startRound() {
     if (busy()) return false;
     bool started = false;
-    guarded([&] {
+    widgets::guarded([&] {
         dm_.open();
         const auto agent = agent_();
         round_ = std::make_unique<watch::WatchRound>(dm_.store(), agent, slotBars_->forRun(agent->Slots),

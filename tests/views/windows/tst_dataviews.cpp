@@ -142,7 +142,7 @@ private slots:
     }
 
     void theExportEncodingAndTheColumnsAreKeptInTheSettingsFile() {
-        WindowSettings::useFile(*dir / "config.ini");
+        widgets::WindowSettings::useFile(*dir / "config.ini");
         {
             auto window = openWindow<TsaleDataViewFrm>();
             QHeaderView* header = window->dianList->horizontalHeader();
@@ -167,8 +167,8 @@ private slots:
         auto again = openWindow<TsaleDataViewFrm>();
         QCOMPARE(again->dianList->horizontalHeader()->sectionSize(1), 233);
         QCOMPARE(again->dianList->horizontalHeader()->visualIndex(2), 1);
-        QCOMPARE(WindowSettings::exportEncoding(), std::string("utf8"));
-        QCOMPARE(WindowSettings::exportFormat(), std::string("program"));
+        QCOMPARE(widgets::WindowSettings::exportEncoding(), std::string("utf8"));
+        QCOMPARE(widgets::WindowSettings::exportFormat(), std::string("program"));
 
         // The standard format: the shop grid's columns as it shows them, and remembered for next time.
         QFileDialog* dialog = again->saveDialog;
@@ -192,7 +192,8 @@ private slots:
         QCOMPARE(again->saveProgress->text(),
                  "已导出到 " + QFileInfo(target("standard.csv")).absoluteFilePath());
         QVERIFY(test::readFile(*dir / "config.ini").find("format=standard") != std::string::npos);
-        QCOMPARE(WindowSettings::exportEncoding(), std::string("utf8")); // the program's choice stays
+        QCOMPARE(widgets::WindowSettings::exportEncoding(),
+                 std::string("utf8")); // the program's choice stays
 
         auto third = openWindow<TsaleDataViewFrm>();
         auto cancelled = answerNextDialog([dialog = third->saveDialog, offered](QWidget*) {
