@@ -61,13 +61,13 @@ double savedPerSecond(db::TDM& dm, int shops) {
                 TDianBaseInfo shop;
                 shop.dianzhu = "saved" + std::to_string(s);
                 shop.webaddr = "http://shop" + std::to_string(s) + ".taobao.com";
-                saveShopBase(shop, db);
+                gather::saveShopBase(shop, db);
                 for (int i = 0; i < 20; ++i) {
                     TItemBaseInfo item;
                     item.itemId = "s" + std::to_string(s * 100 + i);
                     item.itemTitle = "保存测试商品";
                     item.saleFromDate = "2011-01-01 00:00:00";
-                    saveItem(item, shop, db);
+                    gather::saveItem(item, shop, db);
                     RecordList<TAutionInfo> sales;
                     for (int k = 0; k < 500; ++k) {
                         TAutionInfo sale;
@@ -79,7 +79,7 @@ double savedPerSecond(db::TDM& dm, int shops) {
                         sale.buyNum = 1;
                         sales.add(std::move(sale));
                     }
-                    saved += saveSales(sales, item, nullptr, db);
+                    saved += gather::saveSales(sales, item, nullptr, db);
                 }
                 db.commit();
             }

@@ -19,10 +19,10 @@ using namespace vantor::bench;
 
 namespace {
 
-struct Quiet : GatherObserver {
-    JobEnd end = JobEnd::Finished;
+struct Quiet : gather::GatherObserver {
+    gather::JobEnd end = gather::JobEnd::Finished;
     std::string detail;
-    void gatherEnded(JobEnd how, const std::string& why, const GatherTally&) override {
+    void gatherEnded(gather::JobEnd how, const std::string& why, const gather::GatherTally&) override {
         end = how;
         detail = why;
     }
@@ -69,15 +69,15 @@ Rate curlRate(demo::DemoMarket& market, const std::vector<std::string>& urls, in
 }
 
 // Runs the gathering, then curl over the pages it asked for, and prints both; false when it failed.
-bool compare(const char* what, demo::DemoMarket& market, GatherRun& gathering, const GatherTiming& timing,
-             const Quiet& quiet, int slots) {
+bool compare(const char* what, demo::DemoMarket& market, gather::GatherRun& gathering,
+             const gather::GatherTiming& timing, const Quiet& quiet, int slots) {
     const size_t first = market.requests().size();
     const std::int64_t busy = market.busyMicros();
     const double seconds = measure([&] {
                                gathering.start();
                                gathering.wait();
                            }).wall;
-    if (quiet.end != JobEnd::Finished) {
+    if (quiet.end != gather::JobEnd::Finished) {
         std::fprintf(stderr, "%s failed: %s\n", what, quiet.detail.c_str());
         return false;
     }
@@ -171,14 +171,15 @@ int main(int argc, char** argv) {
             gauges.push_back(&bar);
         std::printf("%d ms a page:\n", delay);
         Quiet quiet;
-        SalesGathering sales(dm.file(), shops, items, agent, gauges, quiet);
+        gather::SalesGathering sales(dm.file(), shops, items, agent, gauges, quiet);
         if (!compare("sales", market, sales, sales.timing(), quiet, slots)) return 1;
         if (!compareCommandLine(sibling(argv[0], "vantor-cli"), market, shops, items, slots)) return 1;
         const auto& big = market.model().shops()[demo::MarketModel::kBigRatingShop];
         TDianBaseInfo row;
         row.webaddr = big.webAddress();
         row.dianzhu = big.nick;
-        RatingGathering ratings(dm.file(), {row}, kDefaultRatingFrom, kDefaultRatingTo, agent, gauges, quiet);
+        gather::RatingGathering ratings(dm.file(), {row}, gather::kDefaultRatingFrom,
+                                        gather::kDefaultRatingTo, agent, gauges, quiet);
         if (!compare("ratings", market, ratings, ratings.timing(), quiet, slots)) return 1;
         fs::remove_all(dir);
     }

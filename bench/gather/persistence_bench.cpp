@@ -74,7 +74,7 @@ int main(int argc, char** argv) {
     auto& db = dm.cn1();
     TDianBaseInfo shop;
     shop.dianzhu = "测试掌柜";
-    saveShopBase(shop, db);
+    gather::saveShopBase(shop, db);
     TItemBaseInfo item;
     item.itemId = "1234567890";
     item.saleFromDate = "2000-01-01 00:00:00";
@@ -88,8 +88,8 @@ int main(int argc, char** argv) {
                })
             .wall;
     };
-    double salesTime = inTransaction([&] { saveSales(sales, item, nullptr, db); });
-    double ratingsTime = inTransaction([&] { saveRatings(ratings, shop, nullptr, db); });
+    double salesTime = inTransaction([&] { gather::saveSales(sales, item, nullptr, db); });
+    double ratingsTime = inTransaction([&] { gather::saveRatings(ratings, shop, nullptr, db); });
 
     // The same rows as the sqlite3 command line imports them: CSV, every column of the table.
     fs::path salesCsv = dir / "sales.csv", ratingsCsv = dir / "ratings.csv";

@@ -12,7 +12,7 @@ using namespace vantor::bench;
 
 namespace {
 
-struct Quiet : GatherObserver {};
+struct Quiet : gather::GatherObserver {};
 
 } // namespace
 
@@ -53,7 +53,8 @@ int main(int argc, char** argv) {
         const auto& outcome = run.outcome();
         std::printf("%-14s %10ld %10.2f %12lld %12lld%s\n", round == 1 ? "first" : "second",
                     market.requestCount() - before, seconds, (long long)outcome.sales,
-                    (long long)outcome.ratings, outcome.end == JobEnd::Finished ? "" : "  (not finished)");
+                    (long long)outcome.ratings,
+                    outcome.end == gather::JobEnd::Finished ? "" : "  (not finished)");
     }
     return 0;
 }

@@ -28,7 +28,7 @@ struct SearchOptions {
     std::string levels;
     std::string location;
     std::string order = "credit";
-    int range = kDefaultSearchRange;
+    int range = gather::kDefaultSearchRange;
     bool ratingOrderKeys = false;
 
     void addTo(CLI::App* command) {
@@ -42,8 +42,8 @@ struct SearchOptions {
         command->add_option("--range", range, "搜索范围 10..400");
     }
 
-    ShopSearchQuery query() const {
-        ShopSearchQuery q;
+    gather::ShopSearchQuery query() const {
+        gather::ShopSearchQuery q;
         q.keyword = keyword;
         std::stringstream fields(in);
         std::string field;
@@ -70,21 +70,21 @@ struct SearchOptions {
         q.byPopularity = order == "popularity";
         q.range = range;
         q.ratingOrderKeys = ratingOrderKeys;
-        if (auto refused = validateShopSearch(q)) throw CLI::ValidationError(*refused);
+        if (auto refused = gather::validateShopSearch(q)) throw CLI::ValidationError(*refused);
         return q;
     }
 };
 
 // Prints progress to standard error and waits for the end of a search or a gathering.
-struct Progress : ShopSearchObserver, GatherObserver {
+struct Progress : gather::ShopSearchObserver, gather::GatherObserver {
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<TDianBaseInfo> shops;
     int total = -1;
     std::string status;
     bool ended = false;
-    JobEnd end = JobEnd::Finished;
-    GatherTally saved;
+    gather::JobEnd end = gather::JobEnd::Finished;
+    gather::GatherTally saved;
     std::string detail;
 
     void searchTotal(int found) override {
@@ -99,7 +99,7 @@ struct Progress : ShopSearchObserver, GatherObserver {
         std::lock_guard lock(mutex);
         status = text;
     }
-    void searchEnded(JobEnd how, int, const std::string& why) override { finish(how, why); }
+    void searchEnded(gather::JobEnd how, int, const std::string& why) override { finish(how, why); }
     void shopStarted(int index, int count, const TDianBaseInfo& shop) override {
         std::lock_guard lock(mutex);
         std::cerr << "[" << index + 1 << "/" << count << "] "
@@ -125,14 +125,14 @@ struct Progress : ShopSearchObserver, GatherObserver {
         std::lock_guard lock(mutex);
         std::cerr << text << '\n';
     }
-    void gatherEnded(JobEnd how, const std::string& why, const GatherTally& tally) override {
+    void gatherEnded(gather::JobEnd how, const std::string& why, const gather::GatherTally& tally) override {
         {
             std::lock_guard lock(mutex);
             saved = tally;
         }
         finish(how, why);
     }
-    void finish(JobEnd how, const std::string& why) {
+    void finish(gather::JobEnd how, const std::string& why) {
         std::lock_guard lock(mutex);
         end = how;
         detail = why;
@@ -141,29 +141,31 @@ struct Progress : ShopSearchObserver, GatherObserver {
 
     // A failed job: the status line's text, then the underlying error.
     void failIfNeeded(const char* stoppedText) {
-        if (end == JobEnd::Finished) return;
-        std::string text = end == JobEnd::Stopped ? std::string(stoppedText) : status;
+        if (end == gather::JobEnd::Finished) return;
+        std::string text = end == gather::JobEnd::Stopped ? std::string(stoppedText) : status;
         if (!detail.empty()) text += (text.empty() ? "" : " ") + detail;
-        throw JobFailed(text.empty() ? std::string(kGatherFailed) : text);
+        throw JobFailed(text.empty() ? std::string(gather::kGatherFailed) : text);
     }
 };
 
-std::vector<TDianBaseInfo> runSearch(const ShopSearchQuery& query, std::shared_ptr<const THttpAgent> agent) {
+std::vector<TDianBaseInfo> runSearch(const gather::ShopSearchQuery& query,
+                                     std::shared_ptr<const THttpAgent> agent) {
     Slots slots(agent->Slots);
     Progress progress;
-    ShopSearchJob job(query, std::move(agent), slots.list(), progress);
-    std::cerr << shopSearchLog(query, 1, DateTime::now());
+    gather::ShopSearchJob job(query, std::move(agent), slots.list(), progress);
+    std::cerr << gather::shopSearchLog(query, 1, DateTime::now());
     job.start();
     job.wait();
-    std::cerr << searchSummary(progress.end, int(progress.shops.size()), std::max(progress.total, 0)) << '\n';
-    progress.failIfNeeded(kSearchStopped);
+    std::cerr << gather::searchSummary(progress.end, int(progress.shops.size()), std::max(progress.total, 0))
+              << '\n';
+    progress.failIfNeeded(gather::kSearchStopped);
     return progress.shops;
 }
 
 void printShops(const std::vector<TDianBaseInfo>& shops) {
-    printCsvRow(std::cout, searchGridColumns());
+    printCsvRow(std::cout, gather::searchGridColumns());
     for (size_t i = 0; i < shops.size(); ++i)
-        printCsvRow(std::cout, searchGridRow(int(i) + 1, shops[i]));
+        printCsvRow(std::cout, gather::searchGridRow(int(i) + 1, shops[i]));
 }
 
 std::vector<TDianBaseInfo> pickShops(const std::vector<TDianBaseInfo>& shops, const std::string& choice) {
@@ -183,12 +185,12 @@ std::vector<TDianBaseInfo> pickShops(const std::vector<TDianBaseInfo>& shops, co
     return picked;
 }
 
-using MakeGathering = std::function<std::unique_ptr<GatherRun>(
-    const db::Store& database, std::vector<download::SlotProgress*> slots, GatherObserver& observer)>;
+using MakeGathering = std::function<std::unique_ptr<gather::GatherRun>(
+    const db::Store& database, std::vector<download::SlotProgress*> slots, gather::GatherObserver& observer)>;
 
 // Runs a gathering into the data folder's database, its progress and outcome on standard error.
 void gather(const Context& context, size_t shops, const MakeGathering& make) {
-    if (shops == 0) throw JobFailed(kNoShopTicked);
+    if (shops == 0) throw JobFailed(gather::kNoShopTicked);
     auto store = context.openStore();
     db::TDM& dm = *store;
     TConfig settings;
@@ -199,14 +201,14 @@ void gather(const Context& context, size_t shops, const MakeGathering& make) {
     auto gathering = make(dm.store(), slots.list(), progress);
     gathering->start();
     gathering->wait();
-    const std::string summary = gatherSummary(progress.end, progress.saved, progress.detail);
-    if (progress.end == JobEnd::Finished) {
+    const std::string summary = gather::gatherSummary(progress.end, progress.saved, progress.detail);
+    if (progress.end == gather::JobEnd::Finished) {
         std::cerr << summary << '\n';
         return;
     }
     // The summary, with what was kept and the failures by reason, stays the last line.
     try {
-        progress.failIfNeeded(kGatherStopped);
+        progress.failIfNeeded(gather::kGatherStopped);
     } catch (const JobFailed& failed) {
         throw JobFailed(std::string(failed.what()) + "\n" + summary);
     }
@@ -215,22 +217,23 @@ void gather(const Context& context, size_t shops, const MakeGathering& make) {
 void gatherSales(const Context& context, std::vector<TDianBaseInfo> shops, int items,
                  std::shared_ptr<const THttpAgent> agent) {
     const size_t count = shops.size();
-    gather(context, count, [&](const db::Store& database, auto slots, GatherObserver& observer) {
-        return std::make_unique<SalesGathering>(database, std::move(shops), items, agent, std::move(slots),
-                                                observer);
+    gather(context, count, [&](const db::Store& database, auto slots, gather::GatherObserver& observer) {
+        return std::make_unique<gather::SalesGathering>(database, std::move(shops), items, agent,
+                                                        std::move(slots), observer);
     });
 }
 
 // Continues the sales gathering the data folder's database holds unfinished; false when there is none.
 bool resumeSales(const Context& context, std::shared_ptr<const THttpAgent> agent) {
     auto dm = context.openStore();
-    std::optional<UnfinishedRun> unfinished = unfinishedSalesRun(dm->cn1(), dm->store().client);
+    std::optional<gather::UnfinishedRun> unfinished =
+        gather::unfinishedSalesRun(dm->cn1(), dm->store().client);
     if (!unfinished) return false;
-    std::cerr << resumeOfferText(unfinished->shops.size()) << '\n';
+    std::cerr << gather::resumeOfferText(unfinished->shops.size()) << '\n';
     gather(context, unfinished->shops.size(),
-           [&](const db::Store& database, auto slots, GatherObserver& observer) {
-               return std::make_unique<SalesGathering>(database, std::move(*unfinished), agent,
-                                                       std::move(slots), observer);
+           [&](const db::Store& database, auto slots, gather::GatherObserver& observer) {
+               return std::make_unique<gather::SalesGathering>(database, std::move(*unfinished), agent,
+                                                               std::move(slots), observer);
            });
     return true;
 }
@@ -276,7 +279,7 @@ struct ShopChoice {
         if (!addresses->empty()) {
             auto dm = context.openStore();
             for (const auto& address : *addresses)
-                chosen.push_back(shopFromAddress(dm->cn1(), address));
+                chosen.push_back(gather::shopFromAddress(dm->cn1(), address));
             return chosen;
         }
         if (pick->empty()) throw CLI::ValidationError("请给出 --shop 网址，或搜索条件和 --pick");
@@ -291,7 +294,7 @@ void addGatherCommands(CLI::App& app, Context& context) {
     auto searchOptions = std::make_shared<SearchOptions>();
     searchOptions->addTo(search);
     search->callback([&context, searchOptions] {
-        ShopSearchQuery query = searchOptions->query();
+        gather::ShopSearchQuery query = searchOptions->query();
         TConfig config;
         context.loadConfig(config);
         printShops(runSearch(query, config.getHttpAgent()));
@@ -300,9 +303,9 @@ void addGatherCommands(CLI::App& app, Context& context) {
     auto* sales = app.add_subcommand("gather-sales", "采集店铺的资料、宝贝和销售记录");
     ShopChoice salesShops;
     salesShops.addTo(sales);
-    auto items = std::make_shared<int>(kDefaultItemsPerShop);
+    auto items = std::make_shared<int>(gather::kDefaultItemsPerShop);
     auto* itemsOption = sales->add_option("--items", *items, "每家店铺下载前 N 名商品的销售记录（1..200）")
-                            ->check(CLI::Range(1, kMaxItemsPerShop));
+                            ->check(CLI::Range(1, gather::kMaxItemsPerShop));
     auto resume = std::make_shared<bool>(false);
     sales->add_flag("--resume", *resume, "继续上次未完成的采集：已保存的店铺不再下载，中断的店铺重新开始")
         ->excludes(itemsOption)
@@ -323,22 +326,22 @@ void addGatherCommands(CLI::App& app, Context& context) {
     ShopChoice ratingShops;
     ratingShops.search->ratingOrderKeys = true;
     ratingShops.addTo(ratings);
-    auto range = std::make_shared<std::pair<int, int>>(kDefaultRatingFrom, kDefaultRatingTo);
+    auto range = std::make_shared<std::pair<int, int>>(gather::kDefaultRatingFrom, gather::kDefaultRatingTo);
     ratings->add_option("--from", range->first, "下载数据范围：从第 N 条评价（1..1000000）")
-        ->check(CLI::Range(kMinRatingRange, kMaxRatingFrom));
+        ->check(CLI::Range(gather::kMinRatingRange, gather::kMaxRatingFrom));
     ratings->add_option("--to", range->second, "下载数据范围：到第 M 条评价（1..100000）")
-        ->check(CLI::Range(kMinRatingRange, kMaxRatingTo));
+        ->check(CLI::Range(gather::kMinRatingRange, gather::kMaxRatingTo));
     ratings->callback([&context, ratingShops, range] {
-        if (auto refused = validateRatingRange(range->first, range->second))
+        if (auto refused = gather::validateRatingRange(range->first, range->second))
             throw CLI::ValidationError(*refused);
         TConfig config;
         context.loadConfig(config);
         auto shops = ratingShops.shops(context, config);
         const size_t count = shops.size();
         auto agent = config.getHttpAgent();
-        gather(context, count, [&](const db::Store& database, auto slots, GatherObserver& observer) {
-            return std::make_unique<RatingGathering>(database, std::move(shops), range->first, range->second,
-                                                     agent, std::move(slots), observer);
+        gather(context, count, [&](const db::Store& database, auto slots, gather::GatherObserver& observer) {
+            return std::make_unique<gather::RatingGathering>(
+                database, std::move(shops), range->first, range->second, agent, std::move(slots), observer);
         });
         printStoredRatings(context);
     });
@@ -352,9 +355,9 @@ void addGatherCommands(CLI::App& app, Context& context) {
         agent->Server = "127.0.0.1";
         agent->Port = market.port();
         agent->ConnectTime = 3;
-        ShopSearchQuery query;
+        gather::ShopSearchQuery query;
         query.category = 1;
-        query.range = kDefaultSearchRange;
+        query.range = gather::kDefaultSearchRange;
         auto found = runSearch(query, agent);
         std::vector<TDianBaseInfo> shops(found.begin(), found.begin() + std::min<size_t>(3, found.size()));
         gatherSales(context, std::move(shops), 3, agent);

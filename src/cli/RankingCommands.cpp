@@ -12,10 +12,10 @@ namespace vantor::cli {
 
 namespace {
 
-struct RankingProgress : ItemRankingObserver {
+struct RankingProgress : gather::ItemRankingObserver {
     std::mutex mutex;
     std::string status;
-    JobEnd end = JobEnd::Finished;
+    gather::JobEnd end = gather::JobEnd::Finished;
     std::vector<TItemInfo> rows;
     int total = 0;
 
@@ -27,7 +27,7 @@ struct RankingProgress : ItemRankingObserver {
         std::lock_guard lock(mutex);
         status = text;
     }
-    void rankingEnded(JobEnd how, const std::vector<TItemInfo>& ranked, int found) override {
+    void rankingEnded(gather::JobEnd how, const std::vector<TItemInfo>& ranked, int found) override {
         std::lock_guard lock(mutex);
         end = how;
         rows = ranked;
@@ -35,11 +35,11 @@ struct RankingProgress : ItemRankingObserver {
     }
 };
 
-struct CategoryProgress : CategoryRankingObserver {
+struct CategoryProgress : gather::CategoryRankingObserver {
     std::mutex mutex;
-    JobEnd end = JobEnd::Finished;
+    gather::JobEnd end = gather::JobEnd::Finished;
     std::string summary;
-    std::vector<RankedItem> rows;
+    std::vector<gather::RankedItem> rows;
 
     void categoryStarted(int index, int count, const std::string& name) override {
         std::lock_guard lock(mutex);
@@ -47,7 +47,7 @@ struct CategoryProgress : CategoryRankingObserver {
     }
     void categorySaved(const std::string& name, const std::vector<TItemInfo>& ranked) override {
         std::lock_guard lock(mutex);
-        for (RankedItem& row : rankedCategory(name, ranked))
+        for (gather::RankedItem& row : gather::rankedCategory(name, ranked))
             rows.push_back(std::move(row));
     }
     void statusLine(const std::string& text) override {
@@ -55,10 +55,10 @@ struct CategoryProgress : CategoryRankingObserver {
         std::cerr << text << '\n';
     }
     void message(const std::string& text) override { statusLine(text); }
-    void rankingEnded(JobEnd how, int categories, int items, const std::string& detail) override {
+    void rankingEnded(gather::JobEnd how, int categories, int items, const std::string& detail) override {
         std::lock_guard lock(mutex);
         end = how;
-        summary = categoryRankingSummary(how, categories, items, detail);
+        summary = gather::categoryRankingSummary(how, categories, items, detail);
     }
 };
 
@@ -66,7 +66,7 @@ struct CategoryProgress : CategoryRankingObserver {
 
 void addRankingCommands(CLI::App& app, Context& context) {
     auto* items = app.add_subcommand("rank-items", "指定商品销售排行：按 30 天销量列出搜索到的商品，不保存");
-    auto query = std::make_shared<ItemRankingQuery>();
+    auto query = std::make_shared<gather::ItemRankingQuery>();
     auto out = std::make_shared<std::string>();
     items->add_option("--name", query->name, "商品名");
     items->add_option("--low", query->low, "价格大于");
@@ -75,52 +75,54 @@ void addRankingCommands(CLI::App& app, Context& context) {
     items->add_option("--range", query->range, "排名范围 10..100");
     items->add_option("--out", *out, "按窗口的导出格式（GBK）写入此文件");
     items->callback([&context, query, out] {
-        if (auto refused = validateItemRanking(*query)) throw CLI::ValidationError(*refused);
+        if (auto refused = gather::validateItemRanking(*query)) throw CLI::ValidationError(*refused);
         TConfig config;
         context.loadConfig(config);
         Slots slots(config.getHttpAgent()->Slots);
         RankingProgress progress;
-        std::cerr << itemRankingLog(*query, 1, DateTime::now());
-        ItemRankingJob job(*query, config.getHttpAgent(), slots.list(), progress);
+        std::cerr << gather::itemRankingLog(*query, 1, DateTime::now());
+        gather::ItemRankingJob job(*query, config.getHttpAgent(), slots.list(), progress);
         job.start();
         job.wait();
-        std::cerr << itemRankingSummary(progress.end, progress.total) << '\n';
-        if (progress.end != JobEnd::Finished)
+        std::cerr << gather::itemRankingSummary(progress.end, progress.total) << '\n';
+        if (progress.end != gather::JobEnd::Finished)
             throw JobFailed(progress.status.empty() ? itemRankingSummary(progress.end, 0) : progress.status);
         if (!out->empty()) {
-            if (exportToFile(itemRankingExport(progress.rows), *out, nullptr) == ExportOutcome::Locked)
+            if (exportToFile(gather::itemRankingExport(progress.rows), *out, nullptr) ==
+                ExportOutcome::Locked)
                 throw JobFailed(lockedWarning(*out));
             return;
         }
-        printCsvRow(std::cout, itemRankingColumns());
+        printCsvRow(std::cout, gather::itemRankingColumns());
         for (size_t i = 0; i < progress.rows.size(); ++i)
-            printCsvRow(std::cout, itemRankingRow(int(i) + 1, progress.rows[i]));
+            printCsvRow(std::cout, gather::itemRankingRow(int(i) + 1, progress.rows[i]));
     });
 
     auto* category =
         app.add_subcommand("rank-category", "按类目采集热卖商品：按销量读取类目页面，保存为本月排行并输出");
     auto categories = std::make_shared<std::vector<int>>();
-    auto depth = std::make_shared<int>(kDefaultRankingDepth);
+    auto depth = std::make_shared<int>(gather::kDefaultRankingDepth);
     category->add_option("--category", *categories, "类目（类目表中的位置，从 0 起，可多次给出）")
         ->required();
     category->add_option("--depth", *depth, "每个类目采集前 N 个商品，20..400");
     category->callback([&context, categories, depth] {
-        if (auto refused = validateCategoryRanking(*categories, *depth)) throw CLI::ValidationError(*refused);
+        if (auto refused = gather::validateCategoryRanking(*categories, *depth))
+            throw CLI::ValidationError(*refused);
         TConfig config;
         context.loadConfig(config);
         auto dm = context.openStore();
         Slots slots(config.getHttpAgent()->Slots);
         CategoryProgress progress;
         const DateTime now = DateTime::now();
-        CategoryRanking job(dm->store(), *categories, *depth, config.getHttpAgent(), slots.list(), progress,
-                            now);
+        gather::CategoryRanking job(dm->store(), *categories, *depth, config.getHttpAgent(), slots.list(),
+                                    progress, now);
         job.start();
         job.wait();
         std::cerr << progress.summary << '\n';
-        printCsvRow(std::cout, categoryRankingColumns());
-        for (const RankedItem& row : progress.rows)
+        printCsvRow(std::cout, gather::categoryRankingColumns());
+        for (const gather::RankedItem& row : progress.rows)
             printCsvRow(std::cout, categoryRankingRow(row, now));
-        if (progress.end != JobEnd::Finished) throw JobFailed(progress.summary);
+        if (progress.end != gather::JobEnd::Finished) throw JobFailed(progress.summary);
     });
 }
 

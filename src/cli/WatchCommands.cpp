@@ -16,7 +16,7 @@ namespace vantor::cli {
 namespace {
 
 // A round's progress on standard error.
-struct RoundProgress : GatherObserver {
+struct RoundProgress : gather::GatherObserver {
     std::mutex mutex;
     void shopStarted(int index, int count, const TDianBaseInfo& shop) override {
         std::lock_guard lock(mutex);
@@ -24,7 +24,7 @@ struct RoundProgress : GatherObserver {
                   << (shop.dianming.empty() ? shop.webaddr : shop.dianming) << '\n';
     }
     void stageText(const std::string& text) override {
-        if (text != kWaitingForLock) return;
+        if (text != gather::kWaitingForLock) return;
         std::lock_guard lock(mutex);
         std::cerr << text << '\n';
     }
@@ -94,11 +94,11 @@ void addWatchCommands(CLI::App& app, Context& context) {
 
     auto* add = watchCommand->add_subcommand("add", "加入监控的店铺");
     auto shops = std::make_shared<std::vector<std::string>>();
-    auto items = std::make_shared<int>(kDefaultItemsPerShop);
+    auto items = std::make_shared<int>(gather::kDefaultItemsPerShop);
     auto ratings = std::make_shared<bool>(false);
     add->add_option("--shop", *shops, "店铺网址（可多次给出）")->required();
     add->add_option("--items", *items, "每家店铺跟踪前 N 个商品（1..200）")
-        ->check(CLI::Range(1, kMaxItemsPerShop));
+        ->check(CLI::Range(1, gather::kMaxItemsPerShop));
     add->add_flag("--ratings", *ratings, "同时跟踪店铺的评价");
     add->callback([&context, shops, items, ratings] {
         auto dm = context.openStore();
@@ -154,7 +154,7 @@ void addWatchCommands(CLI::App& app, Context& context) {
             const std::string failures = outcome.failures.text();
             const std::string summary =
                 watch::roundSummary(outcome) + (failures.empty() ? std::string() : "失败：" + failures);
-            const bool whole = outcome.end == JobEnd::Finished && outcome.shopsSaved == outcome.shops;
+            const bool whole = outcome.end == gather::JobEnd::Finished && outcome.shopsSaved == outcome.shops;
             if (!whole) throw JobFailed(summary);
             std::cerr << summary << '\n';
         });

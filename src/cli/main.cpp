@@ -43,7 +43,7 @@ std::unique_ptr<db::TDM> Context::openStore() const {
 
 db::LockWait printedLockWait() {
     db::LockWait wait;
-    wait.notice = [] { std::cerr << kWaitingForLock << '\n'; };
+    wait.notice = [] { std::cerr << gather::kWaitingForLock << '\n'; };
     return wait;
 }
 

@@ -9,7 +9,7 @@
 #include "parse/Expressions.h"
 #include "parse/THTMLTools.h"
 
-namespace vantor {
+namespace vantor::gather {
 
 namespace {
 
@@ -210,4 +210,4 @@ std::vector<TItemInfo> CategoryRanking::readCategory(const std::string& category
     return pages.ranked(depth_);
 }
 
-} // namespace vantor
+} // namespace vantor::gather

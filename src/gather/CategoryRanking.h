@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 // How many top items of a category are ranked.
 inline constexpr int kMinRankingDepth = 20;
@@ -99,4 +99,4 @@ private:
     std::jthread thread_;
 };
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 
-namespace vantor {
+namespace vantor::gather {
 
 using db::Conflicts;
 using db::Database;
@@ -418,4 +418,4 @@ std::vector<std::string> splitText(std::string_view text, std::string_view separ
     return pieces;
 }
 
-} // namespace vantor
+} // namespace vantor::gather

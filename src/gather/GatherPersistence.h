@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 // A save that failed, with the message the user sees.
 class TSaveException : public std::runtime_error {
@@ -72,4 +72,9 @@ int creditLevel(std::int64_t credit);
 // Splits at every separator; the piece after the last one is always added.
 std::vector<std::string> splitText(std::string_view text, std::string_view separator);
 
+} // namespace vantor::gather
+
+// The exception keeps its name where the rest of the program meets it.
+namespace vantor {
+using gather::TSaveException;
 } // namespace vantor

@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace vantor {
+namespace vantor::gather {
 
 // Texts of the gathering windows, shared by the windows and the command line.
 inline constexpr const char* kConnectionTimedOut =
@@ -47,4 +47,4 @@ inline std::string statusLineText(const char* what, const DateTime& when = DateT
     return when.toString() + what;
 }
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace vantor {
+namespace vantor::gather {
 
 namespace {
 
@@ -71,7 +71,7 @@ const std::vector<std::string>& itemRankingColumns() {
 
 std::string rankingSalesAmount(const TItemInfo& item) {
     char amount[32];
-    std::snprintf(amount, sizeof amount, "%.2f", vantor::number(item.price) * vantor::number(item.cell22));
+    std::snprintf(amount, sizeof amount, "%.2f", number(item.price) * number(item.cell22));
     return amount;
 }
 
@@ -160,4 +160,4 @@ void ItemRankingJob::wait() {
     ended_.wait();
 }
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 inline constexpr const char* kItemNameMissing = "请输入商品名称或类别等条件进行搜索！";
 
@@ -104,4 +104,4 @@ private:
     JobEndSignal ended_;
 };
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -1,6 +1,6 @@
 #include "KnownShops.h"
 
-namespace vantor {
+namespace vantor::gather {
 
 namespace {
 
@@ -44,4 +44,4 @@ TDianBaseInfo shopFromDatabase(db::Database& db, std::int64_t shopId) {
     return find.step() ? fromRow(find) : TDianBaseInfo{};
 }
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 // A step of a gathering written as one sequence, that waits for its pages without holding a thread: it
 // runs on the transfer loop's thread and is resumed there when the job it waits for ends. A task either
@@ -135,4 +135,4 @@ private:
     std::shared_ptr<State> state_;
 };
 
-} // namespace vantor
+} // namespace vantor::gather

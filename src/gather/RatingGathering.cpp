@@ -12,7 +12,7 @@
 #include <map>
 #include <mutex>
 
-namespace vantor {
+namespace vantor::gather {
 
 namespace {
 
@@ -260,4 +260,4 @@ void RatingGathering::saveShop(ShopRatings& haul, db::Database& db) {
     saved_.ratings += countRatings(shop, db) - held;
 }
 
-} // namespace vantor
+} // namespace vantor::gather

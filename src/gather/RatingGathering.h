@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 // The range form "下载数据范围：从 … 到": which of a shop's ratings, newest first, are fetched and
 // saved: exactly the ratings from..to, 1-based, though whole pages are read.
@@ -111,4 +111,4 @@ private:
     std::jthread thread_;
 };
 
-} // namespace vantor
+} // namespace vantor::gather

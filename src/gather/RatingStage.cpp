@@ -3,7 +3,7 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace vantor {
+namespace vantor::gather {
 
 namespace {
 
@@ -147,4 +147,4 @@ ShopRatings RatingStage::read(std::size_t index) {
     return haul;
 }
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 // What the pages of one shop gave a rating run, held until the run saves it.
 struct ShopRatings {
@@ -38,4 +38,4 @@ private:
     std::size_t count_ = 0;
 };
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace vantor {
+namespace vantor::gather {
 
 namespace {
 // An estimate from the first seconds or the first hundredth of a run swings too far to show.
@@ -54,4 +54,4 @@ std::string remainingText(std::optional<std::chrono::seconds> remaining) {
     return "预计还需约" + std::to_string(hours) + "小时" + (rest ? std::to_string(rest) + "分钟" : "");
 }
 
-} // namespace vantor
+} // namespace vantor::gather

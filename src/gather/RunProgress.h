@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace vantor {
+namespace vantor::gather {
 
 // How far a run is and how long it still needs. A run is made of parts (shops, categories) finished in
 // order; a part on the wire counts by its own steps (pages, items), so a long shop moves the bar too.
@@ -36,4 +36,4 @@ private:
 // "预计还需约3分钟" and the like; while nothing can be said yet, that it is being estimated.
 std::string remainingText(std::optional<std::chrono::seconds> remaining);
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -14,7 +14,7 @@
 #include <cstdint>
 #include <mutex>
 
-namespace vantor {
+namespace vantor::gather {
 
 namespace {
 
@@ -278,4 +278,4 @@ GatherTally SalesGathering::saveShop(size_t index, ShopHaul& haul, db::Database&
     return tally;
 }
 
-} // namespace vantor
+} // namespace vantor::gather

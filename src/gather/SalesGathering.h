@@ -19,7 +19,7 @@
 #include <thread>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 // How many items of a shop have their sales gathered: the window's "下载前 N 名商品".
 inline constexpr int kDefaultItemsPerShop = 10;
@@ -122,4 +122,4 @@ private:
     std::jthread thread_;
 };
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -1,6 +1,6 @@
 #include "SalesRunRecord.h"
 
-namespace vantor {
+namespace vantor::gather {
 
 void recordSalesRun(db::Database& db, const std::string& owner, const std::vector<TDianBaseInfo>& shops,
                     int itemsPerShop) {
@@ -73,4 +73,4 @@ std::optional<UnfinishedRun> unfinishedSalesRun(db::Database& db, const std::str
     return run;
 }
 
-} // namespace vantor
+} // namespace vantor::gather

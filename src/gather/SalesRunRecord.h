@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 // What is left of a sales gathering that did not reach its end.
 struct UnfinishedRun {
@@ -31,4 +31,4 @@ void markSalesShopDone(db::Database& db, const std::string& owner, int pos);
 // recorded.
 std::optional<UnfinishedRun> unfinishedSalesRun(db::Database& db, const std::string& owner);
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 // Fetches the shops of a run as tasks on the transfer loop, several at once, and hands them over in the
 // run's order: one writer then saves them exactly as a run of one shop after the other would have,
@@ -100,4 +100,4 @@ private:
     Fetch fetch_;
 };
 
-} // namespace vantor
+} // namespace vantor::gather

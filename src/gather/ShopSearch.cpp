@@ -4,7 +4,7 @@
 #include "market/CategoryTable.h"
 #include "market/MarketHosts.h"
 
-namespace vantor {
+namespace vantor::gather {
 
 std::optional<std::string> validateShopSearch(const ShopSearchQuery& query) {
     if (query.keyword.empty() && query.category == 0) return std::string(kSearchConditionMissing);
@@ -75,12 +75,12 @@ std::string shopSearchLog(const ShopSearchQuery& query, int searchNumber, const 
     return log;
 }
 
-} // namespace vantor
+} // namespace vantor::gather
 
 #include "market/Records.h"
 #include "market/SellerLevel.h"
 
-namespace vantor {
+namespace vantor::gather {
 
 const std::vector<std::string>& searchGridColumns() {
     // "信用" is the credit in points and "信用级别" the level drawn from it, as the data views name them.
@@ -102,4 +102,4 @@ std::vector<std::string> searchGridRow(int number, const TDianBaseInfo& shop) {
             shop.addr};
 }
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 inline constexpr const char* kSearchConditionMissing = "请输入店铺名称或类别等条件进行搜索！";
 
@@ -53,9 +53,9 @@ std::string shopSearchLog(const ShopSearchQuery& query, int searchNumber, const 
 // Text typed by the user as the marketplace expects it in an address: GBK bytes, percent-encoded.
 std::string gbkQueryText(std::string_view utf8);
 
-} // namespace vantor
+} // namespace vantor::gather
 
-namespace vantor {
+namespace vantor::gather {
 
 // The columns of the search result grid, and one shop as a row of it (UTF-8): running number, empty
 // selection, shopkeeper, shop name, credit points ("信用"), seller level ("信用级别", "3钻"), main
@@ -63,4 +63,4 @@ namespace vantor {
 const std::vector<std::string>& searchGridColumns();
 std::vector<std::string> searchGridRow(int number, const TDianBaseInfo& shop);
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -4,7 +4,7 @@
 
 #include "parse/TParseHtml.h"
 
-namespace vantor {
+namespace vantor::gather {
 
 std::string searchSummary(JobEnd end, int listed, int total) {
     std::string text;
@@ -61,4 +61,4 @@ void ShopSearchJob::wait() {
     ended_.wait();
 }
 
-} // namespace vantor
+} // namespace vantor::gather

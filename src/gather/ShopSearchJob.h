@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 // What a running shop search reports. Called on the transfer loop's thread: a window passes the calls
 // on to its thread, the command line prints them.
@@ -51,4 +51,4 @@ private:
     JobEndSignal ended_;
 };
 
-} // namespace vantor
+} // namespace vantor::gather

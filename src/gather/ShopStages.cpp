@@ -9,7 +9,7 @@
 
 #include <algorithm>
 
-namespace vantor {
+namespace vantor::gather {
 
 namespace {
 
@@ -195,4 +195,4 @@ db::LockWait ShopStages::lockWait() {
     return wait;
 }
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-namespace vantor {
+namespace vantor::gather {
 
 enum class GatherKind { Sales, Ratings };
 
@@ -220,4 +220,4 @@ inline constexpr int kSaveAttempts = 5;
 // A user id the marketplace's rating and list addresses can be built on.
 bool knownUserId(const TDianBaseInfo& shop);
 
-} // namespace vantor
+} // namespace vantor::gather

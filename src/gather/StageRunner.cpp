@@ -3,7 +3,7 @@
 #include "GatherTexts.h"
 #include "market/MarketHosts.h"
 
-namespace vantor {
+namespace vantor::gather {
 
 void JobEndSignal::started() {
     std::lock_guard lock(mutex_);
@@ -104,4 +104,4 @@ void StageRunner::stop() {
         job->requestStop();
 }
 
-} // namespace vantor
+} // namespace vantor::gather

@@ -11,7 +11,7 @@
 #include <set>
 #include <string>
 
-namespace vantor {
+namespace vantor::gather {
 
 // That a job started with runAsync has ended, for an owner waiting on another thread. It is told under
 // its lock, so the owner may be destroyed as soon as wait() returns, while the loop leaves the call.
@@ -87,4 +87,4 @@ private:
     std::set<download::PageJob*> running_;
 };
 
-} // namespace vantor
+} // namespace vantor::gather

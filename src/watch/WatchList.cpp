@@ -30,7 +30,7 @@ std::int64_t addWatched(db::Database& db, const std::string& address, int items,
                         const DateTime& now) {
     const auto shop = shopAddress(address);
     if (!shop) throw std::invalid_argument("不是店铺网址：" + address);
-    items = std::clamp(items, 1, kMaxItemsPerShop);
+    items = std::clamp(items, 1, gather::kMaxItemsPerShop);
     auto known = db.prepare("select dianzhu, dianming from dianbase where lower(webaddr) = :webaddr "
                             "or lower(webaddr) = :slashed order by id limit 1");
     known.bind("webaddr", *shop).bind("slashed", *shop + "/");

@@ -57,7 +57,7 @@ std::optional<ShopSeen> previousRound(std::int64_t watchId, std::int64_t round, 
 } // namespace
 
 // Passes a gathering's progress on; how each gathering ends is the round's to tell.
-class WatchRound::Relay : public GatherObserver {
+class WatchRound::Relay : public gather::GatherObserver {
 public:
     explicit Relay(GatherObserver& next) : next_(next) {}
     void shopStarted(int index, int count, const TDianBaseInfo& shop) override {
@@ -72,17 +72,17 @@ public:
     void shopFinished(int done, int count) override { next_.shopFinished(done, count); }
     void statusLine(const std::string& text) override { next_.statusLine(text); }
     void message(const std::string& text) override { next_.message(text); }
-    void gatherEnded(JobEnd how, const std::string& why, const GatherTally& tally) override {
+    void gatherEnded(gather::JobEnd how, const std::string& why, const gather::GatherTally& tally) override {
         end = how;
         detail = why;
         saved = tally;
     }
-    JobEnd end = JobEnd::Finished;
+    gather::JobEnd end = gather::JobEnd::Finished;
     std::string detail;
-    GatherTally saved;
+    gather::GatherTally saved;
 
 private:
-    GatherObserver& next_;
+    gather::GatherObserver& next_;
 };
 
 std::string roundSummary(const RoundOutcome& outcome) {
@@ -90,15 +90,15 @@ std::string roundSummary(const RoundOutcome& outcome) {
         "店铺" + std::to_string(outcome.shopsSaved) + "家，变化" + std::to_string(outcome.changes) +
         "条（提醒" + std::to_string(outcome.alerts.size()) + "条），新销售记录" +
         std::to_string(outcome.sales) + "条，新评价" + std::to_string(outcome.ratings) + "条";
-    if (outcome.end == JobEnd::Finished && outcome.shopsSaved == outcome.shops)
+    if (outcome.end == gather::JobEnd::Finished && outcome.shopsSaved == outcome.shops)
         return "店铺监控更新完成：" + counts + "。";
-    if (outcome.end == JobEnd::Stopped) return "店铺监控更新已中止：已保存" + counts + "。";
+    if (outcome.end == gather::JobEnd::Stopped) return "店铺监控更新已中止：已保存" + counts + "。";
     return "店铺监控更新未全部完成（" + std::to_string(outcome.shops - outcome.shopsSaved) + "家店铺失败" +
            (outcome.detail.empty() ? "" : "：" + outcome.detail) + "）：已保存" + counts + "。";
 }
 
 WatchRound::WatchRound(db::Store store, std::shared_ptr<const THttpAgent> agent,
-                       std::vector<download::SlotProgress*> gauges, GatherObserver& observer,
+                       std::vector<download::SlotProgress*> gauges, gather::GatherObserver& observer,
                        AlertRules rules, DateTime now)
     : store_(std::move(store)),
       agent_(std::move(agent)),
@@ -126,7 +126,7 @@ void WatchRound::wait() {
     if (thread_.joinable()) thread_.join();
 }
 
-void WatchRound::runInner(GatherRun& job) {
+void WatchRound::runInner(gather::GatherRun& job) {
     {
         std::lock_guard lock(innerMutex_);
         inner_ = &job;
@@ -164,14 +164,14 @@ void WatchRound::run() {
         // Ratings first, so a shop's report sees the ratings of this round.
         if (!rated.empty() && !stopped_) {
             Relay relay(observer_);
-            RatingGathering ratings(store_, rated, kDefaultRatingFrom, kDefaultRatingTo, agent_, gauges_,
-                                    relay);
+            gather::RatingGathering ratings(store_, rated, gather::kDefaultRatingFrom,
+                                            gather::kDefaultRatingTo, agent_, gauges_, relay);
             ratings.onlyNew();
             runInner(ratings);
             out.ratings = relay.saved.ratings;
             for (const auto& [reason, count] : relay.saved.failures.byReason)
                 out.failures.byReason[reason] += count;
-            if (relay.end != JobEnd::Finished) {
+            if (relay.end != gather::JobEnd::Finished) {
                 out.end = relay.end;
                 out.detail = relay.detail;
             }
@@ -179,29 +179,29 @@ void WatchRound::run() {
         std::set<size_t> saved;
         if (!stopped_) {
             Relay relay(observer_);
-            SalesGathering sales(store_, all, kDefaultItemsPerShop, agent_, gauges_, relay);
+            gather::SalesGathering sales(store_, all, gather::kDefaultItemsPerShop, agent_, gauges_, relay);
             sales.goOnAfterFailures();
-            sales.follow(
-                {items, [&](size_t i, const SalesGathering::FollowedShop& seen, db::Database& shopDb) {
-                     recordShop(round, shops[i], seen, shopDb);
-                     saved.insert(i);
-                 }});
+            sales.follow({items, [&](size_t i, const gather::SalesGathering::FollowedShop& seen,
+                                     db::Database& shopDb) {
+                              recordShop(round, shops[i], seen, shopDb);
+                              saved.insert(i);
+                          }});
             runInner(sales);
             out.sales = relay.saved.sales;
             for (const auto& [reason, count] : relay.saved.failures.byReason)
                 out.failures.byReason[reason] += count;
-            if (relay.end != JobEnd::Finished || relay.saved.failedShops > 0) {
-                if (out.end == JobEnd::Finished)
-                    out.end = relay.end == JobEnd::Finished ? JobEnd::Failed : relay.end;
+            if (relay.end != gather::JobEnd::Finished || relay.saved.failedShops > 0) {
+                if (out.end == gather::JobEnd::Finished)
+                    out.end = relay.end == gather::JobEnd::Finished ? gather::JobEnd::Failed : relay.end;
                 if (out.detail.empty()) out.detail = relay.detail;
             }
         }
-        if (stopped_) out.end = JobEnd::Stopped;
+        if (stopped_) out.end = gather::JobEnd::Stopped;
         out.shopsSaved = int(saved.size());
         for (size_t i = 0; i < shops.size(); ++i) {
             if (saved.count(i)) continue;
             auto failed = db.prepare("update watchShop set state = :state where id = :id");
-            failed.bind("state", out.end == JobEnd::Stopped ? "本轮已中止" : "本轮更新失败")
+            failed.bind("state", out.end == gather::JobEnd::Stopped ? "本轮已中止" : "本轮更新失败")
                 .bind("id", shops[i].id);
             failed.execute();
         }
@@ -218,14 +218,15 @@ void WatchRound::run() {
         std::erase_if(out.alerts, [&](const ChangeLine& line) { return !line.alert; });
         auto end = db.prepare("update watchRound set ended = :ended, state = :state where id = :round");
         end.bind("ended", DateTime::now().toString())
-            .bind("state", out.end == JobEnd::Finished && out.shopsSaved == out.shops ? "完成" : "未全部完成")
+            .bind("state",
+                  out.end == gather::JobEnd::Finished && out.shopsSaved == out.shops ? "完成" : "未全部完成")
             .bind("round", round);
         end.execute();
     } catch (const std::exception& e) {
-        out.end = JobEnd::Failed;
+        out.end = gather::JobEnd::Failed;
         out.detail = e.what();
     }
-    GatherTally tally;
+    gather::GatherTally tally;
     tally.shops = out.shopsSaved;
     tally.sales = int(out.sales);
     tally.ratings = int(out.ratings);
@@ -243,7 +244,7 @@ std::int64_t WatchRound::beginRound(db::Database& db) {
 }
 
 void WatchRound::recordShop(std::int64_t round, const WatchedShop& watched,
-                            const SalesGathering::FollowedShop& seen, db::Database& db) {
+                            const gather::SalesGathering::FollowedShop& seen, db::Database& db) {
     const std::optional<ShopSeen> before = previousRound(watched.id, round, db);
     ShopSeen now;
     now.time = now_.toString();

@@ -20,7 +20,7 @@ inline constexpr const char* kNothingWatched = "监控列表是空的：请先�
 
 // What a round did.
 struct RoundOutcome {
-    JobEnd end = JobEnd::Finished;
+    gather::JobEnd end = gather::JobEnd::Finished;
     std::string detail;
     int shops = 0;      // watched shops
     int shopsSaved = 0; // saved and compared
@@ -37,11 +37,11 @@ std::string roundSummary(const RoundOutcome& outcome);
 // where followed, the rating gathering first), fetching only what is new; each shop's snapshot and its
 // lines of the change report are written in the shop's own transaction. One round at a time per store,
 // whoever starts it.
-class WatchRound : public GatherRun {
+class WatchRound : public gather::GatherRun {
 public:
     WatchRound(db::Store store, std::shared_ptr<const THttpAgent> agent,
-               std::vector<download::SlotProgress*> gauges, GatherObserver& observer, AlertRules rules,
-               DateTime now);
+               std::vector<download::SlotProgress*> gauges, gather::GatherObserver& observer,
+               AlertRules rules, DateTime now);
     ~WatchRound() override;
     WatchRound(const WatchRound&) = delete;
     WatchRound& operator=(const WatchRound&) = delete;
@@ -55,21 +55,21 @@ public:
 private:
     class Relay;
     void run();
-    void runInner(GatherRun& job);
+    void runInner(gather::GatherRun& job);
     std::int64_t beginRound(db::Database& db);
     // Inside the shop's transaction: its snapshot and report lines.
-    void recordShop(std::int64_t round, const WatchedShop& watched, const SalesGathering::FollowedShop& seen,
-                    db::Database& db);
+    void recordShop(std::int64_t round, const WatchedShop& watched,
+                    const gather::SalesGathering::FollowedShop& seen, db::Database& db);
 
     db::Store store_;
     std::shared_ptr<const THttpAgent> agent_;
     std::vector<download::SlotProgress*> gauges_;
-    GatherObserver& observer_;
+    gather::GatherObserver& observer_;
     AlertRules rules_;
     DateTime now_;
     RoundOutcome outcome_;
     std::mutex innerMutex_;
-    GatherRun* inner_ = nullptr;
+    gather::GatherRun* inner_ = nullptr;
     std::atomic<bool> stopped_ = false;
     std::jthread thread_;
 };

@@ -37,15 +37,15 @@ inline TDianBaseInfo searchRowOf(const demo::Shop& shop) {
 }
 
 // Records what a search or a gathering reports; the download threads call it concurrently.
-struct Recorder : ShopSearchObserver, GatherObserver {
+struct Recorder : gather::ShopSearchObserver, gather::GatherObserver {
     std::mutex mutex;
     std::vector<TDianBaseInfo> shops;
     std::vector<int> totals;
     std::vector<std::string> statusLines, stages;
     int shopsDone = 0;
     bool ended = false;
-    JobEnd end = JobEnd::Finished;
-    GatherTally saved;
+    gather::JobEnd end = gather::JobEnd::Finished;
+    gather::GatherTally saved;
     std::string detail;
     std::function<void(int done)> onShopDone;
     std::map<int, std::vector<std::pair<int, int>>> progress; // by shop: (done, expected) as reported
@@ -72,7 +72,7 @@ struct Recorder : ShopSearchObserver, GatherObserver {
     void statusLine(const std::string& text) override {
         locked([&] { statusLines.push_back(text); });
     }
-    void searchEnded(JobEnd how, int, const std::string& why) override {
+    void searchEnded(gather::JobEnd how, int, const std::string& why) override {
         locked([&] { searchThreads.insert(std::this_thread::get_id()); });
         finish(how, why);
     }
@@ -89,11 +89,11 @@ struct Recorder : ShopSearchObserver, GatherObserver {
         locked([&] { shopsDone = done; });
         if (onShopDone) onShopDone(done); // outside the lock: it may stop the job
     }
-    void gatherEnded(JobEnd how, const std::string& why, const GatherTally& tally) override {
+    void gatherEnded(gather::JobEnd how, const std::string& why, const gather::GatherTally& tally) override {
         locked([&] { saved = tally; });
         finish(how, why);
     }
-    void finish(JobEnd how, const std::string& why) {
+    void finish(gather::JobEnd how, const std::string& why) {
         locked([&] { end = how, detail = why, ended = true; });
     }
 };

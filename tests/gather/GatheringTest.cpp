@@ -28,13 +28,13 @@ protected:
     void SetUp() override { dm.open(); }
 
     template <class Gathering, class... Range>
-    JobEnd run(const std::vector<int>& shopIndexes, std::vector<download::SlotProgress*> gauges,
-               Range... range) {
+    gather::JobEnd run(const std::vector<int>& shopIndexes, std::vector<download::SlotProgress*> gauges,
+                       Range... range) {
         return runInto<Gathering>(dm, shopIndexes, std::move(gauges), range...);
     }
     template <class Gathering, class... Range>
-    JobEnd runInto(db::TDM& into, const std::vector<int>& shopIndexes,
-                   std::vector<download::SlotProgress*> gauges, Range... range) {
+    gather::JobEnd runInto(db::TDM& into, const std::vector<int>& shopIndexes,
+                           std::vector<download::SlotProgress*> gauges, Range... range) {
         std::vector<TDianBaseInfo> shops;
         for (int i : shopIndexes)
             shops.push_back(searchRowOf(shop(i)));
@@ -45,7 +45,7 @@ protected:
         };
         into.open();
         Gathering run(into.file(), shops, range..., demoAgent(market), std::move(gauges), *recorder);
-        if constexpr (std::is_same_v<Gathering, SalesGathering>)
+        if constexpr (std::is_same_v<Gathering, gather::SalesGathering>)
             if (goOn) run.goOnAfterFailures();
         gathering = &run;
         run.start();
@@ -54,21 +54,21 @@ protected:
         EXPECT_TRUE(recorder->ended);
         return recorder->end;
     }
-    std::vector<TDianBaseInfo> search(const ShopSearchQuery& query) {
+    std::vector<TDianBaseInfo> search(const gather::ShopSearchQuery& query) {
         recorder = std::make_unique<Recorder>();
-        ShopSearchJob job(query, demoAgent(market), {&g1, &g2, &g3}, *recorder);
+        gather::ShopSearchJob job(query, demoAgent(market), {&g1, &g2, &g3}, *recorder);
         job.start();
         job.wait();
         EXPECT_TRUE(recorder->ended);
         EXPECT_EQ(recorder->detail, "");
         return recorder->shops;
     }
-    JobEnd gather(const std::vector<int>& shops, int items) {
-        return run<SalesGathering>(shops, {&g1, &g2, &g3}, items);
+    gather::JobEnd gather(const std::vector<int>& shops, int items) {
+        return run<gather::SalesGathering>(shops, {&g1, &g2, &g3}, items);
     }
-    JobEnd gatherRatings(const std::vector<int>& shops, int from = kDefaultRatingFrom,
-                         int to = kDefaultRatingTo) {
-        return run<RatingGathering>(shops, {&g1, &g2, &g3, &g4}, from, to);
+    gather::JobEnd gatherRatings(const std::vector<int>& shops, int from = gather::kDefaultRatingFrom,
+                                 int to = gather::kDefaultRatingTo) {
+        return run<gather::RatingGathering>(shops, {&g1, &g2, &g3, &g4}, from, to);
     }
 
     std::int64_t number(const std::string& sql) {
@@ -126,7 +126,7 @@ protected:
             gauges.push_back(&bar);
         return gauges;
     }
-    GatherRun* gathering = nullptr;
+    gather::GatherRun* gathering = nullptr;
 };
 
 using GatherRatings = GatherFromTheDemoMarket;
@@ -186,7 +186,7 @@ TRateInfo rating(const std::string& trade, const std::string& pjsj) {
 // A database holding one saved shop, s.
 class Persistence : public ::testing::Test {
 protected:
-    void SetUp() override { saveShopBase(s, db); }
+    void SetUp() override { gather::saveShopBase(s, db); }
     std::string text(const std::string& sql) {
         auto st = db.prepare(sql);
         return st.step() ? st.text(0) : "<none>";
@@ -200,7 +200,7 @@ protected:
 } // namespace
 
 TEST_F(GatherFromTheDemoMarket, TwoShopsWithTheirCreditItemsAndSales) {
-    ASSERT_EQ(gather({3, 4}, 3), JobEnd::Finished) << recorder->detail;
+    ASSERT_EQ(gather({3, 4}, 3), gather::JobEnd::Finished) << recorder->detail;
     EXPECT_EQ(recorder->shopsDone, 2);
     // Each shop's bar moves page by page to its end: its head pages, then its three items.
     for (int index : {0, 1}) {
@@ -248,7 +248,8 @@ TEST_F(GatherFromTheDemoMarket, TwoShopsWithTheirCreditItemsAndSales) {
 }
 
 TEST_F(GatherFromTheDemoMarket, AShopWithoutARatingLinkIsSavedWithoutItsCredit) {
-    ASSERT_EQ(gather({demo::MarketModel::kNoRatingLinkShop}, 1), JobEnd::Finished) << recorder->detail;
+    ASSERT_EQ(gather({demo::MarketModel::kNoRatingLinkShop}, 1), gather::JobEnd::Finished)
+        << recorder->detail;
     std::string where =
         " from dianbase where dianzhu='" + shop(demo::MarketModel::kNoRatingLinkShop).nick + "'";
     EXPECT_EQ(number("select count(*)" + where), 1);
@@ -259,7 +260,7 @@ TEST_F(GatherFromTheDemoMarket, AShopWithoutARatingLinkIsSavedWithoutItsCredit) 
 }
 
 TEST_F(GatherFromTheDemoMarket, OddItemPagesAreSavedWithTheirDefaults) {
-    ASSERT_EQ(gather({demo::MarketModel::kOddItemsShop}, 3), JobEnd::Finished) << recorder->detail;
+    ASSERT_EQ(gather({demo::MarketModel::kOddItemsShop}, 3), gather::JobEnd::Finished) << recorder->detail;
     const auto& odd = shop(demo::MarketModel::kOddItemsShop);
     const auto& noBuyerList = market.model().itemOf(odd, 0);
     EXPECT_EQ(number("select count(*) from itemInfo where itemId='" + noBuyerList.id + "'"), 1);
@@ -271,13 +272,13 @@ TEST_F(GatherFromTheDemoMarket, OddItemPagesAreSavedWithTheirDefaults) {
 
 TEST_F(GatherFromTheDemoMarket, AStopInTheSecondShopKeepsTheFirstAndRollsBackTheSecond) {
     stopAfterShops = 1; // the second shop is on the wire by then, or already in: it is not saved either way
-    EXPECT_EQ(gather({3, 4}, 2), JobEnd::Stopped);
+    EXPECT_EQ(gather({3, 4}, 2), gather::JobEnd::Stopped);
     EXPECT_EQ(recorder->shopsDone, 1);
     EXPECT_EQ(text("select group_concat(dianzhu) from dianbase"), shop(3).nick);
     EXPECT_EQ(number("select count(*) from itemInfo"), 2);
     EXPECT_EQ(recorder->saved.shops, 1); // the rolled-back shop's items are not counted
     EXPECT_EQ(recorder->saved.items, 2);
-    EXPECT_TRUE(gatherSummary(JobEnd::Stopped, recorder->saved, "")
+    EXPECT_TRUE(gather::gatherSummary(gather::JobEnd::Stopped, recorder->saved, "")
                     .starts_with("用户中止下载！已保存店铺1家，商品2个"));
     const auto& secondsItem = market.model().itemOf(shop(4), 0);
     EXPECT_EQ(number("select count(*) from saleInfo where itemId='" + secondsItem.id + "'"), 0);
@@ -288,10 +289,11 @@ TEST_F(GatherFromTheDemoMarket, ShopsOnTheWireTogetherAreSavedAsOneShopAfterTheO
     for (const auto& s : market.model().shops())
         if (steady.size() < 6 && s.index >= 3 && !s.ratingsChange) steady.push_back(s.index);
     download::NoSlotProgress one;
-    ASSERT_EQ(run<SalesGathering>(steady, {&one}, 3), JobEnd::Finished); // one slot: one page at a time
+    ASSERT_EQ(run<gather::SalesGathering>(steady, {&one}, 3),
+              gather::JobEnd::Finished); // one slot: one page at a time
     TempDir parallelDir;
     db::TDM parallel(parallelDir / "lmd_pin.db");
-    ASSERT_EQ(runInto<SalesGathering>(parallel, steady, eight(), 3), JobEnd::Finished);
+    ASSERT_EQ(runInto<gather::SalesGathering>(parallel, steady, eight(), 3), gather::JobEnd::Finished);
     EXPECT_EQ(test::gatheredData(dm.cn1()), test::gatheredData(parallel.cn1()));
     EXPECT_EQ(recorder->saved.shops, 6);
 }
@@ -299,7 +301,7 @@ TEST_F(GatherFromTheDemoMarket, ShopsOnTheWireTogetherAreSavedAsOneShopAfterTheO
 TEST_F(GatherFromTheDemoMarket, AStopWithShopsOnTheWireKeepsExactlyTheCommittedShops) {
     market.faults().add(demo::parseFaultRule("kind=delay&ms=20"));
     stopAfterShops = 1;
-    EXPECT_EQ(run<SalesGathering>({3, 4, 5, 6, 7, 8}, eight(), 2), JobEnd::Stopped);
+    EXPECT_EQ(run<gather::SalesGathering>({3, 4, 5, 6, 7, 8}, eight(), 2), gather::JobEnd::Stopped);
     const std::int64_t kept = number("select count(*) from dianbase");
     EXPECT_EQ(kept, recorder->saved.shops);
     EXPECT_EQ(kept, recorder->shopsDone);
@@ -311,11 +313,11 @@ TEST_F(GatherFromTheDemoMarket, AStopWithShopsOnTheWireKeepsExactlyTheCommittedS
 TEST_F(GatherFromTheDemoMarket, InTheWindowsWayAFailingShopFailsAloneAndTheOthersAreSaved) {
     market.faults().add(demo::parseFaultRule("kind=error&status=500&match=shop" + shop(4).shopNo + "."));
     goOn = true;
-    EXPECT_EQ(run<SalesGathering>({3, 4, 5, 6}, eight(), 1), JobEnd::Finished);
+    EXPECT_EQ(run<gather::SalesGathering>({3, 4, 5, 6}, eight(), 1), gather::JobEnd::Finished);
     EXPECT_EQ(number("select count(*) from dianbase"), 3);
     EXPECT_EQ(number("select count(*) from dianbase where dianzhu='" + shop(4).nick + "'"), 0);
     EXPECT_EQ(number("select count(*) from salesRun where done=0"), 1); // left for the offer to continue
-    EXPECT_EQ(gatherSummary(JobEnd::Finished, recorder->saved, recorder->detail),
+    EXPECT_EQ(gather::gatherSummary(gather::JobEnd::Finished, recorder->saved, recorder->detail),
               "采集完成：已保存店铺3家，商品3个，销售记录" + std::to_string(recorder->saved.sales) +
                   "条；1家店铺采集失败，未保存（连接超时）。失败：HTTP 500 4次");
 }
@@ -326,11 +328,11 @@ TEST_F(GatherFromTheDemoMarket, FailuresLeaveNothingHalfSaved) {
                                {"kind=error&status=503&match=show_buyer_list", std::vector{3}}}) {
         market.faults().clear();
         market.faults().add(demo::parseFaultRule(rule));
-        EXPECT_EQ(gather(shops, 1), JobEnd::TimedOut) << rule;
+        EXPECT_EQ(gather(shops, 1), gather::JobEnd::TimedOut) << rule;
         EXPECT_EQ(number("select count(*) from dianbase"), 0) << rule;
         EXPECT_EQ(number("select count(*) from itemInfo"), 0) << rule;
         ASSERT_EQ(recorder->statusLines.size(), 1u) << rule;
-        EXPECT_NE(recorder->statusLines[0].find(kConnectionTimedOut), std::string::npos) << rule;
+        EXPECT_NE(recorder->statusLines[0].find(gather::kConnectionTimedOut), std::string::npos) << rule;
         // Four failures end a job that allows three; shops on the wire beside it fail meanwhile, and
         // the line is said once all the same.
         const std::string failures = recorder->saved.failures.text();
@@ -344,16 +346,17 @@ TEST_F(GatherFromTheDemoMarket, FailuresThatWereRetriedAreCountedByReasonInTheSu
          {"kind=error&status=503&match=item.htm&count=2", "kind=truncate&match=show_buyer_list&count=1",
           "kind=error&status=500&match=user-rate&count=1"})
         market.faults().add(demo::parseFaultRule(rule));
-    ASSERT_EQ(gather({3}, 2), JobEnd::Finished) << recorder->detail;
+    ASSERT_EQ(gather({3}, 2), gather::JobEnd::Finished) << recorder->detail;
     expectItemsWithSales(shop(3), 2);
-    EXPECT_TRUE(gatherSummary(JobEnd::Finished, recorder->saved, "")
+    EXPECT_TRUE(gather::gatherSummary(gather::JobEnd::Finished, recorder->saved, "")
                     .ends_with("条。失败：HTTP 500 1次，HTTP 503 2次，传输中断1次"))
-        << gatherSummary(JobEnd::Finished, recorder->saved, "");
+        << gatherSummary(gather::JobEnd::Finished, recorder->saved, "");
 }
 
 TEST_F(GatherRatings, ABigShopCostsItsPagesOnlyAndTakesPagesFrom100FromTheHistoryHost) {
     const auto& big = shop(demo::MarketModel::kBigRatingShop);
-    ASSERT_EQ(gatherRatings({demo::MarketModel::kBigRatingShop}), JobEnd::Finished) << recorder->detail;
+    ASSERT_EQ(gatherRatings({demo::MarketModel::kBigRatingShop}), gather::JobEnd::Finished)
+        << recorder->detail;
 
     const auto pages = listRequests();
     EXPECT_EQ(pages.size(), size_t(market.model().ratingPageCount(big)));
@@ -368,7 +371,7 @@ TEST_F(GatherRatings, ABigShopCostsItsPagesOnlyAndTakesPagesFrom100FromTheHistor
     EXPECT_EQ(recorder->progressThreads.size(), 1u); // the transfer loop's: no thread waits for the pages
     EXPECT_EQ(recorder->progressThreads.count(std::this_thread::get_id()), 0u);
     for (const auto& [page, history] : pages)
-        EXPECT_EQ(history, page >= kFirstHistoryPage) << page;
+        EXPECT_EQ(history, page >= gather::kFirstHistoryPage) << page;
 
     const auto ratings = market.model().ratings(big);
     EXPECT_EQ(number("select count(*) from pjinfo"), std::int64_t(ratings.size()));
@@ -395,12 +398,12 @@ TEST_F(GatherRatings, ASecondVisitAddsOnlyTheNewRatingsAndKeepsTheOlderRows) {
     const int changing = 3;
     ASSERT_TRUE(shop(changing).ratingsChange);
     const auto first = market.model().ratings(shop(changing));
-    ASSERT_EQ(gatherRatings({changing}), JobEnd::Finished) << recorder->detail;
+    ASSERT_EQ(gatherRatings({changing}), gather::JobEnd::Finished) << recorder->detail;
     const std::int64_t before = number("select count(*) from pjinfo");
     ASSERT_EQ(before, std::int64_t(first.size()));
     const std::int64_t lastId = number("select max(id) from pjinfo");
 
-    ASSERT_EQ(gatherRatings({changing}), JobEnd::Finished) << recorder->detail;
+    ASSERT_EQ(gatherRatings({changing}), gather::JobEnd::Finished) << recorder->detail;
     EXPECT_EQ(recorder->saved.ratings, 2);
     EXPECT_EQ(number("select count(*) from pjinfo"), before + 2);
     EXPECT_EQ(number("select count(*) from pjinfo where id > " + std::to_string(lastId)), 2);
@@ -411,10 +414,11 @@ TEST_F(GatherRatings, ASecondVisitAddsOnlyTheNewRatingsAndKeepsTheOlderRows) {
 
 TEST_F(GatherRatings, AStopInTheSecondOfThreeShopsKeepsNothingOfTheRun) {
     stopAfterShops = 1;
-    EXPECT_EQ(gatherRatings({4, 5, 6}), JobEnd::Stopped);
+    EXPECT_EQ(gatherRatings({4, 5, 6}), gather::JobEnd::Stopped);
     EXPECT_EQ(number("select count(*) from pjinfo"), 0);
     EXPECT_EQ(number("select count(*) from dianbase"), 0);
-    EXPECT_EQ(gatherSummary(JobEnd::Stopped, recorder->saved, ""), "用户中止下载！本次采集的资料均未保存。");
+    EXPECT_EQ(gather::gatherSummary(gather::JobEnd::Stopped, recorder->saved, ""),
+              "用户中止下载！本次采集的资料均未保存。");
 }
 
 TEST_F(GatherRatings, WhileTheRunIsOnTheNetworkOtherWritersGoAheadAndNothingOfItIsVisible) {
@@ -433,7 +437,7 @@ TEST_F(GatherRatings, WhileTheRunIsOnTheNetworkOtherWritersGoAheadAndNothingOfIt
         ratingsMidRun = count.integer(0);
         ++writesMidRun;
     };
-    EXPECT_EQ(gatherRatings({4, 5, 6}, 1, 200), JobEnd::Finished);
+    EXPECT_EQ(gatherRatings({4, 5, 6}, 1, 200), gather::JobEnd::Finished);
     EXPECT_EQ(writesMidRun, 3);
     EXPECT_EQ(ratingsMidRun, 0);
     EXPECT_GT(number("select count(*) from pjinfo"), 0);
@@ -444,12 +448,13 @@ TEST_F(GatherRatings, WhileTheRunIsOnTheNetworkOtherWritersGoAheadAndNothingOfIt
 TEST_F(GatherRatings, ARangeSavesExactlyItsRatingsNewestFirstAcrossTheHistoryHostToo) {
     const auto& big = shop(demo::MarketModel::kBigRatingShop);
     const auto ratings = market.model().ratings(big);
-    const int edge = (kFirstHistoryPage - 1) * kRatingsPerPage; // the last rating of the recent pages
+    const int edge =
+        (gather::kFirstHistoryPage - 1) * gather::kRatingsPerPage; // the last rating of the recent pages
     ASSERT_GT(int(ratings.size()), edge + 20);
     // 30..45 lies inside pages 2 and 3; edge-4..edge+7 spans both hosts.
     for (auto [from, to] : {std::pair(30, 45), std::pair(edge - 4, edge + 7)}) {
         dm.cn1().exec("delete from pjinfo");
-        ASSERT_EQ(gatherRatings({demo::MarketModel::kBigRatingShop}, from, to), JobEnd::Finished)
+        ASSERT_EQ(gatherRatings({demo::MarketModel::kBigRatingShop}, from, to), gather::JobEnd::Finished)
             << recorder->detail;
         std::vector<std::string> expected, saved;
         for (int i = from; i <= to; ++i)
@@ -467,25 +472,25 @@ TEST_F(GatherRatings, AShopWithFewerRatingsThanTheRangesStartIsNamedInTheSummary
     const int small = 4;
     const int held = int(market.model().ratings(shop(small)).size());
     ASSERT_GT(held, 0);
-    ASSERT_EQ(gatherRatings({small}, held + 1, held + 100), JobEnd::Finished) << recorder->detail;
+    ASSERT_EQ(gatherRatings({small}, held + 1, held + 100), gather::JobEnd::Finished) << recorder->detail;
     EXPECT_EQ(number("select count(*) from pjinfo"), 0);
     EXPECT_EQ(recorder->saved.shops, 1); // the shop and its credit are saved all the same
     const std::string note = "掌柜" + shop(small).nick + "只有" + std::to_string(held) +
                              "条评价，不到下载范围的起始第" + std::to_string(held + 1) + "条，未下载评价";
     EXPECT_EQ(recorder->saved.notes, std::vector<std::string>{note});
-    EXPECT_EQ(gatherSummary(JobEnd::Finished, recorder->saved, ""),
+    EXPECT_EQ(gather::gatherSummary(gather::JobEnd::Finished, recorder->saved, ""),
               "采集完成：已保存店铺1家，评价0条。" + note + "。");
     // Its last rating is found with the range that starts there.
-    ASSERT_EQ(gatherRatings({small}, held, held + 100), JobEnd::Finished) << recorder->detail;
+    ASSERT_EQ(gatherRatings({small}, held, held + 100), gather::JobEnd::Finished) << recorder->detail;
     EXPECT_EQ(number("select count(*) from pjinfo"), 1);
     EXPECT_TRUE(recorder->saved.notes.empty());
 }
 
 TEST(RatingRange, PagesOfTwentyNeverPastTheLastPage) {
-    EXPECT_EQ(validateRatingRange(10, 10), "下载范围数据输入错误，起始量要小于结束量！");
-    EXPECT_FALSE(validateRatingRange(1, 2));
+    EXPECT_EQ(gather::validateRatingRange(10, 10), "下载范围数据输入错误，起始量要小于结束量！");
+    EXPECT_FALSE(gather::validateRatingRange(1, 2));
     const auto pages = [](int from, int to, int count) {
-        const RatingPages p = ratingPages(from, to, count);
+        const gather::RatingPages p = gather::ratingPages(from, to, count);
         return std::make_pair(p.first, p.last);
     };
     EXPECT_EQ(pages(1, 5000, 2150), std::make_pair(1, 108));
@@ -495,7 +500,7 @@ TEST(RatingRange, PagesOfTwentyNeverPastTheLastPage) {
 }
 
 TEST_F(SearchOnTheDemoMarket, ASearchOverSeveralPagesFindsTheMarketsShopsAndTheTotal) {
-    ShopSearchQuery q;
+    gather::ShopSearchQuery q;
     q.keyword = demo::marketCategories().front().shopWord;
     q.inTitle = true;
     q.range = 170; // three pages
@@ -504,7 +509,7 @@ TEST_F(SearchOnTheDemoMarket, ASearchOverSeveralPagesFindsTheMarketsShopsAndTheT
     expected.inName = true;
     auto shops = market.model().findShops(expected);
     auto found = search(q);
-    EXPECT_EQ(recorder->end, JobEnd::Finished);
+    EXPECT_EQ(recorder->end, gather::JobEnd::Finished);
     ASSERT_EQ(found.size(), std::min<size_t>(shops.size(), 240));
     ASSERT_FALSE(recorder->totals.empty());
     EXPECT_EQ(recorder->totals.front(), int(shops.size()));
@@ -522,11 +527,11 @@ TEST_F(SearchOnTheDemoMarket, ASearchOverSeveralPagesFindsTheMarketsShopsAndTheT
 }
 
 TEST_F(SearchOnTheDemoMarket, TheQuotedCategoryAndTheTrailingBlankGoOnTheWireEncoded) {
-    ShopSearchQuery q;
+    gather::ShopSearchQuery q;
     q.category = 8;
     q.keyword = "裙";
     search(q);
-    EXPECT_EQ(recorder->end, JobEnd::Finished);
+    EXPECT_EQ(recorder->end, gather::JobEnd::Finished);
     auto sent = market.requests();
     ASSERT_EQ(sent.size(), 1u);
     EXPECT_NE(sent[0].find("&cat=50011699%22&"), std::string::npos) << sent[0];
@@ -535,47 +540,48 @@ TEST_F(SearchOnTheDemoMarket, TheQuotedCategoryAndTheTrailingBlankGoOnTheWireEnc
 }
 
 TEST(ShopSearchAddress, IsBuiltPieceByPieceAsTheMarketplaceExpects) {
-    ShopSearchQuery q;
+    gather::ShopSearchQuery q;
     q.keyword = "连衣裙 a";
     q.inTitle = true;
     q.inTag = true;
     q.category = 8;
     q.location = "杭州";
     q.levels = {15, 3, 14};
-    EXPECT_EQ(shopSearchAddress(q),
+    EXPECT_EQ(gather::shopSearchAddress(q),
               "http://shopsearch.taobao.com/browse/shop_search.htm?1=1&cat=50011699\"&loc=%BA%BC%D6%DD"
               "&q=%C1%AC%D2%C2%C8%B9%20a&title=title&tag=tag&ratesum=3,14,15&soft=ratesum_desc&n=80&s=");
-    ShopSearchQuery plain;
+    gather::ShopSearchQuery plain;
     plain.byPopularity = true;
     EXPECT_EQ(
-        shopSearchAddress(plain),
+        gather::shopSearchAddress(plain),
         "http://shopsearch.taobao.com/browse/shop_search.htm?1=1&cat=&loc=&ratesum=&sort=default&n=80&s=");
     // The range gives the last page with its odd divisor.
     for (auto [range, endPage] : {std::pair{10, 0}, {80, 0}, {81, 1}, {161, 1}, {162, 2}, {400, 4}})
-        EXPECT_EQ(shopSearchEndPage(range), endPage) << range;
+        EXPECT_EQ(gather::shopSearchEndPage(range), endPage) << range;
 }
 
 TEST(ShopSearchAddress, ASearchNeedsAKeywordOrACategoryAndStaysInsideTheFormsLimits) {
-    ShopSearchQuery q;
-    EXPECT_EQ(validateShopSearch(q), std::optional<std::string>("请输入店铺名称或类别等条件进行搜索！"));
+    gather::ShopSearchQuery q;
+    EXPECT_EQ(gather::validateShopSearch(q),
+              std::optional<std::string>("请输入店铺名称或类别等条件进行搜索！"));
     q.category = 3;
-    EXPECT_FALSE(validateShopSearch(q));
+    EXPECT_FALSE(gather::validateShopSearch(q));
     q.category = 0;
     q.keyword = "x"s;
-    EXPECT_FALSE(validateShopSearch(q));
+    EXPECT_FALSE(gather::validateShopSearch(q));
     // The limits the window's controls have hold for the command line too.
     for (int range : {9, 401}) {
         q.range = range;
-        EXPECT_TRUE(validateShopSearch(q)) << range;
+        EXPECT_TRUE(gather::validateShopSearch(q)) << range;
     }
     q.range = 400;
     q.levels = {1, 20};
-    EXPECT_FALSE(validateShopSearch(q));
+    EXPECT_FALSE(gather::validateShopSearch(q));
     q.levels = {0};
-    EXPECT_TRUE(validateShopSearch(q));
+    EXPECT_TRUE(gather::validateShopSearch(q));
     q.levels = {};
     q.category = int(market::shopSearchCategories().size());
-    EXPECT_EQ(validateShopSearch(q), std::optional<std::string>("类别不存在！"));
+    EXPECT_EQ(gather::validateShopSearch(q), std::optional<std::string>("类别不存在！"));
 }
 
 TEST(SellerLevel, HeartsDiamondsCrownsAndGoldCrownsByTheirCount) {
@@ -593,23 +599,23 @@ TEST(SellerLevel, HeartsDiamondsCrownsAndGoldCrownsByTheirCount) {
     EXPECT_EQ(market::sellerLevelText(21), "");
     // The levels the gathering stores (up to five crowns) read the same.
     for (std::int64_t credit : {4, 40, 41, 1001, 200001})
-        EXPECT_EQ(market::sellerLevel(credit), creditLevel(credit)) << credit;
+        EXPECT_EQ(market::sellerLevel(credit), gather::creditLevel(credit)) << credit;
 }
 
 TEST(ShopSearchGrid, TheCreditInPointsAndTheLevelDrawnFromIt) {
     TDianBaseInfo shop;
     shop.dianzhu = "掌柜";
     shop.salerCredit = 1200;
-    const auto row = searchGridRow(7, shop);
-    ASSERT_EQ(row.size(), searchGridColumns().size());
-    EXPECT_EQ(searchGridColumns()[4], "信用");
-    EXPECT_EQ(searchGridColumns()[5], "信用级别");
+    const auto row = gather::searchGridRow(7, shop);
+    ASSERT_EQ(row.size(), gather::searchGridColumns().size());
+    EXPECT_EQ(gather::searchGridColumns()[4], "信用");
+    EXPECT_EQ(gather::searchGridColumns()[5], "信用级别");
     EXPECT_EQ(row[4], "1200");
     EXPECT_EQ(row[5], "3钻");
 }
 
 TEST(ShopSearchLog, NamesEveryCondition) {
-    ShopSearchQuery q;
+    gather::ShopSearchQuery q;
     q.keyword = "围巾";
     q.inNick = true;
     q.inTag = true;
@@ -617,7 +623,7 @@ TEST(ShopSearchLog, NamesEveryCondition) {
     q.location = "上海";
     q.levels = {2, 16};
     q.range = 120;
-    EXPECT_EQ(shopSearchLog(q, 3, *DateTime::parse("2012-01-02 03:04:05")),
+    EXPECT_EQ(gather::shopSearchLog(q, 3, *DateTime::parse("2012-01-02 03:04:05")),
               "第3次搜索\n时间：2012-01-02 03:04:05\n关键字：围巾,掌柜名、主营项目\n类别：女装/女士精品 \n"
               "信用级别：2、16、\n所在地：上海\n按信用排序\n搜索范围：120\n");
 }
@@ -635,7 +641,7 @@ TEST_F(Persistence, AShopIsInsertedOnceAndAnUpdateKeepsAddressUserIdAndCategory)
     again.userId = "u2";
     again.dianming = "新店名";
     again.salerCredit = 999;
-    saveShopBase(again, db);
+    gather::saveShopBase(again, db);
     EXPECT_EQ(again.id, s.id);
     EXPECT_EQ(
         text("select "
@@ -655,7 +661,7 @@ TEST_F(Persistence, RatesWriteCountersScoresAndLevelsWithTheBuyerAsymmetry) {
     r.virtualGoal = 20;
     r.salerCredit = 500000;
     r.buyerCredit = 3;
-    saveShopRates(r, s, db);
+    gather::saveShopRates(r, s, db);
     EXPECT_EQ(
         text("select salerGood1||salerNotBad2||salerBad3||buyerGood4||'|'||itemGoal||'|'||consignGoal||'|'||"
              "salerGoodRate||'|'||saleLevel||'|'||buylevel||'|'||salerCredit from dianbase"),
@@ -663,11 +669,11 @@ TEST_F(Persistence, RatesWriteCountersScoresAndLevelsWithTheBuyerAsymmetry) {
 
     r.salerCredit = 100;
     r.buyerCredit = 60000;
-    saveShopRates(r, s, db);
+    gather::saveShopRates(r, s, db);
     EXPECT_EQ(text("select saleLevel||'|'||buylevel||'|'||buyerCredit from dianbase"), "13|0|60000");
     r.salerCredit = 500001;
     r.buyerCredit = 4;
-    saveShopRates(r, s, db);
+    gather::saveShopRates(r, s, db);
     EXPECT_EQ(text("select saleLevel||'|'||buylevel from dianbase"), "0|1");
 }
 
@@ -677,11 +683,11 @@ TEST_F(Persistence, ItemsRememberTheirPreviousSaveTime) {
     item.itemTitle = "连衣裙";
     item.curPrice = 99.5;
     item.monthSale = 7;
-    saveItem(item, s, db);
+    gather::saveItem(item, s, db);
     EXPECT_EQ(item.updateDate, "1900-01-01 00:00:01");
     db.exec("update itemInfo set updateDate='2012-01-02 03:04:05', isSend=1, flag=1, itemAutionUrl='keep'");
     item.monthSale = 9;
-    saveItem(item, s, db);
+    gather::saveItem(item, s, db);
     EXPECT_EQ(item.updateDate, "2012-01-02 03:04:05");
     EXPECT_EQ(
         text("select monthSale||'|'||curPrice||'|'||isSend||flag||'|'||itemAutionUrl||'|'||dian_id from "
@@ -692,12 +698,12 @@ TEST_F(Persistence, ItemsRememberTheirPreviousSaveTime) {
 
 TEST_F(Persistence, IncompleteRecordsAreRefused) {
     TDianBaseInfo nobody;
-    EXPECT_EQ(saveError([&] { saveShopBase(nobody, db); }), "参数错误！");
+    EXPECT_EQ(saveError([&] { gather::saveShopBase(nobody, db); }), "参数错误！");
     TItemBaseInfo noId;
-    saveItem(noId, s, db);
+    gather::saveItem(noId, s, db);
     TItemBaseInfo item;
     item.itemId = "5";
-    saveItem(item, TDianBaseInfo{}, db);
+    gather::saveItem(item, TDianBaseInfo{}, db);
     EXPECT_EQ(text("select count(*) from itemInfo"), "0");
 }
 
@@ -715,7 +721,7 @@ TEST_F(Persistence, SalesAreReplacedFromTheFromDateAndItsOwnDayIsNotInsertedAgai
     sales.add(sale("2012-01-10 23:59:59", "t1")); // the from-date's own day: the walk stops here
     sales.add(sale("2012-01-10 00:00:00", "t0"));
     Gauge gauge;
-    saveSales(sales, item, &gauge, db);
+    gather::saveSales(sales, item, &gauge, db);
     auto st = db.prepare("select trade_id from saleInfo where itemId='i1' order by sj");
     std::vector<std::string> trades;
     while (st.step())
@@ -734,7 +740,7 @@ TEST_F(Persistence, RatingsOfOneTradeSavedTwiceLeaveTheOlderRow) {
     RecordList<TRateInfo> first;
     first.add(rating("T1", "2012-01-01 10:00:00"));
     first.add(rating("T2", "2012-01-02 10:00:00"));
-    saveRatings(first, s, nullptr, db);
+    gather::saveRatings(first, s, nullptr, db);
     auto keptId = text("select id from pjinfo where trade_id='T1'");
     RecordList<TRateInfo> second;
     auto newer = rating("T1", "2012-01-01 10:00:00");
@@ -742,7 +748,7 @@ TEST_F(Persistence, RatingsOfOneTradeSavedTwiceLeaveTheOlderRow) {
     second.add(newer);
     second.add(rating("T3", "2012-01-03 10:00:00"));
     Gauge gauge;
-    saveRatings(second, s, &gauge, db);
+    gather::saveRatings(second, s, &gauge, db);
     EXPECT_EQ(text("select count(*) from pjinfo"), "3");
     EXPECT_EQ(text("select id||'|'||coalesce(pjInfo,'') from pjinfo where trade_id='T1'"), keptId + "|");
     EXPECT_EQ(gauge.maximum, 2); // 2 + round(0.2)
@@ -750,10 +756,10 @@ TEST_F(Persistence, RatingsOfOneTradeSavedTwiceLeaveTheOlderRow) {
 
     // Another shop's rating with the same trade id is not this shop's duplicate.
     auto other = shop("掌柜乙");
-    saveShopBase(other, db);
+    gather::saveShopBase(other, db);
     RecordList<TRateInfo> theirs;
     theirs.add(rating("T1", "2012-01-05 10:00:00"));
-    saveRatings(theirs, other, nullptr, db);
+    gather::saveRatings(theirs, other, nullptr, db);
     EXPECT_EQ(text("select count(*) from pjinfo where trade_id='T1'"), "2");
 }
 
@@ -764,7 +770,7 @@ TEST_F(Persistence, TextsAreCutToTheirCharacterCounts) {
     TItemBaseInfo item;
     item.itemId = "1";
     item.itemTitle = seventy;
-    saveItem(item, s, db);
+    gather::saveItem(item, s, db);
     EXPECT_EQ(text("select itemTitle from itemInfo"), seventy.substr(0, 60 * 3)); // three UTF-8 bytes each
 
     RecordList<TRateInfo> list;
@@ -775,7 +781,7 @@ TEST_F(Persistence, TextsAreCutToTheirCharacterCounts) {
     for (int i = 0; i < 25; ++i)
         longName.pjName += "李";
     list.add(longName);
-    saveRatings(list, s, nullptr, db);
+    gather::saveRatings(list, s, nullptr, db);
     EXPECT_EQ(text("select pjName from pjinfo where trade_id='T1'"), "张三abc");
     EXPECT_EQ(text("select length(pjName)||'|'||trade_id from pjinfo where id=(select max(id) from pjinfo)"),
               "20|" + std::string(20, '9'));
@@ -786,19 +792,19 @@ TEST_F(Persistence, RatingBoundsAreTheNewestAndOldestRatingHeldAndNeedAKnownShop
     list.add(rating("A", "2012-02-01 10:00:00"));
     list.add(rating("B", "2011-12-31 23:59:59"));
     list.add(rating("C", "2012-01-15 00:00:00"));
-    saveRatings(list, s, nullptr, db);
-    EXPECT_EQ(readRatingBound(s, RatingBound::Newest, db), "");
-    updateRatingBounds(s, db);
-    EXPECT_EQ(readRatingBound(s, RatingBound::Newest, db), "2012-02-01 10:00:00");
-    EXPECT_EQ(readRatingBound(s, RatingBound::Oldest, db), "2011-12-31 23:59:59");
+    gather::saveRatings(list, s, nullptr, db);
+    EXPECT_EQ(gather::readRatingBound(s, gather::RatingBound::Newest, db), "");
+    gather::updateRatingBounds(s, db);
+    EXPECT_EQ(gather::readRatingBound(s, gather::RatingBound::Newest, db), "2012-02-01 10:00:00");
+    EXPECT_EQ(gather::readRatingBound(s, gather::RatingBound::Oldest, db), "2011-12-31 23:59:59");
 
     auto ghost = shop("掌柜丙");
     ghost.id = "4711";
     ghost.dianming = "幽灵店";
-    EXPECT_EQ(saveError([&] { readRatingBound(ghost, RatingBound::Newest, db); }),
+    EXPECT_EQ(saveError([&] { gather::readRatingBound(ghost, gather::RatingBound::Newest, db); }),
               "找不到幽灵店店铺，[更新日期]不能更新！");
     ghost.id.clear();
-    EXPECT_THROW(readRatingBound(ghost, RatingBound::Newest, db), TSaveException);
+    EXPECT_THROW(gather::readRatingBound(ghost, gather::RatingBound::Newest, db), gather::TSaveException);
 }
 
 TEST(PersistenceFile, AFailingSaveInsideTheCallersTransactionLeavesTheFileAsItWas) {
@@ -806,7 +812,7 @@ TEST(PersistenceFile, AFailingSaveInsideTheCallersTransactionLeavesTheFileAsItWa
     {
         db::TDM dm(dir / "lmd_pin.db");
         auto s = shop("掌柜甲");
-        saveShopBase(s, dm.cn1());
+        gather::saveShopBase(s, dm.cn1());
     }
     auto before = vantor::test::readFile(dir / "lmd_pin.db");
     {
@@ -814,15 +820,15 @@ TEST(PersistenceFile, AFailingSaveInsideTheCallersTransactionLeavesTheFileAsItWa
         auto& db = dm.cn1();
         db.beginTransaction();
         auto s = shop("掌柜乙");
-        saveShopBase(s, db);
+        gather::saveShopBase(s, db);
         TItemBaseInfo item;
         item.itemId = "1";
-        saveItem(item, s, db);
+        gather::saveItem(item, s, db);
         db.exec("drop table saleInfo"); // the next statement fails
         RecordList<TAutionInfo> sales;
         sales.add(sale("2012-01-12 00:00:01", "t1"));
         item.saleFromDate = "2012-01-01 00:00:00";
-        EXPECT_THROW(saveSales(sales, item, nullptr, db), TSaveException);
+        EXPECT_THROW(gather::saveSales(sales, item, nullptr, db), gather::TSaveException);
         db.rollback();
     }
     EXPECT_EQ(vantor::test::readFile(dir / "lmd_pin.db"), before);
@@ -830,8 +836,8 @@ TEST(PersistenceFile, AFailingSaveInsideTheCallersTransactionLeavesTheFileAsItWa
 
 TEST(SplitText, EveryPieceIncludingTheLast) {
     using Pieces = std::vector<std::string>;
-    EXPECT_EQ(splitText("a,b,,c", ","), (Pieces{"a", "b", "", "c"}));
-    EXPECT_EQ(splitText("a,", ","), (Pieces{"a", ""}));
-    EXPECT_EQ(splitText("", ","), (Pieces{""}));
-    EXPECT_EQ(splitText("x--y--z", "--"), (Pieces{"x", "y", "z"}));
+    EXPECT_EQ(gather::splitText("a,b,,c", ","), (Pieces{"a", "b", "", "c"}));
+    EXPECT_EQ(gather::splitText("a,", ","), (Pieces{"a", ""}));
+    EXPECT_EQ(gather::splitText("", ","), (Pieces{""}));
+    EXPECT_EQ(gather::splitText("x--y--z", "--"), (Pieces{"x", "y", "z"}));
 }

@@ -23,16 +23,16 @@ std::string twoDecimals(double value) {
     return text;
 }
 
-struct RankingRecorder : ItemRankingObserver, CategoryRankingObserver {
+struct RankingRecorder : gather::ItemRankingObserver, gather::CategoryRankingObserver {
     std::mutex mutex;
-    JobEnd end = JobEnd::Finished;
+    gather::JobEnd end = gather::JobEnd::Finished;
     std::vector<TItemInfo> rows;
     int total = -1, categories = -1;
-    void rankingEnded(JobEnd how, const std::vector<TItemInfo>& ranked, int found) override {
+    void rankingEnded(gather::JobEnd how, const std::vector<TItemInfo>& ranked, int found) override {
         std::lock_guard lock(mutex);
         end = how, rows = ranked, total = found;
     }
-    void rankingEnded(JobEnd how, int saved, int, const std::string&) override {
+    void rankingEnded(gather::JobEnd how, int saved, int, const std::string&) override {
         std::lock_guard lock(mutex);
         end = how, categories = saved;
     }
@@ -40,8 +40,8 @@ struct RankingRecorder : ItemRankingObserver, CategoryRankingObserver {
 
 class RankingOnTheDemoMarket : public ::testing::Test {
 protected:
-    RankingRecorder& rank(const ItemRankingQuery& query) {
-        ItemRankingJob job(query, demoAgent(market), {&g1, &g2, &g3}, recorder);
+    RankingRecorder& rank(const gather::ItemRankingQuery& query) {
+        gather::ItemRankingJob job(query, demoAgent(market), {&g1, &g2, &g3}, recorder);
         job.start();
         job.wait();
         return recorder;
@@ -49,8 +49,8 @@ protected:
     // Runs a category ranking into the test's data file, saved as of `now`.
     RankingRecorder& rankCategories(std::vector<int> positions, int depth) {
         dm.open();
-        CategoryRanking job(dm.file(), std::move(positions), depth, demoAgent(market), {&g1, &g2, &g3},
-                            recorder, now);
+        gather::CategoryRanking job(dm.file(), std::move(positions), depth, demoAgent(market),
+                                    {&g1, &g2, &g3}, recorder, now);
         job.start();
         job.wait();
         return recorder;
@@ -87,34 +87,36 @@ protected:
 } // namespace
 
 TEST(ItemRankingForm, NeedsANameAndStaysInsideItsLimits) {
-    EXPECT_EQ(validateItemRanking({" \t", "", "", "", 20}), std::optional<std::string>(kItemNameMissing));
-    EXPECT_TRUE(validateItemRanking({"x", "1.5.2", "", "", 20}));
-    EXPECT_TRUE(validateItemRanking({"x", "", "", "", 101}));
-    EXPECT_FALSE(validateItemRanking({"x", "9.9", "50", "", 100}));
-    EXPECT_EQ(validateCategoryRanking({}, 100), std::optional<std::string>(kNoCategoryChosen));
-    EXPECT_TRUE(validateCategoryRanking({int(market::categoryBrowseCategories().size())}, 100));
-    EXPECT_TRUE(validateCategoryRanking({0}, 19));
+    EXPECT_EQ(gather::validateItemRanking({" \t", "", "", "", 20}),
+              std::optional<std::string>(gather::kItemNameMissing));
+    EXPECT_TRUE(gather::validateItemRanking({"x", "1.5.2", "", "", 20}));
+    EXPECT_TRUE(gather::validateItemRanking({"x", "", "", "", 101}));
+    EXPECT_FALSE(gather::validateItemRanking({"x", "9.9", "50", "", 100}));
+    EXPECT_EQ(gather::validateCategoryRanking({}, 100),
+              std::optional<std::string>(gather::kNoCategoryChosen));
+    EXPECT_TRUE(gather::validateCategoryRanking({int(market::categoryBrowseCategories().size())}, 100));
+    EXPECT_TRUE(gather::validateCategoryRanking({0}, 19));
 }
 
 TEST(CategoryRankingGrid, EachCategoryIsNamedAndRankedFromOne) {
     TItemInfo first, second;
     first.dianzhu = "卖家甲";
     second.dianzhu = "卖家乙";
-    std::vector<RankedItem> rows = rankedCategory("  女装 ", {first, second});
-    const std::vector<RankedItem> next = rankedCategory("数码", {second});
+    std::vector<gather::RankedItem> rows = gather::rankedCategory("  女装 ", {first, second});
+    const std::vector<gather::RankedItem> next = gather::rankedCategory("数码", {second});
     rows.insert(rows.end(), next.begin(), next.end());
     const DateTime saved{2011, 3, 1, 8, 0, 0};
     std::vector<std::string> shown;
-    for (const RankedItem& row : rows) {
+    for (const gather::RankedItem& row : rows) {
         const std::vector<std::string> cells = categoryRankingGridRow(row, saved);
-        ASSERT_EQ(cells.size(), categoryRankingGridColumns().size());
+        ASSERT_EQ(cells.size(), gather::categoryRankingGridColumns().size());
         shown.push_back(cells[0] + " " + cells[1] + " " + cells[3]);
     }
     EXPECT_EQ(shown, (std::vector<std::string>{"1 女装 卖家甲", "2 女装 卖家乙", "1 数码 卖家乙"}));
-    EXPECT_EQ(categoryRankingGridColumns()[1], "类目");
+    EXPECT_EQ(gather::categoryRankingGridColumns()[1], "类目");
     // The export keeps the ranking data view's columns.
-    EXPECT_EQ(categoryRankingRow(rows[2], saved).size(), categoryRankingColumns().size());
-    EXPECT_EQ(categoryRankingColumns()[1], "更新日期");
+    EXPECT_EQ(gather::categoryRankingRow(rows[2], saved).size(), gather::categoryRankingColumns().size());
+    EXPECT_EQ(gather::categoryRankingColumns()[1], "更新日期");
 }
 
 TEST(ItemRankingExport, WritesTheWindowsFileWithItsHeaderAndCleanedCells) {
@@ -127,7 +129,7 @@ TEST(ItemRankingExport, WritesTheWindowsFileWithItsHeaderAndCleanedCells) {
     item.place = "浙江 杭州";
     item.itemUrl = "http://item.taobao.com/item.htm?id=1";
     const std::vector<TItemInfo> rows{item};
-    CsvJob job = itemRankingExport(rows);
+    CsvJob job = gather::itemRankingExport(rows);
     EXPECT_EQ(job.fileName, "指定商品排行数据.csv");
     StringSink sink;
     writeCsv(job, sink, nullptr);
@@ -139,7 +141,7 @@ TEST(ItemRankingExport, WritesTheWindowsFileWithItsHeaderAndCleanedCells) {
 
 TEST_F(RankingOnTheDemoMarket, BlanksAndAHighBoundGoOutAsTheMarketplaceExpectsAndNoMatchListsNothing) {
     auto& got = rank({"2011\t新款", "", "50", "", 10});
-    EXPECT_EQ(got.end, JobEnd::Finished);
+    EXPECT_EQ(got.end, gather::JobEnd::Finished);
     EXPECT_TRUE(requested("q=2011%20%D0%C2%BF%EE&filter=reserve_price[0,50]&loc=&&style=list&n=80&s=0"));
     demo::ItemQuery expected{.words = "2011 新款", .low = {}, .high = 50, .location = ""};
     const auto found = market.model().findItems(expected);
@@ -151,7 +153,7 @@ TEST_F(RankingOnTheDemoMarket, BlanksAndAHighBoundGoOutAsTheMarketplaceExpectsAn
 
     auto& none = rank({"没有这种商品", "", "", "", 20});
     EXPECT_TRUE(none.rows.empty());
-    EXPECT_EQ(itemRankingSummary(none.end, none.total), "共搜索到0个符合条件的商品");
+    EXPECT_EQ(gather::itemRankingSummary(none.end, none.total), "共搜索到0个符合条件的商品");
 }
 
 TEST_F(RankingOnTheDemoMarket, ARangeOfAHundredReadsTwoPagesBestSellersFirst) {
@@ -162,7 +164,7 @@ TEST_F(RankingOnTheDemoMarket, ARangeOfAHundredReadsTwoPagesBestSellersFirst) {
     ASSERT_EQ(got.rows.size(), 100u);
     EXPECT_EQ(got.rows[99].itemUrl, found[99]->address());
     const demo::Item& best = *found[0];
-    EXPECT_EQ(itemRankingRow(1, got.rows[0]),
+    EXPECT_EQ(gather::itemRankingRow(1, got.rows[0]),
               (std::vector<std::string>{
                   "1", market.model().shops()[size_t(best.shopIndex)].nick, best.title,
                   demo::money(best.price), demo::money(best.shipping), std::to_string(best.monthSale),
@@ -171,7 +173,7 @@ TEST_F(RankingOnTheDemoMarket, ARangeOfAHundredReadsTwoPagesBestSellersFirst) {
 
 TEST_F(RankingOnTheDemoMarket, CategorySnapshotsAreSavedByMonthAndASecondRunReplacesItsCategorysOwn) {
     auto& got = rankCategories({0, 5}, 100);
-    ASSERT_EQ(got.end, JobEnd::Finished);
+    ASSERT_EQ(got.end, gather::JobEnd::Finished);
     EXPECT_EQ(got.categories, 2);
     EXPECT_EQ(savedLinks(0), modelLinks(0, 100));
     EXPECT_EQ(savedLinks(5), modelLinks(5, 100));
@@ -190,7 +192,7 @@ TEST_F(RankingOnTheDemoMarket, LastMonthsSnapshotGivesTheMovement) {
     const auto best = modelLinks(0, 3);
     dm.cn1().exec("insert into itemTop(typeId,itemUrl,monthSale,updateDate) values ('99','" + best[1] +
                   "',1,'2026-02-01 08:00:00'),('99','" + best[0] + "',1,'2026-02-01 08:00:00')");
-    ASSERT_EQ(rankCategories({0}, 20).end, JobEnd::Finished);
+    ASSERT_EQ(rankCategories({0}, 20).end, gather::JobEnd::Finished);
     views::RankingDataView view(dm, views::QueryReader::Mode::Now);
     view.query({0, 3, 0, true}, now);
     std::map<std::string, std::string> moves;

@@ -6,8 +6,8 @@ using namespace vantor;
 using namespace std::chrono_literals;
 
 TEST(RunProgress, PartsOnTheWireCountByTheirStepsAndFinishedOnesWhole) {
-    RunProgress run;
-    const auto t0 = RunProgress::Clock::time_point{};
+    gather::RunProgress run;
+    const auto t0 = gather::RunProgress::Clock::time_point{};
     run.start(4, t0);
     EXPECT_EQ(run.fraction(), 0);
     run.step(0, 1, 4);
@@ -30,8 +30,8 @@ TEST(RunProgress, PartsOnTheWireCountByTheirStepsAndFinishedOnesWhole) {
 }
 
 TEST(RunProgress, TheRemainingTimeFollowsThePaceOnceThereIsOneToJudge) {
-    RunProgress run;
-    const auto t0 = RunProgress::Clock::time_point{} + 100s;
+    gather::RunProgress run;
+    const auto t0 = gather::RunProgress::Clock::time_point{} + 100s;
     run.start(10, t0);
     run.finished(1);
     EXPECT_FALSE(run.remaining(t0 + 1s)) << "too early to judge";
@@ -42,15 +42,15 @@ TEST(RunProgress, TheRemainingTimeFollowsThePaceOnceThereIsOneToJudge) {
     run.finished(10);
     EXPECT_EQ(*run.remaining(t0 + 120s), 0s);
 
-    RunProgress idle;
+    gather::RunProgress idle;
     idle.start(3, t0);
     EXPECT_FALSE(idle.remaining(t0 + 1h)) << "nothing done: no pace";
 }
 
 TEST(RunProgress, TheRemainingTimeIsSaidInWholeMinutesRoundedUp) {
-    EXPECT_EQ(remainingText(std::nullopt), "正在估算剩余时间…");
-    EXPECT_EQ(remainingText(59s), "预计还需不到1分钟");
-    EXPECT_EQ(remainingText(61s), "预计还需约2分钟");
-    EXPECT_EQ(remainingText(3600s), "预计还需约1小时");
-    EXPECT_EQ(remainingText(3601s + 30min), "预计还需约1小时31分钟");
+    EXPECT_EQ(gather::remainingText(std::nullopt), "正在估算剩余时间…");
+    EXPECT_EQ(gather::remainingText(59s), "预计还需不到1分钟");
+    EXPECT_EQ(gather::remainingText(61s), "预计还需约2分钟");
+    EXPECT_EQ(gather::remainingText(3600s), "预计还需约1小时");
+    EXPECT_EQ(gather::remainingText(3601s + 30min), "预计还需约1小时31分钟");
 }

@@ -142,7 +142,7 @@ TEST(WatchList, AShopIsWatchedOnceByItsAddressAndRemovedWithWhatItsRoundsKept) {
     ASSERT_EQ(shops.size(), 2u);
     EXPECT_EQ(shops[0].name + "|" + shops[0].nick + "|" + std::to_string(shops[0].items), "缤纷|kele|8");
     EXPECT_TRUE(shops[0].ratings);
-    EXPECT_EQ(shops[1].items, kMaxItemsPerShop);
+    EXPECT_EQ(shops[1].items, gather::kMaxItemsPerShop);
     EXPECT_THROW(addWatched(db, "http://www.taobao.com", 5, false, now), std::invalid_argument);
 
     db.exec("insert into watchChange (watch_id, kind) values (" + std::to_string(id) + ", '开始监控')");
@@ -157,13 +157,13 @@ TEST(WatchList, AShopIsWatchedOnceByItsAddressAndRemovedWithWhatItsRoundsKept) {
 namespace {
 
 // Records how a round ends.
-struct Ending : GatherObserver {
-    void gatherEnded(JobEnd how, const std::string& why, const GatherTally&) override {
+struct Ending : gather::GatherObserver {
+    void gatherEnded(gather::JobEnd how, const std::string& why, const gather::GatherTally&) override {
         end = how;
         detail = why;
         ++ends;
     }
-    JobEnd end = JobEnd::Finished;
+    gather::JobEnd end = gather::JobEnd::Finished;
     std::string detail;
     int ends = 0;
 };
@@ -217,7 +217,7 @@ TEST_F(WatchRounds, ASecondRoundReadsOnlyTheFirstPageOfEachListAndFindsNothingNe
     const size_t before = market.requests().size();
     const RoundOutcome one = round(now, first);
     const auto firstLists = lists(before);
-    EXPECT_EQ(first.end, JobEnd::Finished) << first.detail;
+    EXPECT_EQ(first.end, gather::JobEnd::Finished) << first.detail;
     EXPECT_EQ(first.ends, 1);
     EXPECT_EQ(one.shopsSaved, 2);
     EXPECT_GT(one.ratings, 0);
@@ -234,7 +234,7 @@ TEST_F(WatchRounds, ASecondRoundReadsOnlyTheFirstPageOfEachListAndFindsNothingNe
     const size_t between = market.requests().size();
     const RoundOutcome two = round(now.addSeconds(3600), second);
     const auto secondLists = lists(between);
-    EXPECT_EQ(second.end, JobEnd::Finished) << second.detail;
+    EXPECT_EQ(second.end, gather::JobEnd::Finished) << second.detail;
     EXPECT_EQ(two.sales, 0);
     EXPECT_EQ(two.ratings, 0);
     EXPECT_EQ(two.changes, 0);
@@ -252,7 +252,7 @@ TEST_F(WatchRounds, ASecondRoundReadsOnlyTheFirstPageOfEachListAndFindsNothingNe
 TEST_F(WatchRounds, OneRoundAtATimeAndAnEmptyListIsSaid) {
     Ending empty;
     round(DateTime::now(), empty);
-    EXPECT_EQ(empty.end, JobEnd::Failed);
+    EXPECT_EQ(empty.end, gather::JobEnd::Failed);
     EXPECT_EQ(empty.detail, kNothingWatched);
 
     addWatched(dm.cn1(), shops(1)[0]->webAddress(), 2, false, DateTime::now());
@@ -264,10 +264,10 @@ TEST_F(WatchRounds, OneRoundAtATimeAndAnEmptyListIsSaid) {
     while (market.requests().empty())
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     round(DateTime::now(), second);
-    EXPECT_EQ(second.end, JobEnd::Failed);
+    EXPECT_EQ(second.end, gather::JobEnd::Failed);
     EXPECT_EQ(second.detail, kRoundBusy);
     first.wait();
-    EXPECT_EQ(slow.end, JobEnd::Finished) << slow.detail;
+    EXPECT_EQ(slow.end, gather::JobEnd::Finished) << slow.detail;
 }
 
 // A lively shop watched on a day and a week later, against two markets of one seed: the report says
@@ -303,7 +303,7 @@ TEST(WatchWeek, AWeekLaterTheReportSaysWhatTheMarketChanged) {
                        *DateTime::parse(now));
         run.start();
         run.wait();
-        EXPECT_EQ(ending.end, JobEnd::Finished) << ending.detail;
+        EXPECT_EQ(ending.end, gather::JobEnd::Finished) << ending.detail;
         return run.outcome();
     };
     roundOn(before, "2026-11-02 21:00:00");

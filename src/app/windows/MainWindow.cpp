@@ -179,7 +179,7 @@ void MainWindow::createWorkingWindows(const std::function<void(int)>& gauge) {
     connect(shopWatch_, &TshopWatchFrm::roundEnded, this, [this] { refreshData(shopWatch_); });
     // "加入监控" on the shop grids: the shop joins the watch with the default number of items.
     auto watch = [this](const QString& address) {
-        shopWatch_->addShop(address, kDefaultItemsPerShop, false);
+        shopWatch_->addShop(address, gather::kDefaultItemsPerShop, false);
     };
     connect(saleDataView_, &views::TsaleDataViewFrm::watchRequested, this, watch);
     connect(rateDataView_, &views::TrateDataViewFrm::watchRequested, this, watch);

@@ -119,7 +119,7 @@ bool gatherFirstShops(TsaleGatherFrm& window, int shops, int items) {
     waitUntil([&] { return !window.busy(); });
     // The shops searched and ticked, under what the run saved.
     window.pages->setCurrentIndex(1);
-    return window.stageLabel->text() == kGatherFinished;
+    return window.stageLabel->text() == gather::kGatherFinished;
 }
 
 } // namespace vantor

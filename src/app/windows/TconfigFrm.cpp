@@ -133,15 +133,15 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
         return field;
     };
     limits->addRow("当前下载最大数", shown(QString("%1条（最近评价的前%2页）")
-                                               .arg((kFirstHistoryPage - 1) * kRatingsPerPage)
-                                               .arg(kFirstHistoryPage - 1),
+                                               .arg((gather::kFirstHistoryPage - 1) * gather::kRatingsPerPage)
+                                               .arg(gather::kFirstHistoryPage - 1),
                                            "recentLimit"));
-    auto* historyToo = new QCheckBox(QString("第%1页起从历史评价中下载").arg(kFirstHistoryPage));
+    auto* historyToo = new QCheckBox(QString("第%1页起从历史评价中下载").arg(gather::kFirstHistoryPage));
     historyToo->setObjectName("historyToo");
     historyToo->setChecked(true);
     historyToo->setEnabled(false);
     limits->addRow("当小于评价数时下载历史数据", historyToo);
-    limits->addRow("历史下载最大数", shown(QString("%1条").arg(kMaxRatingTo), "historyLimit"));
+    limits->addRow("历史下载最大数", shown(QString("%1条").arg(gather::kMaxRatingTo), "historyLimit"));
     analysisLayout->addLayout(limits);
     auto* rangeNote =
         new QLabel("这些上限由评价采集决定，本页不保存设置；每次下载哪些评价，在“评价数据采集”的"

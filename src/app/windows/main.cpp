@@ -134,7 +134,7 @@ int main(int argc, char** argv) {
     // A view's delete on this thread that waits for another program's save says so while it waits.
     db::LockWait viewWait;
     viewWait.notice = [&window] {
-        window.setStatusText(kWaitingForLock);
+        window.setStatusText(gather::kWaitingForLock);
         window.repaint();
     };
     views::ViewConnection::setLockWait(viewWait);

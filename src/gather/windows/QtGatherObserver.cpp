@@ -48,7 +48,8 @@ void QtGatherObserver::message(const std::string& text) {
     if (handlers_.message) post([this, text = q8(text)] { handlers_.message(text); });
 }
 
-void QtGatherObserver::gatherEnded(JobEnd end, const std::string& detail, const GatherTally& saved) {
+void QtGatherObserver::gatherEnded(gather::JobEnd end, const std::string& detail,
+                                   const gather::GatherTally& saved) {
     if (handlers_.ended)
         post([this, end, detail = q8(detail), saved] { handlers_.ended(end, detail, saved); });
 }

@@ -12,7 +12,7 @@ namespace vantor {
 
 // A gathering's reports as a window's handlers: the calls arrive on the job's threads and run on the
 // receiver's thread, queued, or not at all once the receiver is gone. Handlers left empty ignore theirs.
-class QtGatherObserver : public GatherObserver {
+class QtGatherObserver : public gather::GatherObserver {
 public:
     struct Handlers {
         std::function<void(int index, int count, const QString& shop)> shopStarted;
@@ -21,7 +21,8 @@ public:
         std::function<void(int done, int count)> shopFinished;
         std::function<void(const QString&)> statusLine;
         std::function<void(const QString&)> message;
-        std::function<void(JobEnd end, const QString& detail, const GatherTally& saved)> ended;
+        std::function<void(gather::JobEnd end, const QString& detail, const gather::GatherTally& saved)>
+            ended;
     };
     QtGatherObserver(QObject* receiver, Handlers handlers)
         : receiver_(receiver), handlers_(std::move(handlers)) {}
@@ -33,7 +34,8 @@ public:
     void shopFinished(int done, int count) override;
     void statusLine(const std::string& text) override;
     void message(const std::string& text) override;
-    void gatherEnded(JobEnd end, const std::string& detail, const GatherTally& saved) override;
+    void gatherEnded(gather::JobEnd end, const std::string& detail,
+                     const gather::GatherTally& saved) override;
 
 private:
     template <class Call> void post(Call call);

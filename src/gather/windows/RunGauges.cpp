@@ -43,7 +43,7 @@ std::vector<download::SlotProgress*> RunGauges::slotProgress(int slotCount) {
 }
 
 void RunGauges::start(int parts) {
-    progress_.start(parts, RunProgress::Clock::now());
+    progress_.start(parts, gather::RunProgress::Clock::now());
     tick_.start();
     show();
 }
@@ -66,7 +66,8 @@ void RunGauges::end(bool complete) {
 
 void RunGauges::show() {
     total->setValue(int(progress_.fraction() * kSteps));
-    remaining->setText(QString::fromStdString(remainingText(progress_.remaining(RunProgress::Clock::now()))));
+    remaining->setText(QString::fromStdString(
+        gather::remainingText(progress_.remaining(gather::RunProgress::Clock::now()))));
 }
 
 } // namespace vantor

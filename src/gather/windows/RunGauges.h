@@ -46,7 +46,7 @@ public:
 private:
     void show();
 
-    RunProgress progress_;
+    gather::RunProgress progress_;
     QTimer tick_;
 };
 

@@ -40,7 +40,7 @@ constexpr int kSelectColumn = 1;
 } // namespace
 
 // Passes what the search and the gathering report on their threads to the window's thread.
-class ShopGatherWindow::Bridge : public ShopSearchObserver, public GatherObserver {
+class ShopGatherWindow::Bridge : public gather::ShopSearchObserver, public gather::GatherObserver {
 public:
     explicit Bridge(ShopGatherWindow* window) : window_(window) {}
 
@@ -56,7 +56,7 @@ public:
     void statusLine(const std::string& text) override {
         post([text = q8(text)](ShopGatherWindow* w) { emit w->statusLine(text); });
     }
-    void searchEnded(JobEnd end, int listed, const std::string&) override {
+    void searchEnded(gather::JobEnd end, int listed, const std::string&) override {
         post([end, listed](ShopGatherWindow* w) { w->searchEnded(end, listed); });
     }
     void shopStarted(int index, int, const TDianBaseInfo& shop) override {
@@ -95,8 +95,9 @@ public:
     void message(const std::string& text) override {
         post([text = q8(text)](ShopGatherWindow* w) { widgets::UserMessages::show(w, text); });
     }
-    void gatherEnded(JobEnd end, const std::string& detail, const GatherTally& saved) override {
-        post([end, summary = q8(gatherSummary(end, saved, detail))](ShopGatherWindow* w) {
+    void gatherEnded(gather::JobEnd end, const std::string& detail,
+                     const gather::GatherTally& saved) override {
+        post([end, summary = q8(gather::gatherSummary(end, saved, detail))](ShopGatherWindow* w) {
             w->gatherEnded(end, summary);
         });
     }
@@ -133,7 +134,7 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, download::Agent
     // gold crowns.
     auto* levels = new QGroupBox("信用级别");
     auto* levelGrid = new QGridLayout(levels);
-    for (int i = 0; i < kCreditLevels; ++i) {
+    for (int i = 0; i < gather::kCreditLevels; ++i) {
         ratesum[i] = new QCheckBox(q8(market::sellerLevelText(i + 1)));
         ratesum[i]->setObjectName(QString("ratesum%1").arg(i + 1));
         ratesum[i]->setToolTip(QString("信用级别%1").arg(i + 1));
@@ -143,9 +144,9 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, download::Agent
     sort2 = new QRadioButton(texts.byPopularity);
     sort1->setChecked(true);
     searchPageSel = new QSlider(Qt::Horizontal);
-    searchPageSel->setRange(kMinSearchRange, kMaxSearchRange);
-    searchPageSel->setValue(kDefaultSearchRange);
-    searchRange = new QLabel(QString::number(kDefaultSearchRange));
+    searchPageSel->setRange(gather::kMinSearchRange, gather::kMaxSearchRange);
+    searchPageSel->setValue(gather::kDefaultSearchRange);
+    searchRange = new QLabel(QString::number(gather::kDefaultSearchRange));
     search = new QPushButton("搜索");
 
     auto* form = new QWidget;
@@ -228,7 +229,7 @@ ShopGatherWindow::ShopGatherWindow(const ShopGatherTexts& texts, download::Agent
     searchPageLayout->addWidget(logBox, 2);
 
     // The result page.
-    searchGrid = widgets::makeResultGrid(searchGridColumns(), "searchGrid");
+    searchGrid = widgets::makeResultGrid(gather::searchGridColumns(), "searchGrid");
     selAll = new QPushButton(texts.selectAll);
     cancelSel = new QPushButton(texts.cancelAll);
     saveSearch = new QPushButton(texts.start);
@@ -287,13 +288,13 @@ void ShopGatherWindow::showEvent(QShowEvent* event) {
 }
 
 void ShopGatherWindow::refreshResumeOffer() {
-    std::optional<UnfinishedRun> run;
+    std::optional<gather::UnfinishedRun> run;
     if (!busy()) try {
             run = unfinishedRun();
         } catch (const std::exception&) {
             // A database that cannot be read now offers nothing; the gathering will say why.
         }
-    if (run) resumeBtn->setText(q8(resumeOfferText(run->shops.size())));
+    if (run) resumeBtn->setText(q8(gather::resumeOfferText(run->shops.size())));
     resumeBtn->setVisible(run.has_value());
 }
 
@@ -328,30 +329,30 @@ void ShopGatherWindow::showItemCount() {
 
 void ShopGatherWindow::searchClick() {
     if (busy()) return;
-    ShopSearchQuery query;
+    gather::ShopSearchQuery query;
     query.keyword = q->text().toStdString();
     query.inTitle = title->isChecked();
     query.inNick = nick->isChecked();
     query.inTag = tag->isChecked();
     query.category = id->currentIndex();
     query.location = loc->text().toStdString();
-    for (int i = 0; i < kCreditLevels; ++i)
+    for (int i = 0; i < gather::kCreditLevels; ++i)
         if (ratesum[i]->isChecked()) query.levels.insert(i + 1);
     query.byPopularity = sort2->isChecked();
     query.ratingOrderKeys = texts_.ratingOrderKeys;
     query.range = searchPageSel->value();
-    if (auto refused = validateShopSearch(query)) {
+    if (auto refused = gather::validateShopSearch(query)) {
         widgets::UserMessages::show(this, *refused);
         return;
     }
-    searchMemoLog->appendPlainText(q8(shopSearchLog(query, ++searches_, DateTime::now())));
+    searchMemoLog->appendPlainText(q8(gather::shopSearchLog(query, ++searches_, DateTime::now())));
     searchGrid->setRowCount(0);
     shops_.clear();
     totalFound_ = 0;
     showOutcome({});
     searchState->setText("正在采集数据");
     panels->setCurrentIndex(SearchProgress);
-    search_ = std::make_unique<ShopSearchJob>(query, agent_(), slotGauges(), *bridge_);
+    search_ = std::make_unique<gather::ShopSearchJob>(query, agent_(), slotGauges(), *bridge_);
     search_->start();
 }
 
@@ -364,7 +365,7 @@ void ShopGatherWindow::addShops(const std::vector<TDianBaseInfo>& shops) {
         shops_.push_back(shop);
         int row = searchGrid->rowCount();
         searchGrid->insertRow(row);
-        auto cells = searchGridRow(row + 1, shop);
+        auto cells = gather::searchGridRow(row + 1, shop);
         for (int c = 0; c < int(cells.size()); ++c) {
             auto* item = new QTableWidgetItem(q8(cells[size_t(c)]));
             if (c == kSelectColumn) {
@@ -376,7 +377,7 @@ void ShopGatherWindow::addShops(const std::vector<TDianBaseInfo>& shops) {
     }
 }
 
-void ShopGatherWindow::searchEnded(JobEnd end, int listed) {
+void ShopGatherWindow::searchEnded(gather::JobEnd end, int listed) {
     search_.reset();
     panels->setCurrentIndex(SearchForm);
     const QString outcome = q8(searchSummary(end, listed, totalFound_));
@@ -419,19 +420,19 @@ void ShopGatherWindow::saveSearchClick() {
         if (isTicked(row) && !searchGrid->item(row, 0)->text().isEmpty())
             ticked.push_back(shops_[size_t(row)]);
     if (ticked.empty()) {
-        widgets::UserMessages::show(this, kNoShopTicked);
+        widgets::UserMessages::show(this, gather::kNoShopTicked);
         return;
     }
     const size_t count = ticked.size();
-    startGathering(count,
-                   [&](const auto& database, auto gauges, GatherObserver& observer, ProgressGauge* save) {
-                       return makeGathering(std::move(ticked), database, std::move(gauges), observer, save);
-                   });
+    startGathering(
+        count, [&](const auto& database, auto gauges, gather::GatherObserver& observer, ProgressGauge* save) {
+            return makeGathering(std::move(ticked), database, std::move(gauges), observer, save);
+        });
 }
 
 void ShopGatherWindow::resumeClick() {
     if (busy()) return;
-    std::optional<UnfinishedRun> run;
+    std::optional<gather::UnfinishedRun> run;
     try {
         run = unfinishedRun();
     } catch (const std::exception& e) {
@@ -443,7 +444,7 @@ void ShopGatherWindow::resumeClick() {
     }
     const size_t count = run->shops.size();
     startGathering(
-        count, [&](const auto& database, auto gauges, GatherObserver& observer, ProgressGauge* save) {
+        count, [&](const auto& database, auto gauges, gather::GatherObserver& observer, ProgressGauge* save) {
             return makeResumedGathering(std::move(*run), database, std::move(gauges), observer, save);
         });
 }
@@ -471,7 +472,7 @@ void ShopGatherWindow::startGathering(size_t shops, const MakeRun& make) {
 }
 
 QString ShopGatherWindow::stopLoss() const {
-    return gathering_ ? q8(salesStopLoss(shopsDone_, shopsCount_)) : QString();
+    return gathering_ ? q8(gather::salesStopLoss(shopsDone_, shopsCount_)) : QString();
 }
 
 void ShopGatherWindow::dianStopBtnClick() {
@@ -480,20 +481,20 @@ void ShopGatherWindow::dianStopBtnClick() {
     // The run may have ended while the question was open.
     if (!gathering_) return;
     gathering_->stop();
-    stageLabel->setText(kGatherStopped);
+    stageLabel->setText(gather::kGatherStopped);
 }
 
-void ShopGatherWindow::gatherEnded(JobEnd end, const QString& summary) {
+void ShopGatherWindow::gatherEnded(gather::JobEnd end, const QString& summary) {
     gathering_.reset();
-    run->end(end == JobEnd::Finished);
-    stageLabel->setText(end == JobEnd::Finished  ? kGatherFinished
-                        : end == JobEnd::Stopped ? kGatherStopped
-                                                 : kGatherFailed);
+    run->end(end == gather::JobEnd::Finished);
+    stageLabel->setText(end == gather::JobEnd::Finished  ? gather::kGatherFinished
+                        : end == gather::JobEnd::Stopped ? gather::kGatherStopped
+                                                         : gather::kGatherFailed);
     panels->setCurrentIndex(SearchForm);
     searchMemoLog->appendPlainText(summary);
     showOutcome(summary);
     refreshResumeOffer();
-    if (end == JobEnd::Stopped) widgets::UserMessages::show(this, kGatherStopped);
+    if (end == gather::JobEnd::Stopped) widgets::UserMessages::show(this, gather::kGatherStopped);
     emit gatheringEnded();
 }
 

@@ -74,7 +74,7 @@ public:
     QLineEdit *q, *loc;
     QCheckBox *title, *nick, *tag;
     QComboBox* id;
-    QCheckBox* ratesum[kCreditLevels];
+    QCheckBox* ratesum[gather::kCreditLevels];
     QRadioButton *sort1, *sort2;
     QSlider* searchPageSel;
     QLabel* searchRange;
@@ -115,18 +115,19 @@ protected:
     int shopsCount() const { return shopsCount_; }
     // Whether the form allows a run; a refusal has been shown. Asked before the ticked shops.
     virtual bool formAccepted() { return true; }
-    virtual std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops,
-                                                     const db::Store& database,
-                                                     std::vector<download::SlotProgress*> gauges,
-                                                     GatherObserver& observer, ProgressGauge* saveGauge) = 0;
+    virtual std::unique_ptr<gather::GatherRun> makeGathering(std::vector<TDianBaseInfo> shops,
+                                                             const db::Store& database,
+                                                             std::vector<download::SlotProgress*> gauges,
+                                                             gather::GatherObserver& observer,
+                                                             ProgressGauge* saveGauge) = 0;
     // The progress line of the shop being gathered.
     virtual QString shopText(int index, const QString& name) const = 0;
     // A run cut short that this window can continue; none by default.
-    virtual std::optional<UnfinishedRun> unfinishedRun() { return std::nullopt; }
-    virtual std::unique_ptr<GatherRun> makeResumedGathering(UnfinishedRun run, const db::Store& database,
-                                                            std::vector<download::SlotProgress*> gauges,
-                                                            GatherObserver& observer,
-                                                            ProgressGauge* saveGauge) {
+    virtual std::optional<gather::UnfinishedRun> unfinishedRun() { return std::nullopt; }
+    virtual std::unique_ptr<gather::GatherRun>
+    makeResumedGathering(gather::UnfinishedRun run, const db::Store& database,
+                         std::vector<download::SlotProgress*> gauges, gather::GatherObserver& observer,
+                         ProgressGauge* saveGauge) {
         return nullptr;
     }
     // Shows or hides the offer to continue, as the database has it now.
@@ -140,14 +141,14 @@ private:
     void cancelDownSearchClick();
     void saveSearchClick();
     void resumeClick();
-    using MakeRun = std::function<std::unique_ptr<GatherRun>(
-        const db::Store& database, std::vector<download::SlotProgress*> gauges, GatherObserver& observer,
-        ProgressGauge* saveGauge)>;
+    using MakeRun = std::function<std::unique_ptr<gather::GatherRun>(
+        const db::Store& database, std::vector<download::SlotProgress*> gauges,
+        gather::GatherObserver& observer, ProgressGauge* saveGauge)>;
     void startGathering(size_t shops, const MakeRun& make);
     void dianStopBtnClick();
     void addShops(const std::vector<TDianBaseInfo>& shops);
-    void searchEnded(JobEnd end, int listed);
-    void gatherEnded(JobEnd end, const QString& summary);
+    void searchEnded(gather::JobEnd end, int listed);
+    void gatherEnded(gather::JobEnd end, const QString& summary);
     void showOutcome(const QString& text);
     // The slot bars for a new job, as many as the settings' "下载通道数".
     std::vector<download::SlotProgress*> slotGauges();
@@ -165,8 +166,8 @@ private:
     int shopsDone_ = 0, shopsCount_ = 0;
     std::map<int, int> shopItems_; // items gathered so far by shop index
     std::unique_ptr<Bridge> bridge_;
-    std::unique_ptr<ShopSearchJob> search_;
-    std::unique_ptr<GatherRun> gathering_;
+    std::unique_ptr<gather::ShopSearchJob> search_;
+    std::unique_ptr<gather::GatherRun> gathering_;
 };
 
 } // namespace vantor

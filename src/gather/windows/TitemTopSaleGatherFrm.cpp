@@ -15,7 +15,7 @@
 namespace vantor {
 
 // Passes what the search reports on its threads to the window's thread.
-class TitemTopSaleGatherFrm::Bridge : public ItemRankingObserver {
+class TitemTopSaleGatherFrm::Bridge : public gather::ItemRankingObserver {
 public:
     explicit Bridge(TitemTopSaleGatherFrm* window) : window_(window) {}
     void rankingTotal(int total) override {
@@ -31,7 +31,7 @@ public:
         post(window_,
              [text = QString::fromStdString(text)](TitemTopSaleGatherFrm* w) { emit w->statusLine(text); });
     }
-    void rankingEnded(JobEnd end, const std::vector<TItemInfo>& rows, int total) override {
+    void rankingEnded(gather::JobEnd end, const std::vector<TItemInfo>& rows, int total) override {
         post(window_, [end, rows, total](TitemTopSaleGatherFrm* w) { w->rankingEnded(end, rows, total); });
     }
 
@@ -40,8 +40,8 @@ private:
 };
 
 TitemTopSaleGatherFrm::TitemTopSaleGatherFrm(download::AgentSource agent, QWidget* parent)
-    : RankingWindow("指定商品销售排行", "高级搜索", "分析结果", itemRankingColumns(), "itemRankingGrid",
-                    parent),
+    : RankingWindow("指定商品销售排行", "高级搜索", "分析结果", gather::itemRankingColumns(),
+                    "itemRankingGrid", parent),
       agent_(std::move(agent)),
       bridge_(std::make_unique<Bridge>(this)) {
     q = widgets::named(new QLineEdit, "q");
@@ -49,9 +49,9 @@ TitemTopSaleGatherFrm::TitemTopSaleGatherFrm(download::AgentSource agent, QWidge
     jg1 = widgets::named(new QLineEdit, "jg1");
     jg2 = widgets::named(new QLineEdit, "jg2");
     searchPageSel = widgets::named(new QSlider(Qt::Horizontal), "searchPageSel");
-    searchPageSel->setRange(kMinRankingRange, kMaxRankingRange);
-    searchPageSel->setValue(kDefaultRankingRange);
-    searchRange = widgets::named(new QLabel(QString::number(kDefaultRankingRange)), "searchRange");
+    searchPageSel->setRange(gather::kMinRankingRange, gather::kMaxRankingRange);
+    searchPageSel->setValue(gather::kDefaultRankingRange);
+    searchRange = widgets::named(new QLabel(QString::number(gather::kDefaultRankingRange)), "searchRange");
     search = widgets::named(new QPushButton("搜索"), "search");
     stopButton->setText("取消");
     widgets::giveHelp(this, widgets::HelpTopic::ItemRanking);
@@ -86,20 +86,20 @@ void TitemTopSaleGatherFrm::stopAndWait() {
 
 void TitemTopSaleGatherFrm::searchClick() {
     if (busy()) return;
-    ItemRankingQuery query{q->text().toStdString(), jg1->text().trimmed().toStdString(),
-                           jg2->text().trimmed().toStdString(), loc->text().toStdString(),
-                           searchPageSel->value()};
-    if (auto refused = validateItemRanking(query)) {
+    gather::ItemRankingQuery query{q->text().toStdString(), jg1->text().trimmed().toStdString(),
+                                   jg2->text().trimmed().toStdString(), loc->text().toStdString(),
+                                   searchPageSel->value()};
+    if (auto refused = gather::validateItemRanking(query)) {
         widgets::UserMessages::show(this, *refused);
         return;
     }
     searchMemoLog->appendPlainText(
-        QString::fromStdString(itemRankingLog(query, ++searches_, DateTime::now())));
+        QString::fromStdString(gather::itemRankingLog(query, ++searches_, DateTime::now())));
     rows_.clear();
     expected_ = query.range;
     showRunning("正在采集：0个商品", 1);
     const auto agent = agent_();
-    job_ = std::make_unique<ItemRankingJob>(query, agent, slotGauges(*agent), *bridge_);
+    job_ = std::make_unique<gather::ItemRankingJob>(query, agent, slotGauges(*agent), *bridge_);
     job_->start();
 }
 
@@ -111,17 +111,17 @@ std::string TitemTopSaleGatherFrm::rowLink(int row) const {
     return row >= 0 && row < int(rows_.size()) ? rows_[size_t(row)].itemUrl : std::string();
 }
 
-void TitemTopSaleGatherFrm::rankingEnded(JobEnd end, std::vector<TItemInfo> rows, int total) {
+void TitemTopSaleGatherFrm::rankingEnded(gather::JobEnd end, std::vector<TItemInfo> rows, int total) {
     job_.reset();
     rows_ = std::move(rows);
     for (size_t i = 0; i < rows_.size(); ++i)
-        appendRow(itemRankingRow(int(i) + 1, rows_[i]));
-    showEnded(QString::fromStdString(itemRankingSummary(end, total)), end == JobEnd::Finished);
-    if (end == JobEnd::Stopped) widgets::UserMessages::show(this, kSearchStopped);
+        appendRow(gather::itemRankingRow(int(i) + 1, rows_[i]));
+    showEnded(QString::fromStdString(itemRankingSummary(end, total)), end == gather::JobEnd::Finished);
+    if (end == gather::JobEnd::Stopped) widgets::UserMessages::show(this, gather::kSearchStopped);
 }
 
 QString TitemTopSaleGatherFrm::stopLoss() const {
-    return QString(kItemRankingStopLoss);
+    return QString(gather::kItemRankingStopLoss);
 }
 
 } // namespace vantor

@@ -32,17 +32,17 @@ public:
 
 protected:
     void stopClick() override;
-    CsvJob exportJob() const override { return itemRankingExport(rows_); }
+    CsvJob exportJob() const override { return gather::itemRankingExport(rows_); }
     std::string rowLink(int row) const override;
 
 private:
     int expected_ = 0; // items the run will read: the range, or fewer when the marketplace has fewer
     class Bridge;
-    void rankingEnded(JobEnd end, std::vector<TItemInfo> rows, int total);
+    void rankingEnded(gather::JobEnd end, std::vector<TItemInfo> rows, int total);
 
     download::AgentSource agent_;
     std::unique_ptr<Bridge> bridge_;
-    std::unique_ptr<ItemRankingJob> job_;
+    std::unique_ptr<gather::ItemRankingJob> job_;
     std::vector<TItemInfo> rows_;
     int searches_ = 0;
 };

@@ -17,32 +17,34 @@ TrateGatherFrm::TrateGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget
                        std::move(agent), dm, parent) {
     widgets::giveHelp(this, widgets::HelpTopic::RatingGathering);
     fromData = new QSpinBox;
-    fromData->setRange(kMinRatingRange, kMaxRatingFrom);
-    fromData->setValue(kDefaultRatingFrom);
+    fromData->setRange(gather::kMinRatingRange, gather::kMaxRatingFrom);
+    fromData->setValue(gather::kDefaultRatingFrom);
     toData = new QSpinBox;
-    toData->setRange(kMinRatingRange, kMaxRatingTo);
-    toData->setValue(kDefaultRatingTo);
+    toData->setRange(gather::kMinRatingRange, gather::kMaxRatingTo);
+    toData->setValue(gather::kDefaultRatingTo);
     gatherOptions->addWidget(new QLabel("下载数据范围：从"));
     gatherOptions->addWidget(fromData);
     gatherOptions->addWidget(new QLabel("到"));
     gatherOptions->addWidget(toData);
-    gatherOptions->addWidget(new QLabel(kRatingRunRestarts));
+    gatherOptions->addWidget(new QLabel(gather::kRatingRunRestarts));
 }
 
 bool TrateGatherFrm::formAccepted() {
-    if (auto refused = validateRatingRange(fromData->value(), toData->value())) {
+    if (auto refused = gather::validateRatingRange(fromData->value(), toData->value())) {
         widgets::UserMessages::show(this, *refused);
         return false;
     }
     return true;
 }
 
-std::unique_ptr<GatherRun> TrateGatherFrm::makeGathering(std::vector<TDianBaseInfo> shops,
-                                                         const db::Store& database,
-                                                         std::vector<download::SlotProgress*> gauges,
-                                                         GatherObserver& observer, ProgressGauge* saveGauge) {
-    return std::make_unique<RatingGathering>(database, std::move(shops), fromData->value(), toData->value(),
-                                             agent(), std::move(gauges), observer, saveGauge);
+std::unique_ptr<gather::GatherRun> TrateGatherFrm::makeGathering(std::vector<TDianBaseInfo> shops,
+                                                                 const db::Store& database,
+                                                                 std::vector<download::SlotProgress*> gauges,
+                                                                 gather::GatherObserver& observer,
+                                                                 ProgressGauge* saveGauge) {
+    return std::make_unique<gather::RatingGathering>(database, std::move(shops), fromData->value(),
+                                                     toData->value(), agent(), std::move(gauges), observer,
+                                                     saveGauge);
 }
 
 QString TrateGatherFrm::shopText(int, const QString& name) const {
@@ -50,7 +52,8 @@ QString TrateGatherFrm::shopText(int, const QString& name) const {
 }
 
 QString TrateGatherFrm::stopLoss() const {
-    return gathering() ? QString::fromStdString(ratingStopLoss(shopsDone(), shopsCount())) : QString();
+    return gathering() ? QString::fromStdString(gather::ratingStopLoss(shopsDone(), shopsCount()))
+                       : QString();
 }
 
 } // namespace vantor

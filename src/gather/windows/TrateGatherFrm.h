@@ -17,9 +17,11 @@ public:
 protected:
     bool formAccepted() override;
     bool askBeforeStop() const override { return true; }
-    std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops, const db::Store& database,
-                                             std::vector<download::SlotProgress*> gauges,
-                                             GatherObserver& observer, ProgressGauge* saveGauge) override;
+    std::unique_ptr<gather::GatherRun> makeGathering(std::vector<TDianBaseInfo> shops,
+                                                     const db::Store& database,
+                                                     std::vector<download::SlotProgress*> gauges,
+                                                     gather::GatherObserver& observer,
+                                                     ProgressGauge* saveGauge) override;
     QString shopText(int index, const QString& name) const override;
 };
 

@@ -15,34 +15,35 @@ TsaleGatherFrm::TsaleGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget
                        std::move(agent), dm, parent) {
     widgets::giveHelp(this, widgets::HelpTopic::SalesGathering);
     fromData = new QSpinBox;
-    fromData->setRange(1, kMaxItemsPerShop);
-    fromData->setValue(kDefaultItemsPerShop);
+    fromData->setRange(1, gather::kMaxItemsPerShop);
+    fromData->setValue(gather::kDefaultItemsPerShop);
     gatherOptions->addWidget(new QLabel("下载前"));
     gatherOptions->addWidget(fromData);
     gatherOptions->addWidget(new QLabel("名商品"));
 }
 
-std::unique_ptr<GatherRun> TsaleGatherFrm::makeGathering(std::vector<TDianBaseInfo> shops,
-                                                         const db::Store& database,
-                                                         std::vector<download::SlotProgress*> gauges,
-                                                         GatherObserver& observer, ProgressGauge* saveGauge) {
-    auto gathering = std::make_unique<SalesGathering>(database, std::move(shops), fromData->value(), agent(),
-                                                      std::move(gauges), observer, saveGauge);
+std::unique_ptr<gather::GatherRun> TsaleGatherFrm::makeGathering(std::vector<TDianBaseInfo> shops,
+                                                                 const db::Store& database,
+                                                                 std::vector<download::SlotProgress*> gauges,
+                                                                 gather::GatherObserver& observer,
+                                                                 ProgressGauge* saveGauge) {
+    auto gathering = std::make_unique<gather::SalesGathering>(
+        database, std::move(shops), fromData->value(), agent(), std::move(gauges), observer, saveGauge);
     // In the window a failing shop is left out, to be continued later, and the others go on.
     gathering->goOnAfterFailures();
     return gathering;
 }
 
-std::optional<UnfinishedRun> TsaleGatherFrm::unfinishedRun() {
-    return unfinishedSalesRun(dataModule().cn1(), dataModule().store().client);
+std::optional<gather::UnfinishedRun> TsaleGatherFrm::unfinishedRun() {
+    return gather::unfinishedSalesRun(dataModule().cn1(), dataModule().store().client);
 }
 
-std::unique_ptr<GatherRun> TsaleGatherFrm::makeResumedGathering(UnfinishedRun run, const db::Store& database,
-                                                                std::vector<download::SlotProgress*> gauges,
-                                                                GatherObserver& observer,
-                                                                ProgressGauge* saveGauge) {
-    auto gathering = std::make_unique<SalesGathering>(database, std::move(run), agent(), std::move(gauges),
-                                                      observer, saveGauge);
+std::unique_ptr<gather::GatherRun>
+TsaleGatherFrm::makeResumedGathering(gather::UnfinishedRun run, const db::Store& database,
+                                     std::vector<download::SlotProgress*> gauges,
+                                     gather::GatherObserver& observer, ProgressGauge* saveGauge) {
+    auto gathering = std::make_unique<gather::SalesGathering>(database, std::move(run), agent(),
+                                                              std::move(gauges), observer, saveGauge);
     gathering->goOnAfterFailures();
     return gathering;
 }

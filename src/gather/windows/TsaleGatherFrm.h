@@ -14,15 +14,18 @@ public:
     QSpinBox* fromData; // "下载前 N 名商品"
 
 protected:
-    std::unique_ptr<GatherRun> makeGathering(std::vector<TDianBaseInfo> shops, const db::Store& database,
-                                             std::vector<download::SlotProgress*> gauges,
-                                             GatherObserver& observer, ProgressGauge* saveGauge) override;
+    std::unique_ptr<gather::GatherRun> makeGathering(std::vector<TDianBaseInfo> shops,
+                                                     const db::Store& database,
+                                                     std::vector<download::SlotProgress*> gauges,
+                                                     gather::GatherObserver& observer,
+                                                     ProgressGauge* saveGauge) override;
     QString shopText(int index, const QString& name) const override;
-    std::optional<UnfinishedRun> unfinishedRun() override;
-    std::unique_ptr<GatherRun> makeResumedGathering(UnfinishedRun run, const db::Store& database,
-                                                    std::vector<download::SlotProgress*> gauges,
-                                                    GatherObserver& observer,
-                                                    ProgressGauge* saveGauge) override;
+    std::optional<gather::UnfinishedRun> unfinishedRun() override;
+    std::unique_ptr<gather::GatherRun> makeResumedGathering(gather::UnfinishedRun run,
+                                                            const db::Store& database,
+                                                            std::vector<download::SlotProgress*> gauges,
+                                                            gather::GatherObserver& observer,
+                                                            ProgressGauge* saveGauge) override;
 };
 
 } // namespace vantor

@@ -16,7 +16,7 @@
 namespace vantor {
 
 // Passes what the gathering reports on its threads to the window's thread.
-class TtopListGatherFrm::Bridge : public CategoryRankingObserver {
+class TtopListGatherFrm::Bridge : public gather::CategoryRankingObserver {
 public:
     explicit Bridge(TtopListGatherFrm* window) : window_(window) {}
     void categoryStarted(int index, int count, const std::string& name) override {
@@ -29,8 +29,9 @@ public:
         post(window_, [index](TtopListGatherFrm* w) { w->run->finished(index); });
     }
     void categorySaved(const std::string& name, const std::vector<TItemInfo>& rows) override {
-        post(window_,
-             [ranked = rankedCategory(name, rows)](TtopListGatherFrm* w) { w->categorySaved(ranked); });
+        post(window_, [ranked = gather::rankedCategory(name, rows)](TtopListGatherFrm* w) {
+            w->categorySaved(ranked);
+        });
     }
     void statusLine(const std::string& text) override {
         post(window_,
@@ -41,12 +42,12 @@ public:
             widgets::UserMessages::show(w, text);
         });
     }
-    void rankingEnded(JobEnd end, int categories, int items, const std::string& detail) override {
+    void rankingEnded(gather::JobEnd end, int categories, int items, const std::string& detail) override {
         post(window_, [end, categories,
-                       summary = QString::fromStdString(
-                           categoryRankingSummary(end, categories, items, detail))](TtopListGatherFrm* w) {
-            w->rankingEnded(categories, end == JobEnd::Finished, summary);
-            if (end == JobEnd::Stopped) widgets::UserMessages::show(w, kGatherStopped);
+                       summary = QString::fromStdString(gather::categoryRankingSummary(
+                           end, categories, items, detail))](TtopListGatherFrm* w) {
+            w->rankingEnded(categories, end == gather::JobEnd::Finished, summary);
+            if (end == gather::JobEnd::Stopped) widgets::UserMessages::show(w, gather::kGatherStopped);
         });
     }
 
@@ -55,7 +56,7 @@ private:
 };
 
 TtopListGatherFrm::TtopListGatherFrm(download::AgentSource agent, db::TDM& dm, QWidget* parent)
-    : RankingWindow("按类目采集热卖商品", "类目选择", "采集结果", categoryRankingGridColumns(),
+    : RankingWindow("按类目采集热卖商品", "类目选择", "采集结果", gather::categoryRankingGridColumns(),
                     "categoryRankingGrid", parent),
       agent_(std::move(agent)),
       dm_(dm),
@@ -67,9 +68,9 @@ TtopListGatherFrm::TtopListGatherFrm(download::AgentSource agent, db::TDM& dm, Q
         entry->setCheckState(Qt::Unchecked);
     }
     depth = widgets::named(new QSpinBox, "depth");
-    depth->setRange(kMinRankingDepth, kMaxRankingDepth);
+    depth->setRange(gather::kMinRankingDepth, gather::kMaxRankingDepth);
     depth->setSingleStep(20);
-    depth->setValue(kDefaultRankingDepth);
+    depth->setValue(gather::kDefaultRankingDepth);
     depth->setSuffix(" 个商品");
     selAll = widgets::named(new QPushButton("全选"), "selAll");
     cancelSel = widgets::named(new QPushButton("取消全选"), "cancelSel");
@@ -112,7 +113,7 @@ void TtopListGatherFrm::startClick() {
     std::vector<int> chosen;
     for (int i = 0; i < categories->count(); ++i)
         if (categories->item(i)->checkState() == Qt::Checked) chosen.push_back(i);
-    if (auto refused = validateCategoryRanking(chosen, depth->value())) {
+    if (auto refused = gather::validateCategoryRanking(chosen, depth->value())) {
         widgets::UserMessages::show(this, *refused);
         return;
     }
@@ -121,13 +122,13 @@ void TtopListGatherFrm::startClick() {
     firstCategory_ = chosen.front();
     saved_ = DateTime::now();
     searchMemoLog->appendPlainText(
-        QString::fromStdString(categoryRankingLog(chosen, depth->value(), ++runs_, saved_)));
+        QString::fromStdString(gather::categoryRankingLog(chosen, depth->value(), ++runs_, saved_)));
     const int parts = int(chosen.size());
     showRunning("正在连接", parts);
     dm_.open();
     const auto agent = agent_();
-    job_ = std::make_unique<CategoryRanking>(dm_.store(), std::move(chosen), depth->value(), agent,
-                                             slotGauges(*agent), *bridge_, saved_);
+    job_ = std::make_unique<gather::CategoryRanking>(dm_.store(), std::move(chosen), depth->value(), agent,
+                                                     slotGauges(*agent), *bridge_, saved_);
     job_->start();
 }
 
@@ -139,9 +140,9 @@ std::string TtopListGatherFrm::rowLink(int row) const {
     return row >= 0 && row < int(rows_.size()) ? rows_[size_t(row)].item.itemUrl : std::string();
 }
 
-void TtopListGatherFrm::categorySaved(const std::vector<RankedItem>& ranked) {
+void TtopListGatherFrm::categorySaved(const std::vector<gather::RankedItem>& ranked) {
     ++savedCategories_;
-    for (const RankedItem& row : ranked) {
+    for (const gather::RankedItem& row : ranked) {
         rows_.push_back(row);
         appendRow(categoryRankingGridRow(row, saved_));
     }
@@ -154,7 +155,7 @@ void TtopListGatherFrm::rankingEnded(int categories, bool complete, const QStrin
 }
 
 QString TtopListGatherFrm::stopLoss() const {
-    return QString::fromStdString(categoryStopLoss(savedCategories_));
+    return QString::fromStdString(gather::categoryStopLoss(savedCategories_));
 }
 
 } // namespace vantor

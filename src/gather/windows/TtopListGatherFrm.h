@@ -39,13 +39,13 @@ signals:
 
 protected:
     void stopClick() override;
-    CsvJob exportJob() const override { return categoryRankingExport(rows_, saved_); }
+    CsvJob exportJob() const override { return gather::categoryRankingExport(rows_, saved_); }
     std::string rowLink(int row) const override;
 
 private:
     int savedCategories_ = 0;
     class Bridge;
-    void categorySaved(const std::vector<RankedItem>& ranked);
+    void categorySaved(const std::vector<gather::RankedItem>& ranked);
     void rankingEnded(int categories, bool complete, const QString& summary);
 
     int firstCategory_ = 0;
@@ -54,8 +54,8 @@ private:
     download::AgentSource agent_;
     db::TDM& dm_;
     std::unique_ptr<Bridge> bridge_;
-    std::unique_ptr<CategoryRanking> job_;
-    std::vector<RankedItem> rows_;
+    std::unique_ptr<gather::CategoryRanking> job_;
+    std::vector<gather::RankedItem> rows_;
     DateTime saved_;
 };
 

@@ -66,8 +66,8 @@ TshopWatchFrm::TshopWatchFrm(download::AgentSource agent, db::TDM& dm, const Dat
     address = widgets::named(new QLineEdit, "address");
     address->setPlaceholderText("店铺网址，如 http://shop12345.taobao.com");
     itemCount = widgets::named(new QSpinBox, "itemCount");
-    itemCount->setRange(1, kMaxItemsPerShop);
-    itemCount->setValue(kDefaultItemsPerShop);
+    itemCount->setRange(1, gather::kMaxItemsPerShop);
+    itemCount->setValue(gather::kDefaultItemsPerShop);
     followRatings = widgets::named(new QCheckBox("跟踪评价"), "followRatings");
     addBtn = widgets::named(new QPushButton("加入监控"), "addBtn");
     removeBtn = widgets::named(new QPushButton("移除"), "removeBtn");
@@ -200,7 +200,7 @@ TshopWatchFrm::TshopWatchFrm(download::AgentSource agent, db::TDM& dm, const Dat
             },
             [this](const QString& text) { emit statusLine(text); },
             [this](const QString& text) { widgets::UserMessages::show(this, text); },
-            [this](JobEnd, const QString&, const GatherTally&) { roundFinished(); }});
+            [this](gather::JobEnd, const QString&, const gather::GatherTally&) { roundFinished(); }});
 
     scheduleTimer = new QTimer(this);
     scheduleTimer->setInterval(60 * 1000);
@@ -452,7 +452,7 @@ void TshopWatchFrm::roundFinished() {
 }
 
 QString TshopWatchFrm::stopLoss() const {
-    return kWatchStopLoss;
+    return gather::kWatchStopLoss;
 }
 
 } // namespace vantor

@@ -253,7 +253,9 @@ private slots:
         // The sales data view holds the shop the round gathered.
         views::TsaleDataViewFrm view(*dm);
         connect(&view, &views::TsaleDataViewFrm::watchRequested, window.get(),
-                [this](const QString& address) { window->addShop(address, kDefaultItemsPerShop, false); });
+                [this](const QString& address) {
+                    window->addShop(address, gather::kDefaultItemsPerShop, false);
+                });
         view.show();
         QVERIFY(view.dianList->model()->rowCount() > 0);
         clickRow(view.dianList, 0);
@@ -264,7 +266,7 @@ private slots:
         action->trigger();
         QCOMPARE(window->watchGrid->rowCount(), 1);
         QCOMPARE(cell(window->watchGrid, 0, 2), QString::fromStdString(shop));
-        QCOMPARE(cell(window->watchGrid, 0, 3), QString::number(kDefaultItemsPerShop));
+        QCOMPARE(cell(window->watchGrid, 0, 3), QString::number(gather::kDefaultItemsPerShop));
 
         // A search result of the gathering window offers it as well.
         TsaleGatherFrm gathering([this] { return agent; }, *dm);
