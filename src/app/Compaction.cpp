@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace vantor {
+namespace vantor::app {
 namespace fs = std::filesystem;
 
 bool compactionDue(const std::string& optimize, const std::string& lastTimeOpt, const DateTime& now) {
@@ -92,4 +92,4 @@ std::string vacuumServerStore(const std::string& url, const DateTime& now) {
     return now.toString();
 }
 
-} // namespace vantor
+} // namespace vantor::app

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace vantor {
+namespace vantor::app {
 
 inline constexpr const char* kCompactingStatus = "正在优化数据....";
 inline constexpr const char* kCompactionFailed = "无法优化数据，请关闭程序后，重试！";
@@ -31,4 +31,4 @@ std::string compactDatabase(const std::filesystem::path& database, const std::fi
 // Raises CompactionError.
 std::string vacuumServerStore(const std::string& url, const DateTime& now);
 
-} // namespace vantor
+} // namespace vantor::app

@@ -9,7 +9,7 @@
 #include <optional>
 #include <unistd.h>
 
-namespace vantor {
+namespace vantor::app {
 namespace {
 
 constexpr const char* kNet = "Net";
@@ -234,4 +234,4 @@ void ConfigFile::saveLastTimeOpt(const std::string& lastTimeOpt) const {
     saveIni(ini, path_);
 }
 
-} // namespace vantor
+} // namespace vantor::app

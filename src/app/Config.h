@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace vantor {
+namespace vantor::app {
 
 // The process-wide settings. The agent is shared immutably: a download keeps the agent it started
 // with alive while a new one is installed.
@@ -92,4 +92,9 @@ private:
     std::filesystem::path path_;
 };
 
+} // namespace vantor::app
+
+// The module keeps its name where the rest of the program meets it.
+namespace vantor {
+using app::TConfig;
 } // namespace vantor

@@ -2,7 +2,7 @@
 
 #include "db/TDM.h"
 
-namespace vantor {
+namespace vantor::app {
 
 std::optional<std::string> saveDatabasePage(int type, const std::string& url, const ConfigFile& file,
                                             TConfig& config) {
@@ -37,4 +37,4 @@ std::string unreachableSaveQuestion(const std::string& problem) {
                      "用本机数据文件或退出。";
 }
 
-} // namespace vantor
+} // namespace vantor::app

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace vantor {
+namespace vantor::app {
 
 // The choices of the database page's dbType, by index.
 inline constexpr int kDataFileStore = 0; // "本机数据文件"
@@ -28,4 +28,4 @@ std::optional<std::string> databaseProblem(const std::string& url);
 // The question before a server whose connection fails is saved anyway.
 std::string unreachableSaveQuestion(const std::string& problem);
 
-} // namespace vantor
+} // namespace vantor::app

@@ -2,7 +2,7 @@
 
 #include <fstream>
 
-namespace vantor {
+namespace vantor::app {
 
 std::filesystem::path errorLogPath(const std::filesystem::path& executable) {
     std::filesystem::path log = executable;
@@ -18,4 +18,4 @@ void appendErrorLog(const std::filesystem::path& log, std::string_view message, 
     out.close();
 }
 
-} // namespace vantor
+} // namespace vantor::app

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string_view>
 
-namespace vantor {
+namespace vantor::app {
 
 // The log of errors nobody handled: beside the executable, with its name and the extension ".log".
 std::filesystem::path errorLogPath(const std::filesystem::path& executable);
@@ -14,4 +14,4 @@ std::filesystem::path errorLogPath(const std::filesystem::path& executable);
 // right after loses nothing. Raises std::ios_base::failure when the file cannot be written.
 void appendErrorLog(const std::filesystem::path& log, std::string_view message, const DateTime& when);
 
-} // namespace vantor
+} // namespace vantor::app

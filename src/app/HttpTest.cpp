@@ -1,6 +1,6 @@
 #include "HttpTest.h"
 
-namespace vantor {
+namespace vantor::app {
 
 THttpTest::THttpTest(std::shared_ptr<const THttpAgent> httpAgent, std::string url, Verdict verdict,
                      download::SlotProgress* gauge)
@@ -53,4 +53,4 @@ std::string testVerdict(const std::string& state, const TDownBean& bean) {
     return reason.empty() ? state : state + "原因：" + reason;
 }
 
-} // namespace vantor
+} // namespace vantor::app

@@ -11,7 +11,7 @@
 #include <mutex>
 #include <string>
 
-namespace vantor {
+namespace vantor::app {
 
 // The page the connection test fetches: a public page that answers quickly.
 inline constexpr const char* kTestAddress = "http://www.baidu.com/";
@@ -56,4 +56,9 @@ private:
     download::TransferLoop::Id transfer_ = 0;
 };
 
+} // namespace vantor::app
+
+// The module keeps its name where the rest of the program meets it.
+namespace vantor {
+using app::THttpTest;
 } // namespace vantor

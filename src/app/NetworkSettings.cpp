@@ -2,7 +2,7 @@
 
 #include "base/TextNumbers.h"
 
-namespace vantor {
+namespace vantor::app {
 namespace {
 
 // The four numbers of the page, each empty when its text is not a decimal integer.
@@ -112,4 +112,4 @@ ConnectionTestCheck checkConnectionTest(const NetworkForm& form) {
     return {agentFrom(form, numbers), {}, NetworkField::None};
 }
 
-} // namespace vantor
+} // namespace vantor::app

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace vantor {
+namespace vantor::app {
 
 // Messages of the network settings page, as the window shows them.
 inline constexpr const char* kServerMissingOnSave = "保存失败，请输入服务器名！";
@@ -71,4 +71,4 @@ struct ConnectionTestCheck {
 // The checks of "连接测试" before a test starts; the agent it builds is neither saved nor installed.
 ConnectionTestCheck checkConnectionTest(const NetworkForm& form);
 
-} // namespace vantor
+} // namespace vantor::app

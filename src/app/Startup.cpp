@@ -2,7 +2,7 @@
 
 #include "Compaction.h"
 
-namespace vantor {
+namespace vantor::app {
 
 std::string serverUnreachableText(const std::string& failure, const std::string& url) {
     return failure + "\n数据库：" + url +
@@ -84,4 +84,4 @@ StartupOutcome prepareData(const DataFolder& folder, TConfig& config, db::TDM& d
     return StartupOutcome::Ready;
 }
 
-} // namespace vantor
+} // namespace vantor::app

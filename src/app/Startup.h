@@ -7,7 +7,7 @@
 
 #include <string>
 
-namespace vantor {
+namespace vantor::app {
 
 inline constexpr const char* kDataFileError = "数据文件出错，系统将退出！";
 
@@ -40,4 +40,4 @@ enum class StartupOutcome { Ready, Exit };
 StartupOutcome prepareData(const DataFolder& folder, TConfig& config, db::TDM& dm, StartupObserver& observer,
                            const DateTime& now);
 
-} // namespace vantor
+} // namespace vantor::app

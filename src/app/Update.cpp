@@ -21,7 +21,7 @@
 #define VANTOR_UPDATE_PUBLIC_KEY ""
 #endif
 
-namespace vantor {
+namespace vantor::app {
 namespace fs = std::filesystem;
 
 namespace {
@@ -269,4 +269,4 @@ void TDownSoft::run(std::stop_token stop) {
     result_(target, {});
 }
 
-} // namespace vantor
+} // namespace vantor::app

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <thread>
 
-namespace vantor {
+namespace vantor::app {
 
 inline constexpr const char* kCheckingVersion = "正在第%1次检查最新版本.....";
 inline constexpr const char* kInitialising = "正在初始化....";
@@ -112,4 +112,9 @@ private:
     std::jthread thread_; // last: starts when everything else is in place
 };
 
+} // namespace vantor::app
+
+// The module keeps its name where the rest of the program meets it.
+namespace vantor {
+using app::TDownSoft;
 } // namespace vantor

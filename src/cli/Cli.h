@@ -42,11 +42,11 @@ struct Context {
 };
 
 // Prints what the core reports: messages and status lines go to standard error.
-class StderrObserver : public StartupObserver {
+class StderrObserver : public app::StartupObserver {
 public:
     void showMessage(const std::string& text) override;
     void showStatus(const std::string& text) override;
-    ServerChoice askServerUnreachable(const std::string& text, const std::string& detail) override;
+    app::ServerChoice askServerUnreachable(const std::string& text, const std::string& detail) override;
 };
 
 // A save's wait for another program's save, said once on standard error.

@@ -23,7 +23,7 @@ void addDatabaseCommand(CLI::App& config, Context& context) {
         TConfig settings;
         context.loadConfig(settings);
         if (!*sqlite) {
-            if (auto refused = checkDatabaseUrl(*url)) throw CLI::ValidationError(*refused);
+            if (auto refused = app::checkDatabaseUrl(*url)) throw CLI::ValidationError(*refused);
             // A server that cannot be reached, or refuses, is said before anything is saved.
             try {
                 db::TDM(db::Store::postgres(*url)).open();
@@ -32,9 +32,9 @@ void addDatabaseCommand(CLI::App& config, Context& context) {
             }
         }
         try {
-            ConfigFile(context.folder().config()).saveDatabase(*sqlite ? std::string() : *url);
+            app::ConfigFile(context.folder().config()).saveDatabase(*sqlite ? std::string() : *url);
         } catch (const std::exception& e) {
-            throw JobFailed(std::string(kConfigSaveError) + " " + e.what());
+            throw JobFailed(std::string(app::kConfigSaveError) + " " + e.what());
         }
         std::cerr << (*sqlite ? "数据存放在本机数据文件中。" : "数据存放在数据库 " + *url + " 中。") << '\n';
     });
@@ -81,7 +81,7 @@ void addDbCommand(CLI::App& app, Context& context) {
     copy->require_option(1);
     copy->callback([&context, to, from] {
         const std::string& url = to->empty() ? *from : *to;
-        if (auto refused = checkDatabaseUrl(url)) throw CLI::ValidationError(*refused);
+        if (auto refused = app::checkDatabaseUrl(url)) throw CLI::ValidationError(*refused);
         DataFolder data = context.folder();
         data.create();
         const db::Store file(data.database()), server = db::Store::postgres(url);
@@ -106,19 +106,19 @@ void addCompactCommand(CLI::App& app, Context& context) {
         TConfig settings;
         context.loadConfig(settings);
         DataFolder data = context.folder();
-        std::cerr << kCompactingStatus << '\n';
+        std::cerr << app::kCompactingStatus << '\n';
         try {
             settings.lastTimeOpt =
                 settings.dbUrl.empty()
-                    ? compactDatabase(data.database(), data.temporaryDatabase(), DateTime::now())
-                    : vacuumServerStore(settings.dbUrl, DateTime::now());
-        } catch (const CompactionError& e) {
-            throw JobFailed(std::string(kCompactionFailed) + " " + e.what());
+                    ? app::compactDatabase(data.database(), data.temporaryDatabase(), DateTime::now())
+                    : app::vacuumServerStore(settings.dbUrl, DateTime::now());
+        } catch (const app::CompactionError& e) {
+            throw JobFailed(std::string(app::kCompactionFailed) + " " + e.what());
         }
         try {
-            ConfigFile(data.config()).saveLastTimeOpt(settings.lastTimeOpt);
+            app::ConfigFile(data.config()).saveLastTimeOpt(settings.lastTimeOpt);
         } catch (const std::exception& e) {
-            throw JobFailed(std::string(kConfigFileError) + " " + e.what());
+            throw JobFailed(std::string(app::kConfigFileError) + " " + e.what());
         }
         std::cerr << (settings.lastTimeOpt.empty() ? "没有数据文件，无需优化。" : "数据优化完成。") << '\n';
     });

@@ -12,13 +12,14 @@ namespace {
 
 // Saves the settings page as the window's "应用" does: its refusals are bad arguments, a failed write
 // is a failed job.
-void saveForm(NetworkForm form, const Context& context, TConfig& settings) {
-    NetworkSaveResult result = saveNetworkPage(form, ConfigFile(context.folder().config()), settings);
+void saveForm(app::NetworkForm form, const Context& context, TConfig& settings) {
+    app::NetworkSaveResult result =
+        saveNetworkPage(form, app::ConfigFile(context.folder().config()), settings);
     if (result.saved) {
         std::cerr << "网络设置已保存。\n";
         return;
     }
-    if (result.message == kConfigSaveError) throw JobFailed(result.message);
+    if (result.message == app::kConfigSaveError) throw JobFailed(result.message);
     throw CLI::ValidationError(result.message);
 }
 
@@ -72,11 +73,11 @@ void addProxyCommand(CLI::App& config, Context& context) {
             throw CLI::ValidationError("请给出 --server 和 --port，或 --none");
         TConfig settings;
         context.loadConfig(settings);
-        NetworkForm form = networkForm(*settings.getHttpAgent());
+        app::NetworkForm form = app::networkForm(*settings.getHttpAgent());
         if (options->none) {
-            form.netType = kNoProxy;
+            form.netType = app::kNoProxy;
         } else {
-            form.netType = kHttpProxy;
+            form.netType = app::kHttpProxy;
             form.server = options->server;
             form.port = options->port;
             form.user = options->user;
@@ -101,7 +102,7 @@ void addNetCommand(CLI::App& config, Context& context) {
     net->callback([&context, options] {
         TConfig settings;
         context.loadConfig(settings);
-        NetworkForm form = networkForm(*settings.getHttpAgent());
+        app::NetworkForm form = app::networkForm(*settings.getHttpAgent());
         form.connectTimeOut = options->connectTimeOut.value_or(form.connectTimeOut);
         form.readTimeOut = options->readTimeOut.value_or(form.readTimeOut);
         form.connectTime = options->connectTime.value_or(form.connectTime);
@@ -118,27 +119,27 @@ void addOptimizeCommand(CLI::App& config, Context& context) {
         ->required()
         ->check(CLI::IsMember({"daily", "weekly", "monthly"}));
     optimize->callback([&context, choice] {
-        int index = *choice == "daily"    ? int(Optimize::Daily)
-                    : *choice == "weekly" ? int(Optimize::Weekly)
-                                          : int(Optimize::Monthly);
+        int index = *choice == "daily"    ? int(app::Optimize::Daily)
+                    : *choice == "weekly" ? int(app::Optimize::Weekly)
+                                          : int(app::Optimize::Monthly);
         TConfig settings;
         context.loadConfig(settings);
-        if (auto message = saveSchedulePage(index, ConfigFile(context.folder().config())))
+        if (auto message = app::saveSchedulePage(index, app::ConfigFile(context.folder().config())))
             throw JobFailed(*message);
         std::cerr << "数据优化周期已保存，下次启动时优化数据。\n";
     });
 }
 
 void addTestConnectionCommand(CLI::App& app, Context& context) {
-    auto url = std::make_shared<std::string>(kTestAddress);
+    auto url = std::make_shared<std::string>(app::kTestAddress);
     auto* test = app.add_subcommand("test-connection", "用保存的网络设置下载测试页面");
     test->add_option("--url", *url, "测试页面地址")->capture_default_str();
     test->callback([&context, url] {
         TConfig settings;
         context.loadConfig(settings);
-        ConnectionTestCheck check = checkConnectionTest(networkForm(*settings.getHttpAgent()));
+        app::ConnectionTestCheck check = app::checkConnectionTest(app::networkForm(*settings.getHttpAgent()));
         if (!check.agent) throw CLI::ValidationError(check.message);
-        std::cerr << kTestRunning << '\n';
+        std::cerr << app::kTestRunning << '\n';
         StderrProgress progress;
         std::mutex mutex;
         std::string verdict;
@@ -150,7 +151,7 @@ void addTestConnectionCommand(CLI::App& app, Context& context) {
             },
             &progress);
         run.wait();
-        if (verdict != kTestPassed) throw JobFailed(testVerdict(kTestFailed, run.bean()));
+        if (verdict != app::kTestPassed) throw JobFailed(app::testVerdict(app::kTestFailed, run.bean()));
         std::cout << verdict << '\n';
     });
 }

@@ -10,11 +10,11 @@ namespace vantor::cli {
 
 namespace {
 
-UpdateCheck check(const Context& context, const std::string& service) {
+app::UpdateCheck check(const Context& context, const std::string& service) {
     TConfig config;
     context.loadConfig(config);
-    UpdateCheck check = checkForUpdate(config.getHttpAgent(), service, kVersion);
-    if (check.state == UpdateCheck::State::Failed) throw JobFailed("无法检查更新：" + check.error);
+    app::UpdateCheck check = app::checkForUpdate(config.getHttpAgent(), service, kVersion);
+    if (check.state == app::UpdateCheck::State::Failed) throw JobFailed("无法检查更新：" + check.error);
     return check;
 }
 
@@ -38,17 +38,17 @@ private:
 } // namespace
 
 void addUpdateCommands(CLI::App& app, Context& context) {
-    auto service = std::make_shared<std::string>(updateService());
+    auto service = std::make_shared<std::string>(app::updateService());
     auto* checkCommand = app.add_subcommand("check-update", "询问更新服务是否有新版本");
     checkCommand->add_option("--service", *service, "更新服务地址");
     checkCommand->callback([&context, service] {
-        if (updatePublicKey().empty()) {
-            std::cout << kNoUpdateKey << '\n';
+        if (app::updatePublicKey().empty()) {
+            std::cout << app::kNoUpdateKey << '\n';
             return;
         }
-        const UpdateCheck found = check(context, *service);
-        if (found.state == UpdateCheck::State::UpToDate) {
-            std::cout << kUpToDate << '\n';
+        const app::UpdateCheck found = check(context, *service);
+        if (found.state == app::UpdateCheck::State::UpToDate) {
+            std::cout << app::kUpToDate << '\n';
             return;
         }
         std::cout << "最新版本：" << found.info.version << "\n更新日期：" << found.info.date << "\n更新内容："
@@ -60,25 +60,26 @@ void addUpdateCommands(CLI::App& app, Context& context) {
     updateCommand->add_option("--service", *service, "更新服务地址");
     updateCommand->add_flag("--no-start", *noStart, "只下载和校验，不打开安装包");
     updateCommand->callback([&context, service, noStart] {
-        if (updatePublicKey().empty()) throw JobFailed(kNoUpdateKey);
-        const UpdateCheck found = check(context, *service);
-        if (found.state == UpdateCheck::State::UpToDate) {
-            std::cout << kUpToDate << '\n';
+        if (app::updatePublicKey().empty()) throw JobFailed(app::kNoUpdateKey);
+        const app::UpdateCheck found = check(context, *service);
+        if (found.state == app::UpdateCheck::State::UpToDate) {
+            std::cout << app::kUpToDate << '\n';
             return;
         }
         TConfig config;
         context.loadConfig(config);
         TenthsGauge gauge;
         std::promise<std::pair<std::filesystem::path, std::string>> done;
-        TDownSoft download(config.getHttpAgent(), *service, found.info, updateFolder(), updatePublicKey(),
-                           &gauge, [&](const std::filesystem::path& package, const std::string& failure) {
+        TDownSoft download(config.getHttpAgent(), *service, found.info, updateFolder(),
+                           app::updatePublicKey(), &gauge,
+                           [&](const std::filesystem::path& package, const std::string& failure) {
                                done.set_value({package, failure});
                            });
         download.wait();
         const auto [package, failure] = done.get_future().get();
-        if (package.empty()) throw JobFailed(updateFailedMessage() + " " + failure);
+        if (package.empty()) throw JobFailed(app::updateFailedMessage() + " " + failure);
         std::cout << package.string() << '\n';
-        if (!*noStart && !openPackage(package)) throw JobFailed("无法打开安装包：" + package.string());
+        if (!*noStart && !app::openPackage(package)) throw JobFailed("无法打开安装包：" + package.string());
     });
 }
 

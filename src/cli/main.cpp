@@ -13,14 +13,14 @@ void Context::loadConfig(TConfig& config) const {
     DataFolder data = folder();
     try {
         data.create();
-        ConfigFile(data.config()).load(config);
+        app::ConfigFile(data.config()).load(config);
     } catch (const std::exception& e) {
-        throw JobFailed(std::string(kConfigFileError) + " " + e.what());
+        throw JobFailed(std::string(app::kConfigFileError) + " " + e.what());
     }
 }
 
 db::Store Context::store() const {
-    return localFile ? db::Store(folder().database()) : configuredStore(folder());
+    return localFile ? db::Store(folder().database()) : app::configuredStore(folder());
 }
 
 std::unique_ptr<db::TDM> Context::openStore() const {
@@ -30,13 +30,13 @@ std::unique_ptr<db::TDM> Context::openStore() const {
         data.create();
         dm->open();
     } catch (const db::DbError& e) {
-        if (!dm->store().isPostgres()) throw JobFailed(std::string(kDataFileError) + " " + e.what());
+        if (!dm->store().isPostgres()) throw JobFailed(std::string(app::kDataFileError) + " " + e.what());
         throw StoreUnreachable(e.what() + std::string("\n数据库：") + dm->store().url + "\n详细信息：" +
                                e.detail() +
                                "\n重试：再次运行本命令；仅本次改用本机数据文件：加 --local-file；"
                                "以后都用本机数据文件：vantor-cli config db --sqlite");
     } catch (const std::exception& e) {
-        throw JobFailed(std::string(kDataFileError) + " " + e.what());
+        throw JobFailed(std::string(app::kDataFileError) + " " + e.what());
     }
     return dm;
 }
@@ -47,9 +47,9 @@ db::LockWait printedLockWait() {
     return wait;
 }
 
-ServerChoice StderrObserver::askServerUnreachable(const std::string& text, const std::string& detail) {
+app::ServerChoice StderrObserver::askServerUnreachable(const std::string& text, const std::string& detail) {
     std::cerr << text << '\n' << detail << '\n';
-    return ServerChoice::Exit;
+    return app::ServerChoice::Exit;
 }
 
 void StderrObserver::showMessage(const std::string& text) {

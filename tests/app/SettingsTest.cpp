@@ -19,16 +19,16 @@ namespace {
 // A settings file with its first-start defaults, loaded into config.
 struct SettingsFolder {
     TempDir dir;
-    ConfigFile file{dir / "config.ini"};
+    app::ConfigFile file{dir / "config.ini"};
     TConfig config;
 
     SettingsFolder() { file.load(config); }
     std::string text() const { return readFile(file.path()); }
 };
 
-NetworkForm proxyForm() {
-    NetworkForm form;
-    form.netType = kHttpProxy;
+app::NetworkForm proxyForm() {
+    app::NetworkForm form;
+    form.netType = app::kHttpProxy;
     form.server = "proxy.lan";
     form.port = "3128";
     form.user = "alice";
@@ -74,15 +74,15 @@ std::string netSection(const std::string& agentType, const std::string& port = "
 
 TEST(NetworkPage, TheFormShowsTheCurrentSettings) {
     THttpAgent agent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250, 8};
-    EXPECT_EQ(networkForm(agent), proxyForm());
+    EXPECT_EQ(app::networkForm(agent), proxyForm());
     agent.AgentType = false;
-    EXPECT_EQ(networkForm(agent).netType, kNoProxy);
+    EXPECT_EQ(app::networkForm(agent).netType, app::kNoProxy);
 }
 
 TEST(NetworkPage, SavingWritesTheNetworkKeysAndInstallsTheAgent) {
     SettingsFolder settings;
-    NetworkForm form = proxyForm();
-    NetworkSaveResult result = saveNetworkPage(form, settings.file, settings.config);
+    app::NetworkForm form = proxyForm();
+    app::NetworkSaveResult result = saveNetworkPage(form, settings.file, settings.config);
     EXPECT_TRUE(result.saved);
     EXPECT_EQ(result.message, "");
     EXPECT_EQ(*settings.config.getHttpAgent(),
@@ -97,8 +97,8 @@ TEST(NetworkPage, SavingWritesTheNetworkKeysAndInstallsTheAgent) {
 
 TEST(NetworkPage, WithoutAProxyAnEmptyServerSavesAndTheTypedFieldsAreKept) {
     SettingsFolder settings;
-    NetworkForm form = proxyForm();
-    form.netType = kNoProxy;
+    app::NetworkForm form = proxyForm();
+    form.netType = app::kNoProxy;
     form.server = "";
     EXPECT_TRUE(saveNetworkPage(form, settings.file, settings.config).saved);
     EXPECT_EQ(*settings.config.getHttpAgent(),
@@ -109,13 +109,13 @@ TEST(NetworkPage, WithoutAProxyAnEmptyServerSavesAndTheTypedFieldsAreKept) {
 TEST(NetworkPage, AProxyWithoutServerIsRefusedBeforeTheNumbersAreLookedAt) {
     SettingsFolder settings;
     std::string before = settings.text();
-    NetworkForm form = proxyForm();
+    app::NetworkForm form = proxyForm();
     form.server = "";
     form.port = "80a";
-    NetworkSaveResult r = saveNetworkPage(form, settings.file, settings.config);
+    app::NetworkSaveResult r = saveNetworkPage(form, settings.file, settings.config);
     // "确定" still closes the window: the action is not cancelled.
     EXPECT_EQ(std::tie(r.saved, r.message, r.focus, r.cancelAction),
-              std::tuple(false, "保存失败，请输入服务器名！", NetworkField::Server, false));
+              std::tuple(false, "保存失败，请输入服务器名！", app::NetworkField::Server, false));
     EXPECT_EQ(form.port, "80a"); // nothing reset
     EXPECT_EQ(settings.text(), before);
     EXPECT_EQ(*settings.config.getHttpAgent(), THttpAgent({false, "", 0, "", "", "", 0, 0, 3}));
@@ -124,18 +124,22 @@ TEST(NetworkPage, AProxyWithoutServerIsRefusedBeforeTheNumbersAreLookedAt) {
 TEST(NetworkPage, ANonNumericFieldResetsPortAndTimeOutsAndCancelsTheAction) {
     SettingsFolder settings;
     std::string before = settings.text();
-    for (auto spoil : std::initializer_list<void (*)(NetworkForm&)>{
-             [](NetworkForm& f) { f.port = "80a"; }, [](NetworkForm& f) { f.connectTime = "three"; },
-             [](NetworkForm& f) { f.readTimeOut = "1.5"; }, [](NetworkForm& f) { f.connectTimeOut = ""; },
-             [](NetworkForm& f) { f.port = "99999999999"; }, [](NetworkForm& f) { f.minInterval = "-5"; },
-             [](NetworkForm& f) { f.slotCount = "17"; }, [](NetworkForm& f) { f.slotCount = "0"; }}) {
-        NetworkForm form = proxyForm();
+    for (auto spoil : std::initializer_list<void (*)(app::NetworkForm&)>{
+             [](app::NetworkForm& f) { f.port = "80a"; },
+             [](app::NetworkForm& f) { f.connectTime = "three"; },
+             [](app::NetworkForm& f) { f.readTimeOut = "1.5"; },
+             [](app::NetworkForm& f) { f.connectTimeOut = ""; },
+             [](app::NetworkForm& f) { f.port = "99999999999"; },
+             [](app::NetworkForm& f) { f.minInterval = "-5"; },
+             [](app::NetworkForm& f) { f.slotCount = "17"; },
+             [](app::NetworkForm& f) { f.slotCount = "0"; }}) {
+        app::NetworkForm form = proxyForm();
         spoil(form);
         std::string typedAttempts = form.connectTime;
-        NetworkSaveResult r = saveNetworkPage(form, settings.file, settings.config);
+        app::NetworkSaveResult r = saveNetworkPage(form, settings.file, settings.config);
         EXPECT_EQ(std::tie(r.saved, r.message, r.focus, r.cancelAction),
                   std::tuple(false, "保存失败，端口、读取超时间隔、连接超时间隔必须为数字！",
-                             NetworkField::Port, true));
+                             app::NetworkField::Port, true));
         // The attempts are left as typed.
         EXPECT_EQ(std::tie(form.port, form.readTimeOut, form.connectTimeOut, form.minInterval, form.slotCount,
                            form.connectTime, form.server),
@@ -148,28 +152,28 @@ TEST(NetworkPage, ANonNumericFieldResetsPortAndTimeOutsAndCancelsTheAction) {
 TEST(NetworkPage, AFailedWriteSaysSoAndKeepsTheSettingsInForce) {
     TempDir dir;
     std::filesystem::create_directory(dir / "config.ini"); // a folder where the file should be
-    ConfigFile file(dir / "config.ini");
+    app::ConfigFile file(dir / "config.ini");
     TConfig config;
-    NetworkForm form = proxyForm();
-    NetworkSaveResult r = saveNetworkPage(form, file, config);
+    app::NetworkForm form = proxyForm();
+    app::NetworkSaveResult r = saveNetworkPage(form, file, config);
     EXPECT_EQ(std::tie(r.saved, r.message, r.focus, r.cancelAction),
-              std::tuple(false, "保存配置文件出错！", NetworkField::None, false));
+              std::tuple(false, "保存配置文件出错！", app::NetworkField::None, false));
     EXPECT_EQ(config.getHttpAgent()->Server, "");
     EXPECT_TRUE(std::filesystem::is_directory(dir / "config.ini"));
     EXPECT_FALSE(std::filesystem::exists(dir / "config.ini.tmp"));
-    EXPECT_EQ(saveSchedulePage(0, file), std::optional<std::string>("保存配置文件出错！"));
+    EXPECT_EQ(app::saveSchedulePage(0, file), std::optional<std::string>("保存配置文件出错！"));
 }
 
 TEST(NetworkPage, TheScheduleIsSavedByIndexAndCompactsAtTheNextStart) {
     SettingsFolder settings;
     settings.file.saveLastTimeOpt("2012-01-01 10:00:00");
-    EXPECT_EQ(saveSchedulePage(2, settings.file), std::nullopt);
+    EXPECT_EQ(app::saveSchedulePage(2, settings.file), std::nullopt);
     EXPECT_NE(settings.text().find("[Other]\noptimize=2\nlastTimeOpt=\n"), std::string::npos)
         << settings.text();
     EXPECT_EQ(settings.config.optimize, "1"); // used at start-up only
-    EXPECT_EQ(scheduleIndex("2"), 2);
-    EXPECT_EQ(scheduleIndex("7"), 1); // an unknown schedule shows as weekly
-    EXPECT_EQ(scheduleIndex("x"), 1);
+    EXPECT_EQ(app::scheduleIndex("2"), 2);
+    EXPECT_EQ(app::scheduleIndex("7"), 1); // an unknown schedule shows as weekly
+    EXPECT_EQ(app::scheduleIndex("x"), 1);
 }
 
 TEST(ConnectionTestCheck, TheFieldsAreCheckedInTheirOrderWithTheTestsOwnMessages) {
@@ -185,28 +189,28 @@ TEST(ConnectionTestCheck, TheFieldsAreCheckedInTheirOrderWithTheTestsOwnMessages
         {"proxy.lan", "3128", "5", "1e3", notNumbers},
     };
     for (const auto& c : cases) {
-        NetworkForm form = proxyForm();
+        app::NetworkForm form = proxyForm();
         form.server = c.server;
         form.port = c.port;
         form.connectTime = c.connectTime;
         form.connectTimeOut = c.connectTimeOut;
-        auto check = checkConnectionTest(form);
+        auto check = app::checkConnectionTest(form);
         EXPECT_FALSE(check.agent) << c.message;
         EXPECT_EQ(check.message, c.message);
         if (form.server.empty()) {
-            EXPECT_EQ(check.focus, NetworkField::Server);
+            EXPECT_EQ(check.focus, app::NetworkField::Server);
         }
     }
 }
 
 TEST(ConnectionTestCheck, PassingFieldsGiveTheTemporaryAgent) {
-    auto check = checkConnectionTest(proxyForm());
+    auto check = app::checkConnectionTest(proxyForm());
     ASSERT_TRUE(check.agent);
     EXPECT_EQ(check.message, "");
     EXPECT_EQ(*check.agent,
               (THttpAgent{true, "proxy.lan", 3128, "alice", "s3cret", "WORKGROUP", 2500, 1500, 5, 250, 8}));
 
-    NetworkForm direct; // no proxy and an empty server pass
+    app::NetworkForm direct; // no proxy and an empty server pass
     check = checkConnectionTest(direct);
     ASSERT_TRUE(check.agent);
     EXPECT_EQ(*check.agent, (THttpAgent{false, "", 8080, "", "", "", 0, 0, 3}));
@@ -227,13 +231,13 @@ TEST(ConnectionTest, AFailedTestNamesItsReason) {
     std::string verdict;
     THttpTest refused(
         testAgent(), "http://127.0.0.1:" + std::to_string(closed.port()) + "/",
-        [&](const std::string& state, const TDownBean& bean) { verdict = testVerdict(state, bean); });
+        [&](const std::string& state, const TDownBean& bean) { verdict = app::testVerdict(state, bean); });
     refused.wait();
     EXPECT_EQ(verdict, "测试连接失败！原因：连接被拒绝");
 
     HttpServer server([](const HttpRequest&) { return HttpReply::failure(503, "Service Unavailable"); });
     THttpTest unavailable(testAgent(), server.url("/"), [&](const std::string& state, const TDownBean& bean) {
-        verdict = testVerdict(state, bean);
+        verdict = app::testVerdict(state, bean);
     });
     unavailable.wait();
     EXPECT_EQ(verdict, "测试连接失败！原因：HTTP 503");
@@ -253,7 +257,7 @@ TEST(ConnectionTest, AStoppedTestAbortsItsDownloadAndGivesNoVerdict) {
 
 TEST(ConfigFile, FirstStartWritesExactlyTheDefaultsInOrderAndReadsThemBack) {
     TempDir dir;
-    ConfigFile file(dir / "config.ini");
+    app::ConfigFile file(dir / "config.ini");
     TConfig config;
     file.load(config);
     EXPECT_EQ(
@@ -285,14 +289,14 @@ TEST(ConfigFile, FirstStartWritesExactlyTheDefaultsInOrderAndReadsThemBack) {
 TEST(ConfigFile, TheFileIsReadableByItsOwnerOnly) {
     TempDir dir;
     TConfig config;
-    ConfigFile(dir / "config.ini").load(config);
+    app::ConfigFile(dir / "config.ini").load(config);
     struct stat st {};
     ASSERT_EQ(stat((dir / "config.ini").c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0600u);
 
     // A file made readable by others is narrowed on the next save.
     chmod((dir / "config.ini").c_str(), 0644);
-    ConfigFile(dir / "config.ini").saveLastTimeOpt("2012-01-01 00:00:00");
+    app::ConfigFile(dir / "config.ini").saveLastTimeOpt("2012-01-01 00:00:00");
     ASSERT_EQ(stat((dir / "config.ini").c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0600u);
 }
@@ -302,18 +306,18 @@ TEST(ConfigFile, EveryFieldIsReadAndOnlyFourBooleanTextsAreAccepted) {
     for (auto [text, expected] : {std::pair{"true", true}, {"-1", true}, {"false", false}, {"0", false}}) {
         writeFile(dir / "config.ini", netSection(text));
         TConfig config;
-        ConfigFile(dir / "config.ini").load(config);
+        app::ConfigFile(dir / "config.ini").load(config);
         EXPECT_EQ(config.getHttpAgent()->AgentType, expected) << text;
     }
     TConfig config;
-    ConfigFile(dir / "config.ini").load(config);
+    app::ConfigFile(dir / "config.ini").load(config);
     EXPECT_EQ(*config.getHttpAgent(), (THttpAgent{false, "proxy.lan", 0, "u", "p", "", 100, 200, 5}));
     EXPECT_EQ(config.optimize, "2");
     EXPECT_EQ(config.lastTimeOpt, "2012-01-01 10:00:00");
     for (const char* text : {"1", "yes", "", "on", "truee"}) {
         writeFile(dir / "config.ini", netSection(text));
         TConfig rejected;
-        EXPECT_THROW(ConfigFile(dir / "config.ini").load(rejected), ConfigError) << text;
+        EXPECT_THROW(app::ConfigFile(dir / "config.ini").load(rejected), app::ConfigError) << text;
     }
 }
 
@@ -321,7 +325,7 @@ TEST(ConfigFile, ABadNumberStopsTheLoadWithTheFieldsBeforeItInForce) {
     TempDir dir;
     writeFile(dir / "config.ini", netSection("-1", "80a"));
     TConfig config;
-    EXPECT_THROW(ConfigFile(dir / "config.ini").load(config), ConfigError);
+    EXPECT_THROW(app::ConfigFile(dir / "config.ini").load(config), app::ConfigError);
     auto agent = config.getHttpAgent();
     EXPECT_TRUE(agent->AgentType);
     EXPECT_EQ(agent->Server, "proxy.lan");

@@ -14,15 +14,15 @@ using vantor::test::writeFile;
 
 namespace {
 
-struct Recorder : StartupObserver {
+struct Recorder : app::StartupObserver {
     std::vector<std::string> messages, statuses, questions, details;
-    std::vector<ServerChoice> answers; // given in turn; Exit once they run out
+    std::vector<app::ServerChoice> answers; // given in turn; Exit once they run out
     void showMessage(const std::string& text) override { messages.push_back(text); }
     void showStatus(const std::string& text) override { statuses.push_back(text); }
-    ServerChoice askServerUnreachable(const std::string& text, const std::string& detail) override {
+    app::ServerChoice askServerUnreachable(const std::string& text, const std::string& detail) override {
         questions.push_back(text);
         details.push_back(detail);
-        return questions.size() <= answers.size() ? answers[questions.size() - 1] : ServerChoice::Exit;
+        return questions.size() <= answers.size() ? answers[questions.size() - 1] : app::ServerChoice::Exit;
     }
 };
 
@@ -34,7 +34,7 @@ std::string storedLastTime(const DataFolder& folder) {
 
 class Startup : public ::testing::Test {
 protected:
-    StartupOutcome run() { return prepareData(folder, config, dm, recorder, kNow); }
+    app::StartupOutcome run() { return prepareData(folder, config, dm, recorder, kNow); }
     TempDir dir;
     DataFolder folder{dir / "data"};
     TConfig config;
@@ -63,19 +63,19 @@ void makeDatabase(const std::filesystem::path& file) {
 } // namespace
 
 TEST_F(Startup, AFreshFolderGetsSettingsAndAnEmptyDatabase) {
-    EXPECT_EQ(run(), StartupOutcome::Ready);
+    EXPECT_EQ(run(), app::StartupOutcome::Ready);
     EXPECT_TRUE(recorder.messages.empty());
     // No database yet at the compaction: nothing compacted, so the next start tries again.
-    EXPECT_EQ(recorder.statuses, (std::vector<std::string>{kCompactingStatus, ""}));
+    EXPECT_EQ(recorder.statuses, (std::vector<std::string>{app::kCompactingStatus, ""}));
     EXPECT_EQ(storedLastTime(folder), "");
     EXPECT_TRUE(dm.isOpen());
     EXPECT_TRUE(std::filesystem::exists(folder.database()));
 }
 
 TEST_F(Startup, ASecondStartCompactsAndRecordsTheTime) {
-    ASSERT_EQ(run(), StartupOutcome::Ready);
+    ASSERT_EQ(run(), app::StartupOutcome::Ready);
     dm = db::TDM(folder.database());
-    EXPECT_EQ(run(), StartupOutcome::Ready);
+    EXPECT_EQ(run(), app::StartupOutcome::Ready);
     EXPECT_EQ(storedLastTime(folder), "2012-03-04 05:06:07");
     EXPECT_EQ(config.lastTimeOpt, "2012-03-04 05:06:07");
 }
@@ -83,7 +83,7 @@ TEST_F(Startup, ASecondStartCompactsAndRecordsTheTime) {
 TEST_F(Startup, NotDueMeansNoCompactionButTheTimeIsWrittenBack) {
     folder.create();
     writeFile(folder.config(), "[Other]\noptimize=1\nlastTimeOpt=2012-03-01 00:00:00\n");
-    EXPECT_EQ(run(), StartupOutcome::Ready);
+    EXPECT_EQ(run(), app::StartupOutcome::Ready);
     EXPECT_TRUE(recorder.statuses.empty());
     EXPECT_EQ(storedLastTime(folder), "2012-03-01 00:00:00");
 }
@@ -91,8 +91,8 @@ TEST_F(Startup, NotDueMeansNoCompactionButTheTimeIsWrittenBack) {
 TEST_F(Startup, ABrokenSettingsFileIsReportedAndStartUpGoesOn) {
     folder.create();
     writeFile(folder.config(), "[Net]\nAgentType=yes\n[Other]\noptimize=1\nlastTimeOpt=\n");
-    EXPECT_EQ(run(), StartupOutcome::Ready);
-    EXPECT_EQ(recorder.messages, std::vector<std::string>{kConfigFileError});
+    EXPECT_EQ(run(), app::StartupOutcome::Ready);
+    EXPECT_EQ(recorder.messages, std::vector<std::string>{app::kConfigFileError});
     EXPECT_TRUE(dm.isOpen());
 }
 
@@ -102,8 +102,8 @@ TEST_F(Startup, AFailedCompactionIsReportedAndKeepsTheOldTime) {
     writeFile(folder.config(), "[Other]\noptimize=0\nlastTimeOpt=2012-01-01 00:00:00\n");
     std::filesystem::create_directory(folder.temporaryDatabase());
     auto original = readFile(folder.database());
-    EXPECT_EQ(run(), StartupOutcome::Ready);
-    EXPECT_EQ(recorder.messages, std::vector<std::string>{kCompactionFailed});
+    EXPECT_EQ(run(), app::StartupOutcome::Ready);
+    EXPECT_EQ(recorder.messages, std::vector<std::string>{app::kCompactionFailed});
     EXPECT_EQ(storedLastTime(folder), "2012-01-01 00:00:00");
     EXPECT_EQ(readFile(folder.database()), original);
 }
@@ -111,8 +111,8 @@ TEST_F(Startup, AFailedCompactionIsReportedAndKeepsTheOldTime) {
 TEST_F(Startup, SettingsThatCannotBeWrittenEndTheProgram) {
     folder.create();
     std::filesystem::create_directory(folder.config());
-    EXPECT_EQ(run(), StartupOutcome::Exit);
-    EXPECT_EQ(recorder.messages, (std::vector<std::string>{kConfigFileError, kConfigFileError}));
+    EXPECT_EQ(run(), app::StartupOutcome::Exit);
+    EXPECT_EQ(recorder.messages, (std::vector<std::string>{app::kConfigFileError, app::kConfigFileError}));
     EXPECT_FALSE(dm.isOpen());
 }
 
@@ -120,18 +120,18 @@ TEST_F(Startup, ADamagedDatabaseEndsTheProgramAndIsLeftAsItWas) {
     folder.create();
     writeFile(folder.config(), "[Other]\noptimize=1\nlastTimeOpt=2012-03-01 00:00:00\n");
     writeFile(folder.database(), std::string(5000, '?'));
-    EXPECT_EQ(run(), StartupOutcome::Exit);
-    EXPECT_EQ(recorder.messages, std::vector<std::string>{kDataFileError});
+    EXPECT_EQ(run(), app::StartupOutcome::Exit);
+    EXPECT_EQ(recorder.messages, std::vector<std::string>{app::kDataFileError});
     EXPECT_EQ(readFile(folder.database()), std::string(5000, '?'));
 }
 
 // The log's lines are written by the window test that raises in an event handler.
 TEST(ErrorLog, LiesBesideTheExecutableWithItsNameAndRaisesWhenItCannotBeWritten) {
-    EXPECT_EQ(errorLogPath("/opt/vantor/bin/vantor"), "/opt/vantor/bin/vantor.log");
-    EXPECT_EQ(errorLogPath("/opt/vantor/bin/vantor.exe"), "/opt/vantor/bin/vantor.log");
+    EXPECT_EQ(app::errorLogPath("/opt/vantor/bin/vantor"), "/opt/vantor/bin/vantor.log");
+    EXPECT_EQ(app::errorLogPath("/opt/vantor/bin/vantor.exe"), "/opt/vantor/bin/vantor.log");
     TempDir dir;
     std::filesystem::create_directory(dir / "vantor.log");
-    EXPECT_THROW(appendErrorLog(dir / "vantor.log", "x", DateTime::now()), std::ios_base::failure);
+    EXPECT_THROW(app::appendErrorLog(dir / "vantor.log", "x", DateTime::now()), std::ios_base::failure);
 }
 
 TEST(CompactionSchedule, EachScheduleWaitsItsWholePeriodAndOthersNeverCompact) {
@@ -157,20 +157,20 @@ TEST(CompactionSchedule, EachScheduleWaitsItsWholePeriodAndOthersNeverCompact) {
         {"0", "2013-01-01 00:00:00", "2012-01-01 00:00:00", false}, // a clock set back
     };
     for (const auto& c : cases)
-        EXPECT_EQ(compactionDue(c.schedule, c.last, at(c.now)), c.due)
+        EXPECT_EQ(app::compactionDue(c.schedule, c.last, at(c.now)), c.due)
             << c.schedule << " " << c.last << " " << c.now;
 }
 
 TEST(Compaction, ReplacesTheFileWithASmallerCopyKeepingEveryRow) {
     TempDir dir;
     // No database: nothing done and an empty time, so the next start tries again.
-    EXPECT_EQ(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")), "");
+    EXPECT_EQ(app::compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")), "");
     EXPECT_FALSE(std::filesystem::exists(dir / "lmd_pin.db"));
 
     makeDatabase(dir / "lmd_pin.db");
     vantor::test::writeFile(dir / "temp_lmd.db", "half a file"); // left by a crash: replaced
     auto before = std::filesystem::file_size(dir / "lmd_pin.db");
-    EXPECT_EQ(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")),
+    EXPECT_EQ(app::compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")),
               "2012-02-03 04:05:06");
     EXPECT_LT(std::filesystem::file_size(dir / "lmd_pin.db"), before);
     EXPECT_FALSE(std::filesystem::exists(dir / "temp_lmd.db"));
@@ -187,8 +187,8 @@ protected:
         original = readFile(dir / "lmd_pin.db");
     }
     void expectFailureLeavesDatabase() {
-        EXPECT_THROW(compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")),
-                     CompactionError);
+        EXPECT_THROW(app::compactDatabase(dir / "lmd_pin.db", dir / "temp_lmd.db", at("2012-02-03 04:05:06")),
+                     app::CompactionError);
         EXPECT_EQ(readFile(dir / "lmd_pin.db"), original);
     }
     TempDir dir;
@@ -229,15 +229,15 @@ protected:
     void SetUp() override {
         folder.create();
         writeFile(folder.config(), "[Db]\nUrl=" + url + "\n");
-        dm.useStore(configuredStore(folder));
+        dm.useStore(app::configuredStore(folder));
     }
     std::string storedUrl() const { return IniFile::load(folder.config()).read("Db", "Url", "?"); }
     const std::string url = "postgresql://analyst@127.0.0.1:1/vantor";
 };
 
 TEST_F(UnreachableServer, AsksAgainOnRetryAndEndsOnExitWithoutTouchingTheFile) {
-    recorder.answers = {ServerChoice::Retry, ServerChoice::Exit};
-    EXPECT_EQ(run(), StartupOutcome::Exit);
+    recorder.answers = {app::ServerChoice::Retry, app::ServerChoice::Exit};
+    EXPECT_EQ(run(), app::StartupOutcome::Exit);
     ASSERT_EQ(recorder.questions.size(), 2u);
     const std::string& question = recorder.questions.front();
     EXPECT_NE(question.find("无法连接数据库服务器"), std::string::npos) << question;
@@ -249,20 +249,20 @@ TEST_F(UnreachableServer, AsksAgainOnRetryAndEndsOnExitWithoutTouchingTheFile) {
 }
 
 TEST_F(UnreachableServer, TheDataFileForThisRunKeepsTheSettingAndFromNowOnDropsIt) {
-    recorder.answers = {ServerChoice::FileThisRun};
-    EXPECT_EQ(run(), StartupOutcome::Ready);
+    recorder.answers = {app::ServerChoice::FileThisRun};
+    EXPECT_EQ(run(), app::StartupOutcome::Ready);
     EXPECT_FALSE(dm.store().isPostgres());
     EXPECT_TRUE(dm.isOpen());
     EXPECT_TRUE(std::filesystem::exists(folder.database()));
     EXPECT_EQ(storedUrl(), url);
 
-    db::TDM again(configuredStore(folder));
+    db::TDM again(app::configuredStore(folder));
     Recorder second;
-    second.answers = {ServerChoice::FileFromNowOn};
-    EXPECT_EQ(prepareData(folder, config, again, second, kNow), StartupOutcome::Ready);
+    second.answers = {app::ServerChoice::FileFromNowOn};
+    EXPECT_EQ(prepareData(folder, config, again, second, kNow), app::StartupOutcome::Ready);
     EXPECT_EQ(second.questions.size(), 1u);
     EXPECT_FALSE(again.store().isPostgres());
     EXPECT_EQ(storedUrl(), "");
     EXPECT_TRUE(config.dbUrl.empty());
-    EXPECT_FALSE(configuredStore(folder).isPostgres());
+    EXPECT_FALSE(app::configuredStore(folder).isPostgres());
 }

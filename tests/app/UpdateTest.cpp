@@ -21,7 +21,7 @@ struct Downloaded {
 };
 
 // Runs a download of the offered version into the folder and waits for its result.
-Downloaded downloadPackage(const UpdateService& service, const VersionInfo& info,
+Downloaded downloadPackage(const UpdateService& service, const app::VersionInfo& info,
                            const std::filesystem::path& folder, const std::string& key,
                            bool stopAtOnce = false) {
     std::promise<Downloaded> done;
@@ -37,31 +37,31 @@ Downloaded downloadPackage(const UpdateService& service, const VersionInfo& info
 } // namespace
 
 TEST(UpdateCheck, RepliesAndVersions) {
-    auto info = parseVersionReply("1.2.0|2026-11-20|ab12|修复|多余");
+    auto info = app::parseVersionReply("1.2.0|2026-11-20|ab12|修复|多余");
     ASSERT_TRUE(info);
     EXPECT_EQ(std::tie(info->version, info->date, info->packageHash, info->changes),
               std::tie("1.2.0", "2026-11-20", "ab12", "修复"));
     for (const char* bad : {"1.2|2026-11-20|x", "", "v2|d|h|c", "|d|h|c"})
-        EXPECT_FALSE(parseVersionReply(bad)) << bad;
-    EXPECT_GT(compareVersions("0.10.0", "0.9.9"), 0);
-    EXPECT_EQ(compareVersions("1", "1.0.0"), 0);
-    EXPECT_LT(compareVersions("0.1.0", "0.1.1"), 0);
-    EXPECT_EQ(updateFoundMessage(*info),
+        EXPECT_FALSE(app::parseVersionReply(bad)) << bad;
+    EXPECT_GT(app::compareVersions("0.10.0", "0.9.9"), 0);
+    EXPECT_EQ(app::compareVersions("1", "1.0.0"), 0);
+    EXPECT_LT(app::compareVersions("0.1.0", "0.1.1"), 0);
+    EXPECT_EQ(app::updateFoundMessage(*info),
               "发现新版本，开始升级,请确认！\n最新版本：1.2.0\n更新日期：2026-11-20\n更新内容：修复");
 }
 
 TEST(UpdateCheck, OnlyANewerVersionIsOfferedAndAnyFailureIsJustAFailure) {
     UpdateService service;
-    using State = UpdateCheck::State;
+    using State = app::UpdateCheck::State;
     service.setReply("0.5.0|2026-11-20|h|新功能");
-    EXPECT_EQ(checkForUpdate(agent(), service.url(), "0.5.0").state, State::UpToDate);
-    EXPECT_EQ(checkForUpdate(agent(), service.url(), "0.6").state, State::UpToDate); // never a downgrade
-    auto newer = checkForUpdate(agent(), service.url(), "0.4.9");
+    EXPECT_EQ(app::checkForUpdate(agent(), service.url(), "0.5.0").state, State::UpToDate);
+    EXPECT_EQ(app::checkForUpdate(agent(), service.url(), "0.6").state, State::UpToDate); // never a downgrade
+    auto newer = app::checkForUpdate(agent(), service.url(), "0.4.9");
     EXPECT_EQ(newer.state, State::Newer);
     EXPECT_EQ(newer.info.changes, "新功能");
     service.setReply("0.5.0|2026-11-20|h");
-    EXPECT_EQ(checkForUpdate(agent(), service.url(), "0.1").state, State::Failed);
-    EXPECT_EQ(checkForUpdate(agent(), "http://127.0.0.1:9/update", "0.1").state, State::Failed);
+    EXPECT_EQ(app::checkForUpdate(agent(), service.url(), "0.1").state, State::Failed);
+    EXPECT_EQ(app::checkForUpdate(agent(), "http://127.0.0.1:9/update", "0.1").state, State::Failed);
 }
 
 TEST(UpdateDownload, AVerifiedPackageIsWrittenAndAnythingElseLeavesNothing) {
@@ -70,7 +70,7 @@ TEST(UpdateDownload, AVerifiedPackageIsWrittenAndAnythingElseLeavesNothing) {
     TempDir folder;
     const std::string package = "!<arch>\n" + std::string(100000, 'x');
     service.offer("9.0.0", package, key);
-    const VersionInfo info{"9.0.0", "2026-11-20", sha256Hex(package), "c"};
+    const app::VersionInfo info{"9.0.0", "2026-11-20", app::sha256Hex(package), "c"};
 
     auto good = downloadPackage(service, info, folder.path(), key.publicKeyHex());
     ASSERT_EQ(good.failure, "");

@@ -11,8 +11,8 @@
 using namespace vantor::test;
 using vantor::IniFile;
 using vantor::kVersion;
-using vantor::packageFileName;
 using vantor::updateFolder;
+using vantor::app::packageFileName;
 
 namespace {
 
@@ -136,10 +136,10 @@ TEST(UpdateCommands, ABuildWithoutAKeyAsksTheServiceNothing) {
     };
     auto check = cli("check-update");
     EXPECT_EQ(check.status, 0);
-    EXPECT_EQ(check.out, std::string(vantor::kNoUpdateKey) + "\n");
+    EXPECT_EQ(check.out, std::string(vantor::app::kNoUpdateKey) + "\n");
     auto update = cli("update --no-start");
     EXPECT_EQ(update.status, 1);
-    EXPECT_NE(update.out.find(vantor::kNoUpdateKey), std::string::npos) << update.out;
+    EXPECT_NE(update.out.find(vantor::app::kNoUpdateKey), std::string::npos) << update.out;
     EXPECT_EQ(service.server().requestCount(), 0u);
     EXPECT_FALSE(std::filesystem::exists(updateFolder() / packageFileName("99.0")));
 }

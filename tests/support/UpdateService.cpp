@@ -26,7 +26,7 @@ std::string SigningKey::publicKeyHex() const {
     unsigned char raw[32];
     size_t length = sizeof raw;
     EVP_PKEY_get_raw_public_key(key_, raw, &length);
-    return toHex(std::string_view(reinterpret_cast<const char*>(raw), length));
+    return app::toHex(std::string_view(reinterpret_cast<const char*>(raw), length));
 }
 
 std::string SigningKey::sign(const std::string& data) const {
@@ -56,9 +56,9 @@ UpdateService::UpdateService() {
 }
 
 void UpdateService::offer(const std::string& version, const std::string& package, const SigningKey& key) {
-    setReply(version + "|2026-11-20|" + sha256Hex(package) + "|修复了若干问题");
-    setFile(packageFileName(version), package);
-    setFile(packageFileName(version) + ".sig", key.sign(package));
+    setReply(version + "|2026-11-20|" + app::sha256Hex(package) + "|修复了若干问题");
+    setFile(app::packageFileName(version), package);
+    setFile(app::packageFileName(version) + ".sig", key.sign(package));
 }
 
 void UpdateService::setReply(std::string reply) {

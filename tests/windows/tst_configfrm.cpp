@@ -24,11 +24,11 @@ class ConfigFrmTest : public test::WindowTest {
 
     void prepare() override {
         config = std::make_unique<TConfig>();
-        ConfigFile(iniPath()).load(*config);
+        app::ConfigFile(iniPath()).load(*config);
         config->setHttpAgent(
             std::make_shared<const THttpAgent>(THttpAgent{true, "proxy.lan", 3128, "", "", "", 100, 200, 5}));
         config->optimize.assign(1, '2'); // not = "2": GCC 12 warns wrongly on that
-        window = std::make_unique<TconfigFrm>(*config, ConfigFile(iniPath()));
+        window = std::make_unique<TconfigFrm>(*config, app::ConfigFile(iniPath()));
         window->show();
     }
     void finish() override { window.reset(); }
@@ -46,7 +46,7 @@ private slots:
         QVERIFY(window->useBtn3->isEnabled());
         QTest::mouseClick(window->useBtn3, Qt::LeftButton);
         QVERIFY(!window->useBtn3->isEnabled());
-        const watch::AlertRules saved = ConfigFile(iniPath()).alertRules();
+        const watch::AlertRules saved = app::ConfigFile(iniPath()).alertRules();
         QCOMPARE(saved.pricePercent, 5.5);
         QCOMPARE(saved.salesFactor, 2.0);
         QVERIFY(saved.badRating);

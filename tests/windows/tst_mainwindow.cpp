@@ -45,7 +45,7 @@ class MainWindowTest : public test::WindowTest {
         config = std::make_unique<TConfig>();
         dm = std::make_unique<db::TDM>(folder.database());
         window = std::make_unique<MainWindow>(folder, *config, *dm);
-        QCOMPARE(window->startUp(), StartupOutcome::Ready);
+        QCOMPARE(window->startUp(), app::StartupOutcome::Ready);
         window->createWorkingWindows([](int) {});
         window->show();
     }
@@ -191,7 +191,7 @@ private slots:
     void everyWindowsHelpPageNamesItsCaptionButtonsAndPages() {
         QList<QWidget*> windows = workingWindows();
         QCOMPARE(windows.size(), 13);
-        TconfigFrm settings(*config, ConfigFile(DataFolder(*dir / "data").config()), window.get());
+        TconfigFrm settings(*config, app::ConfigFile(DataFolder(*dir / "data").config()), window.get());
         windows << &settings;
         QFile indexFile(widgets::helpResource(widgets::HelpTopic::Index));
         QVERIFY(indexFile.open(QIODevice::ReadOnly));

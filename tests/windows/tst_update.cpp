@@ -39,7 +39,8 @@ class UpdateTest : public test::WindowTest {
     std::unique_ptr<TupdateVantorFrm> updateWindow() {
         auto window = std::make_unique<TupdateVantorFrm>(
             std::make_shared<const THttpAgent>(), service->url(),
-            VersionInfo{"9.1", "2026-11-20", sha256Hex(package), "c"}, *dir / "update", key->publicKeyHex());
+            app::VersionInfo{"9.1", "2026-11-20", app::sha256Hex(package), "c"}, *dir / "update",
+            key->publicKeyHex());
         window->launcher = [this](const std::filesystem::path& file) {
             launched.push_back(file);
             return true;
@@ -89,7 +90,7 @@ private slots:
         first->setWindow(&window);
         first->start();
         QTRY_COMPARE_WITH_TIMEOUT(messages.size(), 2, 10000);
-        QCOMPARE(messages.back(), QString::fromStdString(updateFailedMessage("安装包校验值不符")));
+        QCOMPARE(messages.back(), QString::fromStdString(app::updateFailedMessage("安装包校验值不符")));
         QCOMPARE(quits, 0);
         QVERIFY(launched.empty());
 

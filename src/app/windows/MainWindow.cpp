@@ -107,7 +107,7 @@ MainWindow::~MainWindow() {
     widgets::setHelpViewer({});
 }
 
-StartupOutcome MainWindow::startUp() {
+app::StartupOutcome MainWindow::startUp() {
     return prepareData(folder_, config_, dm_, *this, DateTime::now());
 }
 
@@ -230,7 +230,7 @@ void MainWindow::buildNavigation() {
         {"帮助", "导航页", "N13", nullptr, [this] { showVendorPage("/welcome.jsp"); }},
         {"帮助", "系统选项", "N17", nullptr,
          [this] {
-             TconfigFrm settings(config_, ConfigFile(folder_.config()), this);
+             TconfigFrm settings(config_, app::ConfigFile(folder_.config()), this);
              settings.exec();
          }},
         {"帮助", "建议反馈", "N14", nullptr, [this] { sendFeedback(); }},
@@ -339,7 +339,7 @@ void MainWindow::sendFeedback() {
     if (QDesktopServices::openUrl(mail) || QDesktopServices::openUrl(vendorSite())) return;
     auto* app = qobject_cast<VantorApplication*>(qApp);
     const std::filesystem::path log =
-        app ? app->errorLog() : errorLogPath(QCoreApplication::applicationFilePath().toStdString());
+        app ? app->errorLog() : app::errorLogPath(QCoreApplication::applicationFilePath().toStdString());
     showWorkingWindow(welcome_);
     welcome_->browser()->openFilled(widgets::helpResource(widgets::HelpTopic::Feedback),
                                     {{"mail", vendorMail()},
@@ -362,12 +362,12 @@ void MainWindow::showMessage(const std::string& text) {
     widgets::UserMessages::show(this, text);
 }
 
-ServerChoice MainWindow::askServerUnreachable(const std::string& text, const std::string& detail) {
+app::ServerChoice MainWindow::askServerUnreachable(const std::string& text, const std::string& detail) {
     QStringList answers;
-    for (const char* answer : kServerChoiceTexts)
+    for (const char* answer : app::kServerChoiceTexts)
         answers << answer;
-    return ServerChoice(widgets::UserMessages::choose(this, QString::fromStdString(text),
-                                                      QString::fromStdString(detail), answers));
+    return app::ServerChoice(widgets::UserMessages::choose(this, QString::fromStdString(text),
+                                                           QString::fromStdString(detail), answers));
 }
 
 void MainWindow::showStatus(const std::string& text) {

@@ -41,14 +41,14 @@ inline constexpr const char* kCloseQuestion = "确定要退出吗？";
 
 // The main window: navigation bar and menu bar on the left and top, one working window at a time
 // in the display area, the advertisement pane and the status line.
-class MainWindow : public QMainWindow, private StartupObserver {
+class MainWindow : public QMainWindow, private app::StartupObserver {
     Q_OBJECT
 public:
     MainWindow(DataFolder folder, TConfig& config, db::TDM& dm, QWidget* parent = nullptr);
     ~MainWindow() override;
 
     // The start-up work on the data folder; Exit means the program must end.
-    StartupOutcome startUp();
+    app::StartupOutcome startUp();
 
     // Creates the working windows in their order, reporting the gauge after each, then builds the
     // navigation from the windows that exist.
@@ -91,7 +91,7 @@ private:
     // changed it (it already has).
     void refreshData(QWidget* changedBy);
     void showMessage(const std::string& text) override;
-    ServerChoice askServerUnreachable(const std::string& text, const std::string& detail) override;
+    app::ServerChoice askServerUnreachable(const std::string& text, const std::string& detail) override;
     void showStatus(const std::string& text) override;
     void buildNavigation();
 

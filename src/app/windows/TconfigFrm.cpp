@@ -51,8 +51,8 @@ QHBoxLayout* buttonRow(std::initializer_list<QPushButton*> buttons) {
 
 } // namespace
 
-TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
-    : QDialog(parent), config_(config), file_(std::move(file)), testAddress_(kTestAddress) {
+TconfigFrm::TconfigFrm(TConfig& config, app::ConfigFile file, QWidget* parent)
+    : QDialog(parent), config_(config), file_(std::move(file)), testAddress_(app::kTestAddress) {
     setWindowTitle("系统选项");
     widgets::giveHelp(this, widgets::HelpTopic::Settings);
     setModal(true);
@@ -227,8 +227,8 @@ TconfigFrm::TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent)
     connect(slotCount, &QSpinBox::valueChanged, this, [this] { useBtn->setEnabled(true); });
     connect(optimizeComb, &QComboBox::currentIndexChanged, this, [this] { useBtn1->setEnabled(true); });
     connect(dbType, &QComboBox::currentIndexChanged, this, [this](int type) {
-        dbUrl->setEnabled(type == kServerStore);
-        dbTestBtn->setEnabled(type == kServerStore);
+        dbUrl->setEnabled(type == app::kServerStore);
+        dbTestBtn->setEnabled(type == app::kServerStore);
         useBtn2->setEnabled(true);
     });
     connect(dbUrl, &QLineEdit::textEdited, this, [this] { useBtn2->setEnabled(true); });
@@ -285,9 +285,9 @@ void TconfigFrm::showEvent(QShowEvent* event) {
 }
 
 void TconfigFrm::fill() {
-    showForm(networkForm(*config_.getHttpAgent()));
-    optimizeComb->setCurrentIndex(scheduleIndex(config_.optimize));
-    dbType->setCurrentIndex(config_.dbUrl.empty() ? kDataFileStore : kServerStore);
+    showForm(app::networkForm(*config_.getHttpAgent()));
+    optimizeComb->setCurrentIndex(app::scheduleIndex(config_.optimize));
+    dbType->setCurrentIndex(config_.dbUrl.empty() ? app::kDataFileStore : app::kServerStore);
     dbUrl->setText(q(config_.dbUrl));
     dbUrl->setEnabled(!config_.dbUrl.empty());
     dbTestBtn->setEnabled(!config_.dbUrl.empty());
@@ -302,7 +302,7 @@ void TconfigFrm::fill() {
     useBtn3->setEnabled(false);
 }
 
-void TconfigFrm::showForm(const NetworkForm& form) {
+void TconfigFrm::showForm(const app::NetworkForm& form) {
     netType->setCurrentIndex(form.netType);
     server->setText(q(form.server));
     port->setText(q(form.port));
@@ -317,8 +317,8 @@ void TconfigFrm::showForm(const NetworkForm& form) {
                                    download::kMinSlots, download::kMaxSlots));
 }
 
-NetworkForm TconfigFrm::form() const {
-    NetworkForm form;
+app::NetworkForm TconfigFrm::form() const {
+    app::NetworkForm form;
     form.netType = netType->currentIndex();
     form.server = s(server);
     form.port = s(port);
@@ -333,20 +333,20 @@ NetworkForm TconfigFrm::form() const {
     return form;
 }
 
-QLineEdit* TconfigFrm::field(NetworkField which) const {
+QLineEdit* TconfigFrm::field(app::NetworkField which) const {
     switch (which) {
-    case NetworkField::Server:
+    case app::NetworkField::Server:
         return server;
-    case NetworkField::Port:
+    case app::NetworkField::Port:
         return port;
     default:
         return nullptr;
     }
 }
 
-NetworkSaveResult TconfigFrm::saveNetwork() {
-    NetworkForm typed = form();
-    NetworkSaveResult result = saveNetworkPage(typed, file_, config_);
+app::NetworkSaveResult TconfigFrm::saveNetwork() {
+    app::NetworkForm typed = form();
+    app::NetworkSaveResult result = saveNetworkPage(typed, file_, config_);
     if (result.saved) return result;
     showForm(typed); // a refused number resets fields
     widgets::UserMessages::show(this, result.message);
@@ -357,21 +357,21 @@ NetworkSaveResult TconfigFrm::saveNetwork() {
 bool TconfigFrm::saveDatabase() {
     const std::string url = dbUrl->text().trimmed().toStdString();
     // A server that cannot be reached is saved only when the user says so: the next start would ask.
-    if (dbType->currentIndex() == kServerStore && url != config_.dbUrl && !checkDatabaseUrl(url)) {
-        dbState->setText(kDatabaseTestRunning);
+    if (dbType->currentIndex() == app::kServerStore && url != config_.dbUrl && !app::checkDatabaseUrl(url)) {
+        dbState->setText(app::kDatabaseTestRunning);
         dbState->repaint();
         QApplication::setOverrideCursor(Qt::WaitCursor);
-        const auto problem = databaseProblem(url);
+        const auto problem = app::databaseProblem(url);
         QApplication::restoreOverrideCursor();
-        dbState->setText(problem ? q(*problem) : q(kDatabaseTestPassed));
-        if (problem && !widgets::UserMessages::confirm(this, q(unreachableSaveQuestion(*problem))))
+        dbState->setText(problem ? q(*problem) : q(app::kDatabaseTestPassed));
+        if (problem && !widgets::UserMessages::confirm(this, q(app::unreachableSaveQuestion(*problem))))
             return false;
     }
     if (auto message = saveDatabasePage(dbType->currentIndex(), url, file_, config_)) {
         widgets::UserMessages::show(this, *message);
         return false;
     }
-    dbState->setText(kDatabaseSaved);
+    dbState->setText(app::kDatabaseSaved);
     return true;
 }
 
@@ -393,9 +393,9 @@ bool TconfigFrm::saveAlertRules() {
 void TconfigFrm::dbTestClick() {
     if (dbTest_.joinable()) dbTest_.join(); // an earlier test has ended by now, or ends here
     dbTestBtn->setEnabled(false);
-    dbState->setText(kDatabaseTestRunning);
+    dbState->setText(app::kDatabaseTestRunning);
     dbTest_ = std::jthread([this, url = dbUrl->text().trimmed().toStdString()] {
-        const QString verdict = q(testDatabase(url));
+        const QString verdict = q(app::testDatabase(url));
         // The verdict arrives on the transfer loop's thread; controls belong to this one.
         QMetaObject::invokeMethod(
             this,
@@ -417,27 +417,28 @@ bool TconfigFrm::saveSchedule() {
 
 void TconfigFrm::testClick() {
     testState->clear();
-    ConnectionTestCheck check = checkConnectionTest(form());
+    app::ConnectionTestCheck check = checkConnectionTest(form());
     if (!check.agent) {
         widgets::UserMessages::show(this, check.message);
         if (QLineEdit* edit = field(check.focus)) edit->setFocus();
         return;
     }
     setTesting(true);
-    testState->setText(kTestRunning);
+    testState->setText(app::kTestRunning);
     test_.reset(); // an earlier, stopped test ends here
     test_ = std::make_unique<THttpTest>(
         std::make_shared<const THttpAgent>(*check.agent), testAddress_.toStdString(),
         [this](const std::string& state, const TDownBean& bean) {
             // The verdict arrives on the transfer loop's thread; controls belong to this one.
             QMetaObject::invokeMethod(
-                this, [this, text = q(testVerdict(state, bean))] { testEnded(text); }, Qt::QueuedConnection);
+                this, [this, text = q(app::testVerdict(state, bean))] { testEnded(text); },
+                Qt::QueuedConnection);
         });
 }
 
 void TconfigFrm::stopClick() {
     if (test_) test_->requestStop();
-    testState->setText(kTestStopped);
+    testState->setText(app::kTestStopped);
     setTesting(false);
 }
 

@@ -19,21 +19,24 @@ class QTabWidget;
 
 namespace vantor {
 
+namespace app {
 class THttpTest;
+}
+using app::THttpTest;
 
 // The settings window "系统选项": network settings with the connection test, the compaction schedule and
 // the analysis page. Every rule lives in the core's network settings; this window only shows them.
 class TconfigFrm : public QDialog {
     Q_OBJECT
 public:
-    TconfigFrm(TConfig& config, ConfigFile file, QWidget* parent = nullptr);
+    TconfigFrm(TConfig& config, app::ConfigFile file, QWidget* parent = nullptr);
     ~TconfigFrm() override;
 
     // The page the connection test fetches; a fixed public page unless a test names another.
     void setTestAddress(const QString& url) { testAddress_ = url; }
 
-    NetworkForm form() const;
-    QLineEdit* field(NetworkField which) const;
+    app::NetworkForm form() const;
+    QLineEdit* field(app::NetworkField which) const;
 
     // Controls, by their names.
     QComboBox* netType;
@@ -60,8 +63,8 @@ protected:
 
 private:
     void fill();
-    void showForm(const NetworkForm& form);
-    NetworkSaveResult saveNetwork();
+    void showForm(const app::NetworkForm& form);
+    app::NetworkSaveResult saveNetwork();
     bool saveSchedule();
     bool saveDatabase();
     bool saveAlertRules();
@@ -72,7 +75,7 @@ private:
     void setTesting(bool testing);
 
     TConfig& config_;
-    ConfigFile file_;
+    app::ConfigFile file_;
     QString testAddress_;
     QWidget* proxyPanel_;
     std::unique_ptr<THttpTest> test_;

@@ -11,8 +11,8 @@
 namespace vantor {
 
 TupdateVantorFrm::TupdateVantorFrm(std::shared_ptr<const THttpAgent> agent, std::string service,
-                                   VersionInfo info, std::filesystem::path folder, std::string publicKeyHex,
-                                   QWidget* parent)
+                                   app::VersionInfo info, std::filesystem::path folder,
+                                   std::string publicKeyHex, QWidget* parent)
     : QDialog(parent),
       agent_(std::move(agent)),
       service_(std::move(service)),
@@ -20,7 +20,7 @@ TupdateVantorFrm::TupdateVantorFrm(std::shared_ptr<const THttpAgent> agent, std:
       folder_(std::move(folder)),
       publicKey_(std::move(publicKeyHex)) {
     setWindowTitle("Vantor更新");
-    stateLabel = new QLabel(kDownloadingUpdate);
+    stateLabel = new QLabel(app::kDownloadingUpdate);
     ProgressBar1 = new QProgressBar;
     ProgressBar1->setObjectName("ProgressBar1");
     Button1 = new QPushButton("取消");

@@ -23,12 +23,12 @@ class QtProgress;
 class TupdateVantorFrm : public QDialog {
     Q_OBJECT
 public:
-    TupdateVantorFrm(std::shared_ptr<const THttpAgent> agent, std::string service, VersionInfo info,
+    TupdateVantorFrm(std::shared_ptr<const THttpAgent> agent, std::string service, app::VersionInfo info,
                      std::filesystem::path folder, std::string publicKeyHex, QWidget* parent = nullptr);
     ~TupdateVantorFrm() override;
 
     // Opens the verified package; tests put their own here.
-    std::function<bool(const std::filesystem::path&)> launcher = openPackage;
+    std::function<bool(const std::filesystem::path&)> launcher = app::openPackage;
 
     // Why the update failed, once the window is rejected; empty when it was cancelled.
     const std::string& failure() const { return failure_; }
@@ -45,7 +45,7 @@ private:
 
     std::shared_ptr<const THttpAgent> agent_;
     std::string service_;
-    VersionInfo info_;
+    app::VersionInfo info_;
     std::filesystem::path folder_;
     std::string publicKey_;
     std::unique_ptr<QtProgress> progress_;

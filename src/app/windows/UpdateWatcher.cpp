@@ -22,9 +22,9 @@ UpdateWatcher::~UpdateWatcher() {
 bool UpdateWatcher::start() {
     if (service_.publicKeyHex.empty() || checking_) return false;
     checking_ = true;
-    say(QString(kCheckingVersion).arg(1).toStdString());
+    say(QString(app::kCheckingVersion).arg(1).toStdString());
     check_ = std::jthread([this](std::stop_token stop) {
-        const UpdateCheck check = checkForUpdate(service_.agent, service_.address, kVersion, stop);
+        const app::UpdateCheck check = app::checkForUpdate(service_.agent, service_.address, kVersion, stop);
         if (stop.stop_requested()) return;
         QMetaObject::invokeMethod(
             this, [this, check] { answered(check); }, Qt::QueuedConnection);
@@ -37,18 +37,18 @@ void UpdateWatcher::setWindow(QWidget* window) {
     if (answer_ && !checking_) answered(*std::exchange(answer_, std::nullopt));
 }
 
-void UpdateWatcher::answered(const UpdateCheck& check) {
+void UpdateWatcher::answered(const app::UpdateCheck& check) {
     checking_ = false;
     if (!window_) {
         answer_ = check;
         return;
     }
-    if (check.state == UpdateCheck::State::Failed) return say(updateCheckFailedText(check.error));
+    if (check.state == app::UpdateCheck::State::Failed) return say(app::updateCheckFailedText(check.error));
     say("");
-    if (worthOffering(check, ConfigFile(service_.configFile).skippedUpdate())) offer(check.info);
+    if (worthOffering(check, app::ConfigFile(service_.configFile).skippedUpdate())) offer(check.info);
 }
 
-void UpdateWatcher::offer(const VersionInfo& info) {
+void UpdateWatcher::offer(const app::VersionInfo& info) {
     widgets::UserMessages::show(window_, updateFoundMessage(info));
     update_ = new TupdateVantorFrm(service_.agent, service_.address, info, service_.updateFolder,
                                    service_.publicKeyHex, window_);
@@ -59,11 +59,11 @@ void UpdateWatcher::offer(const VersionInfo& info) {
         const std::string failure = update_ ? update_->failure() : std::string();
         if (failure.empty()) return; // cancelled: offered again at the next start
         try {
-            ConfigFile(service_.configFile).saveSkippedUpdate(info.version);
+            app::ConfigFile(service_.configFile).saveSkippedUpdate(info.version);
         } catch (const std::exception&) {
             // Not remembered: the next start offers it again, nothing worse.
         }
-        widgets::UserMessages::show(window_, updateFailedMessage(failure));
+        widgets::UserMessages::show(window_, app::updateFailedMessage(failure));
     });
     update_->open();
 }

@@ -45,20 +45,20 @@ public:
     TupdateVantorFrm* updateWindow() const { return update_; }
 
     // Opens a verified package; tests put their own here.
-    std::function<bool(const std::filesystem::path&)> launcher = openPackage;
+    std::function<bool(const std::filesystem::path&)> launcher = app::openPackage;
     // What to say in the status line (the check's state, a failed check).
     std::function<void(const QString&)> status;
     // The program's end once a verified package was started.
     std::function<void()> quit = [] { QCoreApplication::quit(); };
 
 private:
-    void answered(const UpdateCheck& check);
-    void offer(const VersionInfo& info);
+    void answered(const app::UpdateCheck& check);
+    void offer(const app::VersionInfo& info);
     void say(const std::string& text);
 
     Service service_;
     QPointer<QWidget> window_;
-    std::optional<UpdateCheck> answer_;
+    std::optional<app::UpdateCheck> answer_;
     bool checking_ = false;
     QPointer<TupdateVantorFrm> update_;
     std::jthread check_;

@@ -71,7 +71,7 @@ void prepareQtEnvironment(bool verbose) {
 }
 
 VantorApplication::VantorApplication(int& argc, char** argv)
-    : QApplication(argc, argv), errorLog_(errorLogPath(executablePath())) {
+    : QApplication(argc, argv), errorLog_(app::errorLogPath(executablePath())) {
     setApplicationName("Vantor");
     // Under a non-Chinese locale fontconfig prefers Japanese glyph shapes for shared characters.
     if (QFontDatabase::families().contains("Noto Sans CJK SC")) {
@@ -109,7 +109,7 @@ bool VantorApplication::notify(QObject* receiver, QEvent* event) {
 
 void VantorApplication::logError(const std::string& message) const {
     try {
-        appendErrorLog(errorLog_, message, DateTime::now());
+        app::appendErrorLog(errorLog_, message, DateTime::now());
     } catch (const std::exception& e) {
         // Nothing else can take the message: the log was the last resort.
         std::cerr << "vantor: cannot write " << errorLog_ << ": " << e.what() << ": " << message << '\n';

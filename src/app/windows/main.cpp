@@ -117,17 +117,17 @@ int main(int argc, char** argv) {
     std::optional<std::filesystem::path> folderOption;
     if (options.isSet(dataDir)) folderOption = options.value(dataDir).toStdString();
     DataFolder folder = DataFolder::locate(folderOption);
-    db::TDM dm(configuredStore(folder));
+    db::TDM dm(app::configuredStore(folder));
     splash.setGauge(15);
 
     TConfig config;
     MainWindow window(folder, config, dm);
-    if (window.startUp() == StartupOutcome::Exit) return 1;
+    if (window.startUp() == app::StartupOutcome::Exit) return 1;
     splash.setGauge(20);
 
     // The version check runs beside the building of the windows; its answer waits for the main window.
-    UpdateWatcher updates(
-        {config.getHttpAgent(), updateService(), updatePublicKey(), updateFolder(), folder.config()});
+    UpdateWatcher updates({config.getHttpAgent(), app::updateService(), app::updatePublicKey(),
+                           updateFolder(), folder.config()});
     updates.status = [&splash](const QString& text) { splash.setState(text); };
     updates.start();
 
@@ -140,7 +140,7 @@ int main(int argc, char** argv) {
     views::ViewConnection::setLockWait(viewWait);
 
     window.createWorkingWindows([&splash](int value) { splash.setGauge(value); });
-    splash.setState(kInitialising);
+    splash.setState(app::kInitialising);
     splash.close();
     QWidget* start = startName.isEmpty() ? nullptr : openStartWindow(window, startName);
     if (!start) window.showWorkingWindow(window.welcomeWindow());

@@ -106,7 +106,7 @@ private:
 
     download::AgentSource agent_;
     db::TDM& dm_;
-    ConfigFile settings_;
+    app::ConfigFile settings_;
     charts::Gallery gallery_;
     std::vector<watch::WatchedShop> shops_; // row i of the list
     std::vector<watch::ChangeLine> lines_;  // row i of the report
