@@ -1,7 +1,5 @@
 #include "Config.h"
 
-#include "watch/ChangeReport.h"
-
 #include "base/IniFile.h"
 #include "base/TextNumbers.h"
 
@@ -136,53 +134,7 @@ void ConfigFile::saveDatabase(const std::string& url) const {
     saveIni(ini, path_);
 }
 
-namespace {
-
-double numberOr(const std::string& text, double fallback) {
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    return end && end != text.c_str() && *end == 0 && value >= 0 ? value : fallback;
-}
-
-} // namespace
-
-watch::Schedule ConfigFile::watchSchedule() const {
-    try {
-        return watch::Schedule::parse(IniFile::load(path_).read("Watch", "Schedule", "off"))
-            .value_or(watch::Schedule{});
-    } catch (const std::exception&) {
-        return {};
-    }
-}
-
-watch::AlertRules ConfigFile::alertRules() const {
-    watch::AlertRules rules;
-    try {
-        const IniFile ini = IniFile::load(path_);
-        rules.pricePercent = numberOr(ini.read("Watch", "PriceChangePercent", ""), rules.pricePercent);
-        rules.salesFactor = numberOr(ini.read("Watch", "SalesSpikeFactor", ""), rules.salesFactor);
-        rules.badRating = ini.read("Watch", "AlertBadRating", "1") != "0";
-        rules.newItem = ini.read("Watch", "AlertNewItem", "1") != "0";
-    } catch (const std::exception&) {
-        // The defaults stand.
-    }
-    return rules;
-}
-
-void ConfigFile::saveWatchSchedule(const watch::Schedule& schedule) const {
-    IniFile ini = loadIni(path_);
-    ini.write("Watch", "Schedule", schedule.text());
-    saveIni(ini, path_);
-}
-
-void ConfigFile::saveAlertRules(const watch::AlertRules& rules) const {
-    IniFile ini = loadIni(path_);
-    ini.write("Watch", "PriceChangePercent", watch::money(rules.pricePercent));
-    ini.write("Watch", "SalesSpikeFactor", watch::money(rules.salesFactor));
-    ini.write("Watch", "AlertBadRating", rules.badRating ? "1" : "0");
-    ini.write("Watch", "AlertNewItem", rules.newItem ? "1" : "0");
-    saveIni(ini, path_);
-}
+namespace {} // namespace
 
 std::string ConfigFile::skippedUpdate() const {
     try {

@@ -3,7 +3,6 @@
 #include "base/DataFolder.h"
 #include "db/TDM.h"
 #include "download/THttpAgent.h"
-#include "watch/WatchSettings.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -77,12 +76,6 @@ public:
 
     // Writes [Db] Url; empty: back to the data file. The URL must have passed checkDatabaseUrl.
     void saveDatabase(const std::string& url) const;
-
-    // [Watch]: the round schedule and the alert rules; defaults where a key is missing or unreadable.
-    watch::Schedule watchSchedule() const;
-    watch::AlertRules alertRules() const;
-    void saveWatchSchedule(const watch::Schedule& schedule) const;
-    void saveAlertRules(const watch::AlertRules& rules) const;
 
     // [Update] Skipped: the version whose update failed, not offered again. Empty when none or unreadable.
     std::string skippedUpdate() const;

@@ -60,7 +60,7 @@ bool systemctl(const std::string& arguments) {
 void schedule(const Context& context, const watch::Schedule& wanted) {
     const DataFolder data = context.folder();
     data.create();
-    app::ConfigFile(data.config()).saveWatchSchedule(wanted);
+    watch::WatchSettingsFile(data.config()).saveSchedule(wanted);
     const std::filesystem::path units = userUnitFolder();
     const std::string timer = std::string(watch::kTimerName) + ".timer";
     if (wanted.kind == watch::Schedule::Kind::Off) {
@@ -112,7 +112,7 @@ void addWatchCommands(CLI::App& app, Context& context) {
 
     watchCommand->add_subcommand("list", "列出监控的店铺（CSV）")->callback([&context] {
         auto dm = context.openStore();
-        const watch::Schedule plan = app::ConfigFile(context.folder().config()).watchSchedule();
+        const watch::Schedule plan = watch::WatchSettingsFile(context.folder().config()).schedule();
         printCsvRow(std::cout, {"序号", "店铺名", "掌柜", "网址", "跟踪商品数", "跟踪评价", "加入时间",
                                 "上次更新", "下次更新", "状态"});
         for (const watch::WatchedShop& shop : watch::watchedShops(dm->cn1())) {
@@ -143,7 +143,8 @@ void addWatchCommands(CLI::App& app, Context& context) {
             Slots slots(config.getHttpAgent()->Slots);
             RoundProgress progress;
             watch::WatchRound round(dm->store(), config.getHttpAgent(), slots.list(), progress,
-                                    app::ConfigFile(context.folder().config()).alertRules(), DateTime::now());
+                                    watch::WatchSettingsFile(context.folder().config()).alertRules(),
+                                    DateTime::now());
             round.start();
             round.wait();
             const watch::RoundOutcome& outcome = round.outcome();

@@ -1,5 +1,8 @@
 #include "WatchSettings.h"
 
+#include "ChangeReport.h"
+#include "base/IniFile.h"
+
 #include <cstdio>
 #include <sstream>
 
@@ -105,6 +108,53 @@ TimerUnits timerUnits(const Schedule& schedule, const std::filesystem::path& pro
           << ".service\n\n[Install]\nWantedBy=timers.target\n";
     units.timer = timer.str();
     return units;
+}
+
+namespace {
+
+double numberOr(const std::string& text, double fallback) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    return end && end != text.c_str() && *end == 0 && value >= 0 ? value : fallback;
+}
+
+} // namespace
+
+Schedule WatchSettingsFile::schedule() const {
+    try {
+        return Schedule::parse(IniFile::load(path_).read("Watch", "Schedule", "off")).value_or(Schedule{});
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+AlertRules WatchSettingsFile::alertRules() const {
+    AlertRules rules;
+    try {
+        const IniFile ini = IniFile::load(path_);
+        rules.pricePercent = numberOr(ini.read("Watch", "PriceChangePercent", ""), rules.pricePercent);
+        rules.salesFactor = numberOr(ini.read("Watch", "SalesSpikeFactor", ""), rules.salesFactor);
+        rules.badRating = ini.read("Watch", "AlertBadRating", "1") != "0";
+        rules.newItem = ini.read("Watch", "AlertNewItem", "1") != "0";
+    } catch (const std::exception&) {
+        // The defaults stand.
+    }
+    return rules;
+}
+
+void WatchSettingsFile::saveSchedule(const Schedule& schedule) const {
+    IniFile ini = IniFile::load(path_);
+    ini.write("Watch", "Schedule", schedule.text());
+    ini.save(path_);
+}
+
+void WatchSettingsFile::saveAlertRules(const AlertRules& rules) const {
+    IniFile ini = IniFile::load(path_);
+    ini.write("Watch", "PriceChangePercent", money(rules.pricePercent));
+    ini.write("Watch", "SalesSpikeFactor", money(rules.salesFactor));
+    ini.write("Watch", "AlertBadRating", rules.badRating ? "1" : "0");
+    ini.write("Watch", "AlertNewItem", rules.newItem ? "1" : "0");
+    ini.save(path_);
 }
 
 } // namespace vantor::watch

@@ -43,4 +43,19 @@ TimerUnits timerUnits(const Schedule& schedule, const std::filesystem::path& pro
                       const std::filesystem::path& dataFolder);
 inline constexpr const char* kTimerName = "vantor-watch";
 
+// The [Watch] keys of the program's settings file (config.ini): defaults where a key is missing or
+// unreadable; a save keeps every other key and raises std::runtime_error when the file cannot be
+// written.
+class WatchSettingsFile {
+public:
+    explicit WatchSettingsFile(std::filesystem::path path) : path_(std::move(path)) {}
+    Schedule schedule() const;
+    AlertRules alertRules() const;
+    void saveSchedule(const Schedule& schedule) const;
+    void saveAlertRules(const AlertRules& rules) const;
+
+private:
+    std::filesystem::path path_;
+};
+
 } // namespace vantor::watch

@@ -1,6 +1,7 @@
 #include "TconfigFrm.h"
 #include "base/IniFile.h"
 #include "support/HttpServer.h"
+#include "watch/WatchSettings.h"
 #include "windows/WindowTest.h"
 
 using namespace vantor;
@@ -46,7 +47,7 @@ private slots:
         QVERIFY(window->useBtn3->isEnabled());
         QTest::mouseClick(window->useBtn3, Qt::LeftButton);
         QVERIFY(!window->useBtn3->isEnabled());
-        const watch::AlertRules saved = app::ConfigFile(iniPath()).alertRules();
+        const watch::AlertRules saved = watch::WatchSettingsFile(iniPath()).alertRules();
         QCOMPARE(saved.pricePercent, 5.5);
         QCOMPARE(saved.salesFactor, 2.0);
         QVERIFY(saved.badRating);

@@ -7,6 +7,7 @@
 
 #include "base/TextNumbers.h"
 #include "gather/RatingGathering.h"
+#include "watch/WatchSettings.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -293,7 +294,7 @@ void TconfigFrm::fill() {
     dbTestBtn->setEnabled(!config_.dbUrl.empty());
     useBtn->setEnabled(false);
     useBtn1->setEnabled(false);
-    const watch::AlertRules rules = file_.alertRules();
+    const watch::AlertRules rules = watch::WatchSettingsFile(file_.path()).alertRules();
     pricePercent->setValue(rules.pricePercent);
     salesFactor->setValue(rules.salesFactor);
     badRating->setChecked(rules.badRating);
@@ -382,7 +383,7 @@ bool TconfigFrm::saveAlertRules() {
     rules.badRating = badRating->isChecked();
     rules.newItem = newItem->isChecked();
     try {
-        file_.saveAlertRules(rules);
+        watch::WatchSettingsFile(file_.path()).saveAlertRules(rules);
     } catch (const std::exception& e) {
         widgets::UserMessages::show(this, e.what());
         return false;

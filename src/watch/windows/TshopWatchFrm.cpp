@@ -268,7 +268,7 @@ void TshopWatchFrm::reload() {
 void TshopWatchFrm::reloadList() {
     dm_.open();
     shops_ = watch::watchedShops(dm_.cn1());
-    const watch::Schedule schedule = settings_.watchSchedule();
+    const watch::Schedule schedule = settings_.schedule();
     const DateTime now = DateTime::now();
     const int current = watchGrid->currentRow();
     watchGrid->setRowCount(0);
@@ -369,7 +369,7 @@ void TshopWatchFrm::removeClick() {
 }
 
 void TshopWatchFrm::showSchedule() {
-    const watch::Schedule schedule = settings_.watchSchedule();
+    const watch::Schedule schedule = settings_.schedule();
     const QSignalBlocker a(scheduleKind), b(dailyTime), c(everyHours);
     scheduleKind->setCurrentIndex(schedule.kind == watch::Schedule::Kind::Daily        ? Daily
                                   : schedule.kind == watch::Schedule::Kind::EveryHours ? EveryHours
@@ -381,14 +381,14 @@ void TshopWatchFrm::showSchedule() {
 }
 
 void TshopWatchFrm::scheduleChanged() {
-    watch::Schedule schedule = settings_.watchSchedule();
+    watch::Schedule schedule = settings_.schedule();
     schedule.kind = scheduleKind->currentIndex() == Daily        ? watch::Schedule::Kind::Daily
                     : scheduleKind->currentIndex() == EveryHours ? watch::Schedule::Kind::EveryHours
                                                                  : watch::Schedule::Kind::Off;
     schedule.hour = dailyTime->time().hour();
     schedule.minute = dailyTime->time().minute();
     schedule.hours = everyHours->value();
-    widgets::guarded([&] { settings_.saveWatchSchedule(schedule); });
+    widgets::guarded([&] { settings_.saveSchedule(schedule); });
     showSchedule();
     reloadList();
     say("自动更新：" + q8(schedule.description()));
@@ -399,7 +399,7 @@ void TshopWatchFrm::checkSchedule() {
     bool due = false;
     widgets::guarded([&] {
         dm_.open();
-        due = watch::roundDue(watch::watchedShops(dm_.cn1()), settings_.watchSchedule(), DateTime::now());
+        due = watch::roundDue(watch::watchedShops(dm_.cn1()), settings_.schedule(), DateTime::now());
     });
     if (due) startRound();
 }

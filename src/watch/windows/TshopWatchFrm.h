@@ -1,6 +1,5 @@
 #pragma once
 
-#include "app/Config.h"
 #include "base/DataFolder.h"
 #include "charts/Gallery.h"
 #include "db/TDM.h"
@@ -10,6 +9,7 @@
 #include "watch/ChangeReport.h"
 #include "watch/WatchList.h"
 #include "watch/WatchRound.h"
+#include "watch/WatchSettings.h"
 
 #include <QWidget>
 
@@ -106,7 +106,7 @@ private:
 
     download::AgentSource agent_;
     db::TDM& dm_;
-    app::ConfigFile settings_;
+    watch::WatchSettingsFile settings_;
     charts::Gallery gallery_;
     std::vector<watch::WatchedShop> shops_; // row i of the list
     std::vector<watch::ChangeLine> lines_;  // row i of the report

@@ -222,7 +222,7 @@ private slots:
     void theScheduleIsSavedAndADueRoundStarts() {
         window->scheduleKind->setCurrentIndex(1);
         window->everyHours->setValue(6);
-        QCOMPARE(app::ConfigFile(folder().config()).watchSchedule().text(), std::string("every 6"));
+        QCOMPARE(watch::WatchSettingsFile(folder().config()).schedule().text(), std::string("every 6"));
         QVERIFY(window->everyHours->isVisible());
         QVERIFY(!window->dailyTime->isVisible());
         window->checkSchedule();
@@ -238,7 +238,7 @@ private slots:
         window->checkSchedule(); // six hours to go
         QVERIFY(!window->busy());
         window->scheduleKind->setCurrentIndex(2);
-        QCOMPARE(app::ConfigFile(folder().config()).watchSchedule().text(), std::string("off"));
+        QCOMPARE(watch::WatchSettingsFile(folder().config()).schedule().text(), std::string("off"));
         QCOMPARE(cell(window->watchGrid, 0, 6), QString("不自动更新"));
     }
 
