@@ -134,8 +134,6 @@ void ConfigFile::saveDatabase(const std::string& url) const {
     saveIni(ini, path_);
 }
 
-namespace {} // namespace
-
 std::string ConfigFile::skippedUpdate() const {
     try {
         return IniFile::load(path_).read("Update", "Skipped", "");

@@ -12,7 +12,6 @@
 #include <future>
 #include <optional>
 #include <stdexcept>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -33,6 +32,13 @@ Bounds boundsOf(const AnalysisRequest& request) {
 constexpr const char* kNoEffect =
     "exists(select 1 from pjNoEffect n where n.dian_id=p.dian_id and n.trade_id=p.trade_id)";
 
+// A statement over the shop's ratings of the range: :id, :sj1 and :sj2 bound.
+db::Statement overRange(db::Database& db, const char* sql, std::int64_t shop, const Bounds& bounds) {
+    auto st = db.prepare(sql);
+    st.bind("id", shop).bind("sj1", bounds.from).bind("sj2", bounds.before);
+    return st;
+}
+
 // The shop's ratings of the range in time order, from the index that holds their time, grade and
 // trade; the "[不计分]" marks come from one read of the shop's marks rather than a lookup per rating.
 std::vector<RatingRecord> creditRatings(db::Database& db, std::int64_t shop, const Bounds& bounds) {
@@ -41,9 +47,10 @@ std::vector<RatingRecord> creditRatings(db::Database& db, std::int64_t shop, con
     marks.bind("id", shop);
     while (marks.step())
         noEffect.insert(marks.text(0));
-    auto st = db.prepare("select pjsj,pj,trade_id from pjinfo where dian_id=:id and pjsj>=:sj1 and "
-                         "pjsj<:sj2 order by pjsj,id");
-    st.bind("id", shop).bind("sj1", bounds.from).bind("sj2", bounds.before);
+    auto st = overRange(db,
+                        "select pjsj,pj,trade_id from pjinfo where dian_id=:id and pjsj>=:sj1 and pjsj<:sj2 "
+                        "order by pjsj,id",
+                        shop, bounds);
     std::vector<RatingRecord> ratings;
     while (st.step()) {
         RatingRecord& r = ratings.emplace_back();
@@ -56,8 +63,7 @@ std::vector<RatingRecord> creditRatings(db::Database& db, std::int64_t shop, con
 
 // The shop's ratings of the range with an automatic or empty comment, in time order.
 std::vector<RatingRecord> defaultRatings(db::Database& db, std::int64_t shop, const Bounds& bounds) {
-    auto st = db.prepare(kDefaultRatingsSql);
-    st.bind("id", shop).bind("sj1", bounds.from).bind("sj2", bounds.before);
+    auto st = overRange(db, kDefaultRatingsSql, shop, bounds);
     std::vector<RatingRecord> ratings;
     while (st.step()) {
         RatingRecord& r = ratings.emplace_back();
@@ -71,8 +77,7 @@ std::vector<RatingRecord> defaultRatings(db::Database& db, std::int64_t shop, co
 }
 
 void checkEveryRating(db::Database& db, std::int64_t shop, const Bounds& bounds, RatingCheckPass& pass) {
-    auto st = db.prepare(kCheckedRatingsSql);
-    st.bind("id", shop).bind("sj1", bounds.from).bind("sj2", bounds.before);
+    auto st = overRange(db, kCheckedRatingsSql, shop, bounds);
     while (st.step())
         pass.add(st.textView(0), st.textView(1), st.textView(2), st.real(3));
 }
@@ -425,7 +430,6 @@ RatingCheck RatingCheckPass::finish() {
     check.total = int(timeEnds_.size());
     check.bands = bands_;
     check.defaults = std::move(defaults_);
-    const int cheap = cheap_;
     int repeatRatings = 0, sameDay = 0;
     std::vector<std::uint32_t> repeaters;
     for (std::uint32_t i = 0; i < raters_.size(); ++i)
@@ -474,8 +478,8 @@ RatingCheck RatingCheckPass::finish() {
                                                   percent(shareOf(repeatRatings, check.total))},
         {shareOf(sameDay, check.total),
          std::to_string(sameDay) + "条，占" + percent(shareOf(sameDay, check.total))},
-        {shareOf(cheap, check.total),
-         std::to_string(cheap) + "条，占" + percent(shareOf(cheap, check.total))},
+        {shareOf(cheap_, check.total),
+         std::to_string(cheap_) + "条，占" + percent(shareOf(cheap_, check.total))},
         {shareOf(int(check.defaults.size()), check.total),
          std::to_string(check.defaults.size()) + "条，占" +
              percent(shareOf(int(check.defaults.size()), check.total))},

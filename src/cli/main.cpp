@@ -1,7 +1,6 @@
 #include "Cli.h"
 
 #include "base/Version.h"
-#include "gather/GatherTexts.h"
 
 #include <iostream>
 

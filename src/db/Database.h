@@ -29,7 +29,7 @@ public:
     const std::string& detail() const { return detail_; }
     // A write that met another program's write to the same key, or a deadlock with it, on a server
     // store: tried again, it goes through.
-    bool conflict() const { return state_ == "23505" || state_ == "40001" || state_ == "40P01"; }
+    bool conflict() const { return keyHeld() || state_ == "40001" || state_ == "40P01"; }
     // A row whose key the table holds already, on a server store.
     bool keyHeld() const { return state_ == "23505"; }
 

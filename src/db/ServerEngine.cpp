@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <map>
 #include <optional>
 #include <utility>
@@ -261,8 +260,15 @@ public:
     }
 
     // Rows already in COPY's text form.
-    void copyIn(const std::string& table, const std::string& columns, const std::string& text) {
-        copyIn(table, columns, [&text](const std::function<void(const std::string&)>& send) { send(text); });
+    void copyIn(const std::string& table, const std::string& columns, std::string_view text) {
+        startCopy(table, columns);
+        try {
+            sendCopy(text);
+        } catch (...) {
+            abandonCopy();
+            throw;
+        }
+        endCopy();
     }
 
     // VACUUM sets the visibility map that index-only scans need; a fresh load has none.
@@ -285,37 +291,42 @@ public:
     }
 
     void copyIn(const std::string& table, const std::string& columns, const RowSource& rows) {
-        copyIn(table, columns, [&rows](const std::function<void(const std::string&)>& send) {
+        startCopy(table, columns);
+        try {
             std::string buffer;
             std::vector<Value> row;
             while (rows(row)) {
                 appendCopyRow(buffer, row);
                 if (buffer.size() >= 1 << 16) {
-                    send(buffer);
+                    sendCopy(buffer);
                     buffer.clear();
                 }
             }
-            if (!buffer.empty()) send(buffer);
-        });
+            sendCopy(buffer);
+        } catch (...) {
+            abandonCopy();
+            throw;
+        }
+        endCopy();
     }
 
-    // One COPY whose text `write` hands to the send function it is given, piece by piece.
-    void copyIn(const std::string& table, const std::string& columns,
-                const std::function<void(const std::function<void(const std::string&)>&)>& write) {
+    void startCopy(const std::string& table, const std::string& columns) {
         const std::string sql = "COPY " + table + " (" + columns + ") FROM STDIN";
         settle();
         Result started(PQexec(pg_, sql.c_str()), pg_, PGRES_COPY_IN);
-        try {
-            write([this](const std::string& piece) {
-                if (PQputCopyData(pg_, piece.data(), int(piece.size())) != 1) throw failureOf(nullptr, pg_);
-            });
-        } catch (...) {
-            // Ends the copy so that the connection can go on (with the transaction to roll back).
-            PQputCopyEnd(pg_, "abandoned");
-            while (PGresult* r = PQgetResult(pg_))
-                PQclear(r);
-            throw;
-        }
+    }
+    void sendCopy(std::string_view piece) {
+        if (!piece.empty() && PQputCopyData(pg_, piece.data(), int(piece.size())) != 1)
+            throw failureOf(nullptr, pg_);
+    }
+    // Ends a copy that failed on this side, so that the connection can go on (with the transaction to
+    // roll back).
+    void abandonCopy() {
+        PQputCopyEnd(pg_, "abandoned");
+        while (PGresult* r = PQgetResult(pg_))
+            PQclear(r);
+    }
+    void endCopy() {
         if (PQputCopyEnd(pg_, nullptr) != 1) throw failureOf(nullptr, pg_);
         std::optional<DbError> failure;
         while (PGresult* r = PQgetResult(pg_)) {

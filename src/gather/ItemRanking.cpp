@@ -142,7 +142,6 @@ ItemRankingJob::~ItemRankingJob() {
 
 void ItemRankingJob::start() {
     ended_.started();
-    ended_.started();
     runner_.runAsync(
         param_, 80, download::PageJob::kPlainMode,
         [this](std::int32_t number, const std::string& html) {
