@@ -123,8 +123,15 @@ int main(int argc, char** argv) {
     std::printf("copy of the server to a new file: %.1f s, %.0f rows/s\n", returned.wall,
                 rows / returned.wall);
 
-    std::printf("%-30s %11s %11s   %s\n", "", "file", "server", "server/file");
     charts::Gallery gallery(data);
+    // The copy leaves every sum of the server's marked: the first analysis sums the shop anew.
+    const Timing first = measure([&] {
+        Silent silent;
+        charts::runAnalysis(onServer.cn1(), gallery, charts::salesTrend(),
+                            charts::AnalysisRequest{1, "压力测试店", kFrom, kTo}, silent);
+    });
+    std::printf("first analysis on the server after the copy (its sums made): %.2f s\n", first.wall);
+    std::printf("%-30s %11s %11s   %s\n", "", "file", "server", "server/file");
     for (const charts::Analysis* analysis : charts::salesAnalyses())
         row(("analysis " + std::string(analysis->name)).c_str(), analyse(file, gallery, *analysis),
             analyse(onServer, gallery, *analysis));

@@ -1,5 +1,6 @@
 #include "SalesPass.h"
 
+#include "db/SaleSums.h"
 #include "db/SqlFunctions.h"
 
 #include <algorithm>
@@ -130,14 +131,6 @@ template <class Visit> void forEachSale(db::Database& db, const AnalysisRequest&
     }
 }
 
-// What a group of sales adds up, as the server sums it: rows, quantities, money in whole cents with
-// whether every term was whole cents and the plain sum, prices likewise. The server's round() of a
-// double rounds half to even, as nearbyint() does here.
-constexpr const char* kGroupTerms =
-    "count(*),count(s.getNum),sum(s.getNum),count(s.getNum*s.amount),sum(round(s.getNum*s.amount*100)),"
-    "bool_and(abs(s.getNum*s.amount*100-round(s.getNum*s.amount*100))<1e-6),sum(s.getNum*s.amount),"
-    "count(s.amount),sum(round(s.amount*100)),bool_and(abs(s.amount*100-round(s.amount*100))<1e-6),"
-    "sum(s.amount)";
 // A sale time in the stored form is grouped by its first characters: those of its hour or its day.
 // Any other stands alone, marked by a '~', and is read as the file's pass reads it. (A pattern that
 // checked every digit costs the server more than the rest of the grouping; the program writes no
@@ -173,25 +166,95 @@ std::optional<Sale> groupTime(std::string_view key) {
     return saleTime(std::string(key) + std::string(" 00:00:00").substr(key.size() - 10));
 }
 
-db::Statement groupedSales(db::Database& db, const AnalysisRequest& request, const std::string& sql) {
+// A stretch of sale times, both ends included.
+struct Span {
+    std::string from, to;
+};
+
+Span spanOf(const AnalysisRequest& request) {
     auto from = DateTime::parse(request.from), to = DateTime::parse(request.to);
     if (!from || !to) throw std::runtime_error("not a date: " + request.from + " / " + request.to);
+    return {from->toString(), to->toString()};
+}
+
+db::Statement groupedSales(db::Database& db, std::int64_t shop, const Span& span, const std::string& sql) {
     auto st = db.prepare(sql);
-    st.bind("id", request.shopId).bind("sj1", from->toString()).bind("sj2", to->toString());
+    st.bind("id", shop).bind("sj1", span.from).bind("sj2", span.to);
     return st;
 }
 
-// The shop's sales in the range summed by the store, by the hour (their count only) or by the day.
+// What of a span a server's sums hold whole: the days (or months) with keys from `low` up to `end`, and
+// the ends of the span, summed from the sales. A stored-form time lies beyond every key it is not under
+// ("2011-01-09 23:59:59" < "2011-01-10"), so a key bounds the sales before and after it. Times in no
+// stored form are summed alone, so they are read from the sums wherever they lie.
+struct Covered {
+    std::string low, end; // both empty when no whole day (month) lies in the span
+    std::vector<Span> ends;
+};
+
+DateTime nextMonth(const DateTime& d) {
+    return d.month == 12 ? DateTime{d.year + 1, 1, 1} : DateTime{d.year, d.month + 1, 1};
+}
+
+// `first` is the first whole unit's start, `end` the start of the unit after the last whole one.
+Covered covered(const Span& span, const DateTime& first, const DateTime& end, size_t keyLength) {
+    if (!(first < end)) return {"", "", {span}};
+    Covered c{first.toDateString().substr(0, keyLength), end.toDateString().substr(0, keyLength), {}};
+    c.ends = {{span.from, c.low}, {c.end, span.to}};
+    return c;
+}
+
+Covered coveredDays(const Span& span) {
+    const DateTime from = *DateTime::parse(span.from), to = *DateTime::parse(span.to);
+    DateTime first{from.year, from.month, from.day}, end{to.year, to.month, to.day};
+    if (first != from) first = first.addDays(1);
+    if (end.addDays(1).addSeconds(-1) == to) end = end.addDays(1);
+    return covered(span, first, end, 10);
+}
+
+Covered coveredMonths(const Span& span) {
+    const DateTime from = *DateTime::parse(span.from), to = *DateTime::parse(span.to);
+    DateTime first{from.year, from.month, 1}, end{to.year, to.month, 1};
+    if (first != from) first = nextMonth(first);
+    if (nextMonth(end).addSeconds(-1) == to) end = nextMonth(end);
+    return covered(span, first, end, 7);
+}
+
+// The rows of a sums table in the covered keys, and those of times in no stored form in the span.
+std::string sumsInSpan(const char* key) {
+    const std::string k(key);
+    return "((" + k + ">=:low and " + k + "<:end and " + k + " not like '~%') or (" + k +
+           " like '~%' and substr(" + k + ",2)>=:sj1 and substr(" + k + ",2)<=:sj2))";
+}
+
+db::Statement sums(db::Database& db, std::int64_t shop, const Span& span, const Covered& c,
+                   const std::string& sql) {
+    auto st = groupedSales(db, shop, span, sql);
+    st.bind("low", c.low).bind("end", c.end);
+    return st;
+}
+
+// The shop's sales in the range summed by the store, by the hour (their count only) or by the day: the
+// whole days from the shop's hour sums, the ends of the range from the sales themselves.
 enum class Grain { HourCount, Day };
 template <class Visit>
 void forEachGroup(db::Database& db, const AnalysisRequest& request, Grain grain, Visit visit) {
+    const Span span = spanOf(request);
+    auto visitRows = [&](db::Statement st) {
+        while (st.step())
+            if (auto time = groupTime(st.textView(0))) visit(*time, periodOf(st, 1));
+    };
+    const std::string terms = grain == Grain::Day ? db::kSaleTerms : "count(*)";
     const std::string key = grain == Grain::Day ? "10" : "13";
-    auto st = groupedSales(db, request,
-                           std::string("select case when ") + kStoredForm + " then left(s.sj," + key +
-                               ") else '~'||s.sj end," + (grain == Grain::Day ? kGroupTerms : "count(*)") +
-                               kShopSales + "group by 1");
-    while (st.step())
-        if (auto time = groupTime(st.textView(0))) visit(*time, periodOf(st, 1));
+    db::refreshSaleSums(db, request.shopId);
+    const Covered c = coveredDays(span);
+    visitRows(sums(db, request.shopId, span, c,
+                   std::string("select hour,") + (grain == Grain::Day ? db::kSumColumns : "sales") +
+                       " from shopHourSums where dian_id=:id and " + sumsInSpan("day")));
+    for (const Span& end : c.ends)
+        visitRows(groupedSales(db, request.shopId, end,
+                               "select left(s.sj," + key + ")," + terms + kShopSales + "and " + kStoredForm +
+                                   " group by 1"));
 }
 
 // Days of the range, keyed yyyyMMdd, in order. With the hours asked for, a store that groups where the
@@ -253,16 +316,31 @@ ChartRows salesRankingRows(db::Database& db, const AnalysisRequest& request) {
         prices.clear();
     };
     if (db.remote()) {
-        // Summed by the store per item and price; a sale whose time is not in the stored form is read
-        // alone, to be passed over as the file's pass passes it when it is no time.
-        auto st = groupedSales(db, request,
-                               std::string("select i.itemId,i.itemTitle,s.amount,case when ") + kStoredForm +
-                                   " then '' else s.sj end," + kGroupTerms + kShopSales + "group by 1,2,3,4");
-        while (st.step()) {
-            if (!st.textView(3).empty() && !saleTime(st.textView(3))) continue;
-            const Period p = periodOf(st, 4);
-            prices.push_back(Group{st.text(0), st.text(1), number(st, 2), p.num, p.total});
-        }
+        // Summed by the store per item, price and month, the ends of the range from the sales themselves;
+        // a sale whose time is not in the stored form is summed alone, to be passed over as the file's
+        // pass passes it when it is no time.
+        auto visitRows = [&](db::Statement st) {
+            while (st.step()) {
+                if (!st.textView(3).empty() && !saleTime(st.textView(3))) continue;
+                const Period p = periodOf(st, 4);
+                prices.push_back(Group{st.text(0), st.text(1), number(st, 2), p.num, p.total});
+            }
+        };
+        const Span span = spanOf(request);
+        db::refreshSaleSums(db, request.shopId);
+        const Covered c = coveredMonths(span);
+        visitRows(
+            sums(db, request.shopId, span, c,
+                 std::string("select i.itemId,i.itemTitle,case when m.priced then m.price end,case when "
+                             "m.month like '~%' then substr(m.month,2) else '' end,") +
+                     db::kSummedSums +
+                     " from itemInfo i join itemMonthSums m on m.itemId=i.itemId where i.dian_id=:id and "
+                     "i.itemId is not null and " +
+                     sumsInSpan("m.month") + " group by 1,2,3,4"));
+        for (const Span& end : c.ends)
+            visitRows(groupedSales(db, request.shopId, end,
+                                   std::string("select i.itemId,i.itemTitle,s.amount,'',") + db::kSaleTerms +
+                                       kShopSales + "and " + kStoredForm + " group by 1,2,3"));
     } else {
         forEachSale(db, request, [&](const Item& sold, const Sale& s) {
             if (&sold != item) flush(), item = &sold;

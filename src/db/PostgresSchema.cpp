@@ -1,3 +1,5 @@
+#include "Database.h"
+#include "SaleSums.h"
 #include "TDM.h"
 
 #include <regex>
@@ -133,11 +135,164 @@ CREATE OR REPLACE VIEW itemInfoV AS
                        FROM saleInfo s WHERE s.itemId = i.itemId) t ON true;
 )SQL";
 
+// The sums tables and what keeps them: where a changed sale or item marks its shop's day and its item's
+// month, and the refresh that sums the marked ones anew. A key's sales are found by a range of the
+// (itemId, sj) index: from the key to the key's figures plus one ("2011-01-09" → "2011-01-10"), which
+// holds in any collation; the key of a time in no stored form is the time. A new store's or an older
+// store's sums start out all marked.
+std::string saleSumsSql() {
+    // Marks the shop days and item months of the sales in a trigger's transition table.
+    auto marks = [](const std::string& sales) {
+        return "INSERT INTO shopDaysChanged SELECT DISTINCT i.dian_id, vantor_day_key(s.sj) FROM " + sales +
+               " s JOIN itemInfo i ON i.itemId = s.itemId WHERE i.dian_id IS NOT NULL AND s.sj IS NOT NULL "
+               "ON CONFLICT DO NOTHING;\nINSERT INTO itemMonthsChanged SELECT DISTINCT s.itemId, "
+               "vantor_month_key(s.sj) FROM " +
+               sales + " s WHERE s.itemId IS NOT NULL AND s.sj IS NOT NULL ON CONFLICT DO NOTHING;\n";
+    };
+    const std::string columns = R"SQL(
+    sales BIGINT NOT NULL, nums BIGINT NOT NULL, numSum DOUBLE PRECISION, totals BIGINT NOT NULL,
+    totalCents DOUBLE PRECISION, totalExact BOOLEAN, totalPlain DOUBLE PRECISION, prices BIGINT NOT NULL,
+    priceCents DOUBLE PRECISION, priceExact BOOLEAN, pricePlain DOUBLE PRECISION))SQL";
+    return R"SQL(
+CREATE OR REPLACE FUNCTION vantor_day_key(t text) RETURNS text LANGUAGE sql IMMUTABLE AS
+    $$ SELECT CASE WHEN t LIKE '____-__-__ __:__:__' THEN left(t, 10) ELSE '~' || t END $$;
+CREATE OR REPLACE FUNCTION vantor_hour_key(t text) RETURNS text LANGUAGE sql IMMUTABLE AS
+    $$ SELECT CASE WHEN t LIKE '____-__-__ __:__:__' THEN left(t, 13) ELSE '~' || t END $$;
+CREATE OR REPLACE FUNCTION vantor_month_key(t text) RETURNS text LANGUAGE sql IMMUTABLE AS
+    $$ SELECT CASE WHEN t LIKE '____-__-__ __:__:__' THEN left(t, 7) ELSE '~' || t END $$;
+CREATE OR REPLACE FUNCTION vantor_key_low(k text) RETURNS text LANGUAGE sql IMMUTABLE AS
+    $$ SELECT CASE WHEN k LIKE '~%' THEN substr(k, 2) ELSE k END $$;
+CREATE OR REPLACE FUNCTION vantor_key_high(k text) RETURNS text LANGUAGE sql IMMUTABLE AS $$
+    SELECT CASE WHEN k LIKE '~%' THEN substr(k, 2) || ' '
+                WHEN k ~ '^[0-9]{4}-[0-9]{2}-[0-9]{2}$' AND k < '9999-99-99' THEN
+                    (SELECT substr(n, 1, 4) || '-' || substr(n, 5, 2) || '-' || substr(n, 7, 2)
+                     FROM lpad((replace(k, '-', '')::bigint + 1)::text, 8, '0') AS n)
+                WHEN k ~ '^[0-9]{4}-[0-9]{2}$' AND k < '9999-99' THEN
+                    (SELECT substr(n, 1, 4) || '-' || substr(n, 5, 2)
+                     FROM lpad((replace(k, '-', '')::bigint + 1)::text, 6, '0') AS n)
+                ELSE k || chr(1114111) END $$;
+
+DO $$ BEGIN
+IF to_regclass('shopHourSums') IS NULL THEN
+    CREATE TABLE shopHourSums (dian_id BIGINT NOT NULL, day TEXT NOT NULL, hour TEXT NOT NULL,)SQL" +
+           columns + R"SQL(;
+    ALTER TABLE shopHourSums ADD PRIMARY KEY (dian_id, day, hour);
+    CREATE TABLE itemMonthSums (itemId TEXT NOT NULL, month TEXT NOT NULL, priced BOOLEAN NOT NULL,
+                                price DOUBLE PRECISION NOT NULL,)SQL" +
+           columns + R"SQL(;
+    ALTER TABLE itemMonthSums ADD PRIMARY KEY (itemId, month, priced, price);
+    CREATE TABLE shopDaysChanged (dian_id BIGINT NOT NULL, day TEXT NOT NULL, PRIMARY KEY (dian_id, day));
+    CREATE TABLE itemMonthsChanged (itemId TEXT NOT NULL, month TEXT NOT NULL, PRIMARY KEY (itemId, month));
+    INSERT INTO shopDaysChanged SELECT DISTINCT i.dian_id, vantor_day_key(s.sj) FROM saleInfo s
+        JOIN itemInfo i ON i.itemId = s.itemId WHERE i.dian_id IS NOT NULL AND s.sj IS NOT NULL;
+    INSERT INTO itemMonthsChanged SELECT DISTINCT itemId, vantor_month_key(sj) FROM saleInfo
+        WHERE itemId IS NOT NULL AND sj IS NOT NULL;
+END IF;
+END $$;
+
+CREATE OR REPLACE FUNCTION vantor_sales_changed() RETURNS trigger LANGUAGE plpgsql AS $$
+BEGIN
+    IF TG_OP = 'TRUNCATE' THEN
+        DELETE FROM shopHourSums;
+        DELETE FROM itemMonthSums;
+        DELETE FROM shopDaysChanged;
+        DELETE FROM itemMonthsChanged;
+        RETURN NULL;
+    END IF;
+    IF TG_OP IN ('INSERT', 'UPDATE') THEN
+)SQL" + marks("vantor_new") +
+           R"SQL(    END IF;
+    IF TG_OP IN ('DELETE', 'UPDATE') THEN
+)SQL" + marks("vantor_old") +
+           R"SQL(    END IF;
+    RETURN NULL;
+END $$;
+CREATE OR REPLACE TRIGGER vantor_sales_added AFTER INSERT ON saleInfo REFERENCING NEW TABLE AS vantor_new
+    FOR EACH STATEMENT EXECUTE FUNCTION vantor_sales_changed();
+CREATE OR REPLACE TRIGGER vantor_sales_updated AFTER UPDATE ON saleInfo
+    REFERENCING OLD TABLE AS vantor_old NEW TABLE AS vantor_new
+    FOR EACH STATEMENT EXECUTE FUNCTION vantor_sales_changed();
+CREATE OR REPLACE TRIGGER vantor_sales_removed AFTER DELETE ON saleInfo REFERENCING OLD TABLE AS vantor_old
+    FOR EACH STATEMENT EXECUTE FUNCTION vantor_sales_changed();
+CREATE OR REPLACE TRIGGER vantor_sales_emptied AFTER TRUNCATE ON saleInfo
+    FOR EACH STATEMENT EXECUTE FUNCTION vantor_sales_changed();
+
+-- An item that joins, leaves or changes shop moves its sales' days between the shops' sums.
+CREATE OR REPLACE FUNCTION vantor_item_changed() RETURNS trigger LANGUAGE plpgsql AS $$
+BEGIN
+    IF TG_OP IN ('DELETE', 'UPDATE') AND OLD.dian_id IS NOT NULL THEN
+        INSERT INTO shopDaysChanged SELECT DISTINCT OLD.dian_id, vantor_day_key(sj) FROM saleInfo
+            WHERE itemId = OLD.itemId AND sj IS NOT NULL ON CONFLICT DO NOTHING;
+    END IF;
+    IF TG_OP IN ('INSERT', 'UPDATE') AND NEW.dian_id IS NOT NULL THEN
+        INSERT INTO shopDaysChanged SELECT DISTINCT NEW.dian_id, vantor_day_key(sj) FROM saleInfo
+            WHERE itemId = NEW.itemId AND sj IS NOT NULL ON CONFLICT DO NOTHING;
+    END IF;
+    RETURN NULL;
+END $$;
+CREATE OR REPLACE TRIGGER vantor_item_added_or_removed AFTER INSERT OR DELETE ON itemInfo
+    FOR EACH ROW EXECUTE FUNCTION vantor_item_changed();
+CREATE OR REPLACE TRIGGER vantor_item_moved AFTER UPDATE ON itemInfo FOR EACH ROW
+    WHEN (OLD.dian_id IS DISTINCT FROM NEW.dian_id OR OLD.itemId IS DISTINCT FROM NEW.itemId)
+    EXECUTE FUNCTION vantor_item_changed();
+
+-- One refresh of a shop at a time; a sale saved meanwhile marks its day again.
+CREATE OR REPLACE FUNCTION vantor_refresh_sums(shop bigint) RETURNS void LANGUAGE plpgsql
+    SET work_mem = '64MB' AS $$
+DECLARE
+    days text[];
+    items text[];
+    months text[];
+BEGIN
+    PERFORM pg_advisory_xact_lock(hashtextextended('vantor sums ' || shop, 0));
+    WITH marked AS (DELETE FROM shopDaysChanged WHERE dian_id = shop RETURNING day)
+        SELECT array_agg(day) INTO days FROM marked;
+    IF days IS NOT NULL THEN
+        DELETE FROM shopHourSums WHERE dian_id = shop AND day = ANY (days);
+        INSERT INTO shopHourSums
+            SELECT shop, d.k, vantor_hour_key(s.sj), )SQL" +
+           std::string(kSaleTerms) + R"SQL(
+            FROM unnest(days) AS d(k) JOIN itemInfo i ON i.dian_id = shop AND i.itemId IS NOT NULL
+            JOIN saleInfo s ON s.itemId = i.itemId AND s.sj >= vantor_key_low(d.k) AND s.sj < vantor_key_high(d.k)
+            WHERE vantor_day_key(s.sj) = d.k GROUP BY 2, 3;
+    END IF;
+    WITH marked AS (DELETE FROM itemMonthsChanged c USING itemInfo i
+                    WHERE i.dian_id = shop AND i.itemId = c.itemId RETURNING c.itemId, c.month)
+        SELECT array_agg(itemId), array_agg(month) INTO items, months FROM marked;
+    IF items IS NOT NULL THEN
+        DELETE FROM itemMonthSums m USING unnest(items, months) AS c(itemId, k)
+            WHERE m.itemId = c.itemId AND m.month = c.k;
+        INSERT INTO itemMonthSums
+            SELECT s.itemId, c.k, s.amount IS NOT NULL, coalesce(s.amount, 0), )SQL" +
+           std::string(kSaleTerms) + R"SQL(
+            FROM unnest(items, months) AS c(itemId, k)
+            JOIN saleInfo s ON s.itemId = c.itemId AND s.sj >= vantor_key_low(c.k) AND s.sj < vantor_key_high(c.k)
+            WHERE vantor_month_key(s.sj) = c.k GROUP BY 1, 2, 3, 4;
+    END IF;
+END $$;
+)SQL";
+}
+
 } // namespace
+
+const char* const kSaleTerms =
+    "count(*),count(s.getNum),sum(s.getNum),count(s.getNum*s.amount),sum(round(s.getNum*s.amount*100)),"
+    "bool_and(abs(s.getNum*s.amount*100-round(s.getNum*s.amount*100))<1e-6),sum(s.getNum*s.amount),"
+    "count(s.amount),sum(round(s.amount*100)),bool_and(abs(s.amount*100-round(s.amount*100))<1e-6),"
+    "sum(s.amount)";
+const char* const kSumColumns =
+    "sales,nums,numSum,totals,totalCents,totalExact,totalPlain,prices,priceCents,priceExact,pricePlain";
+const char* const kSummedSums =
+    "sum(m.sales),sum(m.nums),sum(m.numSum),sum(m.totals),sum(m.totalCents),bool_and(m.totalExact),"
+    "sum(m.totalPlain),sum(m.prices),sum(m.priceCents),bool_and(m.priceExact),sum(m.pricePlain)";
+
+void refreshSaleSums(Database& db, std::int64_t shopId) {
+    db.exec("select vantor_refresh_sums(" + std::to_string(shopId) + ")");
+}
 
 std::string postgresSchemaSql() {
     static const std::string sql =
-        std::string(kFunctions) + translated(schemaSql()) + kItemTotals + kNaturalKeys;
+        std::string(kFunctions) + translated(schemaSql()) + kItemTotals + kNaturalKeys + saleSumsSql();
     return sql;
 }
 
