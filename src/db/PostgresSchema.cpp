@@ -135,19 +135,24 @@ CREATE OR REPLACE VIEW itemInfoV AS
                        FROM saleInfo s WHERE s.itemId = i.itemId) t ON true;
 )SQL";
 
-// The sums tables and what keeps them: where a changed sale or item marks its shop's day and its item's
-// month, and the refresh that sums the marked ones anew. A key's sales are found by a range of the
+// The sums tables and what keeps them: a changed sale marks its item's day, a changed item its shop's
+// days, and the refresh sums the marked shop days and item months anew. A save's mark is one statement
+// without a join, since it runs with every save. A key's sales are found by a range of the
 // (itemId, sj) index: from the key to the key's figures plus one ("2011-01-09" → "2011-01-10"), which
 // holds in any collation; the key of a time in no stored form is the time. A new store's or an older
 // store's sums start out all marked.
 std::string saleSumsSql() {
-    // Marks the shop days and item months of the sales in a trigger's transition table.
+    // Marks the item days of the sales in a trigger's transition table; a statement of many sales (a
+    // copy, a shop's deletion) marks its items whole ('*'), which the refresh reads as all their days.
     auto marks = [](const std::string& sales) {
-        return "INSERT INTO shopDaysChanged SELECT DISTINCT i.dian_id, vantor_day_key(s.sj) FROM " + sales +
-               " s JOIN itemInfo i ON i.itemId = s.itemId WHERE i.dian_id IS NOT NULL AND s.sj IS NOT NULL "
-               "ON CONFLICT DO NOTHING;\nINSERT INTO itemMonthsChanged SELECT DISTINCT s.itemId, "
-               "vantor_month_key(s.sj) FROM " +
-               sales + " s WHERE s.itemId IS NOT NULL AND s.sj IS NOT NULL ON CONFLICT DO NOTHING;\n";
+        return "IF (SELECT count(*) FROM " + sales +
+               ") > 10000 THEN\n"
+               "INSERT INTO itemDaysChanged SELECT DISTINCT itemId, '*' FROM " +
+               sales +
+               " WHERE itemId IS NOT NULL AND sj IS NOT NULL ON CONFLICT DO NOTHING;\n"
+               "ELSE\n"
+               "INSERT INTO itemDaysChanged SELECT DISTINCT itemId, vantor_day_key(sj) FROM " +
+               sales + " WHERE itemId IS NOT NULL AND sj IS NOT NULL ON CONFLICT DO NOTHING;\nEND IF;\n";
     };
     const std::string columns = R"SQL(
     sales BIGINT NOT NULL, nums BIGINT NOT NULL, numSum DOUBLE PRECISION, totals BIGINT NOT NULL,
@@ -182,10 +187,11 @@ IF to_regclass('shopHourSums') IS NULL THEN
            columns + R"SQL(;
     ALTER TABLE itemMonthSums ADD PRIMARY KEY (itemId, month, priced, price);
     CREATE TABLE shopDaysChanged (dian_id BIGINT NOT NULL, day TEXT NOT NULL, PRIMARY KEY (dian_id, day));
-    CREATE TABLE itemMonthsChanged (itemId TEXT NOT NULL, month TEXT NOT NULL, PRIMARY KEY (itemId, month));
-    INSERT INTO shopDaysChanged SELECT DISTINCT i.dian_id, vantor_day_key(s.sj) FROM saleInfo s
-        JOIN itemInfo i ON i.itemId = s.itemId WHERE i.dian_id IS NOT NULL AND s.sj IS NOT NULL;
-    INSERT INTO itemMonthsChanged SELECT DISTINCT itemId, vantor_month_key(sj) FROM saleInfo
+END IF;
+IF to_regclass('itemDaysChanged') IS NULL THEN
+    DROP TABLE IF EXISTS itemMonthsChanged;
+    CREATE TABLE itemDaysChanged (itemId TEXT NOT NULL, day TEXT NOT NULL, PRIMARY KEY (itemId, day));
+    INSERT INTO itemDaysChanged SELECT DISTINCT itemId, vantor_day_key(sj) FROM saleInfo
         WHERE itemId IS NOT NULL AND sj IS NOT NULL;
 END IF;
 END $$;
@@ -196,7 +202,7 @@ BEGIN
         DELETE FROM shopHourSums;
         DELETE FROM itemMonthSums;
         DELETE FROM shopDaysChanged;
-        DELETE FROM itemMonthsChanged;
+        DELETE FROM itemDaysChanged;
         RETURN NULL;
     END IF;
     IF TG_OP IN ('INSERT', 'UPDATE') THEN
@@ -223,6 +229,9 @@ BEGIN
     IF TG_OP IN ('DELETE', 'UPDATE') AND OLD.dian_id IS NOT NULL THEN
         INSERT INTO shopDaysChanged SELECT DISTINCT OLD.dian_id, vantor_day_key(sj) FROM saleInfo
             WHERE itemId = OLD.itemId AND sj IS NOT NULL ON CONFLICT DO NOTHING;
+        -- days whose sales are gone already are marked on the item only
+        INSERT INTO shopDaysChanged SELECT OLD.dian_id, day FROM itemDaysChanged
+            WHERE itemId = OLD.itemId AND day <> '*' ON CONFLICT DO NOTHING;
     END IF;
     IF TG_OP IN ('INSERT', 'UPDATE') AND NEW.dian_id IS NOT NULL THEN
         INSERT INTO shopDaysChanged SELECT DISTINCT NEW.dian_id, vantor_day_key(sj) FROM saleInfo
@@ -242,11 +251,23 @@ CREATE OR REPLACE FUNCTION vantor_refresh_sums(shop bigint) RETURNS void LANGUAG
 DECLARE
     days text[];
     items text[];
+    itemDays text[];
     months text[];
 BEGIN
     PERFORM pg_advisory_xact_lock(hashtextextended('vantor sums ' || shop, 0));
+    WITH marked AS (DELETE FROM itemDaysChanged c USING itemInfo i
+                    WHERE i.dian_id = shop AND i.itemId = c.itemId RETURNING c.itemId, c.day)
+        SELECT array_agg(itemId), array_agg(day) INTO items, itemDays FROM marked;
+    IF '*' = ANY (itemDays) THEN
+        SELECT array_agg(itemId), array_agg(day) INTO items, itemDays FROM (
+            SELECT c.itemId, c.day FROM unnest(items, itemDays) AS c(itemId, day) WHERE c.day <> '*'
+            UNION
+            SELECT s.itemId, vantor_day_key(s.sj) FROM saleInfo s
+            WHERE s.sj IS NOT NULL AND s.itemId IN (SELECT c.itemId FROM unnest(items, itemDays) AS c(itemId, day)
+                                                    WHERE c.day = '*')) AS whole;
+    END IF;
     WITH marked AS (DELETE FROM shopDaysChanged WHERE dian_id = shop RETURNING day)
-        SELECT array_agg(day) INTO days FROM marked;
+        SELECT array_agg(DISTINCT k) INTO days FROM (SELECT day FROM marked UNION ALL SELECT unnest(itemDays)) AS u(k);
     IF days IS NOT NULL THEN
         DELETE FROM shopHourSums WHERE dian_id = shop AND day = ANY (days);
         INSERT INTO shopHourSums
@@ -256,10 +277,10 @@ BEGIN
             JOIN saleInfo s ON s.itemId = i.itemId AND s.sj >= vantor_key_low(d.k) AND s.sj < vantor_key_high(d.k)
             WHERE vantor_day_key(s.sj) = d.k GROUP BY 2, 3;
     END IF;
-    WITH marked AS (DELETE FROM itemMonthsChanged c USING itemInfo i
-                    WHERE i.dian_id = shop AND i.itemId = c.itemId RETURNING c.itemId, c.month)
-        SELECT array_agg(itemId), array_agg(month) INTO items, months FROM marked;
     IF items IS NOT NULL THEN
+        SELECT array_agg(itemId), array_agg(k) INTO items, months
+            FROM (SELECT DISTINCT c.itemId, CASE WHEN c.day LIKE '~%' THEN c.day ELSE left(c.day, 7) END
+                  FROM unnest(items, itemDays) AS c(itemId, day)) AS m(itemId, k);
         DELETE FROM itemMonthSums m USING unnest(items, months) AS c(itemId, k)
             WHERE m.itemId = c.itemId AND m.month = c.k;
         INSERT INTO itemMonthSums

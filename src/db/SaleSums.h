@@ -1,10 +1,11 @@
 #pragma once
 
 // A server keeps sums of the sales, so that an analysis reads a shop's hours and its items' months
-// instead of every sale. A change to the sales or to an item's shop marks the days and months it
-// touched; the marked sums are summed anew when an analysis asks for them (`refreshSaleSums`).
-// A time in the stored form "yyyy-MM-dd HH:mm:ss" is summed under its hour (shopHourSums.hour) and
-// month (itemMonthSums.month); any other time stands alone under "~" and the time itself.
+// instead of every sale. A change to the sales marks the items' days it touched (a statement of many
+// sales marks its items whole), an item changing shop marks the shop's days; the marked sums are summed
+// anew when an analysis asks for them (`refreshSaleSums`). A time in the stored form
+// "yyyy-MM-dd HH:mm:ss" is summed under its hour (shopHourSums.hour) and month (itemMonthSums.month);
+// any other time stands alone under "~" and the time itself.
 
 #include <cstdint>
 #include <string>

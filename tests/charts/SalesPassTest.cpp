@@ -121,6 +121,10 @@ void changeMarket(db::Database& db) {
         "insert into saleInfo(itemId,amount,sj,getNum) select itemId,amount+1,'2010-12-26 10:30:00',getNum "
         "from saleInfo where id % 5 = 0");
     db.exec("insert into saleInfo(itemId,amount,sj,getNum) values('i0','2.5','2010/12/29 9:00','1')");
+    // one statement of many sales, as a copy writes them
+    db.exec("insert into saleInfo(itemId,amount,sj,getNum) with recursive n(k) as (select 1 union all select "
+            "k+1 from n where k < 12000) select 'i3', 7.25, '2010-11-1' || (k % 10) || ' 0' || (k % 10) || "
+            "':15:00', 1 + k % 2 from n");
 }
 
 } // namespace
