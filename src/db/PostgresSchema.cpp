@@ -142,17 +142,14 @@ CREATE OR REPLACE VIEW itemInfoV AS
 // holds in any collation; the key of a time in no stored form is the time. A new store's or an older
 // store's sums start out all marked.
 std::string saleSumsSql() {
-    // Marks the item days of the sales in a trigger's transition table; a statement of many sales (a
-    // copy, a shop's deletion) marks its items whole ('*'), which the refresh reads as all their days.
+    // Marks the item days of the sales in a trigger's transition table, in one statement since it runs
+    // with every save; a statement of many sales (a copy, a shop's deletion) marks its items whole ('*'),
+    // which the refresh reads as all their days.
     auto marks = [](const std::string& sales) {
-        return "IF (SELECT count(*) FROM " + sales +
-               ") > 10000 THEN\n"
-               "INSERT INTO itemDaysChanged SELECT DISTINCT itemId, '*' FROM " +
-               sales +
-               " WHERE itemId IS NOT NULL AND sj IS NOT NULL ON CONFLICT DO NOTHING;\n"
-               "ELSE\n"
-               "INSERT INTO itemDaysChanged SELECT DISTINCT itemId, vantor_day_key(sj) FROM " +
-               sales + " WHERE itemId IS NOT NULL AND sj IS NOT NULL ON CONFLICT DO NOTHING;\nEND IF;\n";
+        return "INSERT INTO itemDaysChanged SELECT DISTINCT s.itemId, CASE WHEN c.n > 10000 THEN '*' ELSE "
+               "vantor_day_key(s.sj) END FROM " +
+               sales + " s, (SELECT count(*) AS n FROM " + sales +
+               ") AS c WHERE s.itemId IS NOT NULL AND s.sj IS NOT NULL ON CONFLICT DO NOTHING;\n";
     };
     const std::string columns = R"SQL(
     sales BIGINT NOT NULL, nums BIGINT NOT NULL, numSum DOUBLE PRECISION, totals BIGINT NOT NULL,
@@ -170,11 +167,10 @@ CREATE OR REPLACE FUNCTION vantor_key_low(k text) RETURNS text LANGUAGE sql IMMU
 CREATE OR REPLACE FUNCTION vantor_key_high(k text) RETURNS text LANGUAGE sql IMMUTABLE AS $$
     SELECT CASE WHEN k LIKE '~%' THEN substr(k, 2) || ' '
                 WHEN k ~ '^[0-9]{4}-[0-9]{2}-[0-9]{2}$' AND k < '9999-99-99' THEN
-                    (SELECT substr(n, 1, 4) || '-' || substr(n, 5, 2) || '-' || substr(n, 7, 2)
-                     FROM lpad((replace(k, '-', '')::bigint + 1)::text, 8, '0') AS n)
+                    overlay(overlay(lpad((replace(k, '-', '')::bigint + 1)::text, 8, '0') PLACING '-' FROM 5 FOR 0)
+                            PLACING '-' FROM 8 FOR 0)
                 WHEN k ~ '^[0-9]{4}-[0-9]{2}$' AND k < '9999-99' THEN
-                    (SELECT substr(n, 1, 4) || '-' || substr(n, 5, 2)
-                     FROM lpad((replace(k, '-', '')::bigint + 1)::text, 6, '0') AS n)
+                    overlay(lpad((replace(k, '-', '')::bigint + 1)::text, 6, '0') PLACING '-' FROM 5 FOR 0)
                 ELSE k || chr(1114111) END $$;
 
 DO $$ BEGIN
@@ -270,12 +266,15 @@ BEGIN
         SELECT array_agg(DISTINCT k) INTO days FROM (SELECT day FROM marked UNION ALL SELECT unnest(itemDays)) AS u(k);
     IF days IS NOT NULL THEN
         DELETE FROM shopHourSums WHERE dian_id = shop AND day = ANY (days);
+        -- A key's sales are read from each item's range of the index, key by key and item by item: OFFSET 0
+        -- keeps the planner from joining every sale of the shop first.
         INSERT INTO shopHourSums
             SELECT shop, d.k, vantor_hour_key(s.sj), )SQL" +
            std::string(kSaleTerms) + R"SQL(
-            FROM unnest(days) AS d(k) JOIN itemInfo i ON i.dian_id = shop AND i.itemId IS NOT NULL
-            JOIN saleInfo s ON s.itemId = i.itemId AND s.sj >= vantor_key_low(d.k) AND s.sj < vantor_key_high(d.k)
-            WHERE vantor_day_key(s.sj) = d.k GROUP BY 2, 3;
+            FROM unnest(days) AS d(k) CROSS JOIN itemInfo i
+            CROSS JOIN LATERAL (SELECT sj, amount, getNum FROM saleInfo WHERE itemId = i.itemId
+                                AND sj >= vantor_key_low(d.k) AND sj < vantor_key_high(d.k) OFFSET 0) AS s
+            WHERE i.dian_id = shop AND i.itemId IS NOT NULL AND vantor_day_key(s.sj) = d.k GROUP BY 2, 3;
     END IF;
     IF items IS NOT NULL THEN
         SELECT array_agg(itemId), array_agg(k) INTO items, months
@@ -287,7 +286,8 @@ BEGIN
             SELECT s.itemId, c.k, s.amount IS NOT NULL, coalesce(s.amount, 0), )SQL" +
            std::string(kSaleTerms) + R"SQL(
             FROM unnest(items, months) AS c(itemId, k)
-            JOIN saleInfo s ON s.itemId = c.itemId AND s.sj >= vantor_key_low(c.k) AND s.sj < vantor_key_high(c.k)
+            CROSS JOIN LATERAL (SELECT itemId, sj, amount, getNum FROM saleInfo WHERE itemId = c.itemId
+                                AND sj >= vantor_key_low(c.k) AND sj < vantor_key_high(c.k) OFFSET 0) AS s
             WHERE vantor_month_key(s.sj) = c.k GROUP BY 1, 2, 3, 4;
     END IF;
 END $$;
