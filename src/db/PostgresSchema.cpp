@@ -242,8 +242,9 @@ CREATE OR REPLACE TRIGGER vantor_item_moved AFTER UPDATE ON itemInfo FOR EACH RO
     EXECUTE FUNCTION vantor_item_changed();
 
 -- One refresh of a shop at a time; a sale saved meanwhile marks its day again.
+-- It runs with its owner's rights, so a team member who may only read brings the sums up to date too.
 CREATE OR REPLACE FUNCTION vantor_refresh_sums(shop bigint) RETURNS void LANGUAGE plpgsql
-    SET work_mem = '64MB' AS $$
+    SECURITY DEFINER SET search_path FROM CURRENT SET work_mem = '64MB' AS $$
 DECLARE
     days text[];
     items text[];

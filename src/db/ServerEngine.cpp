@@ -135,6 +135,14 @@ void appendCopyText(std::string& out, const Value& value) {
     }
 }
 
+// The schema's text hashed (FNV-1a), so another program version writes its own schema again.
+std::string schemaMark() {
+    std::uint64_t hash = 14695981039346656037ull;
+    for (unsigned char c : postgresSchemaSql())
+        hash = (hash ^ c) * 1099511628211ull;
+    return "vantor schema " + std::to_string(hash);
+}
+
 class ServerConnection;
 
 // The parameters of a statement as libpq takes them: texts, and the type of each, 0 for the column's.
@@ -199,12 +207,19 @@ public:
     void setLockWait(LockWait) override {} // the server makes a writer wait by itself
     bool remote() const override { return true; }
 
+    // A store whose schema this program wrote is opened without DDL: a team member who may only read
+    // opens it too, and an open costs one query. The mark is the comment of dianbase.
     void ensureSchema() override {
+        const std::string mark = schemaMark();
+        Parameters none;
+        Result current(run("select obj_description(to_regclass('dianbase'), 'pg_class')", none), pg_);
+        if (PQntuples(current.result) == 1 && mark == PQgetvalue(current.result, 0, 0)) return;
         begin();
         try {
             // Programs that open a new server store at the same time create it once, one after the other.
             exec("SELECT pg_advisory_xact_lock(7324881)");
             exec(postgresSchemaSql());
+            exec("COMMENT ON TABLE dianbase IS '" + mark + "'");
             commit();
         } catch (...) {
             rollback();

@@ -141,3 +141,24 @@ TEST_P(SalesPass, WritesTheStatementsDocumentsToTheByteOnRandomShops) {
         expectPassEqualsStatements(dm.cn1(), dir, "seed " + std::to_string(seed) + " changed");
     }
 }
+
+// A team member who may only read opens the server's store and gets every analysis, its sums brought up
+// to date with the store owner's rights.
+TEST(SalesPassOnAServer, AReaderWithoutTheRightToWriteGetsTheSameDocuments) {
+    test::TempDir dir;
+    const db::Store store = test::storeOn(test::Engine::Server, dir / "unused.db");
+    db::TDM owner(store);
+    owner.open();
+    fillMarket(owner.cn1(), 5);
+    expectPassEqualsStatements(owner.cn1(), dir, "owner");
+    changeMarket(owner.cn1());
+    owner.cn1().exec("DO $$ BEGIN IF NOT EXISTS (SELECT FROM pg_roles WHERE rolname = 'vantor_reader') THEN "
+                     "CREATE ROLE vantor_reader LOGIN; END IF; END $$");
+    owner.cn1().exec("GRANT SELECT ON ALL TABLES IN SCHEMA public TO vantor_reader");
+    db::Store asReader = store;
+    asReader.url.replace(asReader.url.find("postgres@"), 9, "vantor_reader@");
+    db::TDM reader(asReader);
+    reader.open();
+    expectPassEqualsStatements(reader.cn1(), dir, "reader");
+    EXPECT_THROW(reader.cn1().exec("delete from saleInfo"), db::DbError) << "the reader may write";
+}
