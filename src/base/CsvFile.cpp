@@ -8,7 +8,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace vantor {
+namespace vantor::base {
 namespace {
 
 bool isBlank(char c) {
@@ -226,4 +226,4 @@ std::string safeFileName(std::string name) {
     return name;
 }
 
-} // namespace vantor
+} // namespace vantor::base

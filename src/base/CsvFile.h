@@ -13,7 +13,7 @@
 
 // The program's CSV files: cells made safe, GBK or UTF-8 with a byte-order mark, CR LF lines, written
 // anew unless the file is held by another program.
-namespace vantor {
+namespace vantor::base {
 
 inline constexpr const char* kFileLocked = "文件可能已被打开或损坏，重新选择或关闭文件！";
 
@@ -111,4 +111,9 @@ std::string fileDate(const DateTime& day);
 // A proposed file name made of texts from the rows: a "/" would name a folder, so it becomes "_".
 std::string safeFileName(std::string name);
 
+} // namespace vantor::base
+
+// Every layer speaks this vocabulary: it is named in vantor as it stands.
+namespace vantor {
+using namespace base;
 } // namespace vantor

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-namespace vantor {
+namespace vantor::base {
 namespace fs = std::filesystem;
 
 fs::path executablePath() {
@@ -47,4 +47,4 @@ void DataFolder::create() const {
     fs::create_directories(root_);
 }
 
-} // namespace vantor
+} // namespace vantor::base

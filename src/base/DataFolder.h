@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <optional>
 
-namespace vantor {
+namespace vantor::base {
 
 std::filesystem::path executablePath();
 
@@ -38,4 +38,9 @@ private:
     std::filesystem::path root_;
 };
 
+} // namespace vantor::base
+
+// Every layer speaks this vocabulary: it is named in vantor as it stands.
+namespace vantor {
+using namespace base;
 } // namespace vantor

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
-namespace vantor {
+namespace vantor::base {
 namespace {
 
 using namespace std::chrono;
@@ -113,4 +113,4 @@ std::string DateTime::toDateString() const {
     return buf;
 }
 
-} // namespace vantor
+} // namespace vantor::base

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace vantor {
+namespace vantor::base {
 
 // A local (wall-clock) date and time to the second. Every date the program writes as text uses the one
 // form "yyyy-MM-dd HH:mm:ss"; dates are compared and subtracted as wall-clock values, like the desktop
@@ -42,4 +42,9 @@ struct DateTime {
 // The time used when nothing was saved before.
 inline constexpr const char* kNeverSaved = "1900-01-01 00:00:01";
 
+} // namespace vantor::base
+
+// Every layer speaks this vocabulary: it is named in vantor as it stands.
+namespace vantor {
+using namespace base;
 } // namespace vantor

@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-namespace vantor {
+namespace vantor::base {
 namespace {
 
 char lowerAsciiLetter(char c) {
@@ -270,4 +270,4 @@ std::string firstChars(std::string_view gbk, std::size_t count) {
     return std::string(gbk.substr(0, end));
 }
 
-} // namespace vantor
+} // namespace vantor::base

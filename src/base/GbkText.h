@@ -7,7 +7,7 @@
 // Byte-level helpers for GBK text. A byte from 0x81 to 0xFE leads a two-byte character whose second
 // byte may look like ASCII ('A', '[', '\\'), so byte walks always step over both bytes together.
 
-namespace vantor {
+namespace vantor::base {
 
 inline bool isGbkLead(unsigned char byte) {
     return byte >= 0x81 && byte <= 0xFE;
@@ -34,4 +34,9 @@ std::string codePointToGbk(char32_t codePoint);
 // The first `count` characters of GBK text (a double-byte character counts once and is never split).
 std::string firstChars(std::string_view gbk, std::size_t count);
 
+} // namespace vantor::base
+
+// Every layer speaks this vocabulary: it is named in vantor as it stands.
+namespace vantor {
+using namespace base;
 } // namespace vantor

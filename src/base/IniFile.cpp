@@ -13,7 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace vantor {
+namespace vantor::base {
 namespace {
 
 bool sameName(std::string_view a, std::string_view b) {
@@ -158,4 +158,4 @@ void IniFile::save(const std::filesystem::path& path) const {
     }
 }
 
-} // namespace vantor
+} // namespace vantor::base

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vantor {
+namespace vantor::base {
 
 // An INI file kept line by line, so that writing one key leaves every other line, comment and
 // order as the user left it. Section and key names compare without regard to letter case; a
@@ -27,4 +27,9 @@ private:
     std::vector<std::string> lines_;
 };
 
+} // namespace vantor::base
+
+// Every layer speaks this vocabulary: it is named in vantor as it stands.
+namespace vantor {
+using namespace base;
 } // namespace vantor

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace vantor {
+namespace vantor::base {
 
 // A progress bar as the core sees it: the windows show it, the command line prints it. Called on
 // the thread that does the work.
@@ -11,4 +11,9 @@ public:
     virtual void setPosition(int position) = 0;
 };
 
+} // namespace vantor::base
+
+// Every layer speaks this vocabulary: it is named in vantor as it stands.
+namespace vantor {
+using namespace base;
 } // namespace vantor

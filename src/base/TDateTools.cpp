@@ -1,6 +1,6 @@
 #include "TDateTools.h"
 
-namespace vantor {
+namespace vantor::base {
 
 std::int64_t TDateTools::difference(int unit, const DateTime& a, const DateTime& b) {
     const std::int64_t days = a.serialDays() - b.serialDays();
@@ -26,4 +26,4 @@ std::int64_t TDateTools::difference(int unit, const DateTime& a, const DateTime&
     }
 }
 
-} // namespace vantor
+} // namespace vantor::base

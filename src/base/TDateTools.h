@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-namespace vantor {
+namespace vantor::base {
 
 // Differences between date-times in whole units. Stateless.
 class TDateTools {
@@ -18,4 +18,9 @@ public:
     static std::int64_t difference(int unit, const DateTime& a, const DateTime& b);
 };
 
+} // namespace vantor::base
+
+// Every layer speaks this vocabulary: it is named in vantor as it stands.
+namespace vantor {
+using namespace base;
 } // namespace vantor

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <limits>
 
-namespace vantor {
+namespace vantor::base {
 
 std::string_view trimSpace(std::string_view text) {
     auto space = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
@@ -50,4 +50,4 @@ std::optional<std::int32_t> parseInt32(std::string_view text) {
     return std::int32_t(*wide);
 }
 
-} // namespace vantor
+} // namespace vantor::base

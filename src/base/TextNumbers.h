@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-namespace vantor {
+namespace vantor::base {
 
 // Settings texts are converted strictly: a value the program cannot read back exactly is an error,
 // never a silent zero.
@@ -19,4 +19,9 @@ std::optional<bool> parseBool(std::string_view text);
 std::optional<std::int32_t> parseInt32(std::string_view text);
 std::optional<std::int64_t> parseInt64(std::string_view text);
 
+} // namespace vantor::base
+
+// Every layer speaks this vocabulary: it is named in vantor as it stands.
+namespace vantor {
+using namespace base;
 } // namespace vantor
