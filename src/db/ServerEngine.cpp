@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cctype>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -474,7 +475,10 @@ public:
     ColumnType type(int column) const override { return typeOf(result_, row_, column); }
     std::int64_t integer(int column) const override {
         if (PQftype(result_, column) == kBool) return integerOf(result_, row_, column);
-        return std::strtoll(std::string(textView(column)).c_str(), nullptr, 10);
+        const std::string_view text = textView(column);
+        std::int64_t value = 0;
+        std::from_chars(text.data(), text.data() + text.size(), value);
+        return value;
     }
     double real(int column) const override { return std::strtod(PQgetvalue(result_, row_, column), nullptr); }
 
