@@ -244,27 +244,39 @@ CREATE OR REPLACE TRIGGER vantor_item_moved AFTER UPDATE ON itemInfo FOR EACH RO
 -- One refresh of a shop at a time; a sale saved meanwhile marks its day again.
 -- It runs with its owner's rights, so a team member who may only read brings the sums up to date too.
 CREATE OR REPLACE FUNCTION vantor_refresh_sums(shop bigint) RETURNS void LANGUAGE plpgsql
-    SECURITY DEFINER SET search_path FROM CURRENT SET work_mem = '64MB' AS $$
+    SECURITY DEFINER SET search_path FROM CURRENT SET work_mem = '64MB' SET enable_sort = off AS $$
 DECLARE
     days text[];
     items text[];
     itemDays text[];
     months text[];
+    whole text[];
 BEGIN
     PERFORM pg_advisory_xact_lock(hashtextextended('vantor sums ' || shop, 0));
     WITH marked AS (DELETE FROM itemDaysChanged c USING itemInfo i
                     WHERE i.dian_id = shop AND i.itemId = c.itemId RETURNING c.itemId, c.day)
         SELECT array_agg(itemId), array_agg(day) INTO items, itemDays FROM marked;
-    IF '*' = ANY (itemDays) THEN
-        SELECT array_agg(itemId), array_agg(day) INTO items, itemDays FROM (
-            SELECT c.itemId, c.day FROM unnest(items, itemDays) AS c(itemId, day) WHERE c.day <> '*'
-            UNION
-            SELECT s.itemId, vantor_day_key(s.sj) FROM saleInfo s
-            WHERE s.sj IS NOT NULL AND s.itemId IN (SELECT c.itemId FROM unnest(items, itemDays) AS c(itemId, day)
-                                                    WHERE c.day = '*')) AS whole;
-    END IF;
     WITH marked AS (DELETE FROM shopDaysChanged WHERE dian_id = shop RETURNING day)
         SELECT array_agg(DISTINCT k) INTO days FROM (SELECT day FROM marked UNION ALL SELECT unnest(itemDays)) AS u(k);
+    IF '*' = ANY (itemDays) THEN
+        -- Items marked whole (a statement of many sales): the shop's hours and those items' months are
+        -- summed from scratch in one pass each, the other items' marks as usual.
+        whole := ARRAY(SELECT c.itemId FROM unnest(items, itemDays) AS c(itemId, day) WHERE c.day = '*');
+        days := NULL;
+        DELETE FROM shopHourSums WHERE dian_id = shop;
+        INSERT INTO shopHourSums
+            SELECT shop, vantor_day_key(s.sj), vantor_hour_key(s.sj), )SQL" +
+           std::string(kSaleTerms) + R"SQL(
+            FROM itemInfo i JOIN saleInfo s ON s.itemId = i.itemId
+            WHERE i.dian_id = shop AND i.itemId IS NOT NULL AND s.sj IS NOT NULL GROUP BY 2, 3;
+        DELETE FROM itemMonthSums WHERE itemId = ANY (whole);
+        INSERT INTO itemMonthSums
+            SELECT s.itemId, vantor_month_key(s.sj), s.amount IS NOT NULL, coalesce(s.amount, 0), )SQL" +
+           std::string(kSaleTerms) + R"SQL(
+            FROM saleInfo s WHERE s.itemId = ANY (whole) AND s.sj IS NOT NULL GROUP BY 1, 2, 3, 4;
+        SELECT array_agg(c.itemId), array_agg(c.day) INTO items, itemDays
+            FROM unnest(items, itemDays) AS c(itemId, day) WHERE NOT c.itemId = ANY (whole);
+    END IF;
     IF days IS NOT NULL THEN
         DELETE FROM shopHourSums WHERE dian_id = shop AND day = ANY (days);
         -- A key's sales are read from each item's range of the index, key by key and item by item: OFFSET 0
