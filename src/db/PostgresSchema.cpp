@@ -187,7 +187,7 @@ END IF;
 IF to_regclass('itemDaysChanged') IS NULL THEN
     DROP TABLE IF EXISTS itemMonthsChanged;
     CREATE TABLE itemDaysChanged (itemId TEXT NOT NULL, day TEXT NOT NULL, PRIMARY KEY (itemId, day));
-    INSERT INTO itemDaysChanged SELECT DISTINCT itemId, vantor_day_key(sj) FROM saleInfo
+    INSERT INTO itemDaysChanged SELECT DISTINCT itemId, '*' FROM saleInfo
         WHERE itemId IS NOT NULL AND sj IS NOT NULL;
 END IF;
 END $$;

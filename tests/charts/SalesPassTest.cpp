@@ -169,3 +169,23 @@ TEST(SalesPassOnAServer, AReaderWithoutTheRightToWriteGetsTheSameDocuments) {
     expectPassEqualsStatements(reader.cn1(), dir, "reader");
     EXPECT_THROW(reader.cn1().exec("delete from saleInfo"), db::DbError) << "the reader may write";
 }
+
+// A store an older version wrote has no sums: opening it marks every item whole, and the first analysis
+// sums them.
+TEST(SalesPassOnAServer, AStoreWithoutSumsGetsThemAtItsNextOpen) {
+    test::TempDir dir;
+    const db::Store store = test::storeOn(test::Engine::Server, dir / "unused.db");
+    {
+        db::TDM older(store);
+        older.open();
+        fillMarket(older.cn1(), 7);
+        older.cn1().exec("DROP TABLE shopHourSums, itemMonthSums, shopDaysChanged, itemDaysChanged; "
+                         "COMMENT ON TABLE dianbase IS NULL");
+    }
+    db::TDM reopened(store);
+    reopened.open();
+    expectPassEqualsStatements(reopened.cn1(), dir, "reopened");
+    auto summed = reopened.cn1().prepare("select count(*) from shopHourSums");
+    ASSERT_TRUE(summed.step());
+    EXPECT_GT(summed.integer(0), 0);
+}
