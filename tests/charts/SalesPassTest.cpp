@@ -131,6 +131,15 @@ void addManySales(db::Database& db) {
             "':15:00', 1 + k % 2 from n");
 }
 
+// A server store of its own holding a random market.
+db::Store serverMarket(const test::TempDir& dir, unsigned seed) {
+    const db::Store store = test::storeOn(test::Engine::Server, dir / "unused.db");
+    db::TDM owner(store);
+    owner.open();
+    fillMarket(owner.cn1(), seed);
+    return store;
+}
+
 } // namespace
 
 // On the server the pass reads what the server summed; on the file, every sale.
@@ -153,10 +162,9 @@ TEST_P(SalesPass, WritesTheStatementsDocumentsToTheByteOnRandomShops) {
 // to date with the store owner's rights.
 TEST(SalesPassOnAServer, AReaderWithoutTheRightToWriteGetsTheSameDocuments) {
     test::TempDir dir;
-    const db::Store store = test::storeOn(test::Engine::Server, dir / "unused.db");
+    const db::Store store = serverMarket(dir, 5);
     db::TDM owner(store);
     owner.open();
-    fillMarket(owner.cn1(), 5);
     expectPassEqualsStatements(owner.cn1(), dir, "owner");
     changeMarket(owner.cn1());
     owner.cn1().exec("DO $$ BEGIN IF NOT EXISTS (SELECT FROM pg_roles WHERE rolname = 'vantor_reader') THEN "
@@ -174,11 +182,10 @@ TEST(SalesPassOnAServer, AReaderWithoutTheRightToWriteGetsTheSameDocuments) {
 // sums them.
 TEST(SalesPassOnAServer, AStoreWithoutSumsGetsThemAtItsNextOpen) {
     test::TempDir dir;
-    const db::Store store = test::storeOn(test::Engine::Server, dir / "unused.db");
+    const db::Store store = serverMarket(dir, 7);
     {
         db::TDM older(store);
         older.open();
-        fillMarket(older.cn1(), 7);
         older.cn1().exec("DROP TABLE shopHourSums, itemMonthSums, shopDaysChanged, itemDaysChanged; "
                          "COMMENT ON TABLE dianbase IS NULL");
     }
