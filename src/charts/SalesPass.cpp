@@ -107,10 +107,20 @@ struct Item {
     std::string id, title;
 };
 
-// Every sale of the shop's items in the range, item by item, through the (itemId, sj) index.
-template <class Visit> void forEachSale(db::Database& db, const AnalysisRequest& request, Visit visit) {
+// A stretch of sale times, both ends included.
+struct Span {
+    std::string from, to;
+};
+
+Span spanOf(const AnalysisRequest& request) {
     auto from = DateTime::parse(request.from), to = DateTime::parse(request.to);
     if (!from || !to) throw std::runtime_error("not a date: " + request.from + " / " + request.to);
+    return {from->toString(), to->toString()};
+}
+
+// Every sale of the shop's items in the range, item by item, through the (itemId, sj) index.
+template <class Visit> void forEachSale(db::Database& db, const AnalysisRequest& request, Visit visit) {
+    const Span span = spanOf(request);
     std::vector<Item> items;
     auto list = db.prepare("select itemId,itemTitle from itemInfo where dian_id=:id and itemId is not null");
     list.bind("id", request.shopId);
@@ -119,7 +129,7 @@ template <class Visit> void forEachSale(db::Database& db, const AnalysisRequest&
     auto sales =
         db.prepare("select sj,amount,getNum from saleInfo where itemId=:item and sj>=:sj1 and sj<=:sj2");
     for (size_t i = 0; i < items.size(); ++i) {
-        sales.bind("item", items[i].id).bind("sj1", from->toString()).bind("sj2", to->toString());
+        sales.bind("item", items[i].id).bind("sj1", span.from).bind("sj2", span.to);
         while (sales.step()) {
             auto sale = saleTime(sales.textView(0));
             if (!sale) continue;
@@ -164,17 +174,6 @@ Period periodOf(const db::Statement& st, int at) {
 std::optional<Sale> groupTime(std::string_view key) {
     if (key.starts_with('~')) return saleTime(key.substr(1));
     return saleTime(std::string(key) + std::string(" 00:00:00").substr(key.size() - 10));
-}
-
-// A stretch of sale times, both ends included.
-struct Span {
-    std::string from, to;
-};
-
-Span spanOf(const AnalysisRequest& request) {
-    auto from = DateTime::parse(request.from), to = DateTime::parse(request.to);
-    if (!from || !to) throw std::runtime_error("not a date: " + request.from + " / " + request.to);
-    return {from->toString(), to->toString()};
 }
 
 db::Statement groupedSales(db::Database& db, std::int64_t shop, const Span& span, const std::string& sql) {

@@ -147,7 +147,7 @@ std::string saleSumsSql() {
     // which the refresh reads as all their days.
     auto marks = [](const std::string& sales) {
         return "INSERT INTO itemDaysChanged SELECT DISTINCT s.itemId, CASE WHEN c.n > 10000 THEN '*' ELSE "
-               "vantor_day_key(s.sj) END FROM " +
+               "vantor_time_key(s.sj, 10) END FROM " +
                sales + " s, (SELECT count(*) AS n FROM " + sales +
                ") AS c WHERE s.itemId IS NOT NULL AND s.sj IS NOT NULL ON CONFLICT DO NOTHING;\n";
     };
@@ -156,12 +156,10 @@ std::string saleSumsSql() {
     totalCents DOUBLE PRECISION, totalExact BOOLEAN, totalPlain DOUBLE PRECISION, prices BIGINT NOT NULL,
     priceCents DOUBLE PRECISION, priceExact BOOLEAN, pricePlain DOUBLE PRECISION))SQL";
     return R"SQL(
-CREATE OR REPLACE FUNCTION vantor_day_key(t text) RETURNS text LANGUAGE sql IMMUTABLE AS
-    $$ SELECT CASE WHEN t LIKE '____-__-__ __:__:__' THEN left(t, 10) ELSE '~' || t END $$;
-CREATE OR REPLACE FUNCTION vantor_hour_key(t text) RETURNS text LANGUAGE sql IMMUTABLE AS
-    $$ SELECT CASE WHEN t LIKE '____-__-__ __:__:__' THEN left(t, 13) ELSE '~' || t END $$;
-CREATE OR REPLACE FUNCTION vantor_month_key(t text) RETURNS text LANGUAGE sql IMMUTABLE AS
-    $$ SELECT CASE WHEN t LIKE '____-__-__ __:__:__' THEN left(t, 7) ELSE '~' || t END $$;
+-- A sale time's key: its first n characters (a month 7, a day 10, an hour 13) in the stored form,
+-- else '~' and the whole time.
+CREATE OR REPLACE FUNCTION vantor_time_key(t text, n integer) RETURNS text LANGUAGE sql IMMUTABLE AS
+    $$ SELECT CASE WHEN t LIKE '____-__-__ __:__:__' THEN left(t, n) ELSE '~' || t END $$;
 CREATE OR REPLACE FUNCTION vantor_key_low(k text) RETURNS text LANGUAGE sql IMMUTABLE AS
     $$ SELECT CASE WHEN k LIKE '~%' THEN substr(k, 2) ELSE k END $$;
 CREATE OR REPLACE FUNCTION vantor_key_high(k text) RETURNS text LANGUAGE sql IMMUTABLE AS $$
@@ -185,7 +183,7 @@ IF to_regclass('shopHourSums') IS NULL THEN
     CREATE TABLE shopDaysChanged (dian_id BIGINT NOT NULL, day TEXT NOT NULL, PRIMARY KEY (dian_id, day));
 END IF;
 IF to_regclass('itemDaysChanged') IS NULL THEN
-    DROP TABLE IF EXISTS itemMonthsChanged;
+    DROP TABLE IF EXISTS itemMonthsChanged; -- the first sums kept their item months marked apart
     CREATE TABLE itemDaysChanged (itemId TEXT NOT NULL, day TEXT NOT NULL, PRIMARY KEY (itemId, day));
     INSERT INTO itemDaysChanged SELECT DISTINCT itemId, '*' FROM saleInfo
         WHERE itemId IS NOT NULL AND sj IS NOT NULL;
@@ -223,14 +221,14 @@ CREATE OR REPLACE TRIGGER vantor_sales_emptied AFTER TRUNCATE ON saleInfo
 CREATE OR REPLACE FUNCTION vantor_item_changed() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN
     IF TG_OP IN ('DELETE', 'UPDATE') AND OLD.dian_id IS NOT NULL THEN
-        INSERT INTO shopDaysChanged SELECT DISTINCT OLD.dian_id, vantor_day_key(sj) FROM saleInfo
+        INSERT INTO shopDaysChanged SELECT DISTINCT OLD.dian_id, vantor_time_key(sj, 10) FROM saleInfo
             WHERE itemId = OLD.itemId AND sj IS NOT NULL ON CONFLICT DO NOTHING;
         -- days whose sales are gone already are marked on the item only
         INSERT INTO shopDaysChanged SELECT OLD.dian_id, day FROM itemDaysChanged
             WHERE itemId = OLD.itemId AND day <> '*' ON CONFLICT DO NOTHING;
     END IF;
     IF TG_OP IN ('INSERT', 'UPDATE') AND NEW.dian_id IS NOT NULL THEN
-        INSERT INTO shopDaysChanged SELECT DISTINCT NEW.dian_id, vantor_day_key(sj) FROM saleInfo
+        INSERT INTO shopDaysChanged SELECT DISTINCT NEW.dian_id, vantor_time_key(sj, 10) FROM saleInfo
             WHERE itemId = NEW.itemId AND sj IS NOT NULL ON CONFLICT DO NOTHING;
     END IF;
     RETURN NULL;
@@ -265,13 +263,13 @@ BEGIN
         days := NULL;
         DELETE FROM shopHourSums WHERE dian_id = shop;
         INSERT INTO shopHourSums
-            SELECT shop, vantor_day_key(s.sj), vantor_hour_key(s.sj), )SQL" +
+            SELECT shop, vantor_time_key(s.sj, 10), vantor_time_key(s.sj, 13), )SQL" +
            std::string(kSaleTerms) + R"SQL(
             FROM itemInfo i JOIN saleInfo s ON s.itemId = i.itemId
             WHERE i.dian_id = shop AND i.itemId IS NOT NULL AND s.sj IS NOT NULL GROUP BY 2, 3;
         DELETE FROM itemMonthSums WHERE itemId = ANY (whole);
         INSERT INTO itemMonthSums
-            SELECT s.itemId, vantor_month_key(s.sj), s.amount IS NOT NULL, coalesce(s.amount, 0), )SQL" +
+            SELECT s.itemId, vantor_time_key(s.sj, 7), s.amount IS NOT NULL, coalesce(s.amount, 0), )SQL" +
            std::string(kSaleTerms) + R"SQL(
             FROM saleInfo s WHERE s.itemId = ANY (whole) AND s.sj IS NOT NULL GROUP BY 1, 2, 3, 4;
         SELECT array_agg(c.itemId), array_agg(c.day) INTO items, itemDays
@@ -282,12 +280,12 @@ BEGIN
         -- A key's sales are read from each item's range of the index, key by key and item by item: OFFSET 0
         -- keeps the planner from joining every sale of the shop first.
         INSERT INTO shopHourSums
-            SELECT shop, d.k, vantor_hour_key(s.sj), )SQL" +
+            SELECT shop, d.k, vantor_time_key(s.sj, 13), )SQL" +
            std::string(kSaleTerms) + R"SQL(
             FROM unnest(days) AS d(k) CROSS JOIN itemInfo i
             CROSS JOIN LATERAL (SELECT sj, amount, getNum FROM saleInfo WHERE itemId = i.itemId
                                 AND sj >= vantor_key_low(d.k) AND sj < vantor_key_high(d.k) OFFSET 0) AS s
-            WHERE i.dian_id = shop AND i.itemId IS NOT NULL AND vantor_day_key(s.sj) = d.k GROUP BY 2, 3;
+            WHERE i.dian_id = shop AND i.itemId IS NOT NULL AND vantor_time_key(s.sj, 10) = d.k GROUP BY 2, 3;
     END IF;
     IF items IS NOT NULL THEN
         SELECT array_agg(itemId), array_agg(k) INTO items, months
@@ -301,7 +299,7 @@ BEGIN
             FROM unnest(items, months) AS c(itemId, k)
             CROSS JOIN LATERAL (SELECT itemId, sj, amount, getNum FROM saleInfo WHERE itemId = c.itemId
                                 AND sj >= vantor_key_low(c.k) AND sj < vantor_key_high(c.k) OFFSET 0) AS s
-            WHERE vantor_month_key(s.sj) = c.k GROUP BY 1, 2, 3, 4;
+            WHERE vantor_time_key(s.sj, 7) = c.k GROUP BY 1, 2, 3, 4;
     END IF;
 END $$;
 )SQL";

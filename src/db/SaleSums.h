@@ -15,7 +15,8 @@ namespace vantor::db {
 class Database;
 
 // What a group of sales (aliased s) adds up: rows, quantities, money in whole cents with whether every
-// term was whole cents and the plain sum, prices likewise; eleven columns in this order.
+// term was whole cents and the plain sum, prices likewise; eleven columns in this order. The server's
+// round() of a double rounds half to even, as the file's pass does with nearbyint().
 extern const char* const kSaleTerms;
 // The same eleven as a sums table's columns, and summed over rows of it (aliased m).
 extern const char* const kSumColumns;

@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <cctype>
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -211,7 +210,7 @@ public:
     // A store whose schema this program wrote is opened without DDL: a team member who may only read
     // opens it too, and an open costs one query. The mark is the comment of dianbase.
     void ensureSchema() override {
-        const std::string mark = schemaMark();
+        static const std::string mark = schemaMark();
         Parameters none;
         Result current(run("select obj_description(to_regclass('dianbase'), 'pg_class')", none), pg_);
         if (PQntuples(current.result) == 1 && mark == PQgetvalue(current.result, 0, 0)) return;
@@ -475,10 +474,9 @@ public:
     ColumnType type(int column) const override { return typeOf(result_, row_, column); }
     std::int64_t integer(int column) const override {
         if (PQftype(result_, column) == kBool) return integerOf(result_, row_, column);
+        // libpq's value or its conversion: either ends in a NUL
         const std::string_view text = textView(column);
-        std::int64_t value = 0;
-        std::from_chars(text.data(), text.data() + text.size(), value);
-        return value;
+        return text.empty() ? 0 : std::strtoll(text.data(), nullptr, 10);
     }
     double real(int column) const override { return std::strtod(PQgetvalue(result_, row_, column), nullptr); }
 
