@@ -27,6 +27,26 @@ std::string absoluteAddress(const std::string& address, const std::string& base)
     return origin + (address.empty() || address.front() != '/' ? "/" : "") + address;
 }
 
+// A buyer list's rows in page order, then newest first (a stable sort: equal times keep the page
+// order, whatever order the pages came in); the oldest is where the item's sales are replaced from.
+RecordList<TAutionInfo> newestFirst(std::map<std::int32_t, RecordList<TAutionInfo>>& pages,
+                                    TItemBaseInfo& item) {
+    std::vector<std::pair<std::int64_t, TAutionInfo*>> order;
+    for (auto& [number, rows] : pages)
+        for (auto& entry : rows) {
+            const auto time = DateTime::parse(entry.record.sj);
+            order.emplace_back(time ? time->serialSeconds() : INT64_MIN, &entry.record);
+        }
+    std::stable_sort(order.begin(), order.end(),
+                     [](const auto& a, const auto& b) { return a.first > b.first; });
+    RecordList<TAutionInfo> sales;
+    for (auto& [when, sale] : order)
+        sales.add(std::move(*sale));
+    if (!sales.empty()) item.saleFromDate = sales.record(sales.size() - 1).sj;
+    pages.clear();
+    return sales;
+}
+
 std::string itemListPrefix(const std::string& userId) {
     return std::string(market::kListHost) +
            "/browse/0/n-7----------------------0-false-----------------------" + userId +
@@ -186,28 +206,17 @@ LoopTask SalesGathering::fetchItem(const TItemInfo& row, const std::set<std::str
     item.itemAutionUrl = row.itemUrl;
     if (!buyerList.empty()) {
         observer_.stageText("正在处理销售记录");
-        std::vector<TAutionInfo> found;
         const int pages = std::clamp((soldTotal + 79) / 80, 1, kMaxBuyerListPages);
         auto buyers = stages_.job(absoluteAddress(buyerList, row.itemUrl), "&1=1",
                                   download::PageKind::BuyerList, 1, pages);
+        // A page's rows go straight to the haul the writer takes.
         if (held)
-            co_await fetchNewSales(std::move(buyers), *held, found);
+            co_await fetchNewSales(std::move(buyers), *held, haul.salePages);
         else
             co_await stages_.stage(std::move(buyers), 1, download::PageJob::kPlainMode,
-                                   [&](std::int32_t, const std::string& page) {
-                                       for (auto& entry : parse::parseSaleList(page))
-                                           found.push_back(std::move(entry.record));
+                                   [&haul](std::int32_t number, const std::string& page) {
+                                       haul.salePages[number] = parse::parseSaleList(page);
                                    });
-        // Pages arrive in order of completion; the save walks the sales newest first.
-        auto when = [](const TAutionInfo& sale) {
-            auto time = DateTime::parse(sale.sj);
-            return time ? time->serialSeconds() : INT64_MIN;
-        };
-        std::stable_sort(found.begin(), found.end(),
-                         [&](const TAutionInfo& a, const TAutionInfo& b) { return when(a) > when(b); });
-        if (!found.empty()) item.saleFromDate = found.back().sj;
-        for (auto& sale : found)
-            haul.sales.add(std::move(sale));
     }
     const int total = ++itemsGathered_;
     const int ofShop = ++shop.done;
@@ -217,7 +226,7 @@ LoopTask SalesGathering::fetchItem(const TItemInfo& row, const std::set<std::str
 }
 
 LoopTask SalesGathering::fetchNewSales(TDownParamBean pages, const std::set<std::string>& held,
-                                       std::vector<TAutionInfo>& found) {
+                                       SalePages& kept) {
     // Runs of pages that double, so a list with nothing new costs one page and a long one keeps the
     // slots busy.
     int run = 1;
@@ -235,8 +244,7 @@ LoopTask SalesGathering::fetchNewSales(TDownParamBean pages, const std::set<std:
                 return held.count(entry.record.tradeId) > 0;
             });
             if (allHeld) co_return;
-            for (auto& entry : rows)
-                found.push_back(std::move(entry.record));
+            kept[number] = std::move(rows);
         }
     }
 }
@@ -262,11 +270,12 @@ GatherTally SalesGathering::saveShop(size_t index, ShopHaul& haul, db::Database&
     shop.lastGathered = newest.empty() ? "1900-01-01" : newest;
     if (haul.summary) saveShopRates(*haul.summary, shop, db);
     for (ItemHaul& item : haul.items) {
+        const RecordList<TAutionInfo> sales = newestFirst(item.salePages, item.item);
         saveItem(item.item, shop, db);
         ++tally.items;
-        if (item.sales.empty()) continue;
-        tally.sales += follow_ ? saveNewSales(item.sales, item.item, db)
-                               : saveSales(item.sales, item.item, saveGauge_, db);
+        if (sales.empty()) continue;
+        tally.sales +=
+            follow_ ? saveNewSales(sales, item.item, db) : saveSales(sales, item.item, saveGauge_, db);
     }
     if (follow_ && follow_->saved) {
         FollowedShop seen{shop, haul.listing, {}};

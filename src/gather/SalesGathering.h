@@ -74,9 +74,11 @@ public:
     GatherTiming& timing() { return stages_.timing(); }
 
 private:
+    // A buyer list's rows by page number; the writer orders them newest first.
+    using SalePages = std::map<std::int32_t, RecordList<TAutionInfo>>;
     struct ItemHaul {
         TItemBaseInfo item;
-        RecordList<TAutionInfo> sales; // newest first
+        SalePages salePages;
     };
     // What the pages of one shop gave, held until its turn to be saved.
     struct ShopHaul {
@@ -102,8 +104,7 @@ private:
     LoopTask fetchItem(const TItemInfo& row, const std::set<std::string>* held, ItemHaul& haul,
                        ShopItems& shop);
     // The buyer list's pages from the first, newest first, until one holds only held trades.
-    LoopTask fetchNewSales(TDownParamBean pages, const std::set<std::string>& held,
-                           std::vector<TAutionInfo>& found);
+    LoopTask fetchNewSales(TDownParamBean pages, const std::set<std::string>& held, SalePages& kept);
     HeldTrades heldTrades(const TDianBaseInfo& shop) const;
     // Inside the shop's transaction; returns what it saved.
     GatherTally saveShop(size_t index, ShopHaul& haul, db::Database& db);
