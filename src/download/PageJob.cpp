@@ -86,7 +86,13 @@ template <class Step> void PageJob::enter(Step step) {
     // The last touch of the job: once the count is down, its owner may destroy it.
     std::lock_guard lock(mutex_);
     --active_;
-    endChanged_.notify_all();
+    notifyIfIdle();
+}
+
+// Under the lock. Only the end is waited for: waking the waiter at every page would cost a thread
+// switch per page.
+void PageJob::notifyIfIdle() {
+    if (over_ && active_ == 0) endChanged_.notify_all();
 }
 
 void PageJob::post(std::function<void()> task) {
@@ -98,7 +104,7 @@ void PageJob::post(std::function<void()> task) {
         enter(task);
         std::lock_guard lock(mutex_);
         --active_;
-        endChanged_.notify_all();
+        notifyIfIdle();
     });
 }
 
@@ -219,7 +225,7 @@ void PageJob::end() {
     {
         std::lock_guard lock(mutex_);
         over_ = true;
-        endChanged_.notify_all();
+        notifyIfIdle();
     }
     if (handlers_.ended) handlers_.ended();
 }

@@ -103,6 +103,7 @@ private:
     void pageDone(size_t slot, PageResult&& result);
     void fail(const std::string& error);
     void end();
+    void notifyIfIdle();
     // Runs a task on the loop's thread; wait() waits for the tasks posted as well as for the end.
     void post(std::function<void()> task);
     // Every way into the job on the loop's thread goes through here, so that wait() returns only once
