@@ -5,11 +5,15 @@
 #include "base/TextNumbers.h"
 
 #include <curl/curl.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <climits>
 #include <future>
+#include <stdexcept>
 
 namespace vantor::download {
 namespace {
@@ -45,6 +49,23 @@ std::int64_t retryAfterMs(const std::string& value) {
     time_t when = curl_getdate(value.c_str(), nullptr);
     if (when < 0) return -1;
     return std::max<std::int64_t>(0, (std::int64_t(when) - std::int64_t(time(nullptr))) * 1000);
+}
+
+bool sameLetters(std::string_view text, std::string_view lower) {
+    return text.size() == lower.size() &&
+           std::equal(text.begin(), text.end(), lower.begin(),
+                      [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == b; });
+}
+
+// Header names and their values' words are matched without regard to case.
+bool namedAs(std::string_view line, std::string_view lowerName) {
+    return line.size() >= lowerName.size() && sameLetters(line.substr(0, lowerName.size()), lowerName);
+}
+
+bool hasWord(std::string_view line, std::string_view lowerWord) {
+    for (size_t at = 0; at + lowerWord.size() <= line.size(); ++at)
+        if (sameLetters(line.substr(at, lowerWord.size()), lowerWord)) return true;
+    return false;
 }
 
 long clampMs(std::int64_t ms) {
@@ -133,13 +154,10 @@ struct TransferLoop::Transfer {
             self.framed = false; // a redirect's or proxy's head said nothing of this body
             self.retryAfter.clear();
         } else {
-            std::string lower(line);
-            std::transform(lower.begin(), lower.end(), lower.begin(),
-                           [](unsigned char c) { return char(std::tolower(c)); });
-            if (lower.starts_with("content-length:") ||
-                (lower.starts_with("transfer-encoding:") && lower.find("chunked") != std::string::npos))
+            if (namedAs(line, "content-length:") ||
+                (namedAs(line, "transfer-encoding:") && hasWord(line, "chunked")))
                 self.framed = true;
-            if (lower.starts_with("retry-after:")) self.retryAfter = trimSpace(line.substr(12));
+            if (namedAs(line, "retry-after:")) self.retryAfter = trimSpace(line.substr(12));
         }
         return size * count;
     }
@@ -152,15 +170,11 @@ struct TransferLoop::Transfer {
         return CURL_PREREQFUNC_OK;
     }
 
-    void configure() {
-        const THttpAgent& agent = *request.agent;
-        readTimeoutMs = clampMs(agent.ReadTimeOut + kReadBaseMs);
-        const std::string wire = wireAddress(request.url);
-        curl_easy_setopt(easy, CURLOPT_URL, wire.c_str());
+    // What every request of one agent shares; kept on the handle from page to page.
+    void configureFor(const THttpAgent& agent) {
         curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
         curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
         curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-        curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, errorBuffer);
         if (agent.AgentType) {
             curl_easy_setopt(easy, CURLOPT_PROXY, agent.Server.c_str());
             curl_easy_setopt(easy, CURLOPT_PROXYPORT, long(agent.Port));
@@ -179,10 +193,18 @@ struct TransferLoop::Transfer {
         curl_easy_setopt(easy, CURLOPT_MAXREDIRS, kMaxRedirects);
         curl_easy_setopt(easy, CURLOPT_FAILONERROR, 1L);
         curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::onBody);
-        curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
         curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
-        curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
         curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &Transfer::onConnected);
+    }
+
+    // What is this request's own.
+    void bind() {
+        readTimeoutMs = clampMs(request.agent->ReadTimeOut + kReadBaseMs);
+        const std::string wire = wireAddress(request.url);
+        curl_easy_setopt(easy, CURLOPT_URL, wire.c_str());
+        curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, errorBuffer);
+        curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+        curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
         curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
         curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
     }
@@ -224,6 +246,12 @@ TransferLoop::TransferLoop() {
     HostPacer::shared();
     curl_global_init(CURL_GLOBAL_DEFAULT);
     multi_ = curl_multi_init();
+    if (!multi_ || pipe2(wakePipe_, O_NONBLOCK | O_CLOEXEC) != 0)
+        throw std::runtime_error("the transfer loop could not start");
+    curl_multi_setopt(multiOf(multi_), CURLMOPT_SOCKETFUNCTION, &TransferLoop::onSocket);
+    curl_multi_setopt(multiOf(multi_), CURLMOPT_SOCKETDATA, this);
+    curl_multi_setopt(multiOf(multi_), CURLMOPT_TIMERFUNCTION, &TransferLoop::onTimer);
+    curl_multi_setopt(multiOf(multi_), CURLMOPT_TIMERDATA, this);
     std::promise<std::thread::id> started;
     auto id = started.get_future();
     thread_ = std::jthread([this, &started](std::stop_token stop) {
@@ -235,16 +263,18 @@ TransferLoop::TransferLoop() {
 
 TransferLoop::~TransferLoop() {
     thread_.request_stop();
-    curl_multi_wakeup(multiOf(multi_));
+    wake();
     thread_.join();
     for (auto& [id, transfer] : transfers_)
         if (transfer->easy) {
             curl_multi_remove_handle(multiOf(multi_), transfer->easy);
             curl_easy_cleanup(transfer->easy);
         }
-    for (void* easy : spareHandles_)
-        curl_easy_cleanup(static_cast<CURL*>(easy));
+    for (auto& spare : spareHandles_)
+        curl_easy_cleanup(static_cast<CURL*>(spare.easy));
     curl_multi_cleanup(multiOf(multi_));
+    close(wakePipe_[0]);
+    close(wakePipe_[1]);
 }
 
 TransferLoop::Id TransferLoop::fetch(PageRequest request) {
@@ -284,7 +314,32 @@ void TransferLoop::post(std::function<void()> task) {
         std::lock_guard lock(mutex_);
         tasks_.push_back(std::move(task));
     }
-    curl_multi_wakeup(multiOf(multi_));
+    if (!onLoopThread()) wake();
+}
+
+void TransferLoop::wake() {
+    {
+        std::lock_guard lock(mutex_);
+        if (wakePending_) return;
+        wakePending_ = true;
+    }
+    const char byte = 1;
+    [[maybe_unused]] const auto written = write(wakePipe_[1], &byte, 1);
+}
+
+int TransferLoop::onSocket(void*, std::intptr_t socket, int what, void* self, void*) {
+    auto& loop = *static_cast<TransferLoop*>(self);
+    if (what == CURL_POLL_REMOVE)
+        loop.sockets_.erase(socket);
+    else
+        loop.sockets_[socket] = what;
+    return 0;
+}
+
+int TransferLoop::onTimer(void*, long timeoutMs, void* self) {
+    auto& loop = *static_cast<TransferLoop*>(self);
+    loop.curlDue_ = timeoutMs < 0 ? Clock::time_point::max() : Clock::now() + milliseconds(timeoutMs);
+    return 0;
 }
 
 std::unique_ptr<TransferLoop::Transfer> TransferLoop::takeOut(Id id) {
@@ -295,7 +350,7 @@ std::unique_ptr<TransferLoop::Transfer> TransferLoop::takeOut(Id id) {
     if (transfer->easy) {
         curl_multi_remove_handle(multiOf(multi_), transfer->easy);
         if (transfer->request.gauge) transfer->request.gauge->end();
-        spareHandles_.push_back(transfer->easy);
+        spareHandles_.push_back({transfer->easy, transfer->request.agent});
     }
     return transfer;
 }
@@ -308,18 +363,53 @@ void TransferLoop::run(std::stop_token stop) {
     CURLM* multi = multiOf(multi_);
     while (!stop.stop_requested()) {
         runTasks();
-        startDue(Clock::now());
-        int running = 0;
-        curl_multi_perform(multi, &running);
+        auto now = Clock::now();
+        startDue(now);
+        if (curlDue_ <= now) {
+            curlDue_ = Clock::time_point::max();
+            int running = 0;
+            curl_multi_socket_action(multi, CURL_SOCKET_TIMEOUT, 0, &running);
+        }
         collect();
-        const auto now = Clock::now();
+        now = Clock::now();
         expireSilent(now);
         // Callbacks may have asked for more: look at the queue before sleeping.
         {
             std::lock_guard lock(mutex_);
             if (!tasks_.empty()) continue;
         }
-        curl_multi_poll(multi, nullptr, 0, waitMs(now), nullptr);
+        waitForSockets(waitMs(now));
+        collect();
+    }
+}
+
+void TransferLoop::waitForSockets(int timeoutMs) {
+    std::vector<pollfd> watched;
+    watched.reserve(sockets_.size() + 1);
+    watched.push_back({wakePipe_[0], POLLIN, 0});
+    for (const auto& [socket, what] : sockets_) {
+        short events = 0;
+        if (what == CURL_POLL_IN || what == CURL_POLL_INOUT) events |= POLLIN;
+        if (what == CURL_POLL_OUT || what == CURL_POLL_INOUT) events |= POLLOUT;
+        watched.push_back({int(socket), events, 0});
+    }
+    if (poll(watched.data(), watched.size(), timeoutMs) <= 0) return;
+    if (watched[0].revents) {
+        char drain[64];
+        while (read(wakePipe_[0], drain, sizeof drain) > 0) {
+        }
+        std::lock_guard lock(mutex_);
+        wakePending_ = false;
+    }
+    for (size_t i = 1; i < watched.size(); ++i) {
+        const short got = watched[i].revents;
+        if (!got) continue;
+        int mask = 0;
+        if (got & (POLLIN | POLLHUP)) mask |= CURL_CSELECT_IN;
+        if (got & POLLOUT) mask |= CURL_CSELECT_OUT;
+        if (got & (POLLERR | POLLNVAL)) mask |= CURL_CSELECT_ERR;
+        int running = 0;
+        curl_multi_socket_action(multiOf(multi_), watched[i].fd, mask, &running);
     }
 }
 
@@ -349,13 +439,22 @@ void TransferLoop::startDue(Clock::time_point now) {
 }
 
 void TransferLoop::start(Transfer& transfer) {
-    CURL* easy;
-    if (spareHandles_.empty()) {
-        easy = curl_easy_init();
-    } else {
-        easy = static_cast<CURL*>(spareHandles_.back());
+    // A spare handle of the same agent keeps its settings; another one's gets every option anew. The
+    // connections stay with the multi handle either way.
+    CURL* easy = nullptr;
+    bool configured = false;
+    auto same = std::find_if(spareHandles_.rbegin(), spareHandles_.rend(),
+                             [&](const SpareHandle& spare) { return spare.agent == transfer.request.agent; });
+    if (same != spareHandles_.rend()) {
+        easy = static_cast<CURL*>(same->easy);
+        configured = true;
+        spareHandles_.erase(std::next(same).base());
+    } else if (!spareHandles_.empty()) {
+        easy = static_cast<CURL*>(spareHandles_.back().easy);
         spareHandles_.pop_back();
-        curl_easy_reset(easy); // every option anew; the connections the multi handle holds stay
+        curl_easy_reset(easy);
+    } else {
+        easy = curl_easy_init();
     }
     if (!easy) {
         post([this, id = transfer.id, url = transfer.request.url] {
@@ -365,7 +464,8 @@ void TransferLoop::start(Transfer& transfer) {
         return;
     }
     transfer.easy = easy;
-    transfer.configure();
+    if (!configured) transfer.configureFor(*transfer.request.agent);
+    transfer.bind();
     transfer.lastByte = Clock::now();
     if (transfer.request.gauge) transfer.request.gauge->waiting();
     curl_multi_add_handle(multiOf(multi_), easy);
@@ -401,9 +501,8 @@ void TransferLoop::expireSilent(Clock::time_point now) {
 
 int TransferLoop::waitMs(Clock::time_point now) const {
     auto wait = milliseconds(kLongestWaitMs);
-    long curlWait = -1;
-    curl_multi_timeout(multiOf(multi_), &curlWait);
-    if (curlWait >= 0) wait = std::min(wait, milliseconds(curlWait));
+    if (curlDue_ != Clock::time_point::max())
+        wait = std::min(wait, std::chrono::ceil<milliseconds>(curlDue_ - now));
     for (const auto& [id, transfer] : transfers_) {
         const auto until =
             transfer->easy ? (transfer->connected ? transfer->lastByte + milliseconds(transfer->readTimeoutMs)

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -86,12 +87,28 @@ private:
     // The transfer out of the loop, off the wire, its bar at rest; null when there is none.
     std::unique_ptr<Transfer> takeOut(Id id);
 
-    void* multi_; // CURLM*, only the loop touches it but for the wake-up
+    // libcurl's socket interface: it says which sockets to watch and when to call it back, and is told
+    // which socket is ready, so a ready page costs no look at the other transfers.
+    static int onSocket(void* easy, std::intptr_t socket, int what, void* self, void* socketData);
+    static int onTimer(void* multi, long timeoutMs, void* self);
+    void waitForSockets(int timeoutMs);
+    void wake();
+
+    void* multi_; // CURLM*, only the loop touches it
     std::mutex mutex_;
     std::vector<std::function<void()>> tasks_;
-    Id nextId_ = 1;                                               // under mutex_
+    bool wakePending_ = false; // under mutex_: a byte is in the pipe
+    int wakePipe_[2] = {-1, -1};
+    std::unordered_map<std::intptr_t, int> sockets_;       // the loop's: socket → CURL_POLL_IN/OUT/INOUT
+    Clock::time_point curlDue_ = Clock::time_point::max(); // the loop's: when libcurl wants a call
+    Id nextId_ = 1;                                        // under mutex_
     std::unordered_map<Id, std::unique_ptr<Transfer>> transfers_; // the loop's
-    std::vector<void*> spareHandles_;                             // CURL*, the loop's
+    // The loop's: handles between requests, with the agent whose settings they hold.
+    struct SpareHandle {
+        void* easy; // CURL*
+        std::shared_ptr<const THttpAgent> agent;
+    };
+    std::vector<SpareHandle> spareHandles_;
     std::thread::id threadId_;
     std::jthread thread_; // last
 };
