@@ -203,11 +203,16 @@ bool HttpServer::waitReadable(int fd, int timeoutMs) const {
 bool HttpServer::sendAll(int fd, const std::string& data) const {
     size_t sent = 0;
     while (sent < data.size() && !stopping_) {
+        // Sent at once while the socket takes it; waited for in slices only when full, so a stop
+        // still ends a reply to a client that reads nothing.
+        const ssize_t n = ::send(fd, data.data() + sent, data.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n > 0) {
+            sent += static_cast<size_t>(n);
+            continue;
+        }
+        if (n == 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR)) return false;
         pollfd p{fd, POLLOUT, 0};
-        if (::poll(&p, 1, kPollSliceMs) <= 0) continue;
-        const ssize_t n = ::send(fd, data.data() + sent, data.size() - sent, MSG_NOSIGNAL);
-        if (n <= 0) return false;
-        sent += static_cast<size_t>(n);
+        ::poll(&p, 1, kPollSliceMs);
     }
     return sent == data.size();
 }
