@@ -124,7 +124,7 @@ public:
     // into an empty table then builds each index once, sorted, instead of row by row.
     std::vector<std::string> dropIndexes(std::string_view table);
     // A statement without parameters whose rows come in batches: a table of any size is never held
-    // whole. On a server it reads in a transaction of its own unless one is open.
+    // whole. On a server it reads in a transaction of its own unless one is open, planned for every row.
     Statement stream(std::string_view select);
     // After rows were inserted with their ids: the ids given to new rows go on after the largest.
     void idsGivenUpTo(std::string_view table);
