@@ -363,8 +363,9 @@ void TransferLoop::run(std::stop_token stop) {
     CURLM* multi = multiOf(multi_);
     while (!stop.stop_requested()) {
         runTasks();
+        startDue(Clock::now());
+        // A transfer just started asks to be driven at once: read the clock after it.
         auto now = Clock::now();
-        startDue(now);
         if (curlDue_ <= now) {
             curlDue_ = Clock::time_point::max();
             int running = 0;
