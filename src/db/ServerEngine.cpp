@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cctype>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -68,13 +69,10 @@ std::string sqliteReal(double value) {
 }
 
 // The shortest text that reads back as the same double.
-std::string exactReal(double value) {
+void appendExactReal(std::string& out, double value) {
     char buf[64];
-    for (int digits = 15; digits <= 17; ++digits) {
-        std::snprintf(buf, sizeof buf, "%.*g", digits, value);
-        if (std::strtod(buf, nullptr) == value) break;
-    }
-    return buf;
+    const auto written = std::to_chars(buf, buf + sizeof buf, value);
+    out.append(buf, written.ptr);
 }
 
 ColumnType typeOf(const PGresult* r, int row, int column) {
@@ -109,7 +107,7 @@ void appendCopyText(std::string& out, const Value& value) {
         out += std::to_string(std::get<std::int64_t>(value));
         return;
     case 2:
-        out += exactReal(std::get<double>(value));
+        appendExactReal(out, std::get<double>(value));
         return;
     case 3:
         for (char c : std::get<std::string>(value))
@@ -548,9 +546,9 @@ public:
             text = std::to_string(std::get<std::int64_t>(value)), type = kInt8;
             break;
         case 2: {
-            char buf[64];
-            std::snprintf(buf, sizeof buf, "%.17g", std::get<double>(value));
-            text = buf, type = kFloat8;
+            std::string real;
+            appendExactReal(real, std::get<double>(value));
+            text = std::move(real), type = kFloat8;
             break;
         }
         case 3: // untyped: the server takes the column's type

@@ -86,6 +86,32 @@ TEST_F(PostgresStore, StatementsBindByNameAndReadBackTheTextsSQLiteGives) {
     EXPECT_EQ(rows(std::move(onPg)), expected);
 }
 
+// Prices that take all seventeen digits arrive on the server as the very same doubles, whether bound to
+// a statement or sent in a save's COPY.
+TEST_F(PostgresStore, RealsArriveExactlyBoundOrCopied) {
+    Database& db = pg->cn1();
+    const std::vector<double> reals = {0.1 + 0.2, 1234567.8912345678, 1e-7 / 3, 2.5e15 + 0.5, -0.0};
+    auto bound = db.prepare("insert into saleInfo(itemId,trade_id,amount) values('bound',:trade,:amount)");
+    std::vector<std::vector<Value>> copied;
+    for (size_t i = 0; i < reals.size(); ++i) {
+        bound.bind("trade", std::to_string(i)).bind("amount", reals[i]).execute();
+        copied.push_back({std::string("copied"), std::to_string(i), reals[i]});
+    }
+    size_t next = 0;
+    db.bulkInsert(
+        "saleInfo", {"itemId", "trade_id", "amount"},
+        [&](std::vector<Value>& row) { return next < copied.size() && (row = copied[next++], true); },
+        Conflicts::Fail);
+    for (const char* item : {"bound", "copied"}) {
+        auto back = db.prepare("select amount from saleInfo where itemId=:item order by id");
+        back.bind("item", std::string(item));
+        for (double real : reals) {
+            ASSERT_TRUE(back.step()) << item;
+            EXPECT_EQ(back.real(0), real) << item;
+        }
+    }
+}
+
 TEST_F(PostgresStore, AWrongAddressOrAStoppedServerGivesAClearMessage) {
     try {
         Database::connect("postgresql://postgres@127.0.0.1:1/vantor");
