@@ -9,16 +9,11 @@
 #include <optional>
 #include <sstream>
 #include <stdexcept>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace vantor::base {
 namespace {
-
-bool sameName(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
 
 std::optional<std::string_view> sectionName(std::string_view line) {
     line = trimSpace(line);

@@ -2,8 +2,13 @@
 
 #include <charconv>
 #include <limits>
+#include <strings.h>
 
 namespace vantor::base {
+
+bool sameName(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
 
 std::string_view trimSpace(std::string_view text) {
     auto space = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };

@@ -12,6 +12,9 @@ namespace vantor::base {
 // The text without the blanks, tabs and line ends around it.
 std::string_view trimSpace(std::string_view text);
 
+// The same text but for the letter case of ASCII letters (names of keys, columns, headers).
+bool sameName(std::string_view a, std::string_view b);
+
 // "true"/"false" (any letter case), "-1" and "0"; nothing else.
 std::optional<bool> parseBool(std::string_view text);
 

@@ -1,10 +1,9 @@
 #include "StoreCopy.h"
 
-#include <algorithm>
-#include <cctype>
+#include "base/TextNumbers.h"
+
 #include <map>
 #include <stdexcept>
-#include <string_view>
 #include <vector>
 
 namespace vantor::db {
@@ -92,13 +91,6 @@ private:
     std::vector<size_t> order_;
     size_t at_ = 0;
 };
-
-bool sameName(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return std::tolower(static_cast<unsigned char>(x)) ==
-                      std::tolower(static_cast<unsigned char>(y));
-           });
-}
 
 std::int64_t rowCount(Database& db, const char* table) {
     auto count = db.prepare(std::string("select count(*) from ") + table);

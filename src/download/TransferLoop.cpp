@@ -51,20 +51,14 @@ std::int64_t retryAfterMs(const std::string& value) {
     return std::max<std::int64_t>(0, (std::int64_t(when) - std::int64_t(time(nullptr))) * 1000);
 }
 
-bool sameLetters(std::string_view text, std::string_view lower) {
-    return text.size() == lower.size() &&
-           std::equal(text.begin(), text.end(), lower.begin(),
-                      [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == b; });
-}
-
 // Header names and their values' words are matched without regard to case.
-bool namedAs(std::string_view line, std::string_view lowerName) {
-    return line.size() >= lowerName.size() && sameLetters(line.substr(0, lowerName.size()), lowerName);
+bool namedAs(std::string_view line, std::string_view name) {
+    return sameName(line.substr(0, name.size()), name);
 }
 
-bool hasWord(std::string_view line, std::string_view lowerWord) {
-    for (size_t at = 0; at + lowerWord.size() <= line.size(); ++at)
-        if (sameLetters(line.substr(at, lowerWord.size()), lowerWord)) return true;
+bool hasWord(std::string_view line, std::string_view word) {
+    for (size_t at = 0; at + word.size() <= line.size(); ++at)
+        if (sameName(line.substr(at, word.size()), word)) return true;
     return false;
 }
 

@@ -1,16 +1,13 @@
 #include "Dataset.h"
 
+#include "base/TextNumbers.h"
+
 #include <algorithm>
 #include <numeric>
 #include <stdexcept>
-#include <strings.h>
 
 namespace vantor::views {
 namespace {
-
-bool sameName(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
 
 struct SortKey {
     int field;

@@ -1,9 +1,10 @@
 #include "RowStore.h"
 
+#include "base/TextNumbers.h"
+
 #include <charconv>
 #include <cstring>
 #include <stdexcept>
-#include <strings.h>
 
 namespace vantor::views {
 
@@ -64,8 +65,7 @@ RowStore::RowStore(std::vector<std::string> fieldNames) : names_(std::move(field
 
 int RowStore::fieldIndex(std::string_view name) const {
     for (size_t i = 0; i < names_.size(); ++i)
-        if (names_[i].size() == name.size() && strncasecmp(names_[i].data(), name.data(), name.size()) == 0)
-            return int(i);
+        if (sameName(names_[i], name)) return int(i);
     return -1;
 }
 
