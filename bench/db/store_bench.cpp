@@ -50,7 +50,8 @@ Timing grid(db::TDM& dm, const char* query, const views::Parameters& parameters,
     });
 }
 
-// A gathering's saves: `shops` shops of 20 items with 500 sales each, a transaction per shop.
+// A gathering's saves as its writer makes them: `shops` shops of 20 items with 500 sales each, a
+// transaction per shop.
 double savedPerSecond(db::TDM& dm, int shops) {
     db::Database db = dm.openConnection();
     int saved = 0;
@@ -62,6 +63,7 @@ double savedPerSecond(db::TDM& dm, int shops) {
                 shop.dianzhu = "saved" + std::to_string(s);
                 shop.webaddr = "http://shop" + std::to_string(s) + ".taobao.com";
                 gather::saveShopBase(shop, db);
+                gather::SalesBatch batch(db);
                 for (int i = 0; i < 20; ++i) {
                     TItemBaseInfo item;
                     item.itemId = "s" + std::to_string(s * 100 + i);
@@ -79,8 +81,9 @@ double savedPerSecond(db::TDM& dm, int shops) {
                         sale.buyNum = 1;
                         sales.add(std::move(sale));
                     }
-                    saved += gather::saveSales(sales, item, nullptr, db);
+                    saved += batch.replace(sales, item, nullptr);
                 }
+                batch.finish();
                 db.commit();
             }
         }).wall;

@@ -225,25 +225,23 @@ std::vector<Value> saleRow(const std::string& itemId, const TAutionInfo& sale, c
             sale.status};
 }
 
-void insertSales(Database& db, std::vector<std::vector<Value>>& rows) {
-    size_t next = 0;
-    db.bulkInsert(
-        "saleInfo", kSaleColumns,
-        [&](std::vector<Value>& row) {
-            if (next == rows.size()) return false;
-            row = std::move(rows[next++]);
-            return true;
-        },
-        Conflicts::Skip);
-}
-
 } // namespace
 
-int saveNewSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, Database& db) {
+SalesBatch::SalesBatch(Database& db) : db_(db) {}
+
+// An item met again in the batch (an item list that named it twice) finds its earlier rows in the table,
+// as it would have if each item were saved on its own.
+void SalesBatch::flushBefore(const std::string& itemId) {
+    if (items_.insert(itemId).second) return;
+    finish();
+    items_.insert(itemId);
+}
+
+int SalesBatch::addNew(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item) {
     int inserted = 0;
     orFail(kListSaveError, [&] {
-        auto held = db.prepare("select count(*) from saleInfo where itemId=:itemId and trade_id=:trade_id");
-        std::vector<std::vector<Value>> rows;
+        flushBefore(item.itemId);
+        auto held = db_.prepare("select count(*) from saleInfo where itemId=:itemId and trade_id=:trade_id");
         for (const auto& [text, sale] : sales) {
             auto sold = DateTime::parse(sale.sj);
             if (!sold) throw TSaveException(kListSaveError);
@@ -251,26 +249,24 @@ int saveNewSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item
             const bool known = held.step() && held.integer(0) > 0;
             held.reset();
             if (known) continue;
-            rows.push_back(saleRow(item.itemId, sale, *sold));
+            rows_.push_back(saleRow(item.itemId, sale, *sold));
             ++inserted;
         }
-        insertSales(db, rows);
     });
     return inserted;
 }
 
-int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, ProgressGauge* gauge,
-              Database& db) {
+int SalesBatch::replace(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item,
+                        ProgressGauge* gauge) {
     int inserted = 0;
     orFail(kListSaveError, [&] {
+        flushBefore(item.itemId);
         std::string from = dateText(item.saleFromDate);
         auto fromDate = DateTime::parse(item.saleFromDate);
         if (!fromDate) throw TSaveException(kListSaveError);
-        std::string itemId = item.itemId;
-        auto remove = db.prepare("delete from saleInfo where sj>=:sj and itemId=:itemId");
-        remove.bind("sj", from).bind("itemId", itemId);
+        auto remove = db_.prepare("delete from saleInfo where sj>=:sj and itemId=:itemId");
+        remove.bind("sj", from).bind("itemId", item.itemId);
         remove.execute();
-        std::vector<std::vector<Value>> rows;
         if (gauge) gauge->setMaximum(int(sales.size()));
         int position = 0;
         for (const auto& [text, sale] : sales) {
@@ -281,13 +277,44 @@ int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, P
                 if (gauge) gauge->setPosition(position);
                 break;
             }
-            rows.push_back(saleRow(itemId, sale, *sold));
+            rows_.push_back(saleRow(item.itemId, sale, *sold));
             ++inserted;
             if (gauge) gauge->setPosition(position);
         }
-        insertSales(db, rows);
         if (gauge) gauge->setPosition(100);
     });
+    return inserted;
+}
+
+void SalesBatch::finish() {
+    if (rows_.empty()) return;
+    orFail(kListSaveError, [&] {
+        size_t next = 0;
+        db_.bulkInsert(
+            "saleInfo", kSaleColumns,
+            [&](std::vector<Value>& row) {
+                if (next == rows_.size()) return false;
+                row = std::move(rows_[next++]);
+                return true;
+            },
+            Conflicts::Skip);
+    });
+    rows_.clear();
+    items_.clear();
+}
+
+int saveNewSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, Database& db) {
+    SalesBatch batch(db);
+    const int inserted = batch.addNew(sales, item);
+    batch.finish();
+    return inserted;
+}
+
+int saveSales(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, ProgressGauge* gauge,
+              Database& db) {
+    SalesBatch batch(db);
+    const int inserted = batch.replace(sales, item, gauge);
+    batch.finish();
     return inserted;
 }
 

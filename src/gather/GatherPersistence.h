@@ -5,6 +5,7 @@
 #include "db/Database.h"
 #include "market/Records.h"
 
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -32,6 +33,24 @@ void saveShopRates(const TRateBaseInfo& summary, const TDianBaseInfo& shop, db::
 // Inserts or updates the item's row; item.updateDate becomes the previous save time, or
 // "1900-01-01 00:00:01" for a new item. Does nothing without a seller nickname or an item id.
 void saveItem(TItemBaseInfo& item, const TDianBaseInfo& shop, db::Database& db);
+
+// A shop's sales saved item by item as saveSales and saveNewSales below do, the items' new rows going in
+// together at finish(): on a server one bulk statement for the shop instead of one per item. Until
+// finish() the new rows are not in the table. Raises TSaveException.
+class SalesBatch {
+public:
+    explicit SalesBatch(db::Database& db);
+    int replace(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item, ProgressGauge* gauge);
+    int addNew(const RecordList<TAutionInfo>& sales, const TItemBaseInfo& item);
+    void finish();
+
+private:
+    void flushBefore(const std::string& itemId);
+
+    db::Database& db_;
+    std::vector<std::vector<db::Value>> rows_;
+    std::set<std::string> items_;
+};
 
 // Replaces the item's sales from item.saleFromDate on. Sales arrive newest first; the walk stops at
 // the first sale less than a whole day after the from-date, so that day's sales are deleted but not

@@ -269,14 +269,16 @@ GatherTally SalesGathering::saveShop(size_t index, ShopHaul& haul, db::Database&
     std::string newest = readRatingBound(shop, RatingBound::Newest, db);
     shop.lastGathered = newest.empty() ? "1900-01-01" : newest;
     if (haul.summary) saveShopRates(*haul.summary, shop, db);
+    SalesBatch sales(db);
     for (ItemHaul& item : haul.items) {
-        const RecordList<TAutionInfo> sales = newestFirst(item.salePages, item.item);
+        const RecordList<TAutionInfo> listed = newestFirst(item.salePages, item.item);
         saveItem(item.item, shop, db);
         ++tally.items;
-        if (sales.empty()) continue;
+        if (listed.empty()) continue;
         tally.sales +=
-            follow_ ? saveNewSales(sales, item.item, db) : saveSales(sales, item.item, saveGauge_, db);
+            follow_ ? sales.addNew(listed, item.item) : sales.replace(listed, item.item, saveGauge_);
     }
+    sales.finish();
     if (follow_ && follow_->saved) {
         FollowedShop seen{shop, haul.listing, {}};
         for (const ItemHaul& item : haul.items) {
