@@ -18,6 +18,7 @@
 #include <atomic>
 #include <cstdio>
 #include <fstream>
+#include <sstream>
 
 using namespace vantor;
 using namespace vantor::bench;
@@ -28,6 +29,7 @@ struct Figures {
     double seconds = 0;
     double cpuSeconds = 0;    // the fetching process: driver and download threads, or curl
     double driverSeconds = 0; // the transfer loop's thread alone
+    double serverSeconds = 0; // the local server's, which shares the machine's cores
 };
 
 Figures faster(const Figures& best, const Figures& next) {
@@ -83,6 +85,19 @@ public:
     }
     std::string prefix() const { return "http://127.0.0.1:" + std::to_string(port_) + "/list-"; }
 
+    // The server's CPU time so far (all its threads, in clock ticks).
+    double cpuSeconds() const {
+        std::ifstream stat("/proc/" + std::to_string(pid_) + "/stat");
+        std::string line;
+        std::getline(stat, line);
+        std::istringstream fields(line.substr(line.rfind(')') + 2));
+        std::string field;
+        double ticks = 0;
+        for (int n = 3; fields >> field && n <= 15; ++n)
+            if (n >= 14) ticks += std::stod(field); // utime, stime
+        return ticks / double(sysconf(_SC_CLK_TCK));
+    }
+
 private:
     pid_t pid_ = -1;
     int lifeFd_ = -1;
@@ -106,7 +121,8 @@ struct Counts {
     }
 };
 
-Figures runDriver(const std::string& prefix, int pages, int slots) {
+Figures runDriver(const ServerProcess& server, int pages, int slots) {
+    const std::string prefix = server.prefix();
     TDownParamBean param;
     param.urlPrefix = prefix;
     param.urlSuffix = ".htm";
@@ -118,11 +134,12 @@ Figures runDriver(const std::string& prefix, int pages, int slots) {
     Counts counts;
     download::PageJob check(param, std::vector<download::SlotProgress*>(size_t(slots), nullptr), 1,
                             download::PageJob::kPlainMode, counts.handlers());
+    const double serverBefore = server.cpuSeconds();
     Timing t = measure([&] {
         check.start();
         check.wait();
     });
-    Figures figures{t.wall, t.cpu, counts.loopCpu};
+    Figures figures{t.wall, t.cpu, counts.loopCpu, server.cpuSeconds() - serverBefore};
     if (counts.pages != pages || check.getStatus() != "0完成") {
         std::fprintf(stderr, "driver: %ld of %d pages, status %s\n", counts.pages.load(), pages,
                      std::string(check.getStatus()).c_str());
@@ -131,7 +148,8 @@ Figures runDriver(const std::string& prefix, int pages, int slots) {
     return figures;
 }
 
-Figures runCurl(const std::string& prefix, int pages, int slots) {
+Figures runCurl(const ServerProcess& server, int pages, int slots) {
+    const std::string prefix = server.prefix();
     char name[] = "/tmp/vantor-bench-urls-XXXXXX";
     int fd = mkstemp(name);
     close(fd);
@@ -145,13 +163,15 @@ Figures runCurl(const std::string& prefix, int pages, int slots) {
                                 std::to_string(slots) + " --config " + name + " --user-agent '" +
                                 download::kUserAgent + "'";
     int status = 0;
+    const double serverBefore = server.cpuSeconds();
     Timing t = measure([&] { status = std::system(command.c_str()); }, RUSAGE_CHILDREN);
+    const double serverSeconds = server.cpuSeconds() - serverBefore;
     unlink(name);
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         std::fprintf(stderr, "curl failed\n");
         std::exit(1);
     }
-    return {t.wall, t.cpu};
+    return {t.wall, t.cpu, 0, serverSeconds};
 }
 
 } // namespace
@@ -160,25 +180,26 @@ int main(int argc, char** argv) {
     int pages = argument(argc, argv, 1, 2000);
     int rounds = std::max(1, argument(argc, argv, 2, 3));
     ServerProcess server;
-    std::string prefix = server.prefix();
-    runDriver(prefix, 50, 4); // warm-up: libcurl's start, the server's first threads
+    runDriver(server, 50, 4); // warm-up: libcurl's start, the server's first threads
 
     std::printf("%d pages of %zu bytes from a local server, fastest of %d rounds\n\n", pages,
                 pageBody().size(), rounds);
     std::printf("slots  driver pages/s  curl pages/s  ratio  ms/page  CPU us/page whole process  "
-                "loop thread  curl\n");
+                "loop thread  curl  server (driver, curl)\n");
     for (int slots : {1, 4, 16}) {
         Figures ours;
         Figures curl;
         for (int round = 0; round < rounds; ++round) {
-            ours = faster(ours, runDriver(prefix, pages, slots));
-            curl = faster(curl, runCurl(prefix, pages, slots));
+            ours = faster(ours, runDriver(server, pages, slots));
+            curl = faster(curl, runCurl(server, pages, slots));
         }
         double ourRate = pages / ours.seconds;
         double curlRate = pages / curl.seconds;
-        std::printf("%5d  %14.0f  %12.0f  %5.2f  %7.3f  %26.1f  %11.1f  %5.1f\n", slots, ourRate, curlRate,
-                    ourRate / curlRate, 1000.0 * ours.seconds / pages, 1e6 * ours.cpuSeconds / pages,
-                    1e6 * ours.driverSeconds / pages, 1e6 * curl.cpuSeconds / pages);
+        std::printf("%5d  %14.0f  %12.0f  %5.2f  %7.3f  %26.1f  %11.1f  %5.1f  %6.1f, %4.1f\n", slots,
+                    ourRate, curlRate, ourRate / curlRate, 1000.0 * ours.seconds / pages,
+                    1e6 * ours.cpuSeconds / pages, 1e6 * ours.driverSeconds / pages,
+                    1e6 * curl.cpuSeconds / pages, 1e6 * ours.serverSeconds / pages,
+                    1e6 * curl.serverSeconds / pages);
     }
     return 0;
 }

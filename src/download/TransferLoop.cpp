@@ -246,6 +246,9 @@ TransferLoop::TransferLoop() {
     curl_multi_setopt(multiOf(multi_), CURLMOPT_SOCKETDATA, this);
     curl_multi_setopt(multiOf(multi_), CURLMOPT_TIMERFUNCTION, &TransferLoop::onTimer);
     curl_multi_setopt(multiOf(multi_), CURLMOPT_TIMERDATA, this);
+    // libcurl's cache keeps four connections per transfer under way; whenever fewer were under way it
+    // closed idle ones that the next pages then opened anew (a connection per 57 pages at 16 slots).
+    curl_multi_setopt(multiOf(multi_), CURLMOPT_MAXCONNECTS, long(4 * kMaxSlots));
     std::promise<std::thread::id> started;
     auto id = started.get_future();
     thread_ = std::jthread([this, &started](std::stop_token stop) {

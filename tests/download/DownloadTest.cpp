@@ -469,6 +469,17 @@ TEST(Driver, ThreeSlotsShareTenPagesWithThePageStepInTheAddress) {
     EXPECT_EQ(begun, 10);
 }
 
+TEST(Driver, SixteenSlotsKeepTheirSixteenConnectionsForThousandsOfPages) {
+    HttpServer server(echoPath);
+    auto param = job(server.url("/list-"), 1, 3000);
+    std::vector<GaugeLog> gauges(16);
+    RecordingCheck rec(param, gaugesOf(gauges), 1, download::PageJob::kPlainMode);
+    rec.runToEnd();
+    EXPECT_EQ(rec.check.getStatus(), "0完成");
+    EXPECT_EQ(server.requestCount(), 3000u);
+    EXPECT_LE(server.connections(), 16);
+}
+
 TEST(Driver, JobsThatCannotFetchAnythingEndWithoutARequest) {
     constexpr auto plain = download::PageJob::kPlainMode;
     const struct {
