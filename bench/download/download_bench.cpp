@@ -9,8 +9,13 @@
 #include "../BenchSupport.h"
 #include "download/PageJob.h"
 #include "download/TransferLoop.h"
-#include "support/HttpServer.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -19,6 +24,8 @@
 #include <cstdio>
 #include <fstream>
 #include <sstream>
+#include <unordered_map>
+#include <vector>
 
 using namespace vantor;
 using namespace vantor::bench;
@@ -51,33 +58,89 @@ std::string pageBody() {
     return body + "</body></html>";
 }
 
+// Answers every request on every connection with the same reply, on one thread: a server thread per
+// connection, asleep between requests, had to be woken by each request, and over loopback the client's
+// send pays for that wake-up, which is no part of fetching a page.
+[[noreturn]] void serveWithOneThread(int listenFd, int lifeFd, const std::string& reply) {
+    const int events = epoll_create1(EPOLL_CLOEXEC);
+    for (int fd : {listenFd, lifeFd}) {
+        epoll_event watch{EPOLLIN, {.fd = fd}};
+        epoll_ctl(events, EPOLL_CTL_ADD, fd, &watch);
+    }
+    std::unordered_map<int, std::string> unanswered; // a connection's bytes after its last full request
+    std::vector<char> chunk(1 << 16);
+    epoll_event ready[64];
+    for (;;) {
+        const int count = epoll_wait(events, ready, 64, -1);
+        for (int i = 0; i < count; ++i) {
+            const int fd = ready[i].data.fd;
+            if (fd == lifeFd) _exit(0); // the parent closed its end
+            if (fd == listenFd) {
+                for (int c; (c = accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)) >= 0;) {
+                    const int one = 1;
+                    setsockopt(c, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+                    epoll_event watch{EPOLLIN, {.fd = c}};
+                    epoll_ctl(events, EPOLL_CTL_ADD, c, &watch);
+                }
+                continue;
+            }
+            const ssize_t got = recv(fd, chunk.data(), chunk.size(), 0);
+            if (got <= 0) {
+                if (got < 0 && errno == EAGAIN) continue;
+                unanswered.erase(fd);
+                close(fd);
+                continue;
+            }
+            std::string& in = unanswered[fd];
+            in.append(chunk.data(), size_t(got));
+            std::string out;
+            size_t answered = 0;
+            for (size_t end; (end = in.find("\r\n\r\n", answered)) != std::string::npos; answered = end + 4)
+                out += reply;
+            in.erase(0, answered);
+            for (size_t sent = 0; sent < out.size();) {
+                const ssize_t n = send(fd, out.data() + sent, out.size() - sent, MSG_NOSIGNAL);
+                if (n > 0) {
+                    sent += size_t(n);
+                } else if (n < 0 && errno == EAGAIN) {
+                    pollfd writable{fd, POLLOUT, 0};
+                    poll(&writable, 1, 100);
+                } else {
+                    break;
+                }
+            }
+        }
+    }
+}
+
 // The server runs in a child process, so its work counts neither for the driver nor for curl.
 class ServerProcess {
 public:
     ServerProcess() {
-        int portPipe[2];
         int lifePipe[2];
-        if (pipe(portPipe) != 0 || pipe(lifePipe) != 0) std::exit(1);
+        if (pipe(lifePipe) != 0) std::exit(1);
+        const int listenFd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        if (listenFd < 0 || bind(listenFd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+            listen(listenFd, 128) != 0 ||
+            getsockname(listenFd, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+            std::exit(1);
+        port_ = ntohs(address.sin_port);
         pid_ = fork();
         if (pid_ == 0) {
-            close(portPipe[0]);
             close(lifePipe[1]);
-            std::string body = pageBody();
-            {
-                test::HttpServer server(
-                    [&](const test::HttpRequest&) { return test::HttpReply::page(body); });
-                std::uint16_t port = server.port();
-                [[maybe_unused]] auto w = write(portPipe[1], &port, sizeof port);
-                char byte;
-                [[maybe_unused]] auto r = read(lifePipe[0], &byte, 1); // returns when the parent ends it
-            }
-            _exit(0);
+            const std::string body = pageBody();
+            serveWithOneThread(listenFd, lifePipe[0],
+                               "HTTP/1.1 200 OK\r\nServer: vantor-bench\r\nContent-Type: text/html; "
+                               "charset=GBK\r\nContent-Length: " +
+                                   std::to_string(body.size()) + "\r\nConnection: keep-alive\r\n\r\n" + body);
         }
-        close(portPipe[1]);
+        close(listenFd);
         close(lifePipe[0]);
         lifeFd_ = lifePipe[1];
-        if (read(portPipe[0], &port_, sizeof port_) != sizeof port_) std::exit(1);
-        close(portPipe[0]);
     }
     ~ServerProcess() {
         close(lifeFd_);
