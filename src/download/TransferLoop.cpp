@@ -6,12 +6,14 @@
 
 #include <curl/curl.h>
 #include <fcntl.h>
-#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <climits>
+#include <ctime>
 #include <future>
 #include <stdexcept>
 
@@ -26,6 +28,17 @@ constexpr std::int64_t kReadBaseMs = 30000;
 constexpr long kMaxRedirects = 10;
 // The longest socket wait; a request from another thread wakes it at once anyway.
 constexpr int kLongestWaitMs = 1000;
+
+// The time of the last byte, read at every header line and body piece: the silence it bounds lasts 30 s
+// and more, so the coarse clock (a few ms, no read of the processor's counter) serves.
+// (steady_clock is CLOCK_MONOTONIC, of which this is the coarse reading.)
+std::chrono::steady_clock::time_point roughNow() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return std::chrono::steady_clock::time_point(
+        std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+            std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec)));
+}
 
 CURLM* multiOf(void* handle) {
     return static_cast<CURLM*>(handle);
@@ -128,7 +141,7 @@ struct TransferLoop::Transfer {
             if (self.request.gauge) self.request.gauge->begin(announced > 0 ? announced : 0);
         }
         self.body.append(data, length);
-        self.lastByte = Clock::now();
+        self.lastByte = roughNow();
         if (self.request.gauge) self.request.gauge->advance(std::int64_t(self.body.size()));
         if (self.request.abandon && self.request.abandon()) {
             self.abandoned = true;
@@ -140,7 +153,7 @@ struct TransferLoop::Transfer {
     static size_t onHeader(char* data, size_t size, size_t count, void* user) {
         auto& self = *static_cast<Transfer*>(user);
         std::string_view line(data, size * count);
-        self.lastByte = Clock::now();
+        self.lastByte = roughNow();
         if (line.starts_with("HTTP/")) {
             while (!line.empty() && (line.back() == '\r' || line.back() == '\n'))
                 line.remove_suffix(1);
@@ -240,7 +253,11 @@ TransferLoop::TransferLoop() {
     HostPacer::shared();
     curl_global_init(CURL_GLOBAL_DEFAULT);
     multi_ = curl_multi_init();
-    if (!multi_ || pipe2(wakePipe_, O_NONBLOCK | O_CLOEXEC) != 0)
+    epoll_ = epoll_create1(EPOLL_CLOEXEC);
+    if (!multi_ || epoll_ < 0 || pipe2(wakePipe_, O_NONBLOCK | O_CLOEXEC) != 0)
+        throw std::runtime_error("the transfer loop could not start");
+    epoll_event wakeUp{EPOLLIN, {.fd = wakePipe_[0]}};
+    if (epoll_ctl(epoll_, EPOLL_CTL_ADD, wakePipe_[0], &wakeUp) != 0)
         throw std::runtime_error("the transfer loop could not start");
     curl_multi_setopt(multiOf(multi_), CURLMOPT_SOCKETFUNCTION, &TransferLoop::onSocket);
     curl_multi_setopt(multiOf(multi_), CURLMOPT_SOCKETDATA, this);
@@ -272,6 +289,7 @@ TransferLoop::~TransferLoop() {
     curl_multi_cleanup(multiOf(multi_));
     close(wakePipe_[0]);
     close(wakePipe_[1]);
+    close(epoll_);
 }
 
 TransferLoop::Id TransferLoop::fetch(PageRequest request) {
@@ -326,11 +344,44 @@ void TransferLoop::wake() {
 
 int TransferLoop::onSocket(void*, std::intptr_t socket, int what, void* self, void*) {
     auto& loop = *static_cast<TransferLoop*>(self);
-    if (what == CURL_POLL_REMOVE)
-        loop.sockets_.erase(socket);
-    else
-        loop.sockets_[socket] = what;
+    const int fd = int(socket);
+    Watched& watched = loop.sockets_[fd];
+    if (what == CURL_POLL_REMOVE) {
+        watched.wanted = 0;
+        // Another socket (the resolver's) may be closed behind the loop's back: out of epoll now.
+        if (!watched.opened) {
+            if (watched.registered) epoll_ctl(loop.epoll_, EPOLL_CTL_DEL, fd, nullptr);
+            loop.sockets_.erase(fd);
+        }
+        return 0;
+    }
+    watched.wanted = what;
+    const std::uint32_t events = (what == CURL_POLL_IN || what == CURL_POLL_INOUT ? EPOLLIN : 0u) |
+                                 (what == CURL_POLL_OUT || what == CURL_POLL_INOUT ? EPOLLOUT : 0u);
+    if (watched.opened && watched.registered == events) return 0;
+    epoll_event wanted{events, {.fd = fd}};
+    if (epoll_ctl(loop.epoll_, watched.registered ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, fd, &wanted) != 0)
+        epoll_ctl(loop.epoll_, watched.registered ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, fd, &wanted);
+    watched.registered = events;
     return 0;
+}
+
+int TransferLoop::onOpenSocket(void* self, int, void* address) {
+    const auto& to = *static_cast<curl_sockaddr*>(address);
+    const int fd = ::socket(to.family, to.socktype | SOCK_CLOEXEC, to.protocol);
+    if (fd < 0) return CURL_SOCKET_BAD;
+    static_cast<TransferLoop*>(self)->sockets_[fd] = Watched{0, 0, true};
+    return fd;
+}
+
+int TransferLoop::onCloseSocket(void* self, int socket) {
+    auto& loop = *static_cast<TransferLoop*>(self);
+    // Out of epoll first: a child process forked meanwhile may hold the socket open after this close.
+    if (auto found = loop.sockets_.find(socket); found != loop.sockets_.end()) {
+        if (found->second.registered) epoll_ctl(loop.epoll_, EPOLL_CTL_DEL, socket, nullptr);
+        loop.sockets_.erase(found);
+    }
+    return close(socket);
 }
 
 int TransferLoop::onTimer(void*, long timeoutMs, void* self) {
@@ -382,32 +433,32 @@ void TransferLoop::run(std::stop_token stop) {
 }
 
 void TransferLoop::waitForSockets(int timeoutMs) {
-    std::vector<pollfd> watched;
-    watched.reserve(sockets_.size() + 1);
-    watched.push_back({wakePipe_[0], POLLIN, 0});
-    for (const auto& [socket, what] : sockets_) {
-        short events = 0;
-        if (what == CURL_POLL_IN || what == CURL_POLL_INOUT) events |= POLLIN;
-        if (what == CURL_POLL_OUT || what == CURL_POLL_INOUT) events |= POLLOUT;
-        watched.push_back({int(socket), events, 0});
-    }
-    if (poll(watched.data(), watched.size(), timeoutMs) <= 0) return;
-    if (watched[0].revents) {
-        char drain[64];
-        while (read(wakePipe_[0], drain, sizeof drain) > 0) {
+    epoll_event ready[64];
+    const int count = epoll_wait(epoll_, ready, 64, timeoutMs);
+    for (int i = 0; i < count; ++i) {
+        const int fd = ready[i].data.fd;
+        const std::uint32_t got = ready[i].events;
+        if (fd == wakePipe_[0]) {
+            char drain[64];
+            while (read(wakePipe_[0], drain, sizeof drain) > 0) {
+            }
+            std::lock_guard lock(mutex_);
+            wakePending_ = false;
+            continue;
         }
-        std::lock_guard lock(mutex_);
-        wakePending_ = false;
-    }
-    for (size_t i = 1; i < watched.size(); ++i) {
-        const short got = watched[i].revents;
-        if (!got) continue;
+        auto found = sockets_.find(fd);
+        if (found == sockets_.end() || !found->second.wanted) {
+            // A resting connection the server wrote to or closed: libcurl finds out when it takes it.
+            epoll_ctl(epoll_, EPOLL_CTL_DEL, fd, nullptr);
+            if (found != sockets_.end()) found->second.registered = 0;
+            continue;
+        }
         int mask = 0;
-        if (got & (POLLIN | POLLHUP)) mask |= CURL_CSELECT_IN;
-        if (got & POLLOUT) mask |= CURL_CSELECT_OUT;
-        if (got & (POLLERR | POLLNVAL)) mask |= CURL_CSELECT_ERR;
+        if (got & (EPOLLIN | EPOLLHUP | EPOLLRDHUP)) mask |= CURL_CSELECT_IN;
+        if (got & EPOLLOUT) mask |= CURL_CSELECT_OUT;
+        if (got & EPOLLERR) mask |= CURL_CSELECT_ERR;
         int running = 0;
-        curl_multi_socket_action(multiOf(multi_), watched[i].fd, mask, &running);
+        curl_multi_socket_action(multiOf(multi_), fd, mask, &running);
     }
 }
 
@@ -462,7 +513,13 @@ void TransferLoop::start(Transfer& transfer) {
         return;
     }
     transfer.easy = easy;
-    if (!configured) transfer.configureFor(*transfer.request.agent);
+    if (!configured) {
+        transfer.configureFor(*transfer.request.agent);
+        curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &TransferLoop::onOpenSocket);
+        curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, this);
+        curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, &TransferLoop::onCloseSocket);
+        curl_easy_setopt(easy, CURLOPT_CLOSESOCKETDATA, this);
+    }
     transfer.bind();
     transfer.lastByte = Clock::now();
     if (transfer.request.gauge) transfer.request.gauge->waiting();

@@ -90,6 +90,10 @@ private:
     // which socket is ready, so a ready page costs no look at the other transfers.
     static int onSocket(void* easy, std::intptr_t socket, int what, void* self, void* socketData);
     static int onTimer(void* multi, long timeoutMs, void* self);
+    // libcurl opens and closes its connections' sockets through the loop, so the loop knows that a
+    // socket it still watches is the same socket (curl_socket_t, curlsocktype, curl_sockaddr*).
+    static int onOpenSocket(void* self, int purpose, void* address);
+    static int onCloseSocket(void* self, int socket);
     void waitForSockets(int timeoutMs);
     void wake();
 
@@ -98,9 +102,17 @@ private:
     std::vector<std::function<void()>> tasks_;
     bool wakePending_ = false; // under mutex_: a byte is in the pipe
     int wakePipe_[2] = {-1, -1};
-    std::unordered_map<std::intptr_t, int> sockets_;       // the loop's: socket → CURL_POLL_IN/OUT/INOUT
-    Clock::time_point curlDue_ = Clock::time_point::max(); // the loop's: when libcurl wants a call
-    Id nextId_ = 1;                                        // under mutex_
+    // The loop's, by socket. A connection's socket stays in epoll with what it last waited for while it
+    // rests in libcurl's cache, so that the next page on it costs no system call to watch it again.
+    struct Watched {
+        int wanted = 0;               // CURL_POLL_IN/OUT/INOUT, or 0 while libcurl does not watch it
+        std::uint32_t registered = 0; // the events epoll has for it, 0 when not there
+        bool opened = false;          // opened (and so closed) through the loop
+    };
+    std::unordered_map<int, Watched> sockets_;
+    int epoll_ = -1;
+    Clock::time_point curlDue_ = Clock::time_point::max();        // the loop's: when libcurl wants a call
+    Id nextId_ = 1;                                               // under mutex_
     std::unordered_map<Id, std::unique_ptr<Transfer>> transfers_; // the loop's
     // The loop's: handles between requests, with the agent whose settings they hold.
     struct SpareHandle {
