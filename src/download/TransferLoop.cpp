@@ -178,7 +178,11 @@ struct TransferLoop::Transfer {
     }
 
     // What every request of one agent shares; kept on the handle from page to page.
-    void configureFor(const THttpAgent& agent) {
+    void configureFor(const THttpAgent& agent, TransferLoop& loop) {
+        curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &TransferLoop::onOpenSocket);
+        curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, &loop);
+        curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, &TransferLoop::onCloseSocket);
+        curl_easy_setopt(easy, CURLOPT_CLOSESOCKETDATA, &loop);
         curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
         curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
         curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
@@ -513,13 +517,7 @@ void TransferLoop::start(Transfer& transfer) {
         return;
     }
     transfer.easy = easy;
-    if (!configured) {
-        transfer.configureFor(*transfer.request.agent);
-        curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &TransferLoop::onOpenSocket);
-        curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, this);
-        curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, &TransferLoop::onCloseSocket);
-        curl_easy_setopt(easy, CURLOPT_CLOSESOCKETDATA, this);
-    }
+    if (!configured) transfer.configureFor(*transfer.request.agent, *this);
     transfer.bind();
     transfer.lastByte = Clock::now();
     if (transfer.request.gauge) transfer.request.gauge->waiting();
