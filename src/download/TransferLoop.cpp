@@ -186,6 +186,9 @@ struct TransferLoop::Transfer {
         curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
         curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
         curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+        // The settings alone say which way a page goes: no exception list from the environment lets a
+        // host past the chosen proxy (and libcurl no longer reads it at every request).
+        curl_easy_setopt(easy, CURLOPT_NOPROXY, "");
         if (agent.AgentType) {
             curl_easy_setopt(easy, CURLOPT_PROXY, agent.Server.c_str());
             curl_easy_setopt(easy, CURLOPT_PROXYPORT, long(agent.Port));

@@ -413,21 +413,61 @@ TEST(Proxy, TheSelectedProxyTakesTheCredentialsAndAnUnselectedOneIsIgnored) {
     EXPECT_EQ(server.requests()[1].header("Via"), "");
 }
 
+// Environment variables set for one test and put back as they were.
+class ScopedEnvironment {
+public:
+    explicit ScopedEnvironment(const std::vector<std::pair<std::string, std::string>>& values) {
+        for (const auto& [name, value] : values) {
+            const char* old = std::getenv(name.c_str());
+            saved_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
+            setenv(name.c_str(), value.c_str(), 1);
+        }
+    }
+    ~ScopedEnvironment() {
+        for (const auto& [name, value] : saved_)
+            value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+    }
+
+private:
+    std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
+};
+
 TEST(Proxy, AProxyNamedInTheEnvironmentIsIgnored) {
     ClosedPort deadProxy;
     HttpServer server([](const HttpRequest&) { return HttpReply::page("direct"); });
-    // The four proxy variables name a dead proxy; empty exception lists leave local hosts no way out.
-    std::vector<std::pair<std::string, std::optional<std::string>>> saved;
-    for (const char* name : {"http_proxy", "HTTP_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"}) {
-        const char* old = std::getenv(name);
-        saved.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
-        setenv(name, saved.size() <= 4 ? deadProxy.url().c_str() : "", 1);
+    std::unique_ptr<TDownBean> bean;
+    {
+        // The four proxy variables name a dead proxy; empty exception lists leave local hosts no way out.
+        const std::string dead = deadProxy.url();
+        ScopedEnvironment environment({{"http_proxy", dead},
+                                       {"HTTP_PROXY", dead},
+                                       {"all_proxy", dead},
+                                       {"ALL_PROXY", dead},
+                                       {"no_proxy", ""},
+                                       {"NO_PROXY", ""}});
+        bean = fetch(server.url("/p.htm"), quickAgent());
     }
-    auto bean = fetch(server.url("/p.htm"), quickAgent());
-    for (const auto& [name, value] : saved)
-        value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
     EXPECT_EQ(bean->getStatus(), "finish") << bean->getErrorInfo();
     EXPECT_EQ(bean->getHtmlCode(), "direct");
+}
+
+TEST(Proxy, TheSelectedProxyCarriesEvenAHostTheEnvironmentExempts) {
+    TinyProxy proxy("bob", "pw");
+    HttpServer server([](const HttpRequest&) { return HttpReply::page("the page"); });
+    THttpAgent agent;
+    agent.AgentType = true;
+    agent.Server = "127.0.0.1";
+    agent.Port = proxy.port();
+    agent.User = "bob";
+    agent.Password = "pw";
+    std::unique_ptr<TDownBean> bean;
+    {
+        ScopedEnvironment environment({{"no_proxy", "127.0.0.1,localhost"}, {"NO_PROXY", "*"}});
+        bean = fetch(server.url("/p.htm"), quickAgent(agent));
+    }
+    EXPECT_EQ(bean->getHtmlCode(), "the page") << bean->getErrorInfo();
+    ASSERT_EQ(server.requestCount(), 1u);
+    EXPECT_NE(server.requests()[0].header("Via").find("tinyproxy"), std::string::npos);
 }
 
 TEST(Driver, ThreeSlotsShareTenPagesWithThePageStepInTheAddress) {
