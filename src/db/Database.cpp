@@ -1,9 +1,9 @@
 #include "Database.h"
 
 #include "Engine.h"
+#include "base/TextNumbers.h"
 
 #include <cstdio>
-#include <strings.h>
 
 namespace vantor::db {
 
@@ -174,9 +174,7 @@ std::string Statement::columnName(int column) const {
 
 std::optional<int> Statement::columnIndex(std::string_view name) const {
     for (int i = 0, n = columnCount(); i < n; ++i) {
-        const std::string candidate = columnName(i);
-        if (candidate.size() == name.size() && strncasecmp(candidate.data(), name.data(), name.size()) == 0)
-            return i;
+        if (sameName(columnName(i), name)) return i;
     }
     return std::nullopt;
 }

@@ -2,6 +2,7 @@
 
 #include "Database.h"
 #include "base/DateTime.h"
+#include "base/TextNumbers.h"
 
 #include <sqlite3.h>
 
@@ -28,9 +29,7 @@ std::optional<Part> partFromInterval(std::string_view interval) {
         {"n", Part::Minute},  {"s", Part::Second},
     };
     for (auto& [name, part] : table)
-        if (interval.size() == std::string_view(name).size() &&
-            strncasecmp(interval.data(), name, interval.size()) == 0)
-            return part;
+        if (sameName(interval, name)) return part;
     return std::nullopt;
 }
 

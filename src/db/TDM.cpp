@@ -1,8 +1,9 @@
 #include "TDM.h"
 
+#include "base/TextNumbers.h"
+
 #include <chrono>
 #include <stdexcept>
-#include <strings.h>
 #include <thread>
 
 namespace vantor::db {
@@ -129,8 +130,7 @@ std::string TDM::standingSql(std::string_view name) const {
 
 const StandingQuery& TDM::standingQuery(std::string_view name) {
     for (auto& query : standingQueries())
-        if (query.name.size() == name.size() && strncasecmp(query.name.data(), name.data(), name.size()) == 0)
-            return query;
+        if (sameName(query.name, name)) return query;
     throw std::out_of_range("no standing query " + std::string(name));
 }
 
